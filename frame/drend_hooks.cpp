@@ -1,0 +1,220 @@
+#include "frame/drend_hooks.h"
+
+#include <atomic>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include "frame/dr_published.h"
+#include "frame/drend_lock.h"
+#include "frame/str_util.h"
+
+void* dri_event_context = nullptr;
+
+namespace {
+
+// A fatal error is reported with this method until a daemon installs its own.
+void exit_with_message(int code, int arg, const char* format, ...) DREND_PRINTF(3, 4);
+
+std::atomic<drend_send_method_t> send_method_w_return{nullptr};
+std::atomic<drend_send_method_t> send_method{nullptr};
+std::atomic<drend_peer_method_t> flush_method{nullptr};
+std::atomic<drend_peer_method_t> peer_close_method{nullptr};
+std::atomic<drend_peer_to_file_method_t> peer_to_file_method{nullptr};
+std::atomic<drend_err_exit_method_t> err_exit_method{exit_with_message};
+
+// Counts for the daemon's thread only, hence no atomic.
+int send_counter = 0;
+
+struct rebuild_menu_s {
+    drend_rebuild_menu_fn_t function = nullptr;
+    void* argument = nullptr;
+    bool operator==(const rebuild_menu_s&) const = default;
+};
+dr_published_c<rebuild_menu_s> rebuild_menu;
+
+drend_lock_c event_context_lock;
+
+void exit_with_message(int code, int /*arg*/, const char* format, ...) {
+    va_list args;
+    va_start(args, format);
+    std::string message;
+    str_vappend(message, format, args);
+    va_end(args);
+    fputs(message.c_str(), stderr);
+    fflush(stdout);
+    exit(code);
+}
+
+int write_and_flush(FILE* stream, const char* text) {
+    const bool written = fputs(text, stream) != EOF;
+    fflush(stream);
+    return written ? 0 : DREND_PEER_LOST;
+}
+
+int deliver(void* peer, const char* text) {
+    if (const auto method = send_method_w_return.load(std::memory_order_acquire)) {
+        return method(peer, "%s", text);
+    }
+    if (const auto method = send_method.load(std::memory_order_acquire)) {
+        method(peer, "%s", text);
+        return 0;
+    }
+    return write_and_flush(stdout, text);
+}
+
+} // namespace
+
+drend_send_method_t drend_set_send_method_w_return(drend_send_method_t method) {
+    return send_method_w_return.exchange(method, std::memory_order_acq_rel);
+}
+
+drend_send_method_t drend_set_send_method(drend_send_method_t method) {
+    return send_method.exchange(method, std::memory_order_acq_rel);
+}
+
+drend_peer_method_t drend_set_flush_method(drend_peer_method_t method) {
+    return flush_method.exchange(method, std::memory_order_acq_rel);
+}
+
+drend_peer_method_t drend_set_peer_close_method(drend_peer_method_t method) {
+    return peer_close_method.exchange(method, std::memory_order_acq_rel);
+}
+
+void drend_set_peer_to_file_method(drend_peer_to_file_method_t method) {
+    peer_to_file_method.store(method, std::memory_order_release);
+}
+
+drend_err_exit_method_t drend_set_err_exit_method(drend_err_exit_method_t method) {
+    return err_exit_method.exchange(method, std::memory_order_acq_rel);
+}
+
+void drend_set_vsnprintf(drend_vsnprintf_t formatter) {
+    str_set_vsnprintf(formatter);
+}
+
+int drend_send(void* peer, const char* format, ...) {
+    va_list args;
+    va_start(args, format);
+    const char* whole = nullptr;
+    std::string formatted;
+    // A finished text needs no formatting, unless a daemon wants to see it in its
+    // formatter.
+    if (strcmp(format, "%s") == 0 && str_formatter_is_system()) {
+        va_list copy;
+        va_copy(copy, args);
+        whole = va_arg(copy, const char*);
+        va_end(copy);
+        if (whole != nullptr && strnlen(whole, STR_LIMIT) == STR_LIMIT) {
+            whole = nullptr;
+        }
+    }
+    if (whole == nullptr) {
+        str_vappend(formatted, format, args);
+        whole = formatted.c_str();
+    }
+    va_end(args);
+    const int result = deliver(peer, whole);
+    if (result == 0) {
+        ++send_counter;
+    }
+    return result;
+}
+
+int drend_va_send_to_file_ptr(FILE* stream, const char* format, va_list args) {
+    std::string text;
+    str_vappend(text, format, args);
+    return write_and_flush(stream, text.c_str());
+}
+
+int drend_send_file_ptr(FILE* stream, const char* format, ...) {
+    va_list args;
+    va_start(args, format);
+    const int result = drend_va_send_to_file_ptr(stream, format, args);
+    va_end(args);
+    return result;
+}
+
+int drend_send_peer_ptr(void* peer, const char* format, ...) {
+    const auto method = peer_to_file_method.load(std::memory_order_acquire);
+    if (method == nullptr) {
+        return 0;
+    }
+    va_list args;
+    va_start(args, format);
+    const int result = drend_va_send_to_file_ptr(method(peer), format, args);
+    va_end(args);
+    return result;
+}
+
+int drend_flush(void* peer) {
+    const auto method = flush_method.load(std::memory_order_acquire);
+    return method == nullptr ? 0 : method(peer);
+}
+
+int drend_close_peer(void* peer) {
+    const auto method = peer_close_method.load(std::memory_order_acquire);
+    return method == nullptr ? 0 : method(peer);
+}
+
+int drend_chars_sent_reset(void) {
+    const int sent = send_counter;
+    send_counter = 0;
+    return sent;
+}
+
+void drend_err_exit(int code, int arg, const char* format, ...) {
+    const auto method = err_exit_method.load(std::memory_order_acquire);
+    if (method == nullptr) {
+        return;
+    }
+    va_list args;
+    va_start(args, format);
+    std::string message;
+    str_vappend(message, format, args);
+    va_end(args);
+    ++send_counter;
+    method(code, arg, "%s", message.c_str());
+}
+
+void* drend_get_event_context(void) {
+    return std::atomic_ref<void*>(dri_event_context).load(std::memory_order_acquire);
+}
+
+int drend_set_event_context(void* event_context) {
+    event_context_lock.lock();
+    std::atomic_ref<void*>(dri_event_context)
+        .store(event_context, std::memory_order_release);
+    return event_context_lock.unlock();
+}
+
+void drend_set_rebuild_menu(drend_rebuild_menu_fn_t function, void* argument) {
+    rebuild_menu.set({function, argument});
+}
+
+bool dri_call_rebuild_menu() {
+    const rebuild_menu_s& hook = rebuild_menu.get();
+    if (hook.function == nullptr) {
+        return false;
+    }
+    hook.function(hook.argument);
+    return true;
+}
+
+const char* drend_status_text(int status, char* buffer, unsigned int size) {
+    static constexpr struct {
+        int status;
+        const char* name;
+    } names[] = {{DREND_OK, "DREND_OK"},
+                 {DREND_DEFER, "DREND_DEFER"},
+                 {DREND_NO_EL, "DREND_NO_EL"},
+                 {DREND_ERR, "DREND_ERR"}};
+    for (const auto& row : names) {
+        if (row.status == status) {
+            snprintf(buffer, size, "%s", row.name);
+            return buffer;
+        }
+    }
+    snprintf(buffer, size, "UNKNOWN(%d)", status);
+    return buffer;
+}

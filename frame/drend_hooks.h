@@ -1,0 +1,14 @@
+// The process-wide hooks: how text leaves the library, how a fatal error ends the process,
+// where the event loop is and how the menu is built again.
+//
+//     walker -> drend_send -> formatter -> installed send method, or standard output
+//
+// Slots are read without a lock and are therefore atomics; a replacement takes effect at
+// the next call. The public functions are declared in drend.h; here stands what only the
+// library calls.
+#pragma once
+
+#include "drend.h"
+
+// Runs the installed rebuild function. False when none is installed.
+bool dri_call_rebuild_menu();

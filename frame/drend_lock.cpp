@@ -1,0 +1,31 @@
+#include "frame/drend_lock.h"
+
+drend_lock_c::drend_lock_c() {
+    pthread_mutexattr_init(&attribute_);
+    pthread_mutexattr_settype(&attribute_, PTHREAD_MUTEX_RECURSIVE);
+    pthread_mutex_init(&mutex_, &attribute_);
+}
+
+drend_lock_c::~drend_lock_c() {
+    // Unlocking a mutex that nobody holds is undefined; destroying a held one is, too.
+    while (held_ > 0 && unlock() == 0) {
+    }
+    pthread_mutexattr_destroy(&attribute_);
+    pthread_mutex_destroy(&mutex_);
+}
+
+int drend_lock_c::lock() {
+    const int result = pthread_mutex_lock(&mutex_);
+    if (result == 0) {
+        ++held_;
+    }
+    return result;
+}
+
+int drend_lock_c::unlock() {
+    const int result = pthread_mutex_unlock(&mutex_);
+    if (result == 0) {
+        --held_;
+    }
+    return result;
+}

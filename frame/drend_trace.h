@@ -1,0 +1,14 @@
+// The trace word and the trace lines.
+//
+// Callers test a bit with dri_trace_on before they build a line; drend_debug_trace itself
+// tests nothing but whether somebody listens.
+#pragma once
+
+#include <atomic>
+
+#include "drend.h"
+
+inline bool dri_trace_on(unsigned bits) {
+    const std::atomic_ref<uint64_t> flags(drend_trace_flags);
+    return (flags.load(std::memory_order_relaxed) & bits) != 0;
+}

@@ -1,0 +1,110 @@
+// dr_value_c: one leaf value, raw bytes and a type, with every conversion that output and
+// filters ask for.
+//
+//     inline area (128 bytes, of which 4 are used)          values of up to 4 bytes
+//     data ----> heap block                                 longer ones
+//
+//  1. Conversions are lenient in stated ways: negatives of any size pass the signed getters
+//  and are
+//     cut to their width, unsigned values up to the full width wrap.
+//  2. Getters return 0, or -2 and leave their output alone.
+//  3. A value cannot be copied: a copy would share the heap block.
+//
+// Not safe for concurrent use of one object.
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+#include "drend.h"
+
+class drend_tag_object_c;
+
+enum dr_value_type_t : int32_t {
+    DRV_NONE = 0,    // nothing stored
+    DRV_BOOLEAN = 1, // the first byte decides
+    DRV_INT8 = 2,
+    DRV_INT16 = 3,
+    DRV_INT32 = 4,
+    DRV_INT64 = 5,
+    DRV_UINT8 = 6,
+    DRV_UINT16 = 7,
+    DRV_UINT32 = 8,
+    DRV_UINT64 = 9,
+    DRV_FLOAT = 10,
+    DRV_DOUBLE = 11, // decimal64 values too
+    DRV_STRING = 12, // NUL-terminated
+};
+
+// What a getter returns that cannot give the value in the form asked for.
+inline constexpr int DRV_NO_CONVERSION = -2;
+
+class dr_value_c {
+  public:
+    // Room for the text of any value that is not itself a text.
+    using scratch_t = char[64];
+
+    dr_value_c() = default;
+    ~dr_value_c();
+    dr_value_c(const dr_value_c&) = delete;
+    dr_value_c& operator=(const dr_value_c&) = delete;
+
+    // A copy of `s`; null is the empty text. 0, or DREND_ERR when memory ran out.
+    int set_string(const char* s);
+    // Keeps exactly the bytes of the type: `size` bytes are offered, missing ones count as
+    // zero. 0, or DREND_ERR when memory ran out; the value then has no type.
+    int set_raw_value(dr_value_type_t type, const void* bytes, unsigned int size);
+    // Makes room for `size` bytes without keeping what is stored. Asserts that memory was
+    // found and returns whether it was.
+    bool resize_buffer(unsigned int size);
+
+    dr_value_type_t type() const { return type_; }
+    bool is_integral() const { return type_ >= DRV_INT8 && type_ <= DRV_INT64; }
+    bool is_uintegral() const { return type_ >= DRV_UINT8 && type_ <= DRV_UINT64; }
+    bool is_float() const { return type_ == DRV_FLOAT; }
+    bool is_double() const { return type_ == DRV_DOUBLE; }
+
+    // The value's text without copying a stored text: a view into the value or into
+    // `scratch`, NUL-terminated. False when there is no value.
+    bool get_text(std::string_view& out, scratch_t& scratch) const;
+
+    int get_string(str_buf_s* out) const;
+    // As get_string; "DREND_ERR" when there is no value. Returns the text.
+    const char* c_str(str_buf_s* out) const;
+    int get_boolean(str_buf_s* out) const;
+    int get_decimal64(str_buf_s* out, unsigned char fraction_digits) const;
+    // The text that output shows for this value under `tag` (null: no tag): a decimal64 tag
+    // formats the number, "Conversion Error" when it cannot. Defined where tags are known.
+    const char* get_value_as_string(const drend_tag_object_c* tag, str_buf_s* out) const;
+
+    int get_integral(long long& out) const;
+    int get_uintegral(unsigned long long& out) const;
+    int get_int64(int64_t& out) const;
+    int get_int32(int32_t& out) const;
+    int get_int16(int16_t& out) const;
+    int get_int8(int8_t& out) const;
+    int get_uint64(uint64_t& out) const;
+    int get_uint32(uint32_t& out) const;
+    int get_uint16(uint16_t& out) const;
+    int get_uint8(uint8_t& out) const;
+    int get_double(double& out) const;
+
+    // A number 0 or the text "0"; no other type is ever zero.
+    bool is_value_zero() const;
+
+  private:
+    template <typename T>
+    T stored() const;
+    template <typename T>
+    int get_signed(dr_value_type_t own, T& out) const;
+    template <typename T>
+    int get_unsigned(dr_value_type_t own, T& out) const;
+
+    // A value counts as longer than this although the inline area has more room.
+    static constexpr uint32_t INITIAL_CAPACITY = 4;
+
+    char inline_[128];
+    char* data_ = inline_;
+    uint32_t capacity_ = INITIAL_CAPACITY;
+    dr_value_type_t type_ = DRV_NONE;
+};

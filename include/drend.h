@@ -1,0 +1,569 @@
+/*
+ * drend.h - dynamic rendering of a daemon's live data.
+ *
+ * A daemon describes its data once, as a tree of paths with accessor procedures:
+ *
+ *     /interfaces/interface            drend_add_list       steps through the rows
+ *     /interfaces/interface/name       drend_add_str_leaf   gives one value of a row
+ *
+ * Definition files, written in JSON, say which elements a command prints and from which
+ * path each of them takes its value. When a command runs, the library walks its definition,
+ * calls the accessors and streams the answer to the peer that asked.
+ *
+ * CONVENTIONS
+ *
+ * Arguments. The first argument of a function that talks to a peer is the peer: a handle
+ * that belongs to the daemon and goes unchanged to the methods it installed. An accessor's
+ * context comes first in every call made from an accessor. Texts are NUL-terminated; no
+ * argument may be NULL unless its function says so.
+ *
+ * Results. Functions return a status (`enum drend_status`) or 0 for success and a negative
+ * value for failure, unless they say otherwise. A function that installs a hook returns the
+ * hook that was installed before where its type allows a result.
+ *
+ * Ownership. The library copies every text it is given, with two exceptions that say so.
+ * The data pointers given at registration stay the daemon's and must live as long as the
+ * path.
+ *
+ * Threads. Registration, rendering and continuing belong to one thread, the one that runs
+ * the daemon's event loop; accessors are called on it. Other threads may install the hooks
+ * that say "any thread", and may load definitions. No function here blocks on the network;
+ * what an installed method does is the daemon's affair.
+ *
+ * From within an accessor a daemon may call everything in "Values", "Rows" and "Context"
+ * below, install hooks and load definitions. It may not register or remove paths, and may
+ * not render.
+ *
+ * Errors. What goes wrong with a request is answered to the peer or returned; what is wrong
+ * in a definition file or a registration is one line on standard error. Contradictory
+ * registrations end the process through drend_err_exit. No C++ exception leaves the
+ * library.
+ */
+#ifndef DREND_H
+#define DREND_H
+
+#include <stdarg.h>
+#include <stdint.h>
+#include <stdio.h>
+
+#if defined(DREND_BUILDING_LIBRARY) && defined(__GNUC__)
+#define DREND_API __attribute__((visibility("default")))
+#else
+#define DREND_API
+#endif
+
+#if defined(__GNUC__)
+#define DREND_PRINTF(format_index, first_argument) \
+    __attribute__((format(printf, format_index, first_argument)))
+#else
+#define DREND_PRINTF(format_index, first_argument)
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* ----------------------------------------------------------------------------------------
+ */
+/* Statuses */
+/* ----------------------------------------------------------------------------------------
+ */
+
+/* What accessors return and what rendering returns. */
+enum drend_status {
+    DREND_ERR = -1,  /* failed; a leaf without a value is left out of the output */
+    DREND_OK = 0,    /* done */
+    DREND_DEFER = 1, /* done for now: suspend the output, continue when the loop is idle */
+    DREND_NO_EL = 2, /* no such element; the end of a list */
+    DREND_SKIP_LEAF = 3, /* from a leaf procedure only: leave this leaf out */
+};
+
+/* The result of a send whose peer is lost. */
+#define DREND_PEER_LOST (-3)
+
+/*
+ * The name of a status for messages, "DREND_OK" for example, or "UNKNOWN(%d)" with the
+ * number for a value that is none of the first four. The text is written into `buffer`, cut
+ * to `size` bytes with its NUL (32 always suffice). Returns `buffer`. Any thread.
+ */
+DREND_API const char* drend_status_text(int status, char* buffer, unsigned int size);
+
+/* ----------------------------------------------------------------------------------------
+ */
+/* Output: the methods through which everything leaves the library */
+/* ----------------------------------------------------------------------------------------
+ */
+
+/*
+ * Delivers text to a peer. The library calls it with the format "%s" and the finished text
+ * as the only argument. The result is 0 for success; DREND_PEER_LOST (or any other negative
+ * value) ends the walk that sent.
+ */
+typedef int (*drend_send_method_t)(void* peer, const char* format, ...);
+
+/* Flushes what is buffered for a peer, or closes the peer. 0 for success. */
+typedef int (*drend_peer_method_t)(void* peer);
+
+/* The standard I/O stream that belongs to a peer. */
+typedef FILE* (*drend_peer_to_file_method_t)(void* peer);
+
+/* Reports a fatal error, called with the format "%s" and the finished message. */
+typedef void (*drend_err_exit_method_t)(int code, int arg, const char* format, ...);
+
+/* A formatter with the contract of vsnprintf: the length that the whole text would have. */
+typedef int (*drend_vsnprintf_t)(char* buffer, unsigned int size, const char* format,
+                                 va_list args);
+
+/* Receives trace lines, which carry their own line ends. The result is not used. */
+typedef int (*drend_debugtrace_cb_t)(const char* format, va_list args);
+
+/* Builds the menu again; gets the argument given with it. */
+typedef void (*drend_rebuild_menu_fn_t)(void* argument);
+
+/*
+ * Install the send method whose result counts, or the one whose result does not. The first
+ * wins when both are installed; with neither, text goes to standard output. NULL
+ * uninstalls. Takes effect at the next send. Returns the method installed before, or NULL.
+ * Any thread.
+ */
+DREND_API drend_send_method_t drend_set_send_method_w_return(drend_send_method_t method);
+DREND_API drend_send_method_t drend_set_send_method(drend_send_method_t method);
+
+/* Installs the flush method; NULL (the default) makes drend_flush do nothing. Returns the
+ * method installed before. */
+DREND_API drend_peer_method_t drend_set_flush_method(drend_peer_method_t method);
+
+/* Installs the close method; NULL (the default) makes drend_close_peer do nothing. Returns
+ * the method installed before. */
+DREND_API drend_peer_method_t drend_set_peer_close_method(drend_peer_method_t method);
+
+/* Installs the method that drend_send_peer_ptr uses; NULL is the default. */
+DREND_API void drend_set_peer_to_file_method(drend_peer_to_file_method_t method);
+
+/*
+ * Installs the method that ends the process on a fatal error. The default writes the
+ * message to standard error and calls exit(code). With NULL fatal errors are ignored, which
+ * leaves the registration that failed undone. Returns the method installed before. Any
+ * thread.
+ */
+DREND_API drend_err_exit_method_t drend_set_err_exit_method(drend_err_exit_method_t method);
+
+/*
+ * Installs the formatter that every text passes on its way out; NULL brings back the
+ * system's vsnprintf. Any thread.
+ */
+DREND_API void drend_set_vsnprintf(drend_vsnprintf_t formatter);
+
+/*
+ * Formats a text and delivers it to `peer` with the installed send method. A text of 1 MiB
+ * or more is cut and ends in " [string > 1M: truncated]". Returns 0, the method's result
+ * when that is not 0, or DREND_PEER_LOST when standard output could not be written.
+ */
+DREND_API int drend_send(void* peer, const char* format, ...) DREND_PRINTF(2, 3);
+
+/* Formats a text, writes it to `stream` and flushes it. 0, or DREND_PEER_LOST. Any thread.
+ */
+DREND_API int drend_send_file_ptr(FILE* stream, const char* format, ...) DREND_PRINTF(2, 3);
+DREND_API int drend_va_send_to_file_ptr(FILE* stream, const char* format, va_list args)
+    DREND_PRINTF(2, 0);
+
+/* As drend_send_file_ptr to the stream of `peer`; 0 and nothing when no method is
+ * installed. */
+DREND_API int drend_send_peer_ptr(void* peer, const char* format, ...) DREND_PRINTF(2, 3);
+
+/* Calls the installed flush, or close, method: its result, or 0 when there is none. */
+DREND_API int drend_flush(void* peer);
+DREND_API int drend_close_peer(void* peer);
+
+/* The number of successful sends (calls, not bytes) since the last call of this function.
+ */
+DREND_API int drend_chars_sent_reset(void);
+
+/* Reports a fatal error through the installed method. `arg` is passed on. */
+DREND_API void drend_err_exit(int code, int arg, const char* format, ...)
+    DREND_PRINTF(3, 4);
+
+/*
+ * The daemon's event context: a pointer to its `evContext`, NULL until set. The setter
+ * returns 0. Any thread sets; the daemon's thread reads.
+ */
+DREND_API void* drend_get_event_context(void);
+DREND_API int drend_set_event_context(void* event_context);
+DREND_API extern void* dri_event_context;
+
+/* Installs the function that builds the daemon's menu again, and its argument. */
+DREND_API void drend_set_rebuild_menu(drend_rebuild_menu_fn_t function, void* argument);
+
+/* ----------------------------------------------------------------------------------------
+ */
+/* Tracing */
+/* ----------------------------------------------------------------------------------------
+ */
+
+/* The bits of the trace word, with the prefix of the lines that each enables. */
+enum drend_trace_bit {
+    DREND_TRACE_WALK = 1,    /* "DR_TAGS_ACCESS: " the walk, tag by tag */
+    DREND_TRACE_LOAD = 2,    /* "DR_JSON: " the loading of definition files */
+    DREND_TRACE_ERROR = 8,   /* "DR_ERROR: " errors that are silent otherwise */
+    DREND_TRACE_WALKER = 16, /* "DR_WALKER: " look-ups of daemons by path */
+};
+
+/* The trace word in force. Read it freely; write it through drend_set_trace_flag. */
+DREND_API extern uint64_t drend_trace_flags;
+
+/* Replaces the trace word. Lines appear once a callback is installed too. Any thread. */
+DREND_API void drend_set_trace_flag(unsigned int flags);
+
+/* Installs the receiver of trace lines; NULL, the default, drops them. Any thread. */
+DREND_API void drend_set_debugtrace_cb(drend_debugtrace_cb_t callback);
+
+/* A ready-made receiver that writes to standard error. */
+DREND_API int drend_debug_trace_stderr(const char* format, va_list args) DREND_PRINTF(1, 0);
+
+/* Hands a line to the installed receiver, whatever the trace word says. */
+DREND_API void drend_debug_trace(const char* format, ...) DREND_PRINTF(1, 2);
+
+/* ----------------------------------------------------------------------------------------
+ */
+/* Registration: the tree of paths */
+/* ----------------------------------------------------------------------------------------
+ */
+
+/* The position of a walk in the daemon's data, as accessors see it. Lives as long as the
+ * call that received it. */
+typedef struct dr_meta_context_s dr_meta_context_s;
+
+/*
+ * An accessor. `data` is the pointer registered with it. Returns an `enum drend_status`:
+ *   list      DREND_OK with the next row set by drend_set_element_ref, DREND_NO_EL at the
+ * end, DREND_DEFER to show the row and then suspend; leaf      DREND_OK with a value set,
+ * DREND_SKIP_LEAF to leave the leaf out, DREND_DEFER to be asked again later (set no value
+ * then), DREND_ERR when there is no value; container DREND_OK with the next child set by
+ * drend_set_attribute_name and one of drend_set_attribute_ref and drend_set_element_ref,
+ * DREND_NO_EL at the end; enter, exit: not examined. A look-up for a filter or a key cannot
+ * suspend: DREND_DEFER from a leaf is a failed read there.
+ */
+typedef int (*drend_proc_t)(dr_meta_context_s* ctx, const void* data);
+
+/*
+ * Paths are components separated by "/", from the root; empty components are skipped, so
+ * "/a/b", "a/b" and "/a//b/" are one path. Missing nodes on the way are made as containers.
+ * Rows of a list are not part of a path: the children of "/interfaces/interface" are the
+ * fields of every row. `data` may be NULL. All functions of this group return 0. A path
+ * whose procedure is registered a second time with another procedure or other data is a
+ * fatal error (drend_err_exit).
+ */
+
+/* A list: `proc` steps through its rows. */
+DREND_API int drend_add_list(const char* path, drend_proc_t proc, const void* data);
+
+/* A container whose children are named by `proc` while it is walked. */
+DREND_API int drend_add_cont_cb(const char* path, drend_proc_t proc, const void* data);
+
+/*
+ * Called when a walk enters, or leaves, a container or list: exactly one exit for each
+ * enter, also when the walk is given up. An exit procedure without an enter procedure on
+ * the same path is never called. A second registration on one path is a fatal error.
+ */
+DREND_API int drend_add_enter(const char* path, drend_proc_t proc, const void* data);
+DREND_API int drend_add_exit(const char* path, drend_proc_t proc, const void* data);
+
+/*
+ * Leaves, one function for each type. `proc` sets one value with a function of "Values", or
+ * is one of the ready-made readers there with the address of a variable as `data`.
+ */
+DREND_API int drend_add_boolean_leaf(const char* path, drend_proc_t proc, const void* data);
+DREND_API int drend_add_int8_leaf(const char* path, drend_proc_t proc, const void* data);
+DREND_API int drend_add_int16_leaf(const char* path, drend_proc_t proc, const void* data);
+DREND_API int drend_add_int32_leaf(const char* path, drend_proc_t proc, const void* data);
+DREND_API int drend_add_int64_leaf(const char* path, drend_proc_t proc, const void* data);
+DREND_API int drend_add_uint8_leaf(const char* path, drend_proc_t proc, const void* data);
+DREND_API int drend_add_uint16_leaf(const char* path, drend_proc_t proc, const void* data);
+DREND_API int drend_add_uint32_leaf(const char* path, drend_proc_t proc, const void* data);
+DREND_API int drend_add_uint64_leaf(const char* path, drend_proc_t proc, const void* data);
+DREND_API int drend_add_str_leaf(const char* path, drend_proc_t proc, const void* data);
+DREND_API int drend_add_double_leaf(const char* path, drend_proc_t proc, const void* data);
+DREND_API int drend_add_decimal64_leaf(const char* path, drend_proc_t proc,
+                                       const void* data);
+DREND_API int drend_add_ipaddr_v4_leaf(const char* path, drend_proc_t proc,
+                                       const void* data);
+DREND_API int drend_add_xsockaddr_leaf(const char* path, drend_proc_t proc,
+                                       const void* data);
+DREND_API int drend_add_generic_leaf(const char* path, drend_proc_t proc, const void* data);
+
+/*
+ * The walk handlers: `start` is called when a walk begins and when it is continued, its
+ * result is not used; `suspend` is called after every row that a list procedure gives and
+ * returns non-zero to have the walk suspended once that row is shown. Both get `data`. NULL
+ * removes one. Replaces earlier handlers. Returns 0. Any thread.
+ */
+typedef int (*drend_walk_handler_t)(dr_meta_context_s* ctx, void* data);
+DREND_API int drend_add_walk_handlers(drend_walk_handler_t start,
+                                      drend_walk_handler_t suspend, void* data);
+
+/* ----------------------------------------------------------------------------------------
+ */
+/* Values: called by a leaf procedure to hand its value over */
+/* ----------------------------------------------------------------------------------------
+ */
+
+/* Set the value of the leaf being read. 0, or DREND_ERR outside a leaf procedure. */
+DREND_API int drend_set_boolean_value(dr_meta_context_s* ctx, int32_t value);
+DREND_API int drend_set_int8_value(dr_meta_context_s* ctx, int8_t value);
+DREND_API int drend_set_int16_value(dr_meta_context_s* ctx, int16_t value);
+DREND_API int drend_set_int32_value(dr_meta_context_s* ctx, int32_t value);
+DREND_API int drend_set_int64_value(dr_meta_context_s* ctx, int64_t value);
+DREND_API int drend_set_uint8_value(dr_meta_context_s* ctx, uint8_t value);
+DREND_API int drend_set_uint16_value(dr_meta_context_s* ctx, uint16_t value);
+DREND_API int drend_set_uint32_value(dr_meta_context_s* ctx, uint32_t value);
+DREND_API int drend_set_uint64_value(dr_meta_context_s* ctx, uint64_t value);
+DREND_API int drend_set_float_value(dr_meta_context_s* ctx, float value);
+DREND_API int drend_set_double_value(dr_meta_context_s* ctx, double value);
+/* A decimal64 value; the definition's tag says how many fraction digits are shown. */
+DREND_API int drend_set_decimal64_value(dr_meta_context_s* ctx, double value);
+/* A copy of `text`; NULL is the empty text. */
+DREND_API int drend_set_string_value(dr_meta_context_s* ctx, const char* text);
+/* The formatted text. */
+DREND_API int drend_set_str_value(dr_meta_context_s* ctx, const char* format, ...)
+    DREND_PRINTF(2, 3);
+
+/*
+ * Ready-made leaf procedures: register one with the address of a variable as its data, and
+ * the leaf shows what the variable holds at the time of the walk. `data` points to a
+ * variable of the type in the name (boolean: one byte, 0 or not); NULL gives DREND_ERR.
+ */
+DREND_API int drend_get_boolean_cb(dr_meta_context_s* ctx, const void* data);
+DREND_API int drend_get_int8_cb(dr_meta_context_s* ctx, const void* data);
+DREND_API int drend_get_int16_cb(dr_meta_context_s* ctx, const void* data);
+DREND_API int drend_get_int32_cb(dr_meta_context_s* ctx, const void* data);
+DREND_API int drend_get_int64_cb(dr_meta_context_s* ctx, const void* data);
+DREND_API int drend_get_uint8_cb(dr_meta_context_s* ctx, const void* data);
+DREND_API int drend_get_uint16_cb(dr_meta_context_s* ctx, const void* data);
+DREND_API int drend_get_uint32_cb(dr_meta_context_s* ctx, const void* data);
+DREND_API int drend_get_uint64_cb(dr_meta_context_s* ctx, const void* data);
+
+/* `data` points to a `const char *`, and may not be NULL here; the pointer it points to
+ * may. */
+DREND_API int drend_get_str_cb(dr_meta_context_s* ctx, const void* data);
+
+/* `data` points to a 16-byte record that begins with an IPv4 address in network order. */
+DREND_API int drend_get_ipaddr_v4_cb(dr_meta_context_s* ctx, const void* data);
+
+/*
+ * `data` points to a 32-byte socket address, read as `af_sock_domain` says, not as the
+ * record's own family says: 2 for an IPv4 address at offset 4, 28 for an IPv6 address at
+ * offset 12. For any other domain no value is set.
+ */
+DREND_API int drend_get_xsockaddr_cb(dr_meta_context_s* ctx, const void* data);
+DREND_API extern int af_sock_domain;
+
+/* `data` is the name under which drend_add_str_cached stored a text: that text, or "". */
+DREND_API int drend_get_cached_cb(dr_meta_context_s* ctx, const void* data);
+
+/*
+ * Values of the daemon's own kinds. A handler writes `length` bytes at `data` as text into
+ * `out` (sbuf_append and its family). Registering replaces the handler of a kind.
+ * drend_set_generic sets the handler's text as the value: 0, or DREND_ERR for a kind
+ * without a handler.
+ */
+typedef struct str_buf_s str_buf_s;
+typedef void (*drend_generic_handler_t)(const void* data, unsigned int length,
+                                        str_buf_s* out);
+DREND_API int drend_register_generic_handler(int kind, drend_generic_handler_t handler);
+DREND_API int drend_set_generic(dr_meta_context_s* ctx, int kind, const void* data,
+                                unsigned int length);
+
+/* Whether leaves whose text is empty are left out of the output (0, the default: shown). */
+DREND_API void drend_set_skip_if_empty_leaf(int flag);
+DREND_API int drend_get_skip_if_empty_leaf(void);
+
+/* The range of a decimal64 by its number of fraction digits: { minimum, maximum }; row 0 is
+ * not used. */
+DREND_API extern const double drv_decimal64_range_table[19][2];
+
+/* ----------------------------------------------------------------------------------------
+ */
+/* Rows: called by list procedures, and by all others to find the row they belong to */
+/* ----------------------------------------------------------------------------------------
+ */
+
+/*
+ * The reference of the current row: the daemon's pointer to it, never looked at by the
+ * library. A list procedure reads the current one (NULL before the first row), sets the
+ * next one and returns DREND_OK, or sets NULL and returns DREND_NO_EL. Everything below a
+ * row inherits its reference. The setter returns 0.
+ */
+DREND_API int drend_set_element_ref(dr_meta_context_s* ctx, void* ref);
+DREND_API void* drend_get_element_ref(dr_meta_context_s* ctx);
+
+/*
+ * The reference `offset` places above the current node: 0 is the node itself, 1 its parent,
+ * so that a list procedure finds the row of the enclosing list at 1. NULL, or nothing set,
+ * beyond drend_get_element_ref_offset_max, which is the number of places. The setter
+ * returns 0.
+ */
+DREND_API void* drend_get_element_ref_offset(dr_meta_context_s* ctx, unsigned int offset);
+DREND_API int drend_set_element_ref_offset(dr_meta_context_s* ctx, unsigned int offset,
+                                           void* ref);
+DREND_API unsigned int drend_get_element_ref_offset_max(dr_meta_context_s* ctx);
+
+/* The same as drend_get_element_ref_offset, for lists driven by an iterator. */
+DREND_API void* drend_get_iterator_c(dr_meta_context_s* ctx, unsigned int offset);
+
+/*
+ * What the request asks of a key of the list being stepped through: the text that the leaf
+ * `name` (a name in the daemon's tree) must equal for a row to be shown, or NULL. A list
+ * procedure that finds one may go straight to the matching row. Valid during the call.
+ */
+DREND_API const char* drend_get_filter_name(dr_meta_context_s* ctx, const char* name);
+
+/* A ready-made list procedure; see drend_iterator_c below. */
+DREND_API int drend_iterator_c_it_cb(dr_meta_context_s* ctx, const void* data);
+
+/* ----------------------------------------------------------------------------------------
+ */
+/* Context: what accessors of one walk leave for each other */
+/* ----------------------------------------------------------------------------------------
+ */
+
+/*
+ * A context is a value: everything below the place where something is stored sees it; it is
+ * gone when the walk leaves that place.
+ */
+
+/* A pointer of the daemon's under a name; NULL when there is none. Setting replaces,
+ * returns 0. */
+DREND_API int drend_set_cookie(dr_meta_context_s* ctx, const char* name, void* cookie);
+DREND_API void* drend_get_cookie(dr_meta_context_s* ctx, const char* name);
+
+/* Stores a formatted text under `name` for drend_get_cached_cb. A NULL name is ignored.
+ * Returns 0. */
+DREND_API int drend_add_str_cached(dr_meta_context_s* ctx, const char* name,
+                                   const char* format, ...) DREND_PRINTF(3, 4);
+
+/*
+ * The child that a container procedure has reached: its name (copied; NULL is ignored) and
+ * a pointer of the daemon's that marks the position. Setters return 0. The getter stores
+ * the pointer through `ref` and returns 0.
+ */
+DREND_API int drend_set_attribute_name(dr_meta_context_s* ctx, const char* name);
+DREND_API int drend_set_attribute_ref(dr_meta_context_s* ctx, void* ref);
+DREND_API int drend_get_attribute_ref(dr_meta_context_s* ctx, void** ref);
+
+/* ----------------------------------------------------------------------------------------
+ */
+/* Definitions and commands */
+/* ----------------------------------------------------------------------------------------
+ */
+
+/*
+ * Text put in front of the directories that definition files are loaded from
+ * ("/usr/lib/render",
+ * "/opt/lib/render", "/var/opt/lib/render"). Copied; "" is the default. Before loading.
+ */
+DREND_API void drend_set_prefix(const char* prefix);
+
+/*
+ * Loads every definition file and merges definitions of one name. Returns the number of
+ * commands, or -1. Files that are broken are reported on standard error and left out.
+ */
+DREND_API int drend_dir_init(void);
+
+/*
+ * Called when a command starts, with the path of its top element, and when it ends, with
+ * "". NULL removes a handler; both replace earlier ones. Returns 0. Any thread.
+ */
+typedef void (*drend_cmd_handler_t)(const char* command, void* user_data);
+DREND_API int drend_add_cmd_handlers(drend_cmd_handler_t start, drend_cmd_handler_t end,
+                                     void* user_data);
+
+/*
+ * Runs the command `name` for `peer` and sends its answer as XML. `argument` is the
+ * request's argument text, or NULL; it may hold a filter:
+ * filter='/interfaces/interface[name="lo"]'. Returns 0 when the answer is complete or the
+ * command is unknown (one line on standard error), DREND_DEFER when it was suspended: it is
+ * then continued as drend_set_reschedule_handler says.
+ */
+DREND_API int drend_dump_rpc(void* peer, const char* name, const char* argument);
+
+/* Forgets parsed filters and compiled patterns; they are made again as needed. */
+DREND_API void dri_reset_xpath_cache(void);
+
+/* The texts that truth has in expressions. */
+DREND_API extern const char* const xpath_true;
+DREND_API extern const char* const xpath_false;
+
+/* ----------------------------------------------------------------------------------------
+ */
+/* Suspended output */
+/* ----------------------------------------------------------------------------------------
+ */
+
+/*
+ * Called with `arg` and each walk that was suspended; has drend_defer_continue called with
+ * the walk when the loop is idle.
+ */
+typedef void (*drend_reschedule_handler_t)(void* arg, void* walk);
+
+/* Installs the handler; NULL leaves suspended walks waiting. */
+DREND_API void drend_set_reschedule_handler(drend_reschedule_handler_t handler, void* arg);
+
+/*
+ * Continues a suspended walk. Returns 1 when it was suspended again (and handed to the
+ * reschedule handler), 0 when it is finished and gone, -1 when `walk` is NULL or no
+ * suspended walk: one whose peer has closed meanwhile is recognised.
+ */
+DREND_API int drend_defer_continue(void* walk);
+
+/* Non-zero: walks ignore every wish to suspend. 0 by default. */
+DREND_API extern int dtc_ignore_defer;
+
+/* The number of contexts made for requests since the start; for diagnostics. */
+DREND_API extern int drc_count;
+
+/* One cookie for each peer holds its suspended walk; these methods reach it. Setters return
+ * the method installed before. The clean-up function given to the set-up method is to be
+ * called with the cookie when the peer closes. */
+typedef void* (*drend_get_cookie_method_t)(void* peer);
+typedef int (*drend_set_cookie_method_t)(void* peer, void* cookie);
+typedef void (*drend_cookie_cleanup_t)(void* cookie);
+typedef int (*drend_cleanup_setup_method_t)(void* peer, drend_cookie_cleanup_t cleanup);
+DREND_API drend_get_cookie_method_t
+drend_set_get_cookie_method(drend_get_cookie_method_t method);
+DREND_API drend_set_cookie_method_t
+drend_set_set_cookie_method(drend_set_cookie_method_t method);
+/* Any thread. */
+DREND_API drend_cleanup_setup_method_t
+drend_set_cleanup_setup_method(drend_cleanup_setup_method_t method);
+
+#ifdef __cplusplus
+} /* extern "C" */
+
+/*
+ * An iterator over the rows of a list, for daemons whose tables come with one. Register the
+ * list with drend_add_iterator_list and a factory. For each walk of the list the library
+ * makes one iterator from the row of the enclosing list and calls first(), then next() for
+ * each further row, asking at_end() after either. The iterator itself is the row's
+ * reference: leaf procedures get it from drend_get_iterator_c. It is deleted at the end of
+ * the list, or as soon as its walk ends early.
+ */
+class drend_iterator_c {
+  public:
+    virtual ~drend_iterator_c() = default;
+    virtual void first(dr_meta_context_s* ctx) = 0;
+    virtual void next(dr_meta_context_s* ctx) = 0;
+    virtual bool at_end(dr_meta_context_s* ctx) = 0;
+};
+
+/* Makes an iterator with new; `parent` is the reference of the enclosing row, or nullptr.
+ */
+typedef drend_iterator_c* (*drend_iterator_factory_t)(void* parent);
+
+/* Registers `path` as a list driven by iterators from `factory`. Returns 0. */
+inline int drend_add_iterator_list(const char* path, drend_iterator_factory_t factory) {
+    return drend_add_list(path, drend_iterator_c_it_cb,
+                          reinterpret_cast<const void*>(factory));
+}
+#endif
+
+#endif

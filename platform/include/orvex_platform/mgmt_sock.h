@@ -1,0 +1,39 @@
+/*
+ * The platform's management socket, as far as the render library calls it: the menu entry that
+ * a request matched, and one cookie with its close function for each peer.
+ *
+ * A peer is an opaque handle of one management connection.
+ */
+#ifndef ORVEX_PLATFORM_MGMT_SOCK_H
+#define ORVEX_PLATFORM_MGMT_SOCK_H
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* Called with the peer's cookie when the peer closes. */
+typedef void (*mgmt_sock_drend_close_fn)(void* cookie);
+
+/* The subcode of the menu entry that the request in `parse_context` matched. */
+int ms_parse_get_subcode(void* parse_context);
+
+/* Sends what is buffered for `peer`. 0, or a negative value when the peer is lost. */
+int ms_peer_flush(void* peer);
+
+/* Closes the connection of `peer` once what is buffered has gone out. 0 on success. */
+int mgmt_sock_close(void* peer);
+
+/* The cookie stored for `peer`, or NULL. */
+void* mgmt_sock_get_drend_cookie(void* peer);
+
+/* Stores `cookie` for `peer`; NULL clears it. 0 on success. */
+int mgmt_sock_set_drend_cookie(void* peer, void* cookie);
+
+/* Has `close_fn` called with the stored cookie when `peer` closes. 0 on success. */
+int mgmt_sock_set_drend_close_method(void* peer, mgmt_sock_drend_close_fn close_fn);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif
