@@ -1,14 +1,14 @@
 /*
  * Idle timers over libevent 2.1.
  *
- * A timer is a libevent timeout with the lowest priority of its base: ready events of a higher
- * priority run first. Within one priority, which is all that most bases have, libevent runs
- * events in the order in which they became ready; a timer that comes due therefore goes to the
- * end of that queue once and fires when it is reached there. Waiting until the queue is empty
- * was rejected: two idle timers would wait for each other.
+ * A timer is a libevent timeout with the lowest priority of its base: ready events of a
+ * higher priority run first. Within one priority, which is all that most bases have,
+ * libevent runs events in the order in which they became ready; a timer that comes due
+ * therefore goes to the end of that queue once and fires when it is reached there. Waiting
+ * until the queue is empty was rejected: two idle timers would wait for each other.
  *
- * The base owns pending timers; they are found again by the callback that they all share, so
- * that no table of timers has to be kept beside the base.
+ * The base owns pending timers; they are found again by the callback that they all share,
+ * so that no table of timers has to be kept beside the base.
  */
 #include "orvex_platform/eventlib.h"
 
@@ -53,7 +53,7 @@ static struct timespec from_now(struct timespec interval) {
     return due;
 }
 
-/* Rounded up: a timer never fires early. A million microseconds is a value libevent carries. */
+/* Rounded up, so that a timer never fires early. */
 static struct timeval to_timeval(struct timespec interval) {
     const long microseconds =
         (interval.tv_nsec + NANOSECONDS_PER_MICROSECOND - 1) / NANOSECONDS_PER_MICROSECOND;
@@ -69,7 +69,8 @@ static void free_timer(struct idle_timer* timer) {
 }
 
 /* The timer is freed before its function runs: the function may end in any way it likes. */
-static void on_idle_timer(evutil_socket_t unused_socket, short unused_what, void* argument) {
+static void on_idle_timer(evutil_socket_t unused_socket, short unused_what,
+                          void* argument) {
     (void)unused_socket;
     (void)unused_what;
     struct idle_timer* timer = argument;

@@ -1,5 +1,6 @@
 /*
- * Addresses as text: the management plane's family numbers in front of the system's function.
+ * Addresses as text: the management plane's family numbers in front of the system's
+ * function.
  */
 #include "orvex_platform/inet.h"
 

@@ -1,16 +1,17 @@
 /*
  * The growable string buffer.
  *
- * Every change is one call of put(): the content up to some byte stays, and blanks and a text
- * follow it. The text may lie inside the buffer itself, so put() moves it before anything is
- * overwritten or freed. Formatted text is made outside the buffer first, for the same reason:
- * its arguments may point into the content. Only the format "%s", by far the most frequent one,
- * goes straight to put().
+ * Every change is one call of put(): the content up to some byte stays, and blanks and a
+ * text follow it. The text may lie inside the buffer itself, so put() moves it before
+ * anything is overwritten or freed. Formatted text is made outside the buffer first, for
+ * the same reason: its arguments may point into the content. Only the format "%s", by far
+ * the most frequent one, goes straight to put().
  */
 #include "orvex_platform/sbuf.h"
 
 #include <assert.h>
 #include <limits.h>
+#include <stddef.h>
 #include <stdint.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -59,8 +60,8 @@ static size_t grown_room(size_t room, size_t needed) {
 }
 
 /*
- * Replaces the content from byte `at` on by `blanks` blanks and the `length` bytes at `text`.
- * 0, or -1 with the content as it was.
+ * Replaces the content from byte `at` on by `blanks` blanks and the `length` bytes at
+ * `text`. 0, or -1 with the content as it was.
  */
 static int put(str_buf_s* buf, size_t at, size_t blanks, const char* text, size_t length) {
     if (length >= UINT_MAX || at + blanks + length >= UINT_MAX)
@@ -85,7 +86,8 @@ static int put(str_buf_s* buf, size_t at, size_t blanks, const char* text, size_
     return 0;
 }
 
-/* put() of a text that is too long for the stack, `length` being what vsnprintf announced. */
+/* put() of a text that is too long for the stack, `length` being what vsnprintf announced.
+ */
 static int put_long_format(str_buf_s* buf, size_t at, size_t blanks, size_t length,
                            const char* format, va_list args) {
     char* text = malloc(length + 1);
@@ -120,7 +122,9 @@ static int put_format(str_buf_s* buf, size_t at, size_t blanks, const char* form
     return result;
 }
 
-int sbuf_cpy(str_buf_s* buf, const char* text) { return put(buf, 0, 0, text, strlen(text)); }
+int sbuf_cpy(str_buf_s* buf, const char* text) {
+    return put(buf, 0, 0, text, strlen(text));
+}
 
 int sbuf_printf(str_buf_s* buf, const char* format, ...) {
     va_list args;
@@ -151,13 +155,17 @@ int sbuf_indent_append(str_buf_s* buf, int level, const char* format, ...) {
     return result;
 }
 
-const char* sbuf_str(const str_buf_s* buf) { return buf->text; }
+const char* sbuf_str(const str_buf_s* buf) {
+    return buf->text;
+}
 
 const char* sbuf_raw_str(const str_buf_s* buf, unsigned int offset) {
     return offset <= buf->length ? buf->text + offset : "";
 }
 
-unsigned int sbuf_len(const str_buf_s* buf) { return buf->length; }
+unsigned int sbuf_len(const str_buf_s* buf) {
+    return buf->length;
+}
 
 void sbuf_strip_quotes(str_buf_s* buf) {
     if (buf->length < 2)

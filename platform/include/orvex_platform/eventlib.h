@@ -1,7 +1,7 @@
 /*
  * The platform's event library: the part of a daemon's event loop that the render library
- * uses to continue long output when the daemon is idle. Types and signatures are those of the
- * classic event library of name servers.
+ * uses to continue long output when the daemon is idle. Types and signatures are those of
+ * the classic event library of name servers.
  *
  * Everything here belongs to the thread that runs the loop.
  */
@@ -26,8 +26,8 @@ typedef struct __evTimerID {
 
 /*
  * A timer's function. `uap` is the pointer given when the timer was set, `due` the time of
- * CLOCK_REALTIME at which it was due and `inter` the interval it was set with. The timer is gone
- * when the function is called; the function may set another.
+ * CLOCK_REALTIME at which it was due and `inter` the interval it was set with. The timer is
+ * gone when the function is called; the function may set another.
  */
 typedef void (*evTimerFunc)(evContext ctx, void* uap, struct timespec due,
                             struct timespec inter);
@@ -36,17 +36,18 @@ typedef void (*evTimerFunc)(evContext ctx, void* uap, struct timespec due,
 struct timespec __evConsTime(time_t sec, long nsec);
 
 /*
- * Calls `func(ctx, uap, ...)` once, when `max_idle` has passed and the events that were ready by
- * then have been served. `id` may be NULL; otherwise the timer's identity is stored there.
- * Returns 0, or -1 with errno set to ENOMEM or, for a `max_idle` that is no interval, EINVAL.
+ * Calls `func(ctx, uap, ...)` once, when `max_idle` has passed and the events that were
+ * ready by then have been served. `id` may be NULL; otherwise the timer's identity is
+ * stored there. Returns 0, or -1 with errno set to ENOMEM or, for a `max_idle` that is no
+ * interval, EINVAL.
  */
 int __evSetIdleTimer(evContext ctx, evTimerFunc func, void* uap, struct timespec max_idle,
                      evTimerID* id);
 
 /*
  * Removes every idle timer of `ctx` that has not fired; their functions are never called. A
- * daemon that frees its event base calls it first, or the pending timers' memory is lost. It is
- * an addition of this reference platform: the render library does not use it.
+ * daemon that frees its event base calls it first, or the pending timers' memory is lost.
+ * It is an addition of this reference platform: the render library does not use it.
  */
 void platform_clear_idle_timers(evContext ctx);
 

@@ -18,8 +18,9 @@ extern "C" {
 
 /*
  * Writes the address at `src` (4 bytes for family 2, 16 for family 28, network order) as a
- * NUL-terminated text into `dst`, which has room for `size` bytes (16 and 46 always suffice).
- * Returns `dst`, or NULL with errno set to EAFNOSUPPORT (unknown family) or ENOSPC.
+ * NUL-terminated text into `dst`, which has room for `size` bytes (16 and 46 always
+ * suffice). Returns `dst`, or NULL with errno set to EAFNOSUPPORT (unknown family) or
+ * ENOSPC.
  */
 const char* __inet_ntop(int family, const void* src, char* dst, size_t size);
 

@@ -1,6 +1,6 @@
 /*
- * The platform's management socket, as far as the render library calls it: the menu entry that
- * a request matched, and one cookie with its close function for each peer.
+ * The platform's management socket, as far as the render library calls it: the menu entry
+ * that a request matched, and one cookie with its close function for each peer.
  *
  * A peer is an opaque handle of one management connection.
  */

@@ -13,9 +13,9 @@
  *     that only ever stored short texts need not call it.
  *  3. When memory runs out a buffer keeps the content it had and the call returns -1.
  *
- * A host system may put its own library in place of this one: the render library uses nothing
- * but the declarations below. No function here is safe for concurrent use of one buffer;
- * different buffers may be used by different threads at once.
+ * A host system may put its own library in place of this one: the render library uses
+ * nothing but the declarations below. No function here is safe for concurrent use of one
+ * buffer; different buffers may be used by different threads at once.
  */
 #ifndef ORVEX_PLATFORM_SBUF_H
 #define ORVEX_PLATFORM_SBUF_H
@@ -54,14 +54,16 @@ int sbuf_append(str_buf_s* buf, const char* format, ...)
 int sbuf_vappend(str_buf_s* buf, const char* format, va_list args)
     __attribute__((format(printf, 2, 0)));
 
-/* Appends two blanks for each `level` (none for a negative one), then the formatted text. */
+/* Appends two blanks for each `level` (none for a negative one), then the formatted text.
+ */
 int sbuf_indent_append(str_buf_s* buf, int level, const char* format, ...)
     __attribute__((format(printf, 3, 4)));
 
 /* The content; never NULL, valid until the next call that changes the buffer. */
 const char* sbuf_str(const str_buf_s* buf);
 
-/* The content from byte `offset` on (0 for all of it), without processing; "" beyond the end. */
+/* The content from byte `offset` on (0 for all of it), without processing; "" beyond the
+ * end. */
 const char* sbuf_raw_str(const str_buf_s* buf, unsigned int offset);
 
 /* The content's length in bytes. */

@@ -1,0 +1,57 @@
+// The records of a command and of a notification event, each owning the root of its tag tree.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+class drend_tag_c;
+
+// One command, as look-ups hand it out. The texts are never null.
+struct drend_command_s {
+    char* dc_name;
+    char* dc_full_command;
+    char* dc_cli_command;
+    char* dc_cli_merge_tag;
+    char* dc_top_of_output;
+    char* dc_app_name; // the daemon that serves the command
+    char* dc_help;
+    int32_t dc_message_id;
+    drend_tag_c* dc_tag;    // null until the loader attaches it, and for a command without one
+    unsigned dc_load_order; // position in the definitions set at which it was made
+};
+
+struct drend_load_order_s {
+    bool operator()(const drend_command_s* a, const drend_command_s* b) const {
+        return a->dc_load_order < b->dc_load_order;
+    }
+};
+
+// A command that owns its texts and its tag tree.
+class drend_command_c : public drend_command_s {
+  public:
+    drend_command_c(const char* name, const char* full_command, const char* cli_command,
+                    const char* cli_merge_tag, const char* app_name,
+                    const char* top_of_output, const char* help, int32_t message_id);
+    ~drend_command_c();
+    drend_command_c(const drend_command_c&) = delete;
+    drend_command_c& operator=(const drend_command_c&) = delete;
+
+    void set_name(const char* name);
+    void set_full_command(const char* full_command);
+};
+
+// A notification's mapping from the daemon's name to the name and content that peers see.
+class drend_event_c {
+  public:
+    drend_event_c(const std::string& app_name, const std::string& external_notify_name,
+                  const std::string& internal_notify_name, const std::string& name_space);
+    ~drend_event_c();
+    drend_event_c(const drend_event_c&) = delete;
+    drend_event_c& operator=(const drend_event_c&) = delete;
+
+    std::string dc_app_name;
+    std::string dc_external_notify_name;
+    std::string dc_internal_notify_name;
+    std::string dc_namespace;      // in the pasted form of a tag's namespace
+    drend_tag_c* dc_tag = nullptr; // owned, may stay null
+};

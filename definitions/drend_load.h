@@ -1,0 +1,94 @@
+// Loading, merging, replacing and retiring sets of definitions.
+//
+//     files --> dr_daemon_context_c --merge--> current --reload--> retired --> destroyed
+//                                                ^                   when no walk uses its tags
+//                                             look-ups
+//
+//  1. A set is immutable once it is merged. A reload builds a new one aside and swaps it in.
+//  2. A retired set is destroyed by the first retirement call at which none of its root tags is in
+//     use. Walks put their root tags in use and take them out exactly once.
+//  3. Loads are serialised by the load lock. The definitions lock is held for the swap and during
+//     look-ups only, so that these see either the old set or the new one.
+//
+// Any thread may load. What a look-up returns belongs to the set and stays valid until the set is
+// retired, or as long as a root tag of it is in use.
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "definitions/drend_command.h"
+#include "definitions/drend_tag.h"
+
+// One set of loaded definitions.
+class dr_daemon_context_c {
+  public:
+    dr_daemon_context_c() = default;
+    ~dr_daemon_context_c();
+    dr_daemon_context_c(const dr_daemon_context_c&) = delete;
+    dr_daemon_context_c& operator=(const dr_daemon_context_c&) = delete;
+
+    std::vector<drend_command_c*> commands; // owned, in load order
+    // Notification events by internal notification name; owned.
+    std::map<std::string, std::vector<drend_event_c*>> external_events;
+    // Internal notification names by the path of the leaf that announces them.
+    std::map<std::string, std::vector<std::string>> notification_leaves;
+    // Tags that no other tag owns: input kids and the copies that the merge made.
+    std::vector<drend_tag_c*> loose_tags;
+};
+
+// --- where files are found ---
+
+std::string dri_prefix();
+// A directory that replaces the render directories when it is not empty.
+void dri_set_dir_path(const char* path);
+std::string dri_dir_path();
+
+// Appends the paths of the files that match a shell pattern in `directory`, or in the render
+// directories when it is null, in the order in which the directories list them. Returns 0.
+int drend_get_filenames(const char* directory, const char* pattern,
+                        std::vector<std::string>& out);
+// The files of application `name` in the render directories.
+int dri_get_all_files_by_pattern(const char* name, std::vector<std::string>& out);
+// The path of the file `name` in the render directories; `name` itself when it is in none.
+std::string dri_resolve_filename(const char* name);
+
+// --- loading ---
+
+// Reads one file into a set. 0, or -1 when it could not be opened (silently) or parsed (one line
+// on standard error).
+int dri_load_file(const char* path, dr_daemon_context_c& set);
+// Reads one file into the current set, made when there is none.
+int dri_load_filename(const char* path);
+// Loads a new set and makes it current. `name` selects an application's files, null all files; the
+// pointer is kept for reloads, so the text must stay. Returns 0.
+int dri_load_dir(const char* name);
+// Merges the commands of the current set that share a name. Returns 0.
+int dri_schema_merge();
+// Loads again what was loaded last, and merges. Returns the merge's result.
+int dri_reload_json();
+
+// --- retirement ---
+
+// Puts a set (null: none) on the retirement list and destroys every set on it that no walk uses.
+void dri_free_daemon_context(dr_daemon_context_c* set);
+// Retires the current set and leaves none current.
+void dri_release_daemon_context();
+// Whether a set waits on the retirement list. Cheap.
+bool dri_retirement_waits();
+// Puts a root tag and the roots merged into it in use, or takes one use of each back.
+void dri_tags_add_inuse(const drend_tag_c* tag);
+void dri_tags_delete_inuse(const drend_tag_c* tag);
+// The number of uses in force, and of sets in existence; for diagnostics and tests.
+unsigned dri_inuse_count();
+int dri_get_set_count();
+
+// --- look-ups ---
+
+// The number of commands in the current set, merged ones included; a set must be current.
+unsigned dri_get_count();
+// The root tag of the first command of that name that has one, or null.
+drend_tag_c* dri_get_command_tag_by_name(const char* name);
+// The same, put in use before a reload can retire it. The caller takes the use back.
+drend_tag_c* dri_acquire_command_tag(const char* name);

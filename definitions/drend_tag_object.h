@@ -1,0 +1,53 @@
+// drend_tag_object_c: the view of one tag during one walk, an entry of the walk's tag stack.
+//
+// Holds what the walk has to remember about the tag while it is inside it. Belongs to the thread of
+// its walk.
+#pragma once
+
+#include <cassert>
+#include <memory>
+
+#include "definitions/dr_step_filter.h"
+#include "definitions/drend_tag.h"
+#include "frame/dr_block_pool.h"
+#include "model/dr_meta_context.h"
+
+enum dt_tag_obj_flag_e : uint32_t {
+    DTO_FLAG_PRESENT = 0x1, // a presence container that is present: printed even when empty
+};
+
+class drend_tag_object_c : public dr_pooled_c<drend_tag_object_c> {
+  public:
+    explicit drend_tag_object_c(const drend_tag_c* tag);
+    ~drend_tag_object_c();
+    drend_tag_object_c(const drend_tag_object_c&) = delete;
+    drend_tag_object_c& operator=(const drend_tag_object_c&) = delete;
+
+    const std::string& name() const { return dto_tag->name(); }
+    const std::string& source() const { return dto_tag->source(); }
+    const std::string& xmlns() const { return dto_tag->xmlns(); }
+    const std::string& prefix() const { return dto_tag->dt_prefix; }
+    int32_t type() const {
+        assert(dto_tag);
+        return dto_tag->dt_type;
+    }
+    drend_tag_c* find(const char* name) const {
+        assert(dto_tag);
+        return dto_tag->find_child(name);
+    }
+
+    void set_flags(uint32_t flags) { dto_flags |= flags; }
+    bool isset_flag(uint32_t flags) const { return (dto_flags & flags) != 0; }
+
+    const drend_tag_c* dto_tag;
+    drend_tag_c::kids_t::const_iterator dto_kid{};  // the kid being walked
+    const dr_step_filter_s* dto_filter = nullptr;   // the request's filter at this level, or null
+    // What a list procedure may seek by, worked out when the list's walk starts.
+    std::unique_ptr<dr_meta_context_c::names_t> dto_filter_names;
+
+  private:
+    uint32_t dto_flags = 0;
+};
+
+// The number of tag objects in existence, for diagnostics.
+int dri_get_dto_count();

@@ -1,0 +1,156 @@
+// The meta context: a walk's position in the daemon's data, and the one place from which
+// the daemon's procedures are called.
+//
+// A context is a stack of meta objects, root first, each pairing a node with the daemon's
+// reference of the row it stands for. To the outside it is a value: copies diverge. Inside,
+// copies share frames and maps until one of them writes:
+//
+//     copy A  --> [mtu ]--+
+//                         +--> [interface, row 7] --> [interfaces] --> [root]
+//     copy B  --> [name]--+
+//
+//  1. A frame that more than one context or frame points to is never written;
+//  writable_object makes
+//     the frames from the top down to the wanted one private first.
+//  2. Frames come from a pool of the thread that makes them, so moving allocates nothing in
+//  the
+//     steady state. A context and its copies stay on one thread.
+//  3. An object is entered by one context. Its copies know that it is entered, and neither
+//  enter it
+//     again nor exit it.
+#pragma once
+
+#include <list>
+#include <map>
+#include <memory>
+#include <string>
+
+#include "frame/dr_block_pool.h"
+#include "frame/drend_value.h"
+#include "model/dr_nav_path.h"
+#include "model/drend_meta_tree.h"
+
+// The handle that procedures receive; the context itself.
+struct dr_meta_context_s {};
+
+class dr_meta_context_c;
+
+class dr_meta_object_c {
+  public:
+    dr_meta_object_c(dr_meta_node_c* node_, const void* element_ref_)
+        : node(node_), type(node_->type), element_ref(element_ref_) {}
+
+    bool is_leaf() const { return type == DMN_TYPE_LEAF; }
+    bool is_list() const { return type == DMN_TYPE_LIST; }
+    bool is_list_el() const { return type == DMN_TYPE_LIST_EL; }
+    bool is_cont() const { return type == DMN_TYPE_CONT; }
+
+    // Replaces the row's reference. An iterator that the library made for the row before is
+    // let go.
+    void set_element_ref(const void* ref) {
+        if (iterator && iterator.get() != ref) {
+            iterator.reset();
+        }
+        element_ref = ref;
+    }
+
+    dr_meta_node_c* node;
+    dmn_type_e type;         // the node's kind; DMN_TYPE_LIST_EL while a row is current
+    const void* element_ref; // the daemon's pointer to the row
+    void* attribute_ref = nullptr;
+    std::string attribute_name;
+    std::list<dr_meta_node_c*>::iterator
+        child_pos{};      // where a resumed visit of the children is
+    bool entered = false; // between enter and exit
+    const dr_meta_context_c* entered_by = nullptr; // who owes the exit
+    std::shared_ptr<drend_iterator_c> iterator;    // drives the list; also its element_ref
+};
+
+class dr_meta_context_c : public dr_meta_context_s, public dr_pooled_c<dr_meta_context_c> {
+  public:
+    using names_t = std::map<std::string, std::string, std::less<>>;
+
+    dr_meta_context_c() = default;
+    dr_meta_context_c(const dr_meta_context_c& other);
+    dr_meta_context_c& operator=(const dr_meta_context_c& other);
+    ~dr_meta_context_c();
+
+    // --- the stack; absent objects give null, and writing to one does nothing ---
+
+    const dr_meta_object_c* get_top_object() const { return get_object_offset(0); }
+    dr_meta_node_c* get_top_node() const;
+    // The object `n` places below the top.
+    const dr_meta_object_c* get_object_offset(unsigned n) const;
+    // The same for writing; valid until this context moves or is copied.
+    dr_meta_object_c* writable_object(unsigned n);
+    unsigned depth() const;
+
+    void set_element_offset(unsigned n, const void* ref);
+    const void* get_element_offset(unsigned n) const;
+    void set_top_element(const void* ref) { set_element_offset(0, ref); }
+    // What kind of thing the top object stands for; does not touch the node.
+    void set_top_type(dmn_type_e type);
+    void set_attribute_ref(void* ref);
+    void* get_attribute_ref() const;
+    void set_attribute_name(const char* name);
+
+    // --- what accessors leave for each other ---
+
+    void add_cached_value(const char* name, const std::string& value);
+    // The text, valid until it is replaced or the context dies, or null.
+    const char* get_cached_value(const char* name) const;
+    void set_daemon_cookie(const char* name, void* cookie);
+    void* get_daemon_cookie(const char* name) const;
+    // What a list procedure may seek by: meta names of key leaves and the texts they must
+    // equal.
+    void set_filter_names(const names_t& names);
+    const names_t& filter_names() const;
+
+    // --- moving ---
+
+    // Moves along a path. DREND_OK, or DREND_ERR with the objects pushed so far left in
+    // place. A null path changes nothing. `element_ref` is given to objects that would
+    // inherit none; `call_list` makes the first row of each list on the way current.
+    int push_path(const char* path, bool call_list, const void* element_ref);
+    int push_path(const dr_nav_path_c& path, bool call_list, const void* element_ref);
+    // Drops the top object, if any, without calling anything.
+    void pop_object();
+
+    // --- calling the daemon; the top object must exist ---
+
+    // Calls the procedure when the node's kind is `kind` and the object is not entered yet,
+    // or is entered by this context. DREND_OK when nothing was called.
+    int call_enter_proc(dmn_type_e kind);
+    int call_exit_proc(dmn_type_e kind);
+    int call_list_proc();
+    int call_leaf_proc(dr_value_c& value);
+    // The value's text; what the procedure or the conversion returned.
+    int call_leaf_proc(str_buf_s* out);
+
+    // Where the running leaf procedure's value goes; null outside a leaf call.
+    dr_value_c* value() const { return value_; }
+
+  private:
+    struct frame_s;
+    struct maps_s;
+    class frame_pool_c;
+
+    void push_object(dr_meta_node_c* node, const void* element_ref);
+    int push_step(const dr_nav_step_c& step, bool call_list, const void* element_ref);
+    int push_child(const dr_nav_step_c& step, bool call_list, const void* element_ref);
+    int select_row(const dr_nav_key_s& key, const void* element_ref);
+    int find_row(dr_meta_node_c* key_leaf, const std::string& wanted);
+    int drop_list(int status);
+    maps_s& writable_maps();
+    static void release(frame_s* frame);
+    static void release(maps_s* maps);
+
+    frame_s* top_ = nullptr;
+    maps_s* maps_ = nullptr; // null while all three maps are empty
+    dr_value_c* value_ = nullptr;
+};
+
+// The context behind a procedure's handle.
+inline dr_meta_context_c* dri_get_meta_context(dr_meta_context_s* ctx) {
+    return static_cast<dr_meta_context_c*>(ctx);
+}

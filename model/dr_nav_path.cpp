@@ -1,0 +1,82 @@
+#include "model/dr_nav_path.h"
+
+#include <cstring>
+
+#include "frame/str_util.h"
+
+namespace {
+
+// The state that one path carries from component to component.
+struct selector_s {
+    std::string name;
+    std::string key;
+    std::string value;
+    std::shared_ptr<const dr_nav_key_s> in_force;
+};
+
+dr_nav_step_c child_step(const std::string& component, selector_s& selector) {
+    if (component.find('=') == std::string::npos) {
+        return {component, selector.in_force};
+    }
+    dri_parse_expr(component.c_str(), selector.name, selector.key, selector.value);
+    if (!selector.key.empty()) {
+        selector.in_force =
+            std::make_shared<dr_nav_key_s>(dr_nav_key_s{selector.key, selector.value});
+    }
+    return {selector.name, selector.in_force};
+}
+
+// Whether a component opens a predicate, "[" with "=", that no "]" ever closes.
+bool is_unclosed(const char* path) {
+    std::vector<std::string> pieces;
+    str_split(path, pieces, "/", false);
+    bool open = false;
+    for (const std::string& piece : pieces) {
+        open = open || (piece.find('[') != std::string::npos &&
+                        piece.find('=') != std::string::npos);
+        if (piece.find(']') != std::string::npos) {
+            open = false;
+        }
+    }
+    return open;
+}
+
+} // namespace
+
+dr_meta_node_c* dr_nav_step_c::find_in(const dr_meta_node_c* parent) const {
+    if (known_parent_ != parent || known_generation_ != dmn_generation()) {
+        dr_meta_node_c* found = parent->find_child(name_);
+        if (found == nullptr) {
+            return nullptr; // not remembered: a daemon may register it later
+        }
+        known_parent_ = parent;
+        known_generation_ = dmn_generation();
+        known_child_ = found;
+    }
+    return known_child_;
+}
+
+dr_nav_path_c::dr_nav_path_c(const char* path) {
+    if (strpbrk(path, "/[") == nullptr && strchr(path, '=') == nullptr && *path != '.' &&
+        *path != '\0') {
+        steps_.emplace_back(path, nullptr);
+        return;
+    }
+    std::vector<std::string> components;
+    str_split(path, components, "/", true);
+    selector_s selector;
+    for (const std::string& component : components) {
+        if (component.empty()) {
+            steps_.emplace_back(dr_nav_kind_e::ROOT);
+        } else if (component == "..") {
+            steps_.emplace_back(dr_nav_kind_e::UP);
+        } else if (component == ".") {
+            steps_.emplace_back(dr_nav_kind_e::SELF);
+        } else {
+            steps_.push_back(child_step(component, selector));
+        }
+    }
+    if (is_unclosed(path)) {
+        steps_.emplace_back(dr_nav_kind_e::BROKEN);
+    }
+}

@@ -1,0 +1,32 @@
+#include "frame/dr_published.h"
+#include "model/drend_meta_tree.h"
+
+namespace {
+
+struct walk_handlers_s {
+    drend_walk_handler_t start = nullptr;
+    drend_walk_handler_t suspend = nullptr;
+    void* data = nullptr;
+    bool operator==(const walk_handlers_s&) const = default;
+};
+dr_published_c<walk_handlers_s> walk_handlers;
+
+} // namespace
+
+int drend_add_walk_handlers(drend_walk_handler_t start, drend_walk_handler_t suspend,
+                            void* data) {
+    walk_handlers.set({start, suspend, data});
+    return 0;
+}
+
+void dri_call_walk_start(dr_meta_context_s* ctx) {
+    const walk_handlers_s& handlers = walk_handlers.get();
+    if (handlers.start != nullptr) {
+        handlers.start(ctx, handlers.data);
+    }
+}
+
+bool dri_call_walk_suspend(dr_meta_context_s* ctx) {
+    const walk_handlers_s& handlers = walk_handlers.get();
+    return handlers.suspend != nullptr && handlers.suspend(ctx, handlers.data) != 0;
+}

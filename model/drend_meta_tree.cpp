@@ -1,0 +1,164 @@
+#include "model/drend_meta_tree.h"
+
+#include <vector>
+
+#include "frame/drend_lock.h"
+#include "frame/str_util.h"
+
+namespace {
+
+dr_meta_node_c* root = nullptr;
+unsigned generation = 0;
+
+// Attaches an enter or exit procedure; `which` names it in the message of a conflict.
+int attach(dr_proc_c* dr_meta_node_c::*slot, const char* which, const char* path,
+           drend_proc_t proc, const void* data) {
+    dr_meta_node_c* node = dri_find_node_from_path(path);
+    if (node->*slot != nullptr) {
+        drend_err_exit(-1, 0, "meta-node at '%s' already has %s proc", path, which);
+        return 0;
+    }
+    node->*slot = new dr_proc_c(proc, data);
+    return 0;
+}
+
+} // namespace
+
+dr_meta_node_c::dr_meta_node_c(const char* name_, dmn_type_e type_)
+    : name(name_), type(type_) {}
+
+dr_meta_node_c::~dr_meta_node_c() {
+    for (dr_meta_node_c* child : child_list) {
+        delete child;
+    }
+    delete enter;
+    delete exit;
+}
+
+dr_meta_node_c* dr_meta_node_c::find_child(std::string_view child_name) const {
+    const auto found = children.find(child_name);
+    return found == children.end() ? nullptr : found->second;
+}
+
+dr_meta_node_c* dr_meta_node_c::find_or_add(const char* child_name) {
+    if (dr_meta_node_c* known = find_child(child_name)) {
+        return known;
+    }
+    auto* added = new dr_meta_node_c(child_name, DMN_TYPE_CONT);
+    children.emplace(child_name, added);
+    child_list.push_back(added);
+    return added;
+}
+
+dr_meta_node_c* dmn_get_root() {
+    static drend_lock_c lock;
+    drend_lock_guard_c guard(lock);
+    if (root == nullptr) {
+        root = new dr_meta_node_c("", DMN_TYPE_CONT);
+    }
+    return root;
+}
+
+void dmn_reset_root() {
+    delete root;
+    root = nullptr;
+    ++generation;
+}
+
+unsigned dmn_generation() {
+    return generation;
+}
+
+dr_meta_node_c* dri_find_node_from_path(const char* path) {
+    std::vector<std::string> components;
+    str_split(path, components, "/", false);
+    dr_meta_node_c* node = dmn_get_root();
+    for (const std::string& component : components) {
+        if (!component.empty()) {
+            node = node->find_or_add(component.c_str());
+        }
+    }
+    return node;
+}
+
+int dri_add_path(const char* path, dmn_type_e type, dmn_leaf_type_e leaf_type,
+                 drend_proc_t proc, const void* data) {
+    static drend_lock_c lock;
+    drend_lock_guard_c guard(lock);
+    dr_meta_node_c* node = dri_find_node_from_path(path);
+    const bool populated = node->proc != nullptr || node->data != nullptr;
+    if (proc != nullptr && populated && (node->proc != proc || node->data != data)) {
+        drend_err_exit(-1, 0, "meta-node at '%s' %s", path,
+                       "is already populated with different proc and data");
+        return 0;
+    }
+    if (proc != nullptr) {
+        node->proc = proc;
+    }
+    if (data != nullptr) {
+        node->data = data;
+    }
+    node->type = type;
+    node->leaf_type = leaf_type;
+    return 0;
+}
+
+int dri_add_cont_path(const char* path, drend_proc_t proc, const void* data) {
+    static drend_lock_c lock;
+    drend_lock_guard_c guard(lock);
+    dr_meta_node_c* node = dri_find_node_from_path(path);
+    if (node == nullptr) {
+        return -1;
+    }
+    node->cont_proc = proc;
+    if (data != nullptr) {
+        node->data = data;
+    }
+    return 0;
+}
+
+int drend_add_enter(const char* path, drend_proc_t proc, const void* data) {
+    static drend_lock_c lock;
+    drend_lock_guard_c guard(lock);
+    return attach(&dr_meta_node_c::enter, "enter", path, proc, data);
+}
+
+int drend_add_exit(const char* path, drend_proc_t proc, const void* data) {
+    static drend_lock_c lock;
+    drend_lock_guard_c guard(lock);
+    return attach(&dr_meta_node_c::exit, "exit", path, proc, data);
+}
+
+int drend_add_cont_cb(const char* path, drend_proc_t proc, const void* data) {
+    return dri_add_cont_path(path, proc, data);
+}
+
+int drend_add_list(const char* path, drend_proc_t proc, const void* data) {
+    return dri_add_path(path, DMN_TYPE_LIST, DMN_LEAF_NONE, proc, data);
+}
+
+// One row for each typed leaf registration of drend.h.
+#define ADD_LEAF(name, leaf_type)                                                        \
+    int drend_add_##name##_leaf(const char* path, drend_proc_t proc, const void* data) { \
+        return dri_add_path(path, DMN_TYPE_LEAF, leaf_type, proc, data);                 \
+    }
+ADD_LEAF(boolean, DMN_LEAF_BOOLEAN)
+ADD_LEAF(int8, DMN_LEAF_INT8)
+ADD_LEAF(int16, DMN_LEAF_INT16)
+ADD_LEAF(int32, DMN_LEAF_INT32)
+ADD_LEAF(int64, DMN_LEAF_INT64)
+ADD_LEAF(uint8, DMN_LEAF_UINT8)
+ADD_LEAF(uint16, DMN_LEAF_UINT16)
+ADD_LEAF(uint32, DMN_LEAF_UINT32)
+ADD_LEAF(uint64, DMN_LEAF_UINT64)
+ADD_LEAF(str, DMN_LEAF_STR)
+ADD_LEAF(double, DMN_LEAF_DOUBLE)
+ADD_LEAF(decimal64, DMN_LEAF_DECIMAL64)
+ADD_LEAF(ipaddr_v4, DMN_LEAF_IPADDR_V4)
+ADD_LEAF(xsockaddr, DMN_LEAF_XSOCKADDR)
+ADD_LEAF(generic, DMN_LEAF_GENERIC)
+#undef ADD_LEAF
+
+void db_dump_meta_node(dr_meta_node_c* node) {
+    printf("name: %s\n", node->name.c_str());
+}

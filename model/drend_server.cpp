@@ -1,0 +1,316 @@
+// The value API: what accessor procedures call on the context they receive.
+
+#include <cassert>
+#include <cstring>
+#include <map>
+#include <utility>
+
+#include "frame/str_util.h"
+#include "model/dr_meta_context.h"
+#include "orvex_platform/inet.h"
+
+int af_sock_domain = 0;
+
+namespace {
+
+constexpr unsigned IPV4_TEXT = 16;
+constexpr unsigned IPV6_TEXT = 46;
+// Where a socket address record keeps its address, and how long the record is.
+constexpr unsigned SOCKADDR_IPV4_OFFSET = 4;
+constexpr unsigned SOCKADDR_IPV6_OFFSET = 12;
+constexpr unsigned SOCKADDR_SIZE = 32;
+
+// What drend_set_str_value and generic handlers write into before the value takes a copy.
+std::map<int, drend_generic_handler_t> generic_handlers;
+int skip_if_empty_leaf = 0;
+
+dr_meta_context_c* checked(dr_meta_context_s* ctx) {
+    dr_meta_context_c* dmc = dri_get_meta_context(ctx);
+    assert(dmc);
+    return dmc;
+}
+
+// The value of the leaf being read, or null outside a leaf procedure.
+dr_value_c* value_of(dr_meta_context_s* ctx) {
+    return ctx == nullptr ? nullptr : dri_get_meta_context(ctx)->value();
+}
+
+template <typename T>
+int set_value(dr_meta_context_s* ctx, dr_value_type_t type, T value) {
+    dr_value_c* out = value_of(ctx);
+    return out == nullptr ? DREND_ERR : out->set_raw_value(type, &value, sizeof value);
+}
+
+// Reads a variable of type T at `data` and sets it through `setter`.
+template <typename T, typename Value>
+int read_variable(dr_meta_context_s* ctx, const void* data,
+                  int (*setter)(dr_meta_context_s*, Value)) {
+    if (data == nullptr) {
+        return DREND_ERR;
+    }
+    T variable;
+    memcpy(&variable, data, sizeof variable);
+    return setter(ctx, static_cast<Value>(variable));
+}
+
+template <unsigned Size>
+void set_address(dr_meta_context_s* ctx, int family, const unsigned char* address) {
+    char text[Size];
+    if (__inet_ntop(family, address, text, sizeof text) != nullptr) {
+        drend_set_string_value(ctx, text);
+    }
+}
+
+} // namespace
+
+int drend_set_boolean_value(dr_meta_context_s* ctx, int32_t value) {
+    return set_value(ctx, DRV_BOOLEAN, value);
+}
+
+int drend_set_int8_value(dr_meta_context_s* ctx, int8_t value) {
+    return set_value(ctx, DRV_INT8, value);
+}
+
+int drend_set_int16_value(dr_meta_context_s* ctx, int16_t value) {
+    return set_value(ctx, DRV_INT16, value);
+}
+
+int drend_set_int32_value(dr_meta_context_s* ctx, int32_t value) {
+    return set_value(ctx, DRV_INT32, value);
+}
+
+int drend_set_int64_value(dr_meta_context_s* ctx, int64_t value) {
+    return set_value(ctx, DRV_INT64, value);
+}
+
+int drend_set_uint8_value(dr_meta_context_s* ctx, uint8_t value) {
+    return set_value(ctx, DRV_UINT8, value);
+}
+
+int drend_set_uint16_value(dr_meta_context_s* ctx, uint16_t value) {
+    return set_value(ctx, DRV_UINT16, value);
+}
+
+int drend_set_uint32_value(dr_meta_context_s* ctx, uint32_t value) {
+    return set_value(ctx, DRV_UINT32, value);
+}
+
+int drend_set_uint64_value(dr_meta_context_s* ctx, uint64_t value) {
+    return set_value(ctx, DRV_UINT64, value);
+}
+
+int drend_set_float_value(dr_meta_context_s* ctx, float value) {
+    return set_value(ctx, DRV_FLOAT, value);
+}
+
+int drend_set_double_value(dr_meta_context_s* ctx, double value) {
+    return set_value(ctx, DRV_DOUBLE, value);
+}
+
+int drend_set_decimal64_value(dr_meta_context_s* ctx, double value) {
+    return drend_set_double_value(ctx, value); // there is no code of its own
+}
+
+int drend_set_string_value(dr_meta_context_s* ctx, const char* text) {
+    dr_value_c* out = value_of(ctx);
+    return out == nullptr ? DREND_ERR : out->set_string(text);
+}
+
+int drend_set_str_value(dr_meta_context_s* ctx, const char* format, ...) {
+    dr_str_buf_c text;
+    va_list args;
+    va_start(args, format);
+    sbuf_vappend(text.buf(), format, args);
+    va_end(args);
+    return drend_set_string_value(ctx, text);
+}
+
+int drend_get_boolean_cb(dr_meta_context_s* ctx, const void* data) {
+    return read_variable<uint8_t>(ctx, data, drend_set_boolean_value);
+}
+
+int drend_get_int8_cb(dr_meta_context_s* ctx, const void* data) {
+    return read_variable<int8_t>(ctx, data, drend_set_int8_value);
+}
+
+int drend_get_int16_cb(dr_meta_context_s* ctx, const void* data) {
+    return read_variable<int16_t>(ctx, data, drend_set_int16_value);
+}
+
+int drend_get_int32_cb(dr_meta_context_s* ctx, const void* data) {
+    return read_variable<int32_t>(ctx, data, drend_set_int32_value);
+}
+
+int drend_get_int64_cb(dr_meta_context_s* ctx, const void* data) {
+    return read_variable<int64_t>(ctx, data, drend_set_int64_value);
+}
+
+int drend_get_uint8_cb(dr_meta_context_s* ctx, const void* data) {
+    return read_variable<uint8_t>(ctx, data, drend_set_uint8_value);
+}
+
+int drend_get_uint16_cb(dr_meta_context_s* ctx, const void* data) {
+    return read_variable<uint16_t>(ctx, data, drend_set_uint16_value);
+}
+
+int drend_get_uint32_cb(dr_meta_context_s* ctx, const void* data) {
+    return read_variable<uint32_t>(ctx, data, drend_set_uint32_value);
+}
+
+int drend_get_uint64_cb(dr_meta_context_s* ctx, const void* data) {
+    return read_variable<uint64_t>(ctx, data, drend_set_uint64_value);
+}
+
+int drend_get_str_cb(dr_meta_context_s* ctx, const void* data) {
+    // Only the context is tested; a null `data` is the registration's mistake.
+    return ctx == nullptr
+               ? DREND_ERR
+               : drend_set_string_value(ctx, *static_cast<const char* const*>(data));
+}
+
+int drend_get_ipaddr_v4_cb(dr_meta_context_s* ctx, const void* data) {
+    if (data == nullptr) {
+        return DREND_ERR;
+    }
+    set_address<IPV4_TEXT>(ctx, PLATFORM_AF_INET, static_cast<const unsigned char*>(data));
+    return DREND_OK;
+}
+
+int drend_get_xsockaddr_cb(dr_meta_context_s* ctx, const void* data) {
+    if (data == nullptr) {
+        return DREND_ERR;
+    }
+    unsigned char record[SOCKADDR_SIZE];
+    memcpy(record, data, sizeof record);
+    if (af_sock_domain == PLATFORM_AF_INET) {
+        set_address<IPV4_TEXT>(ctx, af_sock_domain, record + SOCKADDR_IPV4_OFFSET);
+    } else if (af_sock_domain == PLATFORM_AF_INET6) {
+        set_address<IPV6_TEXT>(ctx, af_sock_domain, record + SOCKADDR_IPV6_OFFSET);
+    }
+    return DREND_OK;
+}
+
+int drend_get_cached_cb(dr_meta_context_s* ctx, const void* data) {
+    if (ctx == nullptr) {
+        return DREND_ERR;
+    }
+    const char* text =
+        dri_get_meta_context(ctx)->get_cached_value(static_cast<const char*>(data));
+    return drend_set_string_value(ctx, text); // null is the empty text
+}
+
+int drend_register_generic_handler(int kind, drend_generic_handler_t handler) {
+    generic_handlers[kind] = handler;
+    return 0;
+}
+
+int drend_set_generic(dr_meta_context_s* ctx, int kind, const void* data,
+                      unsigned int length) {
+    const auto found = generic_handlers.find(kind);
+    if (found == generic_handlers.end() || found->second == nullptr) {
+        return DREND_ERR;
+    }
+    dr_str_buf_c text;
+    found->second(data, length, text.buf());
+    return drend_set_string_value(ctx, text);
+}
+
+void drend_set_skip_if_empty_leaf(int flag) {
+    skip_if_empty_leaf = flag;
+}
+
+int drend_get_skip_if_empty_leaf(void) {
+    return skip_if_empty_leaf;
+}
+
+int drend_set_element_ref(dr_meta_context_s* ctx, void* ref) {
+    return drend_set_element_ref_offset(ctx, 0, ref);
+}
+
+void* drend_get_element_ref(dr_meta_context_s* ctx) {
+    return drend_get_element_ref_offset(ctx, 0);
+}
+
+int drend_set_element_ref_offset(dr_meta_context_s* ctx, unsigned int offset, void* ref) {
+    checked(ctx)->set_element_offset(offset, ref);
+    return 0;
+}
+
+void* drend_get_element_ref_offset(dr_meta_context_s* ctx, unsigned int offset) {
+    return const_cast<void*>(checked(ctx)->get_element_offset(offset));
+}
+
+unsigned int drend_get_element_ref_offset_max(dr_meta_context_s* ctx) {
+    return checked(ctx)->depth();
+}
+
+void* drend_get_iterator_c(dr_meta_context_s* ctx, unsigned int offset) {
+    return drend_get_element_ref_offset(ctx, offset);
+}
+
+const char* drend_get_filter_name(dr_meta_context_s* ctx, const char* name) {
+    const auto& names = checked(ctx)->filter_names();
+    const auto found = names.find(name);
+    return found == names.end() ? nullptr : found->second.c_str();
+}
+
+int drend_iterator_c_it_cb(dr_meta_context_s* ctx, const void* data) {
+    dr_meta_context_c* dmc = checked(ctx);
+    auto* current = static_cast<drend_iterator_c*>(drend_get_element_ref(ctx));
+    if (current == nullptr) {
+        const auto factory = reinterpret_cast<drend_iterator_factory_t>(data);
+        std::shared_ptr<drend_iterator_c> made(
+            factory(drend_get_element_ref_offset(ctx, 1)));
+        if (made == nullptr) {
+            return DREND_ERR;
+        }
+        // The list's object owns the iterator, so that it goes wherever the walk ends.
+        current = made.get();
+        dmc->set_top_element(current);
+        dmc->writable_object(0)->iterator = std::move(made);
+        current->first(ctx);
+    } else {
+        current->next(ctx);
+    }
+    if (current->at_end(ctx)) {
+        drend_set_element_ref(ctx, nullptr);
+    }
+    return DREND_OK;
+}
+
+int drend_set_cookie(dr_meta_context_s* ctx, const char* name, void* cookie) {
+    checked(ctx)->set_daemon_cookie(name, cookie);
+    return 0;
+}
+
+void* drend_get_cookie(dr_meta_context_s* ctx, const char* name) {
+    return checked(ctx)->get_daemon_cookie(name);
+}
+
+int drend_add_str_cached(dr_meta_context_s* ctx, const char* name, const char* format,
+                         ...) {
+    std::string text;
+    va_list args;
+    va_start(args, format);
+    str_vappend(text, format, args);
+    va_end(args);
+    checked(ctx)->add_cached_value(name, text);
+    return 0;
+}
+
+int drend_set_attribute_name(dr_meta_context_s* ctx, const char* name) {
+    if (name != nullptr) {
+        checked(ctx)->set_attribute_name(name);
+    }
+    return 0;
+}
+
+int drend_set_attribute_ref(dr_meta_context_s* ctx, void* ref) {
+    checked(ctx)->set_attribute_ref(ref);
+    return 0;
+}
+
+int drend_get_attribute_ref(dr_meta_context_s* ctx, void** ref) {
+    *ref = checked(ctx)->get_attribute_ref();
+    return 0;
+}
