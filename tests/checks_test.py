@@ -1,0 +1,112 @@
+#!/usr/bin/env python3
+"""The project's own checks find what they are there to find: checks_test.py TOOLS"""
+
+import contextlib
+import io
+import pathlib
+import sys
+import tempfile
+import unittest
+from unittest import mock
+
+sys.path.insert(0, sys.argv.pop(1))
+import check_exports  # noqa: E402
+import check_layers  # noqa: E402
+import check_texts  # noqa: E402
+
+
+def run(check, files):
+    """The lines that `check` prints over a tree of `files`, with its exit code in front."""
+    with tempfile.TemporaryDirectory() as folder, io.StringIO() as output:
+        root = pathlib.Path(folder).resolve()
+        for name, text in files.items():
+            (root / name).parent.mkdir(parents=True, exist_ok=True)
+            (root / name).write_text(text)
+        with contextlib.redirect_stdout(output):
+            code = check.main(root)
+        return [code, *output.getvalue().splitlines()]
+
+
+class Layers(unittest.TestCase):
+    tree = {
+        "include/drend.h": "#include <stdint.h>\n",
+        "platform/include/orvex_platform/sbuf.h": "",
+        "platform/src/inner.h": "#include <event2/event.h>\n#include \"orvex_platform/sbuf.h\"\n",
+        "model/tree.h": '#include "drend.h"\n#include "orvex_platform/sbuf.h"\n#include <map>\n',
+        "definitions/load.cpp": '#include "model/tree.h"\n#include <jansson.h>\n',
+        "tests/any.cpp": '#include "render/none.h"\n#include <libxml/tree.h>\n',
+    }
+
+    def test_allowed_includes_pass(self):
+        self.assertEqual(run(check_layers, self.tree), [0, "includes run one way"])
+
+    def test_each_breach_is_named(self):
+        breaches = {
+            "definitions/more.cpp": '#include <jansson.h>\n',
+            "expr/lexer.cpp": '// text\n#include "model/tree.h"\n#include <boost/any.hpp>\n',
+            "frame/lock.cpp": '  #  include "platform/src/inner.h"\n#include <sys/types.h>\n',
+            "include/drend.h": '#include "orvex_platform/sbuf.h"\n',
+            "model/tree.h": '#include <event2/event.h>\n#include "definitions/load.cpp"\n',
+        }
+        self.assertEqual(run(check_layers, {**self.tree, **breaches}), [
+            1, "definitions/more.cpp:1 -> jansson.h", "expr/lexer.cpp:2 -> model",
+            "expr/lexer.cpp:3 -> boost", "frame/lock.cpp:1 -> platform/src",
+            "include/drend.h:1 -> platform", "model/tree.h:1 -> event2",
+            "model/tree.h:2 -> definitions"])
+
+    def test_an_exception_must_be_needed(self):
+        files = {**self.tree, "frame/start.cpp": '#include "model/tree.h"\n'}
+        with mock.patch.object(check_layers, "EXCEPTIONS", {"frame/start.cpp"}):
+            self.assertEqual(run(check_layers, files)[0], 0)
+            self.assertEqual(run(check_layers, self.tree),
+                             [1, "frame/start.cpp: needs no exception any more"])
+
+
+class Texts(unittest.TestCase):
+    def test_each_fault_is_named(self):
+        unavailable = "".join(["see is", "sue 4"])
+        self.assertEqual(run(check_texts, {
+            "docs/a.md": f"good\nblank \n\ttab\n{unavailable} about the parts 1 to 3\n",
+            "frame/a.cpp": "\tint a;\n" + "x" * 101 + "\n",
+            "script/run": "end \n",
+            "tests/data/golden.txt": "kept \n",
+        }), [1, "docs/a.md:2: trailing white space",
+             f"docs/a.md:4: refers to '{unavailable[4:]}'", "frame/a.cpp:1: tab",
+             "frame/a.cpp:2: 101 columns", "script/run:1: trailing white space"])
+
+    def test_clean_texts_pass(self):
+        clean = {"frame/a.cpp": "int a;\n" + "x" * 100 + "\n", "raw.bin": "\udc80 "}
+        with mock.patch("pathlib.Path.write_text", lambda path, text: path.write_bytes(
+                text.encode("utf-8", "surrogateescape"))):
+            self.assertEqual(run(check_texts, clean), [0, "texts are clean"])
+
+
+class Exports(unittest.TestCase):
+    header = """
+        #define DREND_API
+        /* DREND_API int commented(void); */
+        DREND_API int drend_call(void* peer, int (*method)(void)) DREND_PRINTF(1, 2);
+        DREND_API const char *
+        drend_text(void);
+        DREND_API extern const double table[19][2];
+        DREND_API extern int count;
+        int undeclared(void);
+    """
+
+    def test_names_are_read_from_the_header(self):
+        self.assertEqual(check_exports.declared(self.header),
+                         {"drend_call", "drend_text", "table", "count"})
+
+    def test_both_differences_are_named(self):
+        with tempfile.NamedTemporaryFile("w") as header, io.StringIO() as output, \
+                mock.patch.object(check_exports, "exported", lambda _: {"count", "_ZN1aC1Ev"}), \
+                contextlib.redirect_stdout(output):
+            header.write("DREND_API int drend_call(void);\nDREND_API extern int count;\n")
+            header.flush()
+            self.assertEqual(check_exports.main("", header.name), 1)
+            self.assertEqual(output.getvalue(), "declared but not exported: drend_call\n"
+                                                "exported but not declared: _ZN1aC1Ev\n")
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,61 @@
+#!/usr/bin/env python3
+"""Checks the project's texts: check_texts.py [ROOT]
+
+Sources and documents have no trailing white space; C and C++ sources have no tabs and no line
+over 100 columns; no text at all refers to something that a reader of the project does not have.
+"""
+
+import pathlib
+import re
+import sys
+
+from project_files import project_files
+
+COLUMNS = 100
+CODE = {".c", ".cpp", ".h"}
+PROSE = {".cmake", ".json", ".map", ".md", ".py", ".sh", ".txt", ".yml"}
+SCRIPTS = {".ci", "script"}
+# Recorded input and output is kept byte for byte.
+RECORDED = ("tests/data/", "fuzz/corpus/")
+
+# What only its writer could look up. The brackets keep a pattern from finding itself.
+UNAVAILABLE = re.compile(
+    r"\b[s]pecification\b|\bthe [s]pec\b|\b[s]pec\.md\b|\b[P]arts? \d\.\d"
+    r"|\b[i]ssue #?\d|(?<![\w.])/(?:work|farm|home|root)/", re.IGNORECASE)
+
+
+def layout_errors(line, is_code):
+    if line != line.rstrip():
+        yield "trailing white space"
+    if is_code and "\t" in line:
+        yield "tab"
+    if is_code and len(line) > COLUMNS:
+        yield f"{len(line)} columns"
+
+
+def errors_of(path, text):
+    is_code = path.suffix in CODE
+    is_text = is_code or path.suffix in PROSE or path.parts[0] in SCRIPTS
+    is_text = is_text and not path.as_posix().startswith(RECORDED)
+    for number, line in enumerate(text.split("\n"), 1):
+        found = list(layout_errors(line, is_code)) if is_text else []
+        found += [f"refers to '{m.group()}'" for m in UNAVAILABLE.finditer(line)]
+        for error in found:
+            yield f"{path}:{number}: {error}"
+
+
+def main(root):
+    errors = []
+    for file in project_files(root):
+        try:
+            text = file.read_text(encoding="utf-8")
+        except UnicodeDecodeError:
+            continue
+        errors += errors_of(file.relative_to(root), text)
+    print("\n".join(errors) or "texts are clean")
+    return 1 if errors else 0
+
+
+if __name__ == "__main__":
+    default = pathlib.Path(__file__).parent.parent
+    sys.exit(main(pathlib.Path(sys.argv[1] if len(sys.argv) > 1 else default).resolve()))
