@@ -16,6 +16,13 @@ enum dt_tag_obj_flag_e : uint32_t {
     DTO_FLAG_PRESENT = 0x1, // a presence container that is present: printed even when empty
 };
 
+// What a walk remembers of a container whose kids the daemon names while it is walked.
+struct dr_dynamic_kids_s {
+    const void* inherited_ref = nullptr;        // the row that the container belongs to
+    std::vector<const drend_tag_c*> visited;    // kids that were named
+    bool finished = false;                      // the rest of the kids follow
+};
+
 class drend_tag_object_c : public dr_pooled_c<drend_tag_object_c> {
   public:
     explicit drend_tag_object_c(const drend_tag_c* tag);
@@ -44,6 +51,9 @@ class drend_tag_object_c : public dr_pooled_c<drend_tag_object_c> {
     const dr_step_filter_s* dto_filter = nullptr;   // the request's filter at this level, or null
     // What a list procedure may seek by, worked out when the list's walk starts.
     std::unique_ptr<dr_meta_context_c::names_t> dto_filter_names;
+
+    // Set while such a container is walked.
+    std::unique_ptr<dr_dynamic_kids_s> dto_dynamic;
 
   private:
     uint32_t dto_flags = 0;

@@ -1,0 +1,176 @@
+#include "definitions/dr_tags_context.h"
+
+#include "definitions/dr_filter_steps.h"
+#include "frame/dr_published.h"
+#include "frame/drend_trace.h"
+#include "frame/str_util.h"
+
+namespace {
+
+constexpr char MERGED_ROOT[] = "__root__";
+
+struct cmd_handlers_s {
+    drend_cmd_handler_t start = nullptr;
+    drend_cmd_handler_t end = nullptr;
+    void* user_data = nullptr;
+    bool operator==(const cmd_handlers_s&) const = default;
+};
+dr_published_c<cmd_handlers_s> cmd_handlers;
+
+void trace_line(const std::string& text) {
+    drend_debug_trace("DR_TAGS_ACCESS: %s\n", text.c_str());
+}
+
+} // namespace
+
+void dr_tags_context_c::push_tag(const drend_tag_c* tag) {
+    push_tag_without_filter(tag);
+    if (current_step_ >= step_filters_.size() || tag->is_hidden()) {
+        return;
+    }
+    const dr_step_filter_s& step = step_filters_[current_step_++];
+    // An empty step is used up, but filters nothing and is not given back.
+    tags_.back()->dto_filter = step.text.empty() ? nullptr : &step;
+    if (dri_trace_on(DREND_TRACE_WALK)) {
+        drend_debug_trace("DR_TAGS_ACCESS: push_tag:filter: tag: %s filter: %s\n",
+                          tag->name().c_str(), step.text.c_str());
+    }
+}
+
+void dr_tags_context_c::pop_tag() {
+    if (!tags_.empty() && tags_.back()->dto_filter != nullptr && current_step_ > 0) {
+        --current_step_;
+    }
+    pop_tag_without_filter();
+}
+
+void dr_tags_context_c::push_tag_without_filter(const drend_tag_c* tag) {
+    tags_.push_back(std::make_unique<drend_tag_object_c>(tag));
+}
+
+void dr_tags_context_c::pop_tag_without_filter() {
+    if (!tags_.empty()) {
+        tags_.pop_back();
+    }
+}
+
+int dr_tags_context_c::push_meta_context(const char* path, const void* element) {
+    return push_meta_context(dr_nav_path_c(path), path, element);
+}
+
+int dr_tags_context_c::push_meta_context(const dr_nav_path_c& path, const char* shown,
+                                         const void* element) {
+    if (dri_trace_on(DREND_TRACE_WALK)) {
+        drend_debug_trace("DR_TAGS_ACCESS: %s: path %s\n", "push_meta_context", shown);
+    }
+    auto moved = meta_contexts_.empty()
+                     ? std::make_unique<dr_meta_context_c>()
+                     : std::make_unique<dr_meta_context_c>(*meta_contexts_.back());
+    const int status = moved->push_path(path, false, element);
+    if (status != DREND_OK) {
+        return status;
+    }
+    if (moved->get_top_object() == nullptr) {
+        return DREND_ERR; // "." before anything else leads nowhere
+    }
+    meta_contexts_.push_back(std::move(moved));
+    return DREND_OK;
+}
+
+void dr_tags_context_c::pop_meta_context() {
+    if (!meta_contexts_.empty()) {
+        meta_contexts_.pop_back();
+    }
+}
+
+drend_tag_object_c* dr_tags_context_c::get_top_tag(unsigned n) const {
+    return n < tags_.size() ? tags_[tags_.size() - 1 - n].get() : nullptr;
+}
+
+dr_meta_context_c* dr_tags_context_c::get_top_meta_context(unsigned n) const {
+    return n < meta_contexts_.size() ? meta_contexts_[meta_contexts_.size() - 1 - n].get()
+                                     : nullptr;
+}
+
+void dr_tags_context_c::set_filter(const char* filter) {
+    step_filters_ = dri_cut_filter(filter);
+    current_step_ = 0;
+}
+
+void dri_get_cur_source(const dr_tags_context_c* ctx, std::string& out) {
+    out.clear();
+    for (size_t n = ctx->tag_depth(); n-- > 0;) {
+        const std::string& source = ctx->get_top_tag(static_cast<unsigned>(n))->source();
+        if (!source.empty()) {
+            out += out.empty() ? "" : "/";
+            out += source;
+        }
+    }
+}
+
+int drend_add_cmd_handlers(drend_cmd_handler_t start, drend_cmd_handler_t end,
+                           void* user_data) {
+    cmd_handlers.set({start, end, user_data});
+    return 0;
+}
+
+void dri_call_cmd_start(const dr_tags_context_c* ctx, const char* command) {
+    const cmd_handlers_s& handlers = cmd_handlers.get();
+    if (handlers.start == nullptr) {
+        return;
+    }
+    std::string text = command;
+    for (size_t n = ctx == nullptr ? 0 : ctx->tag_depth(); n-- > 0;) {
+        const std::string& name = ctx->get_top_tag(static_cast<unsigned>(n))->name();
+        if (name != MERGED_ROOT) {
+            text = "/" + name;
+            break;
+        }
+    }
+    handlers.start(text.c_str(), handlers.user_data);
+}
+
+void dri_call_cmd_end(const drend_tag_c* /*tag*/) {
+    const cmd_handlers_s& handlers = cmd_handlers.get();
+    if (handlers.end != nullptr) {
+        handlers.end("", handlers.user_data);
+    }
+}
+
+void db_print_top_tag(const dr_tags_context_c* ctx) {
+    if (!dri_trace_on(DREND_TRACE_WALK)) {
+        return;
+    }
+    std::string text;
+    for (size_t n = ctx->tag_depth(); n-- > 0;) {
+        const drend_tag_object_c* tobj = ctx->get_top_tag(static_cast<unsigned>(n));
+        text += text.empty() ? "" : "/";
+        text += tobj->name();
+        if (!tobj->source().empty()) {
+            text += "[" + tobj->source() + "]";
+        }
+    }
+    trace_line(text);
+}
+
+void db_print_mc(const dr_meta_context_c* context) {
+    if (!dri_trace_on(DREND_TRACE_WALK)) {
+        return;
+    }
+    std::string text;
+    for (unsigned n = context->depth(); n-- > 0;) {
+        const dr_meta_object_c* object = context->get_object_offset(n);
+        text += n + 1 == context->depth() ? "" : "/";
+        text += object->node->name.c_str();
+        if (object->node->is_list()) {
+            str_append(text, " [%p]", object->element_ref);
+        }
+    }
+    trace_line(text);
+}
+
+void db_print_mc_stack(const dr_tags_context_c* ctx) {
+    for (size_t n = ctx->meta_depth(); n-- > 0;) {
+        db_print_mc(ctx->get_top_meta_context(static_cast<unsigned>(n)));
+    }
+}

@@ -1,0 +1,258 @@
+#include "render/dr_xml_cwalker.h"
+
+#include <algorithm>
+
+#include "frame/str_util.h"
+#include "render/dr_tags_access_context.h"
+#include "render/escape.h"
+
+namespace {
+
+const std::string NOTHING;
+
+} // namespace
+
+dr_xml_cwalker_c::dr_xml_cwalker_c(dr_tags_access_context_c& context, void* peer,
+                                   bool wrap_in_data)
+    : dr_context_walker_c(context), peer_(peer), wrap_in_data_(wrap_in_data) {}
+
+void dr_xml_cwalker_c::initialize() {
+    if (wrap_in_data_) {
+        drend_send(peer_, "<%s>\n", "data");
+    }
+}
+
+int dr_xml_cwalker_c::finalize() {
+    if (wrap_in_data_) {
+        drend_send(peer_, "</%s>\n", "data");
+    }
+    return status() == DREND_PEER_LOST ? 0 : drend_flush(peer_);
+}
+
+int dr_xml_cwalker_c::level_at_depth(size_t depth) const {
+    if (depth < 2) {
+        return 0;
+    }
+    const drend_tag_object_c* command =
+        context_.get_top_tag(static_cast<unsigned>(context_.tag_depth()) - 1);
+    return static_cast<int>(depth) - (command->dto_tag->is_hidden() ? 2 : 1);
+}
+
+int dr_xml_cwalker_c::indent_level() const {
+    return level_at_depth(context_.tag_depth());
+}
+
+void dr_xml_cwalker_c::push(const drend_tag_object_c* tobj) {
+    if (find_key(tobj) == nullptr) {
+        push_private(tobj);
+    }
+}
+
+void dr_xml_cwalker_c::push_private(const drend_tag_object_c* tobj) {
+    const drend_tag_c* tag = tobj->dto_tag;
+    if (tag->is_leaf_list_value() || (tag->is_internal_tag() && tobj->type() == DT_TYPE_LEAF)) {
+        return;
+    }
+    if (tobj->type() == DT_TYPE_LIST) {
+        get_keys_for_parent(tobj);
+    }
+    if (is_held_back(tobj) || tag->is_internal_tag()) {
+        hold_back(tobj);
+    } else {
+        print_opening(tobj);
+    }
+}
+
+bool dr_xml_cwalker_c::is_held_back(const drend_tag_object_c* tobj) const {
+    switch (tobj->type()) {
+    case DT_TYPE_LIST:
+    case DT_TYPE_LEAF_LIST:
+    case DT_TYPE_LEAF:
+        return true;
+    case DT_TYPE_CONT:
+        break;
+    default:
+        return false;
+    }
+    if (tobj->isset_flag(DTO_FLAG_PRESENT)) {
+        return false;
+    }
+    const size_t depth = context_.tag_depth();
+    const bool styled_top = depth == 1 && !context_.requested_style.empty();
+    return depth > 1 || (!wrap_in_data_ && !styled_top);
+}
+
+void dr_xml_cwalker_c::hold_back(const drend_tag_object_c* tobj) {
+    const int level = indent_level();
+    const auto behind = std::upper_bound(
+        pending_.begin(), pending_.end(), level,
+        [](int wanted, const pending_s& entry) { return wanted < entry.level; });
+    pending_.insert(behind, {level, tobj});
+}
+
+void dr_xml_cwalker_c::print_opening(const drend_tag_object_c* tobj) {
+    flush_tag_stack_buffer(); // what encloses this tag has to be out before it
+    std::string style;
+    if (!context_.requested_style.empty() && context_.tag_depth() == 1) {
+        style = " orvex:style=\"" + context_.requested_style + "\" ";
+    }
+    dri_indent(peer_, indent_level());
+    drend_send(peer_, "<%s%s%s>\n", tobj->name().c_str(), style.c_str(),
+               tobj->xmlns().c_str());
+}
+
+void dr_xml_cwalker_c::get_keys_for_parent(const drend_tag_object_c* tobj) {
+    for (const std::string& key : tobj->dto_tag->dt_keys) {
+        const drend_tag_c* tag = tobj->dto_tag->find_child(key.c_str());
+        dr_str_buf_c text;
+        if (tag == nullptr || tag->is_internal_tag() ||
+            context_.get_leaf_value(key.c_str(), text) != 0) {
+            continue;
+        }
+        if (keys_used_ == keys_.size()) {
+            keys_.emplace_back();
+        }
+        dr_list_key_val& record = keys_[keys_used_++];
+        record.owner = tobj;
+        record.tag = tag;
+        record.value = text.c_str();
+        record.level = level_at_depth(context_.tag_depth() + 1);
+        record.printed = false;
+    }
+}
+
+// The record of a key leaf that is printed ahead of its row's content, or null for other leaves.
+const dr_list_key_val* dr_xml_cwalker_c::find_key(const drend_tag_object_c* tobj) const {
+    if (!tobj->dto_tag->isset_flag(DT_FLAG_KEY)) {
+        return nullptr;
+    }
+    for (size_t i = keys_used_; i-- > 0;) {
+        if (keys_[i].tag == tobj->dto_tag) {
+            return &keys_[i];
+        }
+    }
+    return nullptr;
+}
+
+void dr_xml_cwalker_c::flush_tag_stack_buffer() {
+    for (const pending_s& entry : pending_) {
+        const drend_tag_c* tag = entry.tobj->dto_tag;
+        if (!tag->is_internal_tag()) {
+            dri_indent(peer_, entry.level);
+            send_text(peer_, tag->open_text().c_str());
+            if (tag->dt_type != DT_TYPE_LEAF) {
+                send_text(peer_, "\n");
+            }
+        }
+        if (tag->dt_type == DT_TYPE_LIST) {
+            print_keys(entry.tobj);
+        }
+    }
+    pending_.clear();
+}
+
+void dr_xml_cwalker_c::print_keys(const drend_tag_object_c* tobj) {
+    for (size_t i = 0; i < keys_used_; ++i) {
+        dr_list_key_val& key = keys_[i];
+        if (key.owner == tobj && !key.printed) {
+            key.printed = true;
+            dri_indent(peer_, key.level);
+            send_line(key.tag->open_text(), key.tag->dt_prefix, key.value,
+                      key.tag->close_text());
+        }
+    }
+}
+
+void dr_xml_cwalker_c::push_value(const drend_tag_object_c* tobj, const dr_value_c& value) {
+    const dr_list_key_val* key = find_key(tobj);
+    if (key != nullptr && key->printed) {
+        flush_tag_stack_buffer();
+    } else if (zero_suppression_check(tobj, value)) {
+        push_value_private(tobj, value);
+    }
+}
+
+void dr_xml_cwalker_c::push_value_private(const drend_tag_object_c* tobj,
+                                          const dr_value_c& value) {
+    const drend_tag_c* tag = tobj->dto_tag;
+    if (tag->is_internal_tag()) {
+        return;
+    }
+    flush_tag_stack_buffer();
+    if (find_key(tobj) != nullptr) {
+        return; // went out with its row's opening tag
+    }
+    dr_value_c::scratch_t scratch;
+    std::string_view text;
+    dr_str_buf_c formatted;
+    if (tag->is_decimal64() || !value.get_text(text, scratch)) {
+        text = value.get_value_as_string(tobj, formatted.buf());
+    }
+    if (tag->is_leaf_list_value()) {
+        dri_indent(peer_, indent_level());
+        send_line(NOTHING, tag->dt_prefix, text, "\n");
+    } else {
+        send_line(NOTHING, tag->dt_prefix, text, tag->close_text());
+    }
+}
+
+// Sends a line with a value in it. A value that would take the line over the limit of a send is cut
+// itself, so that its closing tag stays.
+void dr_xml_cwalker_c::send_line(const std::string& before, const std::string& prefix,
+                                 std::string_view value, const std::string& after) {
+    static constexpr size_t marker_size = sizeof STR_CUT_MARKER - 1;
+    line_.assign(before);
+    line_ += prefix;
+    const size_t head = line_.size();
+    const size_t limit =
+        STR_LIMIT - 1 - std::min<size_t>(STR_LIMIT - 1 - head, after.size());
+    if (!dri_append_xml_escaped(line_, value, limit)) {
+        line_.resize(head);
+        dri_append_xml_escaped(line_, value, std::max(head, limit - marker_size));
+        line_ += STR_CUT_MARKER;
+    }
+    line_ += after;
+    send_text(peer_, line_.c_str());
+}
+
+bool dr_xml_cwalker_c::dont_print_empty_tag(const drend_tag_object_c* tobj) const {
+    return !pending_.empty() && pending_.back().tobj == tobj;
+}
+
+void dr_xml_cwalker_c::pop(const drend_tag_object_c* tobj) {
+    if (find_key(tobj) == nullptr) {
+        pop_private(tobj);
+    }
+}
+
+int dr_xml_cwalker_c::pop_private(const drend_tag_object_c* tobj) {
+    const drend_tag_c* tag = tobj->dto_tag;
+    const bool was_printed = tobj->isset_flag(DTO_FLAG_PRESENT) || !dont_print_empty_tag(tobj);
+    const bool closes =
+        !tag->is_internal_tag() && !tag->is_leaf_list_value() && tag->dt_type != DT_TYPE_LEAF;
+    if (was_printed && closes) {
+        dri_indent(peer_, indent_level());
+        send_text(peer_, tag->close_text().c_str());
+    }
+    if (tag->dt_type == DT_TYPE_LIST) {
+        clear_list_key_val(tobj);
+    }
+    remove_key_val(indent_level(), tobj);
+    return 0;
+}
+
+void dr_xml_cwalker_c::clear_list_key_val(const drend_tag_object_c* tobj) {
+    while (keys_used_ > 0 && keys_[keys_used_ - 1].owner == tobj) {
+        --keys_used_;
+    }
+}
+
+void dr_xml_cwalker_c::remove_key_val(int level, const drend_tag_object_c* tobj) {
+    const auto found = std::find_if(
+        pending_.rbegin(), pending_.rend(), [&](const pending_s& entry) {
+            return entry.level == level && entry.tobj == tobj;
+        });
+    if (found != pending_.rend()) {
+        pending_.erase(std::next(found).base());
+    }
+}

@@ -1,0 +1,73 @@
+// dr_xml_cwalker_c: XML output.
+//
+// An element that turns out to be empty is never printed: opening tags are held back, in the pending
+// buffer, until something is printed inside them.
+//
+//     pending   0 <interfaces>   1 <interface> + keys { name = lo }   2 <mtu>
+//     value arrives:  print all of them, outermost first, then the value and </mtu>
+//
+//  1. The pending buffer is ordered by level; what is pending encloses what comes next.
+//  2. A row's keys are read when the row opens and printed directly behind its opening tag; a key
+//     that was printed so is not printed again where it stands among the leaves. A key whose
+//     read failed is an ordinary leaf.
+//  3. Internal tags print nothing themselves.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "render/drend_context_walker.h"
+
+// A key of a row, held back together with the row's opening tag.
+struct dr_list_key_val {
+    const drend_tag_object_c* owner; // the row
+    const drend_tag_c* tag;          // the key's leaf
+    std::string value;               // its text, not escaped
+    int level;                       // of indentation
+    bool printed;
+};
+
+class dr_xml_cwalker_c : public dr_context_walker_c {
+  public:
+    // With `wrap_in_data` the whole output stands in an element "data".
+    dr_xml_cwalker_c(dr_tags_access_context_c& context, void* peer, bool wrap_in_data);
+
+    void initialize() override;
+    int finalize() override;
+    void push(const drend_tag_object_c* tobj) override;
+    void push_value(const drend_tag_object_c* tobj, const dr_value_c& value) override;
+    void push_value_private(const drend_tag_object_c* tobj, const dr_value_c& value) override;
+    void pop(const drend_tag_object_c* tobj) override;
+    int pop_private(const drend_tag_object_c* tobj) override;
+    void push_private(const drend_tag_object_c* tobj) override;
+    int indent_level() const override;
+
+  private:
+    struct pending_s {
+        int level;
+        const drend_tag_object_c* tobj;
+    };
+
+    int level_at_depth(size_t depth) const;
+    bool is_held_back(const drend_tag_object_c* tobj) const;
+    void hold_back(const drend_tag_object_c* tobj);
+    void print_opening(const drend_tag_object_c* tobj);
+    void get_keys_for_parent(const drend_tag_object_c* tobj);
+    const dr_list_key_val* find_key(const drend_tag_object_c* tobj) const;
+    void flush_tag_stack_buffer();
+    void print_keys(const drend_tag_object_c* tobj);
+    void send_line(const std::string& before, const std::string& prefix,
+                   std::string_view value, const std::string& after);
+    bool dont_print_empty_tag(const drend_tag_object_c* tobj) const;
+    void clear_list_key_val(const drend_tag_object_c* tobj);
+    void remove_key_val(int level, const drend_tag_object_c* tobj);
+
+    std::vector<pending_s> pending_;
+    void* peer_;
+    const bool wrap_in_data_;
+    // A stack; records above keys_used_ are kept for their memory.
+    std::vector<dr_list_key_val> keys_;
+    size_t keys_used_ = 0;
+    std::string line_; // reused for every line that holds a value
+};
