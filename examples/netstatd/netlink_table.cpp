@@ -1,0 +1,65 @@
+#include "netlink_table.h"
+
+#include <new>
+
+#include <linux/rtnetlink.h>
+#include <netlink/msg.h>
+#include <netlink/route/rtnl.h>
+#include <netlink/socket.h>
+
+namespace {
+
+// A busy host changes a table during most dumps of it; the last attempt is taken as it is.
+constexpr int MAX_ATTEMPTS = 4;
+
+struct socket_freer_s {
+    void operator()(nl_sock* socket) const { nl_socket_free(socket); }
+};
+using socket_ptr_t = std::unique_ptr<nl_sock, socket_freer_s>;
+
+// The two callbacks below are called by C code: no exception may leave them.
+
+void keep_object(nl_object* object, void* out) {
+    auto& table = *static_cast<netlink_table_t*>(out);
+    try {
+        table.emplace_back(nullptr);
+    } catch (const std::bad_alloc&) {
+        return; // the row is missing, the others stand
+    }
+    nl_object_get(object);
+    table.back().reset(object);
+}
+
+int parse_message(nl_msg* message, void* out) {
+    // A message that cannot be parsed is one of a kind this library does not know: without
+    // it the table still holds all the others.
+    nl_msg_parse(message, keep_object, out);
+    return NL_OK;
+}
+
+int dump_once(nl_sock* socket, int request, netlink_table_t& table) {
+    table.clear();
+    nl_socket_modify_cb(socket, NL_CB_VALID, NL_CB_CUSTOM, parse_message, &table);
+    const int sent = nl_rtgen_request(socket, request, AF_UNSPEC, NLM_F_DUMP);
+    return sent < 0 ? sent : nl_recvmsgs_default(socket);
+}
+
+} // namespace
+
+int read_netlink_table(int request, netlink_table_t& table) {
+    const socket_ptr_t socket(nl_socket_alloc());
+    if (socket == nullptr) {
+        return -NLE_NOMEM;
+    }
+    int status = nl_connect(socket.get(), NETLINK_ROUTE);
+    if (status < 0) {
+        return status;
+    }
+    for (int attempt = 1; attempt <= MAX_ATTEMPTS; ++attempt) {
+        status = dump_once(socket.get(), request, table);
+        if (status != -NLE_DUMP_INTR) {
+            return status < 0 ? status : 0;
+        }
+    }
+    return 0;
+}
