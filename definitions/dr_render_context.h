@@ -26,6 +26,8 @@ class dr_render_context_c {
 
   private:
     bool noted_ = false;
+    dr_render_context_c* previous_noted_ = nullptr;
+    dr_render_context_c* next_noted_ = nullptr;
 };
 
 // The number of contexts ever made.

@@ -26,8 +26,10 @@ class dr_value_map_c {
   public:
     explicit dr_value_map_c(const std::vector<std::pair<std::string, std::string>>& pairs);
 
-    // The first pair that matches, or null. Traces the outcome.
+    // The first pair that matches a typed value's text, or null. Traces the outcome.
     const dr_map_pair_s* find(std::string_view text) const;
+    // The same, leaving the trace of a match to the caller.
+    const dr_map_pair_s* match(std::string_view text) const;
     // Whether some pair matches every value.
     bool has_wildcard() const { return has_wildcard_; }
     const std::vector<dr_map_pair_s>& pairs() const { return pairs_; }

@@ -16,7 +16,7 @@ struct drend_command_s {
     char* dc_app_name; // the daemon that serves the command
     char* dc_help;
     int32_t dc_message_id;
-    drend_tag_c* dc_tag;    // null until the loader attaches it, and for a command without one
+    drend_tag_c* dc_tag; // null until the loader attaches it, and for a command without one
     unsigned dc_load_order; // position in the definitions set at which it was made
 };
 
@@ -36,8 +36,18 @@ class drend_command_c : public drend_command_s {
     drend_command_c(const drend_command_c&) = delete;
     drend_command_c& operator=(const drend_command_c&) = delete;
 
-    void set_name(const char* name);
-    void set_full_command(const char* full_command);
+    // Both invalidate the text that the record pointed to.
+    void set_name(std::string name);
+    void set_full_command(std::string full_command);
+
+  private:
+    std::string name_;
+    std::string full_command_;
+    std::string cli_command_;
+    std::string cli_merge_tag_;
+    std::string app_name_;
+    std::string top_of_output_;
+    std::string help_;
 };
 
 // A notification's mapping from the daemon's name to the name and content that peers see.

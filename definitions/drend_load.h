@@ -4,7 +4,8 @@
 //                                                ^                   when no walk uses its tags
 //                                             look-ups
 //
-//  1. A set is immutable once it is merged. A reload builds a new one aside and swaps it in.
+//  1. A tag is immutable once its set is merged. A reload builds a new set aside and swaps it
+//     in; files that are read into a set later give it new merged trees beside the old ones.
 //  2. A retired set is destroyed by the first retirement call at which none of its root tags is in
 //     use. Walks put their root tags in use and take them out exactly once.
 //  3. Loads are serialised by the load lock. The definitions lock is held for the swap and during
@@ -16,6 +17,8 @@
 
 #include <map>
 #include <string>
+#include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "definitions/drend_command.h"
@@ -24,7 +27,7 @@
 // One set of loaded definitions.
 class dr_daemon_context_c {
   public:
-    dr_daemon_context_c() = default;
+    dr_daemon_context_c();
     ~dr_daemon_context_c();
     dr_daemon_context_c(const dr_daemon_context_c&) = delete;
     dr_daemon_context_c& operator=(const dr_daemon_context_c&) = delete;
@@ -36,6 +39,21 @@ class dr_daemon_context_c {
     std::map<std::string, std::vector<std::string>> notification_leaves;
     // Tags that no other tag owns: input kids and the copies that the merge made.
     std::vector<drend_tag_c*> loose_tags;
+
+    // The first command of that name that has a tag, or null.
+    drend_command_c* find_command(std::string_view name) const;
+    // To be called when commands came, went or changed their names.
+    void commands_changed() { names_known_ = false; }
+    // Whether one of the tags that a walk can start from is in use; the caller holds the lock
+    // of the in-use list.
+    bool is_walked() const;
+
+    size_t merged_commands = 0;                  // how many commands the last merge left
+    dr_daemon_context_c* next_retired = nullptr; // on the retirement list
+
+  private:
+    mutable bool names_known_ = false;
+    mutable std::unordered_map<std::string_view, drend_command_c*> by_name_;
 };
 
 // --- where files are found ---
@@ -57,16 +75,20 @@ std::string dri_resolve_filename(const char* name);
 // --- loading ---
 
 // Reads one file into a set. 0, or -1 when it could not be opened (silently) or parsed (one line
-// on standard error).
+// on standard error). What a faulty entry leaves out does not keep the others from loading.
 int dri_load_file(const char* path, dr_daemon_context_c& set);
+// Resolves a file's name first. Returns 0.
+int dri_load_file_ex(const char* name, dr_daemon_context_c& set);
 // Reads one file into the current set, made when there is none.
 int dri_load_filename(const char* path);
 // Loads a new set and makes it current. `name` selects an application's files, null all files; the
-// pointer is kept for reloads, so the text must stay. Returns 0.
+// pointer is kept for reloads, so the text must stay. 0, or -1 when memory ran out; the set that
+// was current then stays.
 int dri_load_dir(const char* name);
-// Merges the commands of the current set that share a name. Returns 0.
+// Merges the commands of the current set that share a name. 0, or -1 when memory ran out.
 int dri_schema_merge();
-// Loads again what was loaded last, and merges. Returns the merge's result.
+// Loads again what was loaded last, merges it and makes it current. 0, or -1 when memory ran out;
+// the set that was current then stays.
 int dri_reload_json();
 
 // --- retirement ---
@@ -92,3 +114,9 @@ unsigned dri_get_count();
 drend_tag_c* dri_get_command_tag_by_name(const char* name);
 // The same, put in use before a reload can retire it. The caller takes the use back.
 drend_tag_c* dri_acquire_command_tag(const char* name);
+// Takes a use back and destroys the sets that have only waited for that.
+void dri_release_command_tag(const drend_tag_c* tag);
+
+// Sends the tag tree of the command `name` (null: the merged schema of get requests) to a peer as
+// text, or a line that there is no such command. The status of the send.
+int dri_dump_render_tree(void* peer, const char* name);

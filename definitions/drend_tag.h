@@ -20,6 +20,7 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "definitions/dr_value_map.h"
@@ -78,19 +79,18 @@ class drend_tag_c {
     using kids_t = std::list<drend_tag_c*>;
     using commands_t = std::set<drend_command_s*, drend_load_order_s>;
 
-    drend_tag_c(const std::string& name, const std::string& source);
+    drend_tag_c(std::string_view name, std::string_view source);
     // For the schema merge: shares the kids, and leaves styles, input kids and merged sources
-    // empty.
+    // empty. The copy must be marked combined, or the kids would be owned twice.
     drend_tag_c(const drend_tag_c& other);
     drend_tag_c& operator=(const drend_tag_c&) = delete;
     ~drend_tag_c();
 
     // --- what the loader and the merge set ---
 
-    void set_source(const std::string& source);
-    // Stores a namespace text in the form in which it is pasted behind the element's name: a
-    // leading blank, double quotes. An empty text leaves it empty.
-    void set_namespace(const std::string& text);
+    void set_source(std::string_view source);
+    // Stores a namespace text in its pasted form.
+    void set_namespace(std::string_view text);
     void set_flags(uint32_t flags) { dt_flags |= flags; }
 
     // --- what walks read ---
@@ -148,12 +148,16 @@ class drend_tag_c {
     std::shared_ptr<const dr_value_map_c> dt_map; // null: values are shown as they are
     std::vector<std::string> dt_keys;
     std::vector<std::string> dt_styles;
-    kids_t dt_kids;                              // in file order
-    std::vector<drend_tag_c*> dt_input_kids;     // in file order
-    std::vector<drend_tag_c*> dt_merged_sources; // on a merged root: the roots merged into it
+    kids_t dt_kids;                          // in file order
+    std::vector<drend_tag_c*> dt_input_kids; // in file order
+    std::vector<drend_tag_c*>
+        dt_merged_sources; // on a merged root: the roots merged into it
     commands_t dt_commands;
+    mutable unsigned dt_uses = 0; // by walks; guarded by the lock of the in-use list
 
   private:
+    void make_texts();
+
     std::string name_;
     std::string source_;
     dr_nav_path_c source_path_;
@@ -162,6 +166,10 @@ class drend_tag_c {
     std::string close_text_;
     bool is_leaf_list_value_;
 };
+
+// A namespace text in the form in which it is pasted behind an element's name: a leading blank,
+// double quotes. An empty text stays empty.
+std::string dri_pasted_namespace(std::string_view text);
 
 // The number of tags in existence, for diagnostics. Any thread.
 int dri_get_tag_count();

@@ -1,0 +1,72 @@
+// A tag tree as text, for people.
+#include "definitions/drend_tag.h"
+
+#include "definitions/drend_load.h"
+#include "frame/str_util.h"
+#include "orvex_platform/sbuf.h"
+
+namespace {
+
+constexpr char DEFAULT_COMMAND[] = "corvane-netconf-get";
+
+struct release_tag_s {
+    void operator()(const drend_tag_c* tag) const { dri_release_command_tag(tag); }
+};
+
+// A tag whose kids are being printed.
+struct level_s {
+    const drend_tag_c* tag;
+    drend_tag_c::kids_t::const_iterator next;
+};
+
+std::string app_names(const drend_tag_c& tag) {
+    std::multiset<std::string> sorted;
+    for (const drend_command_s* command : tag.dt_commands) {
+        sorted.insert(command->dc_app_name);
+    }
+    std::string joined;
+    str_join(std::list<std::string>(sorted.begin(), sorted.end()), joined, " ");
+    return joined;
+}
+
+void dump_head(const drend_tag_c& tag, str_buf_s* out, int indent) {
+    sbuf_indent_append(out, indent, "%s {\n", tag.name().c_str());
+    sbuf_indent_append(out, indent + 1,
+                       "dt_type: %d, dt_data_type: %d, dt_flags: %d, apps: %s\n",
+                       tag.dt_type, tag.dt_data_type, static_cast<int>(tag.dt_flags),
+                       app_names(tag).c_str());
+    if (!tag.source().empty()) {
+        sbuf_indent_append(out, indent + 1, "source: %s\n", tag.source().c_str());
+    }
+}
+
+} // namespace
+
+void drend_tag_c::dump(str_buf_s* out, int indent) const {
+    std::vector<level_s> levels;
+    dump_head(*this, out, indent);
+    levels.push_back({this, dt_kids.begin()});
+    while (!levels.empty()) {
+        level_s& level = levels.back();
+        if (level.next == level.tag->dt_kids.end()) {
+            levels.pop_back();
+            sbuf_indent_append(out, indent + static_cast<int>(levels.size()), "}\n");
+            continue;
+        }
+        const drend_tag_c* kid = *level.next++;
+        dump_head(*kid, out, indent + static_cast<int>(levels.size()));
+        levels.push_back({kid, kid->dt_kids.begin()});
+    }
+}
+
+int dri_dump_render_tree(void* peer, const char* name) {
+    const char* wanted = name == nullptr ? DEFAULT_COMMAND : name;
+    const std::unique_ptr<const drend_tag_c, release_tag_s> tag(
+        dri_acquire_command_tag(wanted));
+    if (!tag) {
+        return drend_send(peer, "Couldn't find '%s'\n", wanted);
+    }
+    dr_str_buf_c text;
+    tag->dump(text.buf(), 0);
+    return drend_send(peer, "%s\n", text.c_str());
+}

@@ -1,0 +1,218 @@
+#include "definitions/drend_load.h"
+
+#include <atomic>
+#include <cassert>
+#include <cstdio>
+#include <memory>
+#include <new>
+#include <utility>
+
+#include "definitions/dr_current_set.h"
+
+namespace {
+
+std::atomic<int> set_count{0};
+
+struct loader_s {
+    drend_lock_c definitions_lock; // guards `current`
+    dr_daemon_context_c* current = nullptr;
+    drend_lock_c load_lock; // guards `name`, and is held for the whole of a load
+    const char* name = nullptr;
+};
+
+loader_s& loader() {
+    static loader_s state;
+    return state;
+}
+
+std::vector<std::string> files_of(const char* name) {
+    std::vector<std::string> files;
+    if (name == nullptr) {
+        drend_get_filenames(nullptr, "*.json", files);
+    } else {
+        files.push_back(std::string(name) + ".json");
+        dri_get_all_files_by_pattern(name, files);
+    }
+    return files;
+}
+
+std::unique_ptr<dr_daemon_context_c> read_set(const char* name) {
+    auto ddc = std::make_unique<dr_daemon_context_c>();
+    for (const std::string& file : files_of(name)) {
+        dri_load_file(file.c_str(), *ddc);
+    }
+    return ddc;
+}
+
+// Makes a set (null: none) current and retires the one before.
+void replace_current(std::unique_ptr<dr_daemon_context_c> set) {
+    dr_daemon_context_c* replaced = nullptr;
+    {
+        drend_lock_guard_c guard(loader().definitions_lock);
+        replaced = std::exchange(loader().current, set.release());
+    }
+    // No look-up finds it any more, so whether it is in use is settled.
+    dri_free_daemon_context(replaced);
+}
+
+int report_no_memory() {
+    fputs("render definitions: out of memory\n", stderr);
+    return -1;
+}
+
+} // namespace
+
+drend_lock_c& dri_definitions_lock() {
+    return loader().definitions_lock;
+}
+
+dr_daemon_context_c* dri_current_set() {
+    return loader().current;
+}
+
+// --- the set ---
+
+dr_daemon_context_c::dr_daemon_context_c() {
+    set_count.fetch_add(1, std::memory_order_relaxed);
+}
+
+dr_daemon_context_c::~dr_daemon_context_c() {
+    for (drend_command_c* command : commands) {
+        delete command;
+    }
+    for (const auto& [name, events] : external_events) {
+        for (drend_event_c* event : events) {
+            delete event;
+        }
+    }
+    for (drend_tag_c* tag : loose_tags) {
+        delete tag;
+    }
+    set_count.fetch_sub(1, std::memory_order_relaxed);
+}
+
+drend_command_c* dr_daemon_context_c::find_command(std::string_view name) const {
+    if (!names_known_) {
+        by_name_.clear();
+        for (drend_command_c* command : commands) {
+            if (command->dc_tag != nullptr) {
+                by_name_.emplace(command->dc_name, command);
+            }
+        }
+        names_known_ = true;
+    }
+    const auto found = by_name_.find(name);
+    return found == by_name_.end() ? nullptr : found->second;
+}
+
+bool dr_daemon_context_c::is_walked() const {
+    for (const drend_command_c* command : commands) {
+        if (command->dc_tag != nullptr && command->dc_tag->dt_uses > 0) {
+            return true;
+        }
+    }
+    for (const auto& [name, events] : external_events) {
+        for (const drend_event_c* event : events) {
+            if (event->dc_tag != nullptr && event->dc_tag->dt_uses > 0) {
+                return true;
+            }
+        }
+    }
+    return false;
+}
+
+int dri_get_set_count() {
+    return set_count.load(std::memory_order_relaxed);
+}
+
+// --- loading ---
+
+int dri_load_dir(const char* name) {
+    drend_lock_guard_c guard(loader().load_lock);
+    loader().name = name;
+    try {
+        replace_current(read_set(name));
+        return 0;
+    } catch (const std::bad_alloc&) {
+        return report_no_memory();
+    }
+}
+
+int dri_reload_json() {
+    drend_lock_guard_c guard(loader().load_lock);
+    try {
+        std::unique_ptr<dr_daemon_context_c> ddc = read_set(loader().name);
+        dri_merge_set(*ddc);
+        replace_current(std::move(ddc));
+        return 0;
+    } catch (const std::bad_alloc&) {
+        return report_no_memory();
+    }
+}
+
+int dri_schema_merge() {
+    drend_lock_guard_c guard(loader().definitions_lock);
+    try {
+        if (loader().current != nullptr) {
+            dri_merge_set(*loader().current);
+        }
+        return 0;
+    } catch (const std::bad_alloc&) {
+        return report_no_memory();
+    }
+}
+
+int dri_load_filename(const char* path) {
+    drend_lock_guard_c guard(loader().definitions_lock);
+    try {
+        if (loader().current == nullptr) {
+            loader().current = new dr_daemon_context_c;
+        }
+        return dri_load_file(path, *loader().current);
+    } catch (const std::bad_alloc&) {
+        return report_no_memory();
+    }
+}
+
+int dri_load_file_ex(const char* name, dr_daemon_context_c& set) {
+    dri_load_file(dri_resolve_filename(name).c_str(), set);
+    return 0;
+}
+
+void dri_release_daemon_context() {
+    replace_current(nullptr);
+}
+
+// --- look-ups ---
+
+unsigned dri_get_count() {
+    drend_lock_guard_c guard(dri_definitions_lock());
+    const dr_daemon_context_c* ddaemon_context = dri_current_set();
+    assert(ddaemon_context);
+    return ddaemon_context == nullptr
+               ? 0
+               : static_cast<unsigned>(ddaemon_context->commands.size());
+}
+
+drend_tag_c* dri_get_command_tag_by_name(const char* name) {
+    drend_lock_guard_c guard(dri_definitions_lock());
+    const dr_daemon_context_c* set = dri_current_set();
+    const drend_command_c* command = set == nullptr ? nullptr : set->find_command(name);
+    return command == nullptr ? nullptr : command->dc_tag;
+}
+
+drend_tag_c* dri_acquire_command_tag(const char* name) {
+    drend_lock_guard_c guard(dri_definitions_lock());
+    drend_tag_c* tag = dri_get_command_tag_by_name(name);
+    if (tag != nullptr) {
+        dri_tags_add_inuse(tag);
+    }
+    return tag;
+}
+
+void dri_release_command_tag(const drend_tag_c* tag) {
+    dri_tags_delete_inuse(tag);
+    if (dri_retirement_waits()) {
+        dri_free_daemon_context(nullptr);
+    }
+}

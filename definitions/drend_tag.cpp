@@ -1,0 +1,145 @@
+#include "definitions/drend_tag.h"
+
+#include <algorithm>
+#include <atomic>
+
+#include "frame/drend_trace.h"
+#include "orvex_platform/sbuf.h"
+
+namespace {
+
+std::atomic<int> tag_count{0};
+
+// What a match makes of a value: its new text, or null when the value stays.
+const char* new_text(const dr_map_pair_s& pair, bool& is_expression) {
+    is_expression = pair.is_expression;
+    return pair.keeps_value ? nullptr : pair.to.c_str();
+}
+
+} // namespace
+
+int dri_get_tag_count() {
+    return tag_count.load(std::memory_order_relaxed);
+}
+
+std::string dri_pasted_namespace(std::string_view text) {
+    std::string pasted;
+    if (!text.empty()) {
+        pasted.reserve(text.size() + 1);
+        pasted.append(1, ' ').append(text);
+        std::replace(pasted.begin(), pasted.end(), '\'', '"');
+    }
+    return pasted;
+}
+
+drend_tag_c::drend_tag_c(std::string_view name, std::string_view source)
+    : name_(name), is_leaf_list_value_(name == DT_LEAF_LIST_VALUE) {
+    set_source(source);
+    make_texts();
+    tag_count.fetch_add(1, std::memory_order_relaxed);
+}
+
+drend_tag_c::drend_tag_c(const drend_tag_c& other)
+    : dt_prefix(other.dt_prefix), dt_type(other.dt_type), dt_data_type(other.dt_data_type),
+      dt_decimal64_fraction(other.dt_decimal64_fraction), dt_fid(other.dt_fid),
+      dt_flags(other.dt_flags), dt_map(other.dt_map), dt_keys(other.dt_keys),
+      dt_kids(other.dt_kids), dt_commands(other.dt_commands), name_(other.name_),
+      source_(other.source_), source_path_(other.source_path_),
+      namespace_(other.namespace_), open_text_(other.open_text_),
+      close_text_(other.close_text_), is_leaf_list_value_(other.is_leaf_list_value_) {
+    tag_count.fetch_add(1, std::memory_order_relaxed);
+}
+
+drend_tag_c::~drend_tag_c() {
+    // The tree is taken apart without recursion and without memory of its own: the kids of a
+    // tag join the list of those that still have to go.
+    kids_t doomed;
+    if (!is_combined()) {
+        doomed.swap(dt_kids);
+    }
+    while (!doomed.empty()) {
+        drend_tag_c* tag = doomed.front();
+        doomed.pop_front();
+        if (!tag->is_combined()) {
+            doomed.splice(doomed.end(), tag->dt_kids);
+        }
+        delete tag;
+    }
+    tag_count.fetch_sub(1, std::memory_order_relaxed);
+}
+
+void drend_tag_c::set_source(std::string_view source) {
+    source_ = source;
+    source_path_ = source.empty() ? dr_nav_path_c() : dr_nav_path_c(source_.c_str());
+}
+
+void drend_tag_c::set_namespace(std::string_view text) {
+    namespace_ = dri_pasted_namespace(text);
+    make_texts();
+}
+
+void drend_tag_c::make_texts() {
+    open_text_.clear();
+    open_text_.reserve(name_.size() + namespace_.size() + 2);
+    open_text_.append(1, '<').append(name_).append(namespace_).append(1, '>');
+    close_text_.clear();
+    close_text_.reserve(name_.size() + 4);
+    close_text_.append("</").append(name_).append(">\n");
+}
+
+drend_tag_c* drend_tag_c::find_child(const char* name) const {
+    const std::string_view wanted(name);
+    for (drend_tag_c* kid : dt_kids) {
+        if (kid->name_ == wanted) {
+            return kid;
+        }
+    }
+    return nullptr;
+}
+
+drend_tag_c* drend_tag_c::find_child_from_mt_source(const char* source) const {
+    const std::string_view wanted(source);
+    for (drend_tag_c* kid : dt_kids) {
+        if (kid->source_ == wanted) {
+            return kid;
+        }
+    }
+    return nullptr;
+}
+
+int drend_tag_c::translate_value(str_buf_s* text, bool& is_expression) const {
+    is_expression = false;
+    if (!dt_map) {
+        return DREND_OK;
+    }
+    const dr_map_pair_s* pair = dt_map->match(sbuf_str(text));
+    if (pair == nullptr) {
+        return DREND_ERR;
+    }
+    if (dri_trace_on(DREND_TRACE_WALK)) {
+        drend_debug_trace("DR_TAGS_ACCESS: mapped: %s to %s\n", pair->from.c_str(),
+                          pair->to.c_str());
+    }
+    if (const char* to = new_text(*pair, is_expression)) {
+        sbuf_cpy(text, to);
+    }
+    return DREND_OK;
+}
+
+int drend_tag_c::translate_value(dr_value_c& value, bool& is_expression) const {
+    is_expression = false;
+    if (!dt_map) {
+        return DREND_OK;
+    }
+    dr_value_c::scratch_t scratch;
+    std::string_view text;
+    if (!value.get_text(text, scratch)) {
+        text = "DREND_ERR"; // the text that a value without one shows
+    }
+    const dr_map_pair_s* pair = dt_map->find(text);
+    if (pair == nullptr) {
+        return DREND_ERR;
+    }
+    const char* to = new_text(*pair, is_expression);
+    return to == nullptr ? DREND_OK : value.set_string(to);
+}
