@@ -6,7 +6,6 @@
 
 #include <cstdio>
 #include <string>
-#include <utility>
 
 #include <CLI/CLI.hpp>
 
@@ -31,10 +30,10 @@ void add_models() {
     add_self_model();
 }
 
-// A walk starts for every command that there is: the counter also tells a command that gave
-// an empty answer from one that is unknown.
-void count_request(const char*, void*) {
-    ++daemon_counters.requests;
+// The library starts every command that there is, and says so on standard error when there
+// is none of that name. The handler tells the two apart where both have an empty answer.
+void note_start(const char*, void* started) {
+    *static_cast<bool*>(started) = true;
 }
 
 // A long answer need not hold the daemon up: this handler, asked after each row, has the
@@ -45,12 +44,6 @@ int is_slice_full(dr_meta_context_s*, void* data) {
     return ++rows % options->rows_per_slice == 0;
 }
 
-// A daemon with an event loop would set an idle timer here. This one has nothing else to do
-// and continues the walk at once, see run_command.
-void keep_walk(void* suspended, void* walk) {
-    *static_cast<void**>(suspended) = walk;
-}
-
 // Answers on standard output, where texts go as long as no send method is installed.
 int run_command(const std::string& command) {
     const std::size_t blank = command.find(' ');
@@ -58,14 +51,21 @@ int run_command(const std::string& command) {
     const std::string argument =
         blank == std::string::npos ? std::string() : command.substr(blank + 1);
 
-    void* suspended = nullptr;
-    drend_set_reschedule_handler(keep_walk, &suspended);
-    drend_dump_rpc(nullptr, name.c_str(), argument.empty() ? nullptr : argument.c_str());
-    while (suspended != nullptr) {
-        drend_defer_continue(std::exchange(suspended, nullptr));
+    bool started = false;
+    drend_add_cmd_handlers(note_start, nullptr, &started);
+    ++daemon_counters.requests;
+    const int status = drend_dump_rpc(nullptr, name.c_str(),
+                                      argument.empty() ? nullptr : argument.c_str());
+    if (status == DREND_DEFER) {
+        // A daemon would go back to its event loop and continue when that is idle. This one
+        // has nothing else to do.
+        void* walk = drend_take_suspended_rpc();
+        while (drend_defer_continue(walk) == DREND_DEFER) {
+        }
     }
-    if (daemon_counters.requests == 0) {
-        return 1; // the library has said that it does not know the command
+    drend_add_cmd_handlers(nullptr, nullptr, nullptr);
+    if (!started) {
+        return 1;
     }
     if (fflush(stdout) != 0 || ferror(stdout)) {
         fprintf(stderr, "netstatd: cannot write the answer\n");
@@ -92,7 +92,6 @@ int main(int argc, char** argv) {
     CLI11_PARSE(app, argc, argv);
 
     add_models();
-    drend_add_cmd_handlers(count_request, nullptr, nullptr);
     if (options.rows_per_slice > 0) {
         drend_add_walk_handlers(nullptr, is_slice_full, &options);
     }

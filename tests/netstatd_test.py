@@ -1,0 +1,268 @@
+#!/usr/bin/env python3
+"""Checks netstatd against what the kernel says: netstatd_test.py NETSTATD SCENE
+
+SCENE is `live`, this machine's network as it is, `empty`, a network namespace with nothing but a
+loopback interface that is down, or `crowded`, a namespace with names, addresses and routes that are
+awkward to show. Exits with 77 where namespaces may not be made.
+"""
+
+import json
+import os
+import pathlib
+import re
+import socket
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+import xml.etree.ElementTree as ET
+
+ROOT = pathlib.Path(__file__).resolve().parent.parent
+SKIPPED = 77
+CROWD = """
+ip link set lo up
+ip link add 'a<b&c' type veth peer name d1
+ip link set 'a<b&c' up
+ip link set d1 up mtu 9000 alias 'one & two < "three"'
+ip addr add 10.0.0.1/8 dev d1
+ip addr add 10.0.0.1/16 dev d1
+ip addr add 10.9.9.1 peer 10.9.9.2 dev d1
+ip -6 addr add 2001:db8::1/64 dev d1 nodad
+ip route add 1.0.0.0/8 nexthop via 10.0.0.7 weight 3 nexthop via 10.0.0.8
+ip route add 1.0.0.0/8 dev d1 metric 20
+ip route add 5.0.0.0/8 via inet6 fe80::1 dev d1
+ip route add blackhole 9.9.9.9
+ip route add throw 8.8.8.8 table 77
+ip -6 route add 2001:db8:1::/64 nexthop via 2001:db8::7 nexthop via 2001:db8::8
+ip -6 route add unreachable 2001:db8:9::/64
+ip neigh add 10.0.0.9 lladdr 02:02:02:02:02:02 dev d1
+ip -6 neigh add 2001:db8::9 lladdr 02:02:02:02:02:03 dev d1 router
+"""
+YANG = pathlib.Path("/usr/share/yuma")
+MODULES = [YANG / name for name in (
+    "nmda-modules/ietf/ietf-interfaces@2018-02-20.yang",
+    "nmda-modules/ietf/ietf-ip@2018-02-22.yang",
+    "nmda-modules/ietf/ietf-routing@2018-03-13.yang",
+    "nmda-modules/ietf/ietf-ipv4-unicast-routing@2018-03-13.yang",
+    "nmda-modules/ietf/ietf-ipv6-unicast-routing@2018-03-13.yang",
+    "modules/ietf/iana-if-type@2014-05-08.yang")]
+# A complete datastore must have something in ietf-routing's obsolete branch.
+OBSOLETE = """<routing-state xmlns="urn:ietf:params:xml:ns:yang:ietf-routing"><ribs><rib>
+<name>-</name><address-family>ipv4</address-family></rib></ribs></routing-state>"""
+# Sources that lead to leaves without a row, and around the containers that take the snapshot.
+ASTRAY = [
+    "interfaces/interface/name", "interfaces/interface/controller", "interfaces/interface/ipv4",
+    "interfaces/interface/statistics/rx-bytes", "interfaces/interface/counter32/rx-errors",
+    "interfaces/interface/address/ip", "interfaces/interface/ipv6/neighbor/ip",
+    "neighbors/neighbor/interface", "routing/rib/name", "routing/rib/route/destination",
+    "routing/rib/route/forward/interface", "routing/rib/route/next-hop/weight"]
+
+
+def run(*options, **others):
+    return subprocess.run([NETSTATD, *options], stderr=subprocess.PIPE, text=True, timeout=60,
+                          check=False, **{"stdout": subprocess.PIPE, **others})
+
+
+def answer(command, *options):
+    result = run("--once", command, *options)
+    assert (result.returncode, result.stderr) == (0, ""), result
+    return result.stdout
+
+
+def tree(text):
+    """The answer's elements by their bare names."""
+    root = ET.fromstring(text or "<nothing/>")
+    for element in root.iter():
+        element.tag = element.tag.partition("}")[2] or element.tag
+    return root
+
+
+def lasting(root):
+    """The answer as text without what may differ from one look to the next."""
+    for parent in list(root.iter()):
+        for child in list(parent):
+            if child.tag in ("snapshot-time", "statistics"):
+                parent.remove(child)
+    return ET.tostring(root, encoding="unicode")
+
+
+def fields(elements, *names):
+    return sorted((tuple(map(element.findtext, names)) for element in elements), key=str)
+
+
+def kernel(*arguments):
+    shown = subprocess.run(["ip", "-j", *arguments], stdout=subprocess.PIPE, text=True, check=True)
+    return json.loads(shown.stdout or "[]")
+
+
+class Answers(unittest.TestCase):
+    maxDiff = None
+
+    def assert_agree(self, ours, theirs):
+        """A living network may change between two looks at it: looks again, a few times."""
+        for _ in range(6):
+            shown, expected = ours(), theirs()
+            if shown == expected:
+                return
+            time.sleep(0.5)
+        self.assertEqual(shown, expected)
+
+    def test_interfaces(self):
+        def ours():
+            return [(*fields([i], "name", "index", "mtu", "description", "hardware-address"),
+                     i.findtext("admin-status"), i.findtext("oper-status").replace("-", ""),
+                     fields(i.findall("address"), "ip", "prefix-length"))
+                    for i in tree(answer("show-interfaces")).findall("interface")]
+
+        def theirs():
+            return [((i["ifname"], str(i["ifindex"]), str(i["mtu"]), i.get("ifalias"),
+                      None if i["link_type"] == "loopback" else i["address"]),
+                     "up" if "UP" in i["flags"] else "down", i["operstate"].lower(),
+                     sorted((a["local"], str(a["prefixlen"])) for a in i["addr_info"]))
+                    for i in sorted(kernel("addr"), key=lambda i: i["ifindex"])]
+        self.assert_agree(ours, theirs)
+
+    def test_counters(self):
+        # Counters only grow: what netstatd shows lies between two looks of another reader.
+        def counted():
+            return {i["ifname"]: i["stats64"] for i in kernel("-s", "link")}
+        before, shown, after = counted(), tree(answer("show-interfaces")), counted()
+        for interface in shown.findall("interface"):
+            name = interface.findtext("name")
+            for element, way in (("input-bytes", "rx"), ("output-bytes", "tx")):
+                values = interface.findall("statistics/" + element)
+                self.assertEqual(len(values), 1)
+                self.assertGreaterEqual(int(values[0].text), before[name][way]["bytes"])
+                self.assertLessEqual(int(values[0].text), after[name][way]["bytes"])
+
+    def test_neighbors(self):
+        self.assert_agree(
+            lambda: fields(tree(answer("show-neighbors")).findall("neighbor"),
+                           "address", "interface", "hardware-address"),
+            lambda: sorted(((n["dst"], n["dev"], n.get("lladdr")) for n in kernel("neigh")),
+                           key=str))
+
+    def test_routes(self):
+        def ours():
+            return sorted(((table.findtext("name"), route.findtext("destination"),
+                            route.findtext("type"), int(route.findtext("metric", "0")),
+                            fields(route.findall("next-hop") or [route], "gateway", "weight"))
+                           for table in tree(answer("show-routes")).findall("table")
+                           for route in table.findall("route")), key=str)
+
+        def theirs():
+            found = []
+            for family, everything, bits in ("4", "0.0.0.0/0", "/32"), ("6", "::/0", "/128"):
+                for route in kernel("-" + family, "route", "show", "table", "all"):
+                    target = route["dst"].replace("default", everything)
+                    hops = [(hop.get("gateway") or hop.get("via", {}).get("host"),
+                             str(hop["weight"]) if "weight" in hop else None)
+                            for hop in route.get("nexthops", [route])]
+                    found.append((f"ipv{family}-{route.get('table', 'main')}",
+                                  target if "/" in target else target + bits,
+                                  route.get("type", "unicast"), route.get("metric", 0),
+                                  sorted(hops, key=str)))
+            return sorted(found, key=str)
+        self.assert_agree(ours, theirs)
+
+    def test_a_key_selects_its_part_of_the_whole(self):
+        for command, row, key in (("show-interfaces", "interface", "name"),
+                                  ("show-neighbors", "neighbor", "interface"),
+                                  ("show-routes", "table", "name")):
+            whole = tree(answer(command))
+
+            def part(value):
+                text = answer(f"{command} filter='/{whole.tag}/{row}[{key}=\"{value}\"]'")
+                return [lasting(element) for element in tree(text).findall(row)]
+
+            def expected(value):
+                return [lasting(element) for element in tree(answer(command)).findall(row)
+                        if element.findtext(key) == value]
+            for value in {element.findtext(key) for element in whole.findall(row)}:
+                self.assert_agree(lambda v=value: part(v), lambda v=value: expected(v))
+            self.assertEqual(part("nothing of that name"), [])
+
+    def test_suspending_after_every_row_changes_nothing(self):
+        for command in "show-interfaces", "show-routes", "show-neighbors", "corvane-netconf-get":
+            self.assert_agree(lambda c=command: lasting(tree(answer(c, "--rows-per-slice", "1"))),
+                              lambda c=command: lasting(tree(answer(c))))
+
+    def test_netconf_get_follows_its_models(self):
+        text = answer("corvane-netconf-get")
+        bare = text.removeprefix("<data>\n").removesuffix("</data>\n")
+        self.assertEqual(len(text) - len(bare), len("<data>\n</data>\n"))
+        # As the answer of a "get", and as a complete datastore: with all that is mandatory in it
+        # and no reference that leads nowhere.
+        for kind, content in ("get", bare), ("data", bare + OBSOLETE):
+            with tempfile.NamedTemporaryFile("w", suffix=".xml") as file:
+                file.write(content)
+                file.flush()
+                checked = subprocess.run(
+                    ["yanglint", "-Q", "-t", kind, "-p", YANG / "nmda-modules/ietf",
+                     "-p", YANG / "modules/ietf", *MODULES, file.name],
+                    stderr=subprocess.PIPE, text=True, check=False)
+            self.assertEqual((checked.returncode, checked.stderr), (0, ""), content)
+        data = tree(text)
+        self.assertEqual(len(data.findall("interfaces/interface")), len(kernel("link")))
+        self.assertEqual(len(data.findall("routing/ribs/rib/routes/route")),
+                         len(tree(answer("show-routes")).findall("table/route")))
+
+    def test_the_daemon_itself(self):
+        shown = tree(answer("show-daemon"))
+        self.assertEqual(fields([shown], "host-name", "requests", "read-errors"),
+                         [(socket.gethostname(), "1", "0")])
+        self.assertRegex(shown.findtext("load/one-minute", "0.00"), r"^\d+\.\d\d$")
+        addresses = {a["local"] for i in kernel("-4", "addr") for a in i["addr_info"]
+                     if a["scope"] == "global"}
+        self.assertIn(shown.findtext("primary-address"), addresses or {"0.0.0.0"})
+
+    def test_refusals(self):
+        unknown = run("--once", "show-nothing")
+        self.assertEqual((unknown.returncode, unknown.stdout), (1, ""))
+        self.assertRegex(unknown.stderr, r"\A.*'show-nothing'\n\Z")
+        with open("/dev/full", "w", encoding="utf-8") as full:
+            self.assertEqual(run("--once", "show-interfaces", stdout=full).returncode, 1)
+
+    def test_definitions_that_go_astray_harm_nobody(self):
+        kids = [{"dts_name": f"leaf-{n}", "dts_type": "leaf", "dts_source": "/" + path}
+                for n, path in enumerate(ASTRAY)]
+        kids += [{"dts_name": f"list-{n}", "dts_type": "list", "dts_source": "/" + str(path.parent),
+                  "dts_kids": [{"dts_name": "x", "dts_type": "leaf", "dts_source": path.name}]}
+                 for n, path in enumerate(map(pathlib.PurePath, ASTRAY))]
+        with tempfile.TemporaryDirectory() as prefix:
+            folder = pathlib.Path(prefix, "usr/lib/render")
+            folder.mkdir(parents=True)
+            tag = {"dts_name": "astray", "dts_source": "/", "dts_kids": kids}
+            (folder / "astray.json").write_text(json.dumps([{"dc_name": "astray", "dc_tag": tag}]))
+            result = run("--once", "astray", "--prefix", prefix)
+        self.assertEqual((result.returncode, result.stdout), (0, ""))
+        self.assertEqual({line.split(":")[1] for line in result.stderr.splitlines()},
+                         {" no snapshot"})
+
+    @unittest.skipUnless(sys.argv[2:] == ["live"], "once is enough")
+    def test_the_accessor_guide_quotes_the_daemon(self):
+        sources = " ".join(" ".join(file.read_text().split())
+                           for file in sorted((ROOT / "examples/netstatd").glob("*.[ch]*")))
+        guide = (ROOT / "docs/accessors.md").read_text()
+        quotes = re.findall(r"^```cpp\n(.*?)^```$", guide, re.S | re.M)
+        self.assertGreater(len(quotes), 10)
+        for quote in quotes:
+            self.assertIn(" ".join(quote.split()), sources)
+
+
+def enter_namespace(scene):
+    """Runs this test again, inside a network namespace of its own."""
+    if subprocess.run(["unshare", "-rn", "true"], check=False).returncode != 0:
+        sys.exit(SKIPPED)
+    setup = CROWD if scene == "crowded" else ""
+    again = [sys.executable, "-B", __file__, NETSTATD, scene, "inside"]
+    os.execvp("unshare", ["unshare", "-rn", "sh", "-e", "-c", setup + 'exec "$@"', "sh", *again])
+
+
+if __name__ == "__main__":
+    NETSTATD = sys.argv[1]
+    os.environ["PATH"] += ":/usr/sbin:/sbin"
+    if sys.argv[2:] in (["empty"], ["crowded"]):
+        enter_namespace(sys.argv[2])
+    unittest.main(argv=sys.argv[:1])
