@@ -34,7 +34,8 @@ class dr_tags_context_c : public dr_render_context_c {
     // stack changes only when it is DREND_OK.
     int push_meta_context(const char* path, const void* element);
     // The same with a path that is cut already; `shown` is its text for the trace.
-    int push_meta_context(const dr_nav_path_c& path, const char* shown, const void* element);
+    int push_meta_context(const dr_nav_path_c& path, const char* shown,
+                          const void* element);
     void pop_meta_context();
 
     // The object `n` places below the top, or null.

@@ -8,7 +8,7 @@ constexpr std::string_view WILDCARD = "*";
 
 dr_map_pair_s make_pair(const std::string& from, const std::string& to) {
     dr_map_pair_s pair{from, to, to == WILDCARD, to.starts_with('='), {}};
-    if (pair.is_expression && !dri_map_expr_parse(to.c_str(), pair.terms)) {
+    if (pair.is_expression && dri_map_expr_parse(to.c_str(), pair.terms) != 0) {
         pair.terms.clear();
     }
     return pair;

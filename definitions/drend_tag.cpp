@@ -126,8 +126,9 @@ int drend_tag_c::translate_value(str_buf_s* text, bool& is_expression) const {
     return DREND_OK;
 }
 
-int drend_tag_c::translate_value(dr_value_c& value, bool& is_expression) const {
-    is_expression = false;
+int drend_tag_c::translate_value(
+    dr_value_c& value, const std::vector<dr_map_term_s>*& expression) const {
+    expression = nullptr;
     if (!dt_map) {
         return DREND_OK;
     }
@@ -140,6 +141,8 @@ int drend_tag_c::translate_value(dr_value_c& value, bool& is_expression) const {
     if (pair == nullptr) {
         return DREND_ERR;
     }
+    bool is_expression = false;
     const char* to = new_text(*pair, is_expression);
+    expression = is_expression ? &pair->terms : nullptr;
     return to == nullptr ? DREND_OK : value.set_string(to);
 }

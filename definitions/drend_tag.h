@@ -119,10 +119,12 @@ class drend_tag_c {
     drend_tag_c* find_child_from_mt_source(const char* source) const;
 
     // Translates a value through the value map. DREND_OK, also without a map, or DREND_ERR when
-    // nothing in it matches; the value is then as it was. `is_expression` tells whether the new text
-    // is an expression that the definition wrote.
+    // nothing in it matches; the value is then as it was. When the new text is an expression that
+    // the definition wrote, the text form says so and the typed form, which walks use, gives the
+    // expression's terms (null otherwise; no terms when it is malformed).
     int translate_value(str_buf_s* text, bool& is_expression) const;
-    int translate_value(dr_value_c& value, bool& is_expression) const;
+    int translate_value(dr_value_c& value,
+                        const std::vector<dr_map_term_s>*& expression) const;
 
     // --- searches by tag path ---
 

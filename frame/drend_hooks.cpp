@@ -100,7 +100,8 @@ int drend_send(void* peer, const char* format, ...) {
     std::string formatted;
     // A finished text needs no formatting, unless a daemon wants to see it in its
     // formatter.
-    if (strcmp(format, "%s") == 0 && str_formatter_is_system()) {
+    const bool is_plain = format[0] == '%' && format[1] == 's' && format[2] == '\0';
+    if (is_plain && str_formatter_is_system()) {
         va_list copy;
         va_copy(copy, args);
         whole = va_arg(copy, const char*);

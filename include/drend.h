@@ -478,13 +478,22 @@ DREND_API int drend_add_cmd_handlers(drend_cmd_handler_t start, drend_cmd_handle
                                      void* user_data);
 
 /*
- * Runs the command `name` for `peer` and sends its answer as XML. `argument` is the
- * request's argument text, or NULL; it may hold a filter:
- * filter='/interfaces/interface[name="lo"]'. Returns 0 when the answer is complete or the
- * command is unknown (one line on standard error), DREND_DEFER when it was suspended: it is
- * then continued as drend_set_reschedule_handler says.
+ * Runs the command `name` for `peer` and sends its answer as XML. `argument` is the request's
+ * argument text, or NULL; it may hold a filter: filter='/interfaces/interface[name="lo"]'.
+ * Returns 0 when the answer is complete or the command is unknown (one line on standard
+ * error), DREND_DEFER when it was suspended; the walk then waits to be taken.
  */
 DREND_API int drend_dump_rpc(void* peer, const char* name, const char* argument);
+
+/*
+ * The walk that the last drend_dump_rpc suspended, once; NULL when there is none. It then
+ * belongs to the caller, who continues it with drend_defer_continue until that returns 0, or
+ * drops it. One that nobody takes is dropped when the next drend_dump_rpc is suspended.
+ */
+DREND_API void* drend_take_suspended_rpc(void);
+
+/* Ends a suspended walk and gives back what it holds. Nothing for NULL or one that is gone. */
+DREND_API void drend_drop_walk(void* walk);
 
 /* Forgets parsed filters and compiled patterns; they are made again as needed. */
 DREND_API void dri_reset_xpath_cache(void);

@@ -68,7 +68,7 @@ class dr_meta_object_c {
 
 class dr_meta_context_c : public dr_meta_context_s, public dr_pooled_c<dr_meta_context_c> {
   public:
-    using names_t = std::map<std::string, std::string, std::less<>>;
+    using names_t = std::map<std::string, std::string>;
 
     dr_meta_context_c() = default;
     dr_meta_context_c(const dr_meta_context_c& other);

@@ -21,6 +21,7 @@
 #include <vector>
 
 #include "definitions/dr_tags_context.h"
+#include "expr/dr_xp_parser.h"
 #include "expr/drend_value_lookup.h"
 
 class dr_context_walker_c;
@@ -114,7 +115,8 @@ class dr_tags_access_context_c : public dr_tags_context_c {
                   dr_value_c& value);
     bool is_suppressed(const drend_tag_object_c* tobj, const dr_value_c& value) const;
 
-    bool predicate_match(const drend_tag_object_c* tobj, const dr_xp_predicate_s& predicate);
+    bool predicate_match(const drend_tag_object_c* tobj,
+                         const dr_xp_predicate_s& predicate);
     void gather_filter_names(drend_tag_object_c* tobj);
     void hand_off_filter(dr_meta_context_c* context) const;
     int push_for_lookup(const drend_tag_c* tag);
@@ -127,9 +129,10 @@ class dr_tags_access_context_c : public dr_tags_context_c {
     void* element_ref_;
     dr_context_walker_c* walker_ = nullptr;
     std::vector<dr_defer_context_c> frames_;
-    drend_tag_object_c* command_tag_ = nullptr; // the top of the walk while it is in progress
-    const drend_tag_c* in_use_ = nullptr;       // the root tag whose use is owed back
-    std::vector<unsigned> pushed_;              // how many tags each push pushed
+    drend_tag_object_c* command_tag_ =
+        nullptr;                          // the top of the walk while it is in progress
+    const drend_tag_c* in_use_ = nullptr; // the root tag whose use is owed back
+    std::vector<unsigned> pushed_;        // how many tags each push pushed
 };
 
 // Names in expressions, looked up where a walk is.

@@ -1,13 +1,15 @@
 // Look-ups during a walk: by tag path, for filters, keys and value-map expressions. They push what
 // they need and take all of it back, and leave the step filters where they are.
 
+#include <algorithm>
 #include <cstring>
 #include <utility>
 
-#include "frame/drend_trace.h"
-#include "render/dr_tags_access_context.h"
+#include "expr/dr_map_expr.h"
 #include "expr/dr_xp_eval.h"
-#include "expr/dr_xp_parser.h"
+#include "frame/drend_trace.h"
+#include "frame/str_util.h"
+#include "render/dr_tags_access_context.h"
 
 // --- moving by tag --------------------------------------------------------------------------
 
@@ -143,19 +145,14 @@ int dr_tags_access_context_c::get_top_tag_mobj(const drend_tag_c** tag,
 
 // Replaces a value by what its tag's map says.
 int dr_tags_access_context_c::translate(const drend_tag_object_c* tobj, dr_value_c& value) {
-    const dr_map_pair_s* pair = tobj->dto_tag->dt_map->match(value);
-    if (pair == nullptr) {
-        return DREND_ERR;
-    }
-    if (pair->keeps_value) {
-        return DREND_OK;
-    }
-    if (!pair->is_expression) {
-        return value.set_string(pair->to.c_str());
+    const std::vector<dr_map_term_s>* expression = nullptr;
+    const int status = tobj->dto_tag->translate_value(value, expression);
+    if (status != DREND_OK || expression == nullptr) {
+        return status;
     }
     std::string result;
-    const int status = eval_terms(pair->terms, result);
-    return status == 0 ? value.set_string(result.c_str()) : status;
+    const int evaluated = eval_terms(*expression, result);
+    return evaluated == 0 ? value.set_string(result.c_str()) : evaluated;
 }
 
 int dr_tags_access_context_c::get_leaf_value(const char* path, dr_str_buf_c& out) {
@@ -323,8 +320,9 @@ bool drend_tags_access_context_value_lookup_c::get_meta_name(const char* name,
     const drend_tag_object_c* tobj = context_.get_top_tag(0);
     const dr_meta_context_c* context = context_.get_top_meta_context(0);
     const dr_meta_object_c* above = context->get_object_offset(1);
-    const bool is_field = tobj->type() == DT_TYPE_LEAF && tobj->dto_tag->dt_map == nullptr &&
-                          above != nullptr && above->node == list;
+    const bool is_field = tobj->type() == DT_TYPE_LEAF &&
+                          tobj->dto_tag->dt_map == nullptr && above != nullptr &&
+                          above->node == list;
     if (is_field) {
         out = context->get_top_node()->name;
     }

@@ -9,6 +9,7 @@
 namespace {
 
 const std::string NOTHING;
+const std::string LINE_END = "\n";
 
 } // namespace
 
@@ -50,7 +51,8 @@ void dr_xml_cwalker_c::push(const drend_tag_object_c* tobj) {
 
 void dr_xml_cwalker_c::push_private(const drend_tag_object_c* tobj) {
     const drend_tag_c* tag = tobj->dto_tag;
-    if (tag->is_leaf_list_value() || (tag->is_internal_tag() && tobj->type() == DT_TYPE_LEAF)) {
+    if (tag->is_leaf_list_value() ||
+        (tag->is_internal_tag() && tobj->type() == DT_TYPE_LEAF)) {
         return;
     }
     if (tobj->type() == DT_TYPE_LIST) {
@@ -184,13 +186,18 @@ void dr_xml_cwalker_c::push_value_private(const drend_tag_object_c* tobj,
     }
     dr_value_c::scratch_t scratch;
     std::string_view text;
-    dr_str_buf_c formatted;
-    if (tag->is_decimal64() || !value.get_text(text, scratch)) {
-        text = value.get_value_as_string(tobj, formatted.buf());
+    if (!tag->is_decimal64() && value.get_text(text, scratch)) {
+        send_value(tag, text);
+    } else {
+        dr_str_buf_c formatted;
+        send_value(tag, value.get_value_as_string(tobj, formatted.buf()));
     }
+}
+
+void dr_xml_cwalker_c::send_value(const drend_tag_c* tag, std::string_view text) {
     if (tag->is_leaf_list_value()) {
         dri_indent(peer_, indent_level());
-        send_line(NOTHING, tag->dt_prefix, text, "\n");
+        send_line(NOTHING, tag->dt_prefix, text, LINE_END);
     } else {
         send_line(NOTHING, tag->dt_prefix, text, tag->close_text());
     }
@@ -227,9 +234,10 @@ void dr_xml_cwalker_c::pop(const drend_tag_object_c* tobj) {
 
 int dr_xml_cwalker_c::pop_private(const drend_tag_object_c* tobj) {
     const drend_tag_c* tag = tobj->dto_tag;
-    const bool was_printed = tobj->isset_flag(DTO_FLAG_PRESENT) || !dont_print_empty_tag(tobj);
-    const bool closes =
-        !tag->is_internal_tag() && !tag->is_leaf_list_value() && tag->dt_type != DT_TYPE_LEAF;
+    const bool was_printed =
+        tobj->isset_flag(DTO_FLAG_PRESENT) || !dont_print_empty_tag(tobj);
+    const bool closes = !tag->is_internal_tag() && !tag->is_leaf_list_value() &&
+                        tag->dt_type != DT_TYPE_LEAF;
     if (was_printed && closes) {
         dri_indent(peer_, indent_level());
         send_text(peer_, tag->close_text().c_str());
@@ -248,8 +256,8 @@ void dr_xml_cwalker_c::clear_list_key_val(const drend_tag_object_c* tobj) {
 }
 
 void dr_xml_cwalker_c::remove_key_val(int level, const drend_tag_object_c* tobj) {
-    const auto found = std::find_if(
-        pending_.rbegin(), pending_.rend(), [&](const pending_s& entry) {
+    const auto found =
+        std::find_if(pending_.rbegin(), pending_.rend(), [&](const pending_s& entry) {
             return entry.level == level && entry.tobj == tobj;
         });
     if (found != pending_.rend()) {

@@ -37,7 +37,8 @@ class dr_xml_cwalker_c : public dr_context_walker_c {
     int finalize() override;
     void push(const drend_tag_object_c* tobj) override;
     void push_value(const drend_tag_object_c* tobj, const dr_value_c& value) override;
-    void push_value_private(const drend_tag_object_c* tobj, const dr_value_c& value) override;
+    void push_value_private(const drend_tag_object_c* tobj,
+                            const dr_value_c& value) override;
     void pop(const drend_tag_object_c* tobj) override;
     int pop_private(const drend_tag_object_c* tobj) override;
     void push_private(const drend_tag_object_c* tobj) override;
@@ -57,6 +58,7 @@ class dr_xml_cwalker_c : public dr_context_walker_c {
     const dr_list_key_val* find_key(const drend_tag_object_c* tobj) const;
     void flush_tag_stack_buffer();
     void print_keys(const drend_tag_object_c* tobj);
+    void send_value(const drend_tag_c* tag, std::string_view text);
     void send_line(const std::string& before, const std::string& prefix,
                    std::string_view value, const std::string& after);
     bool dont_print_empty_tag(const drend_tag_object_c* tobj) const;

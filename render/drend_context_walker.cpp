@@ -8,8 +8,9 @@
 namespace {
 
 constexpr int BLANKS_PER_LEVEL = 2;
-constexpr char BLANKS[] = "                                                                "
-                          "                                                                ";
+constexpr char BLANKS[] =
+    "                                                                "
+    "                                                                ";
 constexpr int BLANKS_SIZE = sizeof BLANKS - 1;
 
 } // namespace

@@ -341,8 +341,8 @@ int dr_tags_access_context_c::walk_list(dr_context_walker_c* walker,
 }
 
 // Shows the current row, unless it is filtered out. `row_status` is what the list procedure said.
-int dr_tags_access_context_c::walk_row(dr_context_walker_c* walker, drend_tag_object_c* tobj,
-                                       int row_status) {
+int dr_tags_access_context_c::walk_row(dr_context_walker_c* walker,
+                                       drend_tag_object_c* tobj, int row_status) {
     if (!filter_match(tobj)) {
         // A suspension asked for on a hidden row passes unheeded.
         walker->list_element_walk_stop(tobj, DREND_OK);
@@ -414,7 +414,8 @@ int dr_tags_access_context_c::read_leaf(dr_context_walker_c* walker,
 // Whether a daemon's wish to leave empty leaves out applies to this one.
 bool dr_tags_access_context_c::is_suppressed(const drend_tag_object_c* tobj,
                                              const dr_value_c& value) const {
-    if (drend_get_skip_if_empty_leaf() == 0 || tobj->dto_tag->dt_data_type == DT_DATA_EMPTY ||
+    if (drend_get_skip_if_empty_leaf() == 0 ||
+        tobj->dto_tag->dt_data_type == DT_DATA_EMPTY ||
         tobj->dto_tag->isset_flag(DT_FLAG_MANDATORY)) {
         return false;
     }

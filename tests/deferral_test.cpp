@@ -1,0 +1,326 @@
+// Suspension and reload: a walk that is suspended anywhere gives the bytes of the uninterrupted one,
+// whatever happens to the definitions meanwhile, and leaves nothing behind.
+
+#include <memory>
+
+#include <event2/event.h>
+
+#include "definitions/drend_load.h"
+#include "model/drend_meta_tree.h"
+#include "orvex_platform/eventlib.h"
+#include "render/dr_deferral.h"
+#include "render/dr_tags_access_context.h"
+#include "render/dr_xml_cwalker.h"
+#include "render_fixture.h"
+
+namespace {
+
+// Every place at which a walk may be suspended asks here. The walk is suspended at the place number
+// `at`, or wherever it can be when `everywhere` is set: once at each kind of place until a leaf
+// has been read, so that the walk gets on.
+struct suspender_s {
+    enum kind_e : unsigned { WALKER = 1, LEAF = 2, LIST = 4, HANDLER = 8 };
+
+    int at = -1;
+    bool everywhere = false;
+    int asked = 0;
+    unsigned used = 0;
+
+    bool wants(kind_e kind) {
+        const bool here = everywhere ? (used & kind) == 0 : asked == at;
+        ++asked;
+        used |= kind;
+        return here;
+    }
+    void leaf_was_read() { used = 0; }
+} suspender;
+
+// An XML walker that also suspends on its own behalf.
+class suspending_walker_c : public dr_xml_cwalker_c {
+  public:
+    using dr_xml_cwalker_c::dr_xml_cwalker_c;
+    bool defer_walker() override { return suspender.wants(suspender_s::WALKER); }
+};
+
+const std::vector<row_s> ROWS = {{"a", 1, {{"a1", 11}, {"a2", 12}}},
+                                 {"b", 2, {}},
+                                 {"c", 3, {{"c1", 31}, {"c2", 32}, {"c3", 0}}}};
+
+int enters;
+
+int suspending_rows(dr_meta_context_s* ctx, const void* data) {
+    const int status =
+        data == nullptr ? step_rows_below(ctx, nullptr) : step_rows(ctx, data);
+    return status == DREND_OK && suspender.wants(suspender_s::LIST) ? DREND_DEFER : status;
+}
+
+int suspending_number(dr_meta_context_s* ctx, const void*) {
+    const int status = read_number(ctx, nullptr);
+    if (suspender.wants(suspender_s::LEAF)) {
+        return DREND_DEFER;
+    }
+    suspender.leaf_was_read();
+    return status;
+}
+
+int name_children(dr_meta_context_s* ctx, const void*) {
+    static const char* const names[] = {"second", "first", nullptr};
+    void* at = nullptr;
+    drend_get_attribute_ref(ctx, &at);
+    const auto* next = at == nullptr ? names : static_cast<const char* const*>(at) + 1;
+    drend_set_attribute_name(ctx, *next);
+    drend_set_attribute_ref(ctx,
+                            *next == nullptr ? nullptr : const_cast<const char**>(next));
+    return DREND_OK;
+}
+
+constexpr char DEFINITION[] = R"([{"dc_name": "c", "dc_tag": {"dts_name": "top",
+    "dts_source": "/top", "dts_kids": [
+    {"dts_name": "ch", "dts_type": "choice", "dts_kids": [
+      {"dts_name": "row", "dts_type": "list", "dts_key": ["name"], "dts_source": "row",
+       "dts_kids": [
+        {"dts_name": "group", "dts_kids": [
+            {"dts_name": "number", "dts_type": "leaf", "dts_source": "number"}]},
+        {"dts_name": "name", "dts_type": "leaf", "dts_source": "name"},
+        {"dts_name": "sub", "dts_type": "list", "dts_key": ["name"], "dts_source": "below",
+         "dts_kids": [
+            {"dts_name": "name", "dts_type": "leaf", "dts_source": "name"},
+            {"dts_name": "number", "dts_type": "leaf", "dts_source": "number",
+             "dts_zero_suppression": "true"}]},
+        {"dts_name": "dynamic", "dts_source": "dynamic", "dts_kids": [
+            {"dts_name": "first", "dts_type": "leaf", "dts_source": "first"},
+            {"dts_name": "rest", "dts_type": "leaf", "dts_source": "rest"},
+            {"dts_name": "second", "dts_type": "leaf", "dts_source": "second"}]}]}]},
+    {"dts_name": "names", "dts_type": "leaf-list", "dts_source": "row", "dts_kids": [
+        {"dts_name": "__zor_leaf_list_value__", "dts_type": "leaf",
+         "dts_source": "name"}]}]}}])";
+
+class deferral_test : public render_test {
+  protected:
+    deferral_test() {
+        suspender = {};
+        enters = 0;
+        drend_add_list("/top/row", suspending_rows, &ROWS);
+        drend_add_str_leaf("/top/row/name", read_name, nullptr);
+        drend_add_int32_leaf("/top/row/number", suspending_number, nullptr);
+        drend_add_list("/top/row/below", suspending_rows, nullptr);
+        drend_add_str_leaf("/top/row/below/name", read_name, nullptr);
+        drend_add_int32_leaf("/top/row/below/number", suspending_number, nullptr);
+        drend_add_cont_cb("/top/row/dynamic", name_children, nullptr);
+        for (const char* leaf : {"first", "second", "rest"}) {
+            const std::string path = std::string("/top/row/dynamic/") + leaf;
+            drend_add_int32_leaf(path.c_str(), suspending_number, nullptr);
+        }
+        for (const char* path :
+             {"/top", "/top/row", "/top/row/below", "/top/row/dynamic"}) {
+            drend_add_enter(
+                path, [](dr_meta_context_s*, const void*) { return ++enters; }, nullptr);
+            drend_add_exit(
+                path, [](dr_meta_context_s*, const void*) { return --enters; }, nullptr);
+        }
+        drend_add_walk_handlers(
+            nullptr,
+            [](dr_meta_context_s*, void*) {
+                return static_cast<int>(suspender.wants(suspender_s::HANDLER));
+            },
+            nullptr);
+        define(DEFINITION);
+    }
+    ~deferral_test() override {
+        EXPECT_EQ(enters, 0);
+        EXPECT_EQ(dri_inuse_count(), 0u);
+    }
+
+    // Renders with the suspending walker; calls `between` while the walk is suspended.
+    std::string walk(const std::function<void()>& between = nullptr) {
+        output.text.clear();
+        suspender.asked = 0;
+        suspender.used = 0;
+        slices = 1;
+        const drend_tag_c* tag = dri_acquire_command_tag("c");
+        dr_tags_access_context_c context(nullptr);
+        suspending_walker_c walker(context, nullptr, false);
+        context.push_tag(tag);
+        bool suspended = context.get_value(&walker) == DREND_DEFER;
+        dri_tags_delete_inuse(tag);
+        while (suspended && slices < 1000) {
+            ++slices;
+            if (between) {
+                between();
+            }
+            suspended = context.defer_continue() != nullptr;
+        }
+        return output.text;
+    }
+};
+
+} // namespace
+
+TEST_F(deferral_test, a_walk_suspended_anywhere_gives_the_same_bytes) {
+    const std::string whole = walk();
+    EXPECT_EQ(slices, 1);
+    EXPECT_NE(whole.find("<number>32</number>"), std::string::npos);
+    const int places = suspender.asked;
+    ASSERT_GT(places, 60);
+    for (suspender.at = 0; suspender.at < places; ++suspender.at) {
+        ASSERT_EQ(walk(), whole) << "suspended at " << suspender.at;
+        ASSERT_EQ(slices, 2);
+    }
+    suspender.everywhere = true;
+    EXPECT_EQ(walk(), whole);
+    EXPECT_GT(slices, places / 3);
+
+    dtc_ignore_defer = 1; // nobody can stop it any more
+    EXPECT_EQ(walk(), whole);
+    EXPECT_EQ(slices, 1);
+    dtc_ignore_defer = 0;
+}
+
+TEST_F(deferral_test, definitions_may_be_replaced_at_every_suspension) {
+    const std::string whole = walk();
+    const int places = suspender.asked;
+    for (suspender.at = 0; suspender.at < places; ++suspender.at) {
+        ASSERT_EQ(walk([] {
+                      dri_reload_json();
+                      EXPECT_EQ(dri_get_set_count(), 2); // the walk's and the new one
+                  }),
+                  whole);
+        ASSERT_EQ(dri_get_set_count(), 1) << "suspended at " << suspender.at;
+    }
+    suspender.everywhere = true;
+    int most = 0;
+    EXPECT_EQ(walk([&] {
+                  dri_reload_json();
+                  most = std::max(most, dri_get_set_count());
+              }),
+              whole);
+    EXPECT_EQ(most, 2); // sets that no walk uses go at the next reload
+    EXPECT_EQ(dri_get_set_count(), 1);
+
+    suspender = {};
+    redefine(
+        0,
+        R"([{"dc_name": "c", "dc_tag": {"dts_name": "new", "dts_source": "/top/row[name=b]",
+        "dts_kids": [{"dts_name": "name", "dts_type": "leaf", "dts_source": "name"}]}}])");
+    suspender.at = 5;
+    EXPECT_EQ(walk([] { dri_reload_json(); }), whole); // the old definition to its end
+    EXPECT_EQ(walk(), "<new>\n  <name>b</name>\n</new>\n");
+    redefine(0, "this is no JSON");
+    testing::internal::CaptureStderr();
+    dri_reload_json();
+    EXPECT_NE(testing::internal::GetCapturedStderr().find("json load error: "),
+              std::string::npos);
+    EXPECT_EQ(dri_acquire_command_tag("c"), nullptr);
+}
+
+TEST_F(deferral_test, a_walk_dropped_at_any_suspension_leaves_nothing_behind) {
+    const std::string whole = walk();
+    const int places = suspender.asked;
+    for (int at = 0; at < places; ++at) {
+        suspender = {};
+        suspender.at = at;
+        output.text.clear();
+        if (drend_dump_rpc(nullptr, "c", nullptr) != DREND_DEFER) {
+            continue; // a place that only the suspending walker has
+        }
+        void* walk = drend_take_suspended_rpc();
+        EXPECT_GT(enters, 0);
+        EXPECT_EQ(drend_take_suspended_rpc(), nullptr);
+        dri_reload_json();
+        drend_drop_walk(walk);
+        ASSERT_EQ(enters, 0) << "dropped at " << at;
+        ASSERT_EQ(dri_inuse_count(), 0u);
+        ASSERT_EQ(dri_get_set_count(), 1);
+        EXPECT_EQ(drend_defer_continue(walk), DREND_ERR); // known to be gone
+        drend_drop_walk(walk);
+    }
+    EXPECT_EQ(drend_defer_continue(nullptr), DREND_ERR);
+}
+
+TEST_F(deferral_test, a_peer_lost_in_a_later_slice_ends_the_walk) {
+    render("c");
+    const int sends = output.sends;
+    suspender = {};
+    suspender.at = 12;
+    for (int lost_at = 0; lost_at < sends; lost_at += 7) {
+        suspender.asked = 0;
+        output.fail_at = lost_at;
+        testing::internal::CaptureStderr();
+        render("c");
+        testing::internal::GetCapturedStderr();
+        EXPECT_EQ(output.sends, lost_at);
+        EXPECT_EQ(enters, 0) << lost_at;
+        EXPECT_EQ(dri_inuse_count(), 0u);
+    }
+}
+
+TEST_F(deferral_test, the_event_loop_continues_a_walk_when_it_is_idle) {
+    const std::string whole = walk();
+    event_base* base = event_base_new();
+    evContext loop{base};
+    dri_set_eventlib_rescheduler(&loop);
+    suspender = {};
+    suspender.everywhere = true;
+    output.text.clear();
+    ASSERT_EQ(drend_dump_rpc(nullptr, "c", nullptr), DREND_DEFER);
+    dri_deferred(static_cast<dr_render_context_c*>(drend_take_suspended_rpc()));
+    event_base_dispatch(base);
+    EXPECT_EQ(output.text, whole);
+
+    suspender = {};
+    suspender.at = 3;
+    ASSERT_EQ(drend_dump_rpc(nullptr, "c", nullptr), DREND_DEFER);
+    void* dropped = drend_take_suspended_rpc();
+    dri_deferred(static_cast<dr_render_context_c*>(dropped));
+    drend_drop_walk(dropped); // before its timer fires
+    output.text.clear();
+    event_base_dispatch(base);
+    EXPECT_EQ(output.text, "");
+    event_base_free(base);
+}
+
+namespace {
+
+class row_iterator_c : public drend_iterator_c {
+  public:
+    row_iterator_c() { ++alive; }
+    ~row_iterator_c() override { --alive; }
+    void first(dr_meta_context_s*) override { at_ = 0; }
+    void next(dr_meta_context_s*) override { ++at_; }
+    bool at_end(dr_meta_context_s*) override { return at_ == 4; }
+    size_t at() const { return at_; }
+    static inline int alive = 0;
+
+  private:
+    size_t at_ = 0;
+};
+
+} // namespace
+
+TEST_F(deferral_test, iterators_survive_suspension_and_go_with_a_dropped_walk) {
+    drend_add_iterator_list("/it",
+                            [](void*) -> drend_iterator_c* { return new row_iterator_c; });
+    drend_add_uint64_leaf(
+        "/it/at",
+        [](dr_meta_context_s* ctx, const void*) {
+            if (suspender.wants(suspender_s::LEAF)) {
+                return static_cast<int>(DREND_DEFER);
+            }
+            suspender.leaf_was_read();
+            auto* base = static_cast<drend_iterator_c*>(drend_get_iterator_c(ctx, 0));
+            return drend_set_uint64_value(ctx, static_cast<row_iterator_c*>(base)->at());
+        },
+        nullptr);
+    define(R"([{"dc_name": "it", "dc_tag": {"dts_name": "l", "dts_type": "list",
+        "dts_source": "/it", "dts_kids": [{"dts_name": "at", "dts_type": "leaf",
+        "dts_source": "at"}]}}])");
+    const std::string whole = render("it");
+    EXPECT_NE(whole.find("<at>3</at>"), std::string::npos);
+    suspender.everywhere = true;
+    EXPECT_EQ(render("it"), whole);
+    EXPECT_EQ(row_iterator_c::alive, 0);
+    ASSERT_EQ(drend_dump_rpc(nullptr, "it", nullptr), DREND_DEFER);
+    EXPECT_EQ(row_iterator_c::alive, 1);
+    drend_drop_walk(drend_take_suspended_rpc());
+    EXPECT_EQ(row_iterator_c::alive, 0);
+}

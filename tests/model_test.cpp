@@ -1,0 +1,418 @@
+// The daemon's data model: registration, navigation, accessor calls and the value API.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "model/dr_meta_context.h"
+#include "render_fixture.h"
+
+namespace {
+
+std::string fatal_message;
+
+void keep_fatal(int, int, const char*, ...) __attribute__((format(printf, 3, 4)));
+void keep_fatal(int, int, const char* format, ...) {
+    va_list args;
+    va_start(args, format);
+    char text[256];
+    vsnprintf(text, sizeof text, format, args);
+    va_end(args);
+    fatal_message = text;
+}
+
+class model_test : public testing::Test {
+  protected:
+    model_test() : before_(drend_set_err_exit_method(keep_fatal)) { fatal_message.clear(); }
+    ~model_test() override {
+        dmn_reset_root();
+        drend_set_err_exit_method(before_);
+        drend_add_walk_handlers(nullptr, nullptr, nullptr);
+        af_sock_domain = 0;
+    }
+
+    static std::string leaf_text(dr_meta_context_c& context) {
+        dr_str_buf_c text;
+        return context.call_leaf_proc(text.buf()) == DREND_OK ? text.c_str() : "(failed)";
+    }
+    static std::string path_of(const dr_meta_context_c& context) {
+        std::string path;
+        for (unsigned n = context.depth(); n-- > 0;) {
+            path += context.get_object_offset(n)->node->name.c_str();
+            path += n > 0 ? "/" : "";
+        }
+        return path;
+    }
+
+    drend_err_exit_method_t before_;
+};
+
+int calls;
+int count_call(dr_meta_context_s*, const void* data) {
+    ++calls;
+    return data == nullptr ? DREND_OK : *static_cast<const int*>(data);
+}
+
+} // namespace
+
+TEST_F(model_test, paths_name_nodes_in_order_of_registration) {
+    drend_add_str_leaf("z/b", count_call, nullptr);
+    drend_add_str_leaf("/z//a/", count_call, nullptr);
+    drend_add_list("z", count_call, nullptr); // a container becomes a list
+    const dr_meta_node_c* z = dmn_get_root()->find_child("z");
+    EXPECT_TRUE(z->is_list());
+    EXPECT_STREQ(z->child_list.front()->name, "b");
+    EXPECT_STREQ(z->child_list.back()->name, "a");
+    EXPECT_EQ(dri_find_node_from_path("//"), dmn_get_root());
+    EXPECT_EQ(z->find_child("a")->leaf_type, DMN_LEAF_STR);
+    dmn_reset_root();
+    EXPECT_TRUE(dmn_get_root()->child_list.empty());
+}
+
+TEST_F(model_test, contradictory_registrations_are_fatal) {
+    static const int one = 1;
+    static const int two = 2;
+    EXPECT_EQ(drend_add_str_leaf("a", count_call, &one), 0);
+    EXPECT_EQ(drend_add_str_leaf("a", count_call, &one), 0);
+    EXPECT_EQ(drend_add_int32_leaf("a", nullptr, &two), 0); // only the kind and the data
+    EXPECT_EQ(fatal_message, "");
+    drend_add_str_leaf("a", count_call, &one);
+    EXPECT_EQ(fatal_message,
+              "meta-node at 'a' is already populated with different proc and data");
+    EXPECT_EQ(dmn_get_root()->find_child("a")->data, &two); // left as it was
+    drend_add_enter("a", count_call, nullptr);
+    drend_add_enter("a", count_call, nullptr);
+    EXPECT_EQ(fatal_message, "meta-node at 'a' already has enter proc");
+    drend_add_exit("a", count_call, nullptr);
+    drend_add_exit("a", count_call, nullptr);
+    EXPECT_EQ(fatal_message, "meta-node at 'a' already has exit proc");
+}
+
+TEST_F(model_test, navigation_follows_names_dots_and_roots) {
+    drend_add_str_leaf("a/b", count_call, nullptr);
+    drend_add_str_leaf("a/c", count_call, nullptr);
+    const struct {
+        const char* path;
+        int status;
+        const char* reached;
+    } cases[] = {
+        {"/", DREND_OK, ""},
+        {"/a/b", DREND_OK, "/a/b"},
+        {"/a/b/../c", DREND_OK, "/a/c"},
+        {"/a/./b", DREND_OK, "/a/b"},
+        {"/a/b/", DREND_OK, ""}, // a trailing "/" ends at the root
+        {"/a//a", DREND_OK, "/a"},
+        {"/a/x/b", DREND_ERR, "/a"},
+        {"/..", DREND_ERR, ""},
+        {"/a/b[k=v", DREND_ERR, "/a"},
+        {"/a[k=v]/=", DREND_ERR, "/a"},
+        {"a", DREND_ERR, ""}, // nothing to start from
+    };
+    for (const auto& row : cases) {
+        dr_meta_context_c context;
+        EXPECT_EQ(context.push_path(row.path, false, nullptr), row.status) << row.path;
+        EXPECT_EQ(path_of(context), row.reached) << row.path;
+    }
+    dr_meta_context_c context;
+    context.push_path("/a", false, nullptr);
+    EXPECT_EQ(context.push_path(nullptr, false, nullptr), DREND_OK);
+    EXPECT_EQ(context.push_path("./b", false, nullptr), DREND_OK);
+    EXPECT_EQ(path_of(context), "/a/b");
+    EXPECT_EQ(context.get_object_offset(3), nullptr);
+}
+
+TEST_F(model_test, a_key_selects_a_row) {
+    static const std::vector<row_s> rows = {{"ge-0/0/0", 1, {{"x", 11}, {"y", 12}}},
+                                            {"lo", 2, {{"lo", 21}, {"y", 22}}}};
+    drend_add_list("t/row", step_rows, &rows);
+    drend_add_str_leaf("t/row/name", read_name, nullptr);
+    drend_add_int32_leaf("t/row/number", read_number, nullptr);
+    drend_add_list("t/row/below", step_rows_below, nullptr);
+    drend_add_str_leaf("t/row/below/name", read_name, nullptr);
+    drend_add_int32_leaf("t/row/below/number", read_number, nullptr);
+    drend_add_str_leaf("chosen", read_text, "lo");
+    const struct {
+        const char* path;
+        const char* number; // null: the path cannot be pushed
+        const char* message;
+    } cases[] = {
+        {"/t/row[name=lo]/number", "2", ""},
+        {"/t/row[name=ge-0/0/0]/number", "1", ""}, // a plain key with slashes
+        {"/t/row[name=/chosen]/number", "2", ""},  // the key that a leaf holds
+        {"/t/row[name=/nowhere]/number", nullptr,  // no leaf: the text is the key
+         "No entry found while trying to fetch element_ref for list row"},
+        {"/t/row[number=02]/number", nullptr,
+         "No entry found while trying to fetch element_ref for list row"},
+        {"/t/row[nokey=1]/number", nullptr, "Leaf nokey not found from element_ref"},
+        {"/t/row[name=ge-0/0/0]/below[name=y]/number", "12", ""},
+        {"/t/row[name=lo]/below/number", "21", ""}, // the key stays in force
+    };
+    for (const auto& row : cases) {
+        dr_meta_context_c context;
+        testing::internal::CaptureStderr();
+        const int status = context.push_path(row.path, false, nullptr);
+        EXPECT_EQ(testing::internal::GetCapturedStderr(), row.message) << row.path;
+        EXPECT_EQ(status, row.number == nullptr ? DREND_ERR : DREND_OK) << row.path;
+        if (row.number != nullptr) {
+            EXPECT_EQ(leaf_text(context), row.number) << row.path;
+        } else {
+            EXPECT_EQ(path_of(context), "/t") << row.path; // the list's object is gone
+        }
+    }
+    dr_meta_context_c context;
+    EXPECT_EQ(context.push_path("/t/row[name=lo]", false, nullptr), DREND_OK);
+    EXPECT_TRUE(context.get_top_object()->is_list_el());
+}
+
+TEST_F(model_test, a_key_search_shows_its_key_and_no_other_filter_to_the_list) {
+    static std::string seen;
+    static const std::vector<row_s> rows = {{"a"}, {"b"}};
+    drend_add_list(
+        "row",
+        [](dr_meta_context_s* ctx, const void*) {
+            const char* name = drend_get_filter_name(ctx, "name");
+            seen += name == nullptr ? "-" : name;
+            seen += drend_get_filter_name(ctx, "other") == nullptr ? "" : "!";
+            return step_rows(ctx, &rows);
+        },
+        nullptr);
+    drend_add_str_leaf("row/name", read_name, nullptr);
+    dr_meta_context_c context;
+    context.push_path("/", false, nullptr);
+    context.set_filter_names({{"other", "x"}, {"name", "y"}});
+    seen.clear();
+    context.push_path("row[name=b]", false, nullptr);
+    EXPECT_EQ(seen, "bb");
+    EXPECT_STREQ(drend_get_filter_name(&context, "other"), "x");
+    context.push_path("../row", true, nullptr); // the first row, asked for without a filter
+    EXPECT_EQ(seen, "bb-");
+    EXPECT_EQ(context.get_element_offset(0), &rows[0]);
+}
+
+TEST_F(model_test, copies_of_a_context_diverge) {
+    drend_add_str_leaf("a/b/c", count_call, nullptr);
+    int one = 1;
+    int two = 2;
+    dr_meta_context_c original;
+    original.push_path("/a/b", false, nullptr);
+    original.set_top_element(&one);
+    original.set_daemon_cookie("k", &one);
+    original.add_cached_value("t", "old");
+    dr_meta_context_c copy(original);
+    copy.push_path("c", false, nullptr);
+    EXPECT_EQ(copy.get_element_offset(0), &one); // inherited
+    copy.set_element_offset(1, &two);            // a frame that both share
+    copy.set_daemon_cookie("k", &two);
+    copy.add_cached_value("t", "new");
+    EXPECT_EQ(copy.get_element_offset(1), &two);
+    EXPECT_EQ(original.get_element_offset(0), &one);
+    EXPECT_EQ(original.get_daemon_cookie("k"), &one);
+    EXPECT_STREQ(original.get_cached_value("t"), "old");
+    EXPECT_EQ(path_of(original), "/a/b");
+    original = copy;
+    copy.pop_object();
+    EXPECT_EQ(path_of(original), "/a/b/c");
+    EXPECT_STREQ(original.get_cached_value("t"), "new");
+}
+
+TEST_F(model_test, enter_and_exit_are_balanced) {
+    static int depth;
+    static std::string log;
+    depth = 0;
+    log.clear();
+    const auto enter = [](dr_meta_context_s*, const void*) { return log += "+", ++depth; };
+    const auto leave = [](dr_meta_context_s*, const void*) { return log += "-", --depth; };
+    drend_add_enter("both", enter, nullptr);
+    drend_add_exit("both", leave, nullptr);
+    drend_add_exit("only-exit", leave, nullptr);
+    dr_meta_context_c context;
+    context.push_path("/both", false, nullptr);
+    EXPECT_EQ(context.call_enter_proc(DMN_TYPE_LIST), DREND_OK); // not this kind
+    EXPECT_EQ(context.call_enter_proc(DMN_TYPE_CONT), 1);
+    EXPECT_EQ(context.call_enter_proc(DMN_TYPE_CONT), DREND_OK); // entered already
+    dr_meta_context_c copy(context);
+    EXPECT_EQ(copy.call_enter_proc(DMN_TYPE_CONT), DREND_OK);
+    EXPECT_EQ(copy.call_exit_proc(DMN_TYPE_CONT), DREND_OK); // not the copy's to exit
+    EXPECT_EQ(context.call_exit_proc(DMN_TYPE_CONT), 0);
+    EXPECT_EQ(context.call_exit_proc(DMN_TYPE_CONT), DREND_OK);
+    context.push_path("/only-exit", false, nullptr);
+    context.call_enter_proc(DMN_TYPE_CONT);
+    context.call_exit_proc(DMN_TYPE_CONT);
+    EXPECT_EQ(log, "+-");
+}
+
+TEST_F(model_test, list_and_leaf_calls_check_the_node) {
+    drend_add_list("list", nullptr, nullptr);
+    drend_add_str_leaf("leaf", nullptr, nullptr);
+    drend_add_list("full", step_rows, nullptr);
+    dr_meta_context_c context;
+    dr_value_c value;
+    context.push_path("/list", false, nullptr);
+    EXPECT_EQ(context.call_list_proc(), DREND_ERR); // no procedure
+    EXPECT_EQ(context.call_leaf_proc(value), DREND_ERR);
+    context.push_path("/leaf", false, nullptr);
+    EXPECT_EQ(context.call_list_proc(), DREND_ERR);
+    EXPECT_EQ(context.call_leaf_proc(value), DREND_ERR);
+    EXPECT_EQ(drend_set_int8_value(&context, 1), DREND_ERR); // outside a leaf call
+    EXPECT_EQ(drend_set_string_value(&context, "x"), DREND_ERR);
+}
+
+TEST_F(model_test, the_suspend_handler_is_asked_after_each_row) {
+    static const std::vector<row_s> rows = {{"a"}, {"b"}};
+    static int answer;
+    drend_add_list("row", step_rows, &rows);
+    drend_add_walk_handlers(
+        nullptr, [](dr_meta_context_s*, void* data) { return *static_cast<int*>(data); },
+        &answer);
+    dr_meta_context_c context;
+    context.push_path("/row", false, nullptr);
+    answer = 1;
+    EXPECT_EQ(context.call_list_proc(), DREND_DEFER);
+    answer = 0;
+    EXPECT_EQ(context.call_list_proc(), DREND_OK);
+    answer = 1;
+    EXPECT_EQ(context.call_list_proc(),
+              DREND_NO_EL); // only a row is followed by the question
+}
+
+TEST_F(model_test, ready_made_readers_read_variables) {
+    static const int8_t i8 = -8;
+    static const int64_t i64 = INT64_MIN;
+    static const uint16_t u16 = 65535;
+    static const uint64_t u64 = UINT64_MAX;
+    static const bool flag = true;
+    static const char* text = "hello";
+    static const char* no_text = nullptr;
+    static const unsigned char v4[16] = {192, 0, 2, 1};
+    drend_add_int8_leaf("i8", drend_get_int8_cb, &i8);
+    drend_add_int64_leaf("i64", drend_get_int64_cb, &i64);
+    drend_add_uint16_leaf("u16", drend_get_uint16_cb, &u16);
+    drend_add_uint64_leaf("u64", drend_get_uint64_cb, &u64);
+    drend_add_boolean_leaf("flag", drend_get_boolean_cb, &flag);
+    drend_add_str_leaf("text", drend_get_str_cb, &text);
+    drend_add_str_leaf("no-text", drend_get_str_cb, &no_text);
+    drend_add_ipaddr_v4_leaf("v4", drend_get_ipaddr_v4_cb, v4);
+    drend_add_int32_leaf("null", drend_get_int32_cb, nullptr);
+    drend_add_str_leaf("cached", drend_get_cached_cb, "c");
+    const struct {
+        const char* path;
+        const char* text;
+    } cases[] = {{"/i8", "-8"},         {"/i64", "-9223372036854775808"},
+                 {"/u16", "65535"},     {"/u64", "18446744073709551615"},
+                 {"/flag", "true"},     {"/text", "hello"},
+                 {"/no-text", ""},      {"/v4", "192.0.2.1"},
+                 {"/null", "(failed)"}, {"/cached", ""}};
+    dr_meta_context_c context;
+    for (const auto& row : cases) {
+        ASSERT_EQ(context.push_path(row.path, false, nullptr), DREND_OK) << row.path;
+        EXPECT_EQ(leaf_text(context), row.text) << row.path;
+    }
+    drend_add_str_cached(&context, "c", "%s-%d", "kept", 7);
+    drend_add_str_cached(&context, nullptr, "ignored");
+    EXPECT_EQ(leaf_text(context), "kept-7");
+}
+
+TEST_F(model_test, socket_addresses_are_read_by_the_domain_in_force) {
+    static unsigned char record[32] = {};
+    record[4] = 10;
+    record[7] = 1;
+    record[12 + 15] = 1;
+    drend_add_xsockaddr_leaf("a", drend_get_xsockaddr_cb, record);
+    dr_meta_context_c context;
+    context.push_path("/a", false, nullptr);
+    dr_value_c unset;
+    EXPECT_EQ(context.call_leaf_proc(unset), DREND_OK); // no domain: nothing is set
+    EXPECT_EQ(unset.type(), DRV_NONE);
+    af_sock_domain = 2;
+    EXPECT_EQ(leaf_text(context), "10.0.0.1");
+    af_sock_domain = 28;
+    EXPECT_EQ(leaf_text(context), "::1");
+}
+
+TEST_F(model_test, generic_values_need_a_handler) {
+    drend_add_generic_leaf(
+        "g",
+        [](dr_meta_context_s* ctx, const void*) {
+            return drend_set_generic(ctx, 7, "ab", 2);
+        },
+        nullptr);
+    dr_meta_context_c context;
+    context.push_path("/g", false, nullptr);
+    EXPECT_EQ(leaf_text(context), "(failed)");
+    drend_register_generic_handler(7,
+                                   [](const void* data, unsigned length, str_buf_s* out) {
+                                       sbuf_printf(out, "<%.*s>", static_cast<int>(length),
+                                                   static_cast<const char*>(data));
+                                   });
+    EXPECT_EQ(leaf_text(context), "<ab>");
+    drend_register_generic_handler(7, nullptr);
+    EXPECT_EQ(leaf_text(context), "(failed)");
+}
+
+namespace {
+
+// Counts up to `limit`; `alive` tells how many exist.
+class counting_iterator_c : public drend_iterator_c {
+  public:
+    explicit counting_iterator_c(int limit) : limit_(limit) { ++alive; }
+    ~counting_iterator_c() override { --alive; }
+    void first(dr_meta_context_s*) override { at_ = 0; }
+    void next(dr_meta_context_s*) override { ++at_; }
+    bool at_end(dr_meta_context_s*) override { return at_ >= limit_; }
+    int at() const { return at_; }
+
+    static inline int alive = 0;
+    static inline int limit = 3;
+
+  private:
+    int limit_;
+    int at_ = -1;
+};
+
+drend_iterator_c* make_counting_iterator(void*) {
+    return new counting_iterator_c(counting_iterator_c::limit);
+}
+
+int read_position(dr_meta_context_s* ctx, const void*) {
+    auto* base = static_cast<drend_iterator_c*>(drend_get_iterator_c(ctx, 0));
+    return drend_set_int32_value(ctx, static_cast<counting_iterator_c*>(base)->at());
+}
+
+} // namespace
+
+TEST_F(model_test, iterators_drive_lists_and_go_with_their_walk) {
+    drend_add_iterator_list("it", make_counting_iterator);
+    drend_add_int32_leaf("it/at", read_position, nullptr);
+    {
+        dr_meta_context_c context;
+        context.push_path("/it", false, nullptr);
+        for (int i = 0; i < 3; ++i) {
+            EXPECT_EQ(context.call_list_proc(), DREND_OK);
+            dr_meta_context_c leaf(context);
+            leaf.push_path("at", false, nullptr);
+            EXPECT_EQ(leaf_text(leaf), std::to_string(i));
+        }
+        EXPECT_EQ(context.call_list_proc(), DREND_OK); // the end
+        EXPECT_EQ(context.get_element_offset(0), nullptr);
+        EXPECT_EQ(counting_iterator_c::alive, 0);
+        context.call_list_proc(); // begins again, and is left in the middle
+        EXPECT_EQ(counting_iterator_c::alive, 1);
+    }
+    EXPECT_EQ(counting_iterator_c::alive, 0);
+    {
+        dr_meta_context_c found;
+        EXPECT_EQ(found.push_path("/it[at=1]", false, nullptr), DREND_OK);
+        EXPECT_EQ(counting_iterator_c::alive, 1);
+        testing::internal::CaptureStderr();
+        dr_meta_context_c not_found;
+        EXPECT_EQ(not_found.push_path("/it[at=9]", false, nullptr), DREND_ERR);
+        testing::internal::GetCapturedStderr();
+        EXPECT_EQ(counting_iterator_c::alive, 1);
+    }
+    EXPECT_EQ(counting_iterator_c::alive, 0);
+    counting_iterator_c::limit = 0;
+    dr_meta_context_c empty;
+    empty.push_path("/it", true, nullptr);
+    EXPECT_EQ(empty.get_element_offset(0), nullptr);
+    EXPECT_EQ(counting_iterator_c::alive, 0);
+    counting_iterator_c::limit = 3;
+}
