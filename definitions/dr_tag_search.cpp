@@ -8,15 +8,6 @@
 
 namespace {
 
-enum token_e : int {
-    TOKEN_END = 0,
-    TOKEN_WORD = 3,
-    TOKEN_SLASH = '/',
-    TOKEN_OPEN = '[',
-    TOKEN_CLOSE = ']',
-    TOKEN_ERROR = -1,
-};
-
 // Where a path leads.
 struct place_s {
     const drend_tag_c* tag; // null: below an unknown name
@@ -36,10 +27,10 @@ class follower_c {
         const char* start = nullptr;
         while (true) {
             const int token = dri_xp_lexer_next(path, text, start);
-            if (token == TOKEN_END) {
+            if (token == XP_TOKEN_END) {
                 return DREND_OK;
             }
-            if (token == TOKEN_ERROR || !accept(token, text)) {
+            if (token == XP_TOKEN_ERROR || !accept(token, text)) {
                 return DREND_ERR;
             }
             if (place_.tag == nullptr) {
@@ -54,16 +45,16 @@ class follower_c {
   private:
     bool accept(int token, const dr_str_buf_c& text) {
         if (in_predicate_) {
-            in_predicate_ = token != TOKEN_CLOSE;
+            in_predicate_ = token != XP_TOKEN_CLOSE_BRACKET;
             return true;
         }
         switch (token) {
-        case TOKEN_WORD:
+        case XP_TOKEN_WORD:
             return accept_name(text.c_str());
-        case TOKEN_OPEN:
+        case XP_TOKEN_OPEN_BRACKET:
             in_predicate_ = true;
             return true;
-        case TOKEN_SLASH:
+        case XP_TOKEN_SLASH:
             return true;
         default:
             return false;
@@ -101,9 +92,9 @@ const drend_tag_c* drend_tag_c::find_path(const drend_tag_c* root, const char* p
     const char* start = nullptr;
     const int token = dri_xp_lexer_next(path, text, start);
     place_s place{root, root};
-    if (token == TOKEN_WORD) {
+    if (token == XP_TOKEN_WORD) {
         place.tag = root->find_child(text.c_str());
-    } else if (token != TOKEN_SLASH) {
+    } else if (token != XP_TOKEN_SLASH) {
         return nullptr;
     }
     if (place.tag == nullptr || follower_c(place, false).follow(path) != DREND_OK) {

@@ -1,0 +1,360 @@
+// Finding and reading definition files: what is read, what is reported, what is left out.
+#include <cstdarg>
+#include <cstdlib>
+#include <new>
+
+#include "definition_files.h"
+#include "definitions/dr_current_set.h"
+#include "frame/drend_trace.h"
+#include "frame/str_util.h"
+
+namespace {
+
+// The allocation, counted from 1, that fails; 0: none does.
+thread_local long failing_allocation = 0;
+
+} // namespace
+
+void* operator new(size_t size) {
+    void* memory =
+        failing_allocation > 0 && --failing_allocation == 0 ? nullptr : malloc(size);
+    if (memory == nullptr) {
+        throw std::bad_alloc();
+    }
+    return memory;
+}
+void operator delete(void* memory) noexcept {
+    free(memory);
+}
+void operator delete(void* memory, size_t) noexcept {
+    free(memory);
+}
+
+namespace {
+
+class Load : public testing::Test {
+  protected:
+    ~Load() override {
+        drend_set_prefix("");
+        dri_set_dir_path("");
+    }
+
+    // What reading one file prints on standard error.
+    std::string report(const std::string& text, int status) {
+        testing::internal::CaptureStderr();
+        EXPECT_EQ(files.read(text, set), status);
+        return testing::internal::GetCapturedStderr();
+    }
+    // The tag of a command whose tag object has these members.
+    const drend_tag_c* tag(const std::string& members) {
+        EXPECT_EQ(files.read("[{`dc_name`:`c`,`dc_tag`:{" + members + "}}]", set), 0);
+        return set.commands.back()->dc_tag;
+    }
+
+    definition_files_c files;
+    dr_daemon_context_c set;
+};
+
+std::string joined(const std::vector<std::string>& words) {
+    std::string text;
+    return str_join(words, text, " ");
+}
+
+TEST_F(Load, DefaultsOfATag) {
+    const drend_tag_c* t = tag("");
+    EXPECT_EQ(t->name() + t->source() + t->xmlns() + t->dt_prefix, "");
+    EXPECT_EQ(t->dt_type, DT_TYPE_CONT);
+    EXPECT_EQ(t->dt_data_type, DT_DATA_STRING);
+    EXPECT_EQ(t->dt_decimal64_fraction, 0);
+    EXPECT_EQ(t->dt_fid, -1);
+    EXPECT_EQ(t->dt_flags, 0U);
+    EXPECT_EQ(t->dt_map, nullptr);
+    EXPECT_EQ(*t->dt_commands.begin(), set.commands[0]);
+}
+
+TEST_F(Load, WordsOfTypes) {
+    struct case_s {
+        const char* word;
+        int type;
+        unsigned flags;
+    };
+    const case_s types[] = {{"leaf", 1, 0},      {"container", 2, 0}, {"list", 3, 0},
+                            {"leaf-list", 5, 0}, {"empty", 6, 0},     {"choice", 2, 8},
+                            {"case", 2, 8},      {"Leaf", 2, 0},      {"", 2, 0}};
+    for (const case_s& c : types) {
+        const drend_tag_c* t = tag("`dts_type`:`" + std::string(c.word) + "`");
+        EXPECT_EQ(t->dt_type, c.type) << c.word;
+        EXPECT_EQ(t->dt_flags, c.flags) << c.word;
+    }
+    const std::pair<const char*, int> data_types[] = {
+        {"string", 1},  {"boolean", 2}, {"uint8", 3},      {"uint16", 4},
+        {"uint32", 5},  {"uint64", 6},  {"int8", 7},       {"int16", 8},
+        {"int32", 9},   {"int64", 10},  {"decimal64", 11}, {"bits", 12},
+        {"binary", 13}, {"union", 16},  {"empty", 17},     {"other", 1}};
+    for (const auto& [word, code] : data_types) {
+        const drend_tag_c* t = tag("`dts_data_type`:`" + std::string(word) + "`");
+        EXPECT_EQ(t->dt_data_type, code) << word;
+        EXPECT_EQ(t->dt_decimal64_fraction, code == 11 ? 255 : 0) << word;
+    }
+    EXPECT_EQ(tag("`dts_data_type`:`decimal64`,`dts_data_decimal64_fraction`:3")
+                  ->dt_decimal64_fraction,
+              3);
+}
+
+TEST_F(Load, FlagsOfATag) {
+    const std::pair<const char*, unsigned> cases[] = {
+        {"`dts_source`:`s`", DT_FLAG_SOURCE_CHILD},
+        {"`dts_presence`:`false`", DT_FLAG_PRESENCE},
+        {"`dts_presence`:``", 0},
+        {"`dts_presence`:true", 0},
+        {"`dts_zero_suppression`:`true`,`dts_is_mandatory`:`true`",
+         DT_FLAG_ZERO_SUPPRESSION | DT_FLAG_MANDATORY},
+        {"`dts_zero_suppression`:`True`,`dts_is_mandatory`:`yes`", 0},
+        {"`dts_name`:`__zor_internal_x`", DT_FLAG_INTERNAL},
+        {"`dts_name`:`orvex-notification-root`", DT_FLAG_HIDDEN},
+        {"`dts_kids`:[{`dts_kids`:[{`dts_source`:`s`}]}]", DT_FLAG_SOURCE_CHILD},
+        {"`dts_kids`:[{`dts_name`:`__zor_leaf_list_value__`,`dts_source`:`.`}]", 0},
+        {"`dts_input_kids`:[{`dts_source`:`s`}]", 0},
+    };
+    for (const auto& [members, flags] : cases) {
+        EXPECT_EQ(tag(members)->dt_flags, flags) << members;
+    }
+}
+
+TEST_F(Load, ListsTextsAndMaps) {
+    const drend_tag_c* t = tag(
+        "`dts_key`:[`a b`,5,` c `],`dts_style`:[`brief\\tdetail`],`dts_fid`:42,"
+        "`dts_namespace`:`xmlns='u'`,`dts_prefix`:`p`,"
+        "`dts_map`:[[`1`,`up`],[`2`],[`3`,4],`5`,[`6`,`x`,`y`],[`*`,`*`]],"
+        "`dts_kids`:[{`dts_name`:`a`},{`dts_name`:`c`},{`dts_name`:`d`},"
+        "{`dts_name`:`__zor_leaf_list_value__`,`dts_prefix`:`q`,`dts_map`:[[`x`,`y`]]},7],"
+        "`dts_input_kids`:[{`dts_name`:`i`,`dts_style`:[`wide`]},null]");
+    EXPECT_EQ(joined(t->dt_keys), "a b c");
+    EXPECT_EQ(joined(t->dt_styles), "brief detail");
+    EXPECT_EQ(t->dt_fid, 42);
+    EXPECT_EQ(t->xmlns(), " xmlns=\"u\"");
+    ASSERT_EQ(t->dt_map->pairs().size(), 2U);
+    EXPECT_EQ(t->dt_map->pairs()[0].to, "up");
+    ASSERT_EQ(t->dt_kids.size(), 4U);
+    EXPECT_TRUE(t->find_child("a")->isset_flag(DT_FLAG_KEY));
+    EXPECT_TRUE(t->find_child("c")->isset_flag(DT_FLAG_KEY));
+    EXPECT_FALSE(t->find_child("d")->isset_flag(DT_FLAG_KEY));
+    EXPECT_EQ(t->dt_kids.back()->dt_map, t->dt_map);
+    EXPECT_EQ(t->dt_kids.back()->dt_prefix, "p");
+    ASSERT_EQ(t->dt_input_kids.size(), 1U);
+    EXPECT_EQ(joined(t->dt_input_kids[0]->dt_styles), "wide");
+}
+
+TEST_F(Load, MembersOfAWrongTypeAreAbsent) {
+    const drend_tag_c* t =
+        tag("`dts_name`:1,`dts_source`:[],`dts_namespace`:{},`dts_type`:2,`dts_fid`:`7`,"
+            "`dts_key`:`k`,`dts_map`:{},`dts_kids`:{`dts_name`:`x`},`dts_unknown`:null");
+    EXPECT_EQ(dump_of(t), dump_of(tag("")));
+    EXPECT_EQ(t->dt_fid, -1);
+    files.read("[{`dc_name`:`w`,`dc_message_id`:`5`,`dc_help`:[],`dc_tag`:[]}]", set);
+    EXPECT_EQ(set.commands.back()->dc_message_id, -1);
+    EXPECT_STREQ(set.commands.back()->dc_help, "");
+    EXPECT_EQ(set.commands.back()->dc_tag, nullptr);
+    EXPECT_EQ(set.find_command("w"), nullptr);
+}
+
+TEST_F(Load, CommandsAndNotifications) {
+    EXPECT_EQ(report("[{`dc_name`:`n`,`dc_full_command`:`f`,`dc_cli_command`:`c`,"
+                     "`dc_cli_merge_tag`:`m`,`dc_top_of_output`:`t`,`dc_help`:`h`,"
+                     "`dc_app_name`:`a`,`dc_message_id`:9,`dc_external_notify_name`:`no`},"
+                     "{`dc_external_notify_name`:`e1`,`dc_internal_notify_name`:`i`,"
+                     "`dc_app_name`:`a`,`dc_namespace`:`x='1'`,`dc_tag`:{`dts_name`:`t`,"
+                     "`dts_input_kids`:[{}]}},"
+                     "{`dc_external_notify_name`:`e2`,`dc_internal_notify_name`:`i`,"
+                     "`dc_notify_leaf`:`no`},"
+                     "{`dc_notify_leaf`:`l`,`dc_internal_notify_name`:[`a`,`b`]},"
+                     "{`dc_notify_leaf`:`l`,`dc_internal_notify_name`:[`c`]},"
+                     "{`dc_notify_leaf`:`l`,`dc_internal_notify_name`:[`d`,1]},"
+                     "{`dc_notify_leaf`:`none`}]",
+                     0),
+              "");
+    ASSERT_EQ(set.commands.size(), 1U);
+    const drend_command_c& c = *set.commands[0];
+    EXPECT_EQ(joined({c.dc_name, c.dc_full_command, c.dc_cli_command, c.dc_cli_merge_tag,
+                      c.dc_top_of_output, c.dc_help, c.dc_app_name}),
+              "n f c m t h a");
+    EXPECT_EQ(c.dc_message_id, 9);
+    ASSERT_EQ(set.external_events["i"].size(), 2U);
+    EXPECT_EQ(set.external_events["i"][0]->dc_namespace, " x=\"1\"");
+    EXPECT_EQ(set.external_events["i"][0]->dc_tag->name(), "t");
+    EXPECT_EQ(set.external_events["i"][1]->dc_external_notify_name, "e2");
+    EXPECT_EQ(set.notification_leaves.size(), 1U);
+    EXPECT_EQ(joined(set.notification_leaves["l"]), "a b c");
+}
+
+TEST_F(Load, WhatIsWrongIsReported) {
+    const std::string path = files.write("one.json", "");
+    struct case_s {
+        const char* text;
+        int status;
+        std::string expected;
+    };
+    const std::string skipped = "json parse error in " + path + " at entry ";
+    const std::string reason =
+        ": Neither a command nor a notification, moving on to next entry";
+    const case_s cases[] = {
+        {"[{`dc_name`:`x`}", -1,
+         "json load error: " + path + " : 1:16 - ']' expected near end of file\n"},
+        {"", -1,
+         "json load error: " + path + " : 1:0 - '[' or '{' expected near end of file\n"},
+        {"{`dc_name`:`x`}", -1,
+         "json load error: " + path + " : the root is not an array\n"},
+        {"[{`dc_name`:5},7,{`dc_name`:`ok`}]", 0,
+         skipped + "1" + reason + skipped + "2" + reason},
+        {"[]", 0, ""},
+    };
+    for (const case_s& c : cases) {
+        EXPECT_EQ(report(c.text, c.status), c.expected) << c.text;
+    }
+    ASSERT_EQ(set.commands.size(), 1U);
+    EXPECT_STREQ(set.commands[0]->dc_name, "ok");
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(dri_load_file("/no/such/file", set), -1);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+}
+
+std::string traced;
+
+TEST_F(Load, TracesKidsAsTheyAreCompleted) {
+    traced.clear();
+    drend_set_debugtrace_cb([](const char* format, va_list args) {
+        return static_cast<int>(str_vappend(traced, format, args));
+    });
+    drend_set_trace_flag(DREND_TRACE_LOAD);
+    tag("`dts_kids`:[{`dts_name`:`k`,`dts_kids`:[{`dts_name`:`l`}]}],"
+        "`dts_input_kids`:[{`dts_name`:`i`}]");
+    drend_set_trace_flag(0);
+    drend_set_debugtrace_cb(nullptr);
+    EXPECT_EQ(traced, "DR_JSON: dri_load_tag: kid i\n"
+                      "DR_JSON: dri_load_tag: kid l\n"
+                      "DR_JSON: dri_load_tag: kid k\n");
+}
+
+TEST_F(Load, NestsAsDeepAsTheParserAllows) {
+    constexpr int depth = 1000;
+    std::string tree;
+    for (int i = 0; i < depth; ++i) {
+        tree += "`dts_name`:`k`,`dts_kids`:[{";
+    }
+    tree += "`dts_source`:`s`";
+    for (int i = 0; i < depth; ++i) {
+        tree += "}]";
+    }
+    EXPECT_TRUE(tag(tree)->has_source_child());
+    tag(tree);
+    dri_merge_set(set);
+    const std::string dump = dump_of(set.find_command("c")->dc_tag);
+    EXPECT_NE(dump.find("\n" + std::string(2 * depth + 4, ' ') + "source: s\n"),
+              std::string::npos);
+    for (int i = 0; i < 2 * depth; ++i) {
+        tree = "`dts_kids`:[{" + tree + "}]";
+    }
+    EXPECT_NE(report("[{`dc_name`:`deep`,`dc_tag`:{" + tree + "}}]", -1)
+                  .find("maximum parsing depth reached"),
+              std::string::npos);
+}
+
+// --- files ---
+
+TEST_F(Load, FindsFiles) {
+    for (const char* name : {"app-1.json", "app_2.json", "app.3.json", "app.json",
+                             "apple.json", "app-x.txt", "other.json"}) {
+        files.write("opt/lib/render/" + std::string(name), "[]");
+    }
+    files.write("usr/lib/render/app-0.json", "[]");
+    drend_set_prefix(files.directory().c_str());
+    EXPECT_EQ(dri_prefix(), files.directory());
+    const auto found = [&](auto&& find) {
+        std::vector<std::string> paths;
+        EXPECT_EQ(find(paths), 0);
+        std::sort(paths.begin(), paths.end());
+        for (std::string& path : paths) {
+            path.erase(0, files.directory().size() + 1);
+        }
+        return joined(paths);
+    };
+    EXPECT_EQ(found([](auto& out) { return dri_get_all_files_by_pattern("app", out); }),
+              "opt/lib/render/app-1.json opt/lib/render/app.3.json "
+              "opt/lib/render/app_2.json usr/lib/render/app-0.json");
+    EXPECT_EQ(found([](auto& out) { return drend_get_filenames(nullptr, "o*", out); }),
+              "opt/lib/render/other.json");
+    EXPECT_EQ(dri_resolve_filename("app.json"),
+              files.directory() + "//opt/lib/render/app.json");
+    EXPECT_EQ(dri_resolve_filename("none.json"), "none.json");
+    const std::string usr = files.directory() + "/usr/lib/render";
+    dri_set_dir_path(usr.c_str());
+    EXPECT_EQ(found([](auto& out) { return drend_get_filenames(nullptr, "a*", out); }),
+              "usr/lib/render/app-0.json");
+    EXPECT_EQ(dri_resolve_filename("none.json"), usr + "/none.json");
+    dr_daemon_context_c other;
+    EXPECT_EQ(dri_load_file_ex("none.json", other), 0);
+    const std::string opt = files.directory() + "/opt/lib/render";
+    EXPECT_EQ(found([&](auto& out) { return drend_get_filenames(opt.c_str(), "o*", out); }),
+              "opt/lib/render/other.json");
+}
+
+TEST_F(Load, ANameSelectsAnApplicationsFiles) {
+    const std::string path = files.directory() + "/app";
+    files.write("app.json", "[{`dc_name`:`own`}]");
+    files.write("render/app-1.json", "[{`dc_name`:`one`}]");
+    files.write("render/application.json", "[{`dc_name`:`no`}]");
+    dri_set_dir_path((files.directory() + "/render").c_str());
+    EXPECT_EQ(dri_get_command_tag_by_name("own"), nullptr); // nothing loaded yet
+    EXPECT_EQ(dri_load_dir(path.c_str()), 0);
+    EXPECT_EQ(dri_get_count(), 1U); // the pattern holds the name's directory too
+    EXPECT_EQ(dri_load_dir(nullptr), 0);
+    EXPECT_EQ(dri_get_count(), 2U);
+    dri_set_dir_path("/no/such/directory");
+    EXPECT_EQ(dri_reload_json(), 0);
+    EXPECT_EQ(dri_get_count(), 0U);
+    EXPECT_EQ(dri_load_filename(
+                  files.write("late.json", "[{`dc_name`:`l`,`dc_tag`:{}}]").c_str()),
+              0);
+    EXPECT_EQ(dri_load_filename("/no/such/file"), -1);
+    EXPECT_NE(dri_get_command_tag_by_name("l"), nullptr);
+    dri_release_daemon_context();
+    EXPECT_EQ(dri_get_command_tag_by_name("l"), nullptr);
+    EXPECT_EQ(dri_load_filename(path.c_str()), -1); // makes an empty set
+    EXPECT_EQ(dri_get_count(), 0U);
+    dri_release_daemon_context();
+    EXPECT_EQ(dri_get_set_count(), 1); // this fixture's own
+}
+
+// --- memory that runs out ---
+
+TEST_F(Load, MemoryThatRunsOutAnywhereLeavesNothingBehind) {
+    const char entry[] =
+        "{`dc_name`:`a command with a long "
+        "name`,`dc_tag`:{`dts_name`:`interfaces-of-this-host`,"
+        "`dts_source`:`a/b`,`dts_map`:[[`1`,`='up'`]],`dts_key`:[`name`],"
+        "`dts_kids`:[{`dts_name`:`k`}],`dts_input_kids`:[{`dts_name`:`i`}]}}";
+    const std::string event = "{`dc_external_notify_name`:`e`,`dc_tag`:{`dts_name`:`t`}},"
+                              "{`dc_notify_leaf`:`l`,`dc_internal_notify_name`:[`n`]}";
+    const std::string path =
+        files.write("all.json", "[" + std::string(entry) + "," + entry + "," + event + "]");
+    dri_set_dir_path(files.directory().c_str());
+    const int tags = dri_get_tag_count();
+    long failures = 0;
+    for (bool has_failed = true; has_failed && !HasFailure(); failures += has_failed) {
+        testing::internal::CaptureStderr();
+        failing_allocation = failures + 1;
+        dri_reload_json();
+        has_failed = failing_allocation <= 0;
+        failing_allocation = 0;
+        const std::string printed = testing::internal::GetCapturedStderr();
+        EXPECT_EQ(printed.find("out of memory\n") != std::string::npos, has_failed)
+            << failures;
+        EXPECT_EQ(std::count(printed.begin(), printed.end(), '\n'), has_failed) << failures;
+        dri_release_daemon_context();
+        EXPECT_EQ(dri_get_tag_count(), tags) << failures;
+        EXPECT_EQ(dri_get_set_count(), 1) << failures;
+    }
+    EXPECT_GT(failures, 50);
+}
+
+} // namespace
