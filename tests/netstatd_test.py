@@ -84,7 +84,7 @@ def lasting(root):
         for child in list(parent):
             if child.tag in ("snapshot-time", "statistics"):
                 parent.remove(child)
-    return ET.tostring(root, encoding="unicode")
+    return ET.tostring(root, encoding="unicode").strip()
 
 
 def fields(elements, *names):
@@ -116,7 +116,8 @@ class Answers(unittest.TestCase):
                     for i in tree(answer("show-interfaces")).findall("interface")]
 
         def theirs():
-            return [((i["ifname"], str(i["ifindex"]), str(i["mtu"]), i.get("ifalias"),
+            aliases = {i["ifname"]: i.get("ifalias") for i in kernel("link")}
+            return [((i["ifname"], str(i["ifindex"]), str(i["mtu"]), aliases[i["ifname"]],
                       None if i["link_type"] == "loopback" else i["address"]),
                      "up" if "UP" in i["flags"] else "down", i["operstate"].lower(),
                      sorted((a["local"], str(a["prefixlen"])) for a in i["addr_info"]))
@@ -203,15 +204,27 @@ class Answers(unittest.TestCase):
                      "-p", YANG / "modules/ietf", *MODULES, file.name],
                     stderr=subprocess.PIPE, text=True, check=False)
             self.assertEqual((checked.returncode, checked.stderr), (0, ""), content)
-        data = tree(text)
-        self.assertEqual(len(data.findall("interfaces/interface")), len(kernel("link")))
-        self.assertEqual(len(data.findall("routing/ribs/rib/routes/route")),
-                         len(tree(answer("show-routes")).findall("table/route")))
+
+    def test_netconf_get_has_a_family_where_there_are_addresses(self):
+        def ours():
+            return [(i.findtext("name"), *([a.text for a in family.findall("address/ip")]
+                                           for family in i if family.tag in ("ipv4", "ipv6")))
+                    for i in tree(answer("corvane-netconf-get")).findall("interfaces/interface")]
+
+        def theirs():
+            rows = []
+            for link in sorted(kernel("addr"), key=lambda link: link["ifindex"]):
+                families = [[a["local"] for a in link["addr_info"] if a["family"] == family]
+                            for family in ("inet", "inet6")]
+                # An address that has two prefixes is shown once.
+                rows.append((link["ifname"], *(list(dict.fromkeys(f)) for f in families if f)))
+            return rows
+        self.assert_agree(ours, theirs)
 
     def test_the_daemon_itself(self):
         shown = tree(answer("show-daemon"))
-        self.assertEqual(fields([shown], "host-name", "requests", "read-errors"),
-                         [(socket.gethostname(), "1", "0")])
+        self.assertEqual(fields([shown], "host-name", "requests", "snapshots", "read-errors"),
+                         [(socket.gethostname(), "1", "1", "0")])
         self.assertRegex(shown.findtext("load/one-minute", "0.00"), r"^\d+\.\d\d$")
         addresses = {a["local"] for i in kernel("-4", "addr") for a in i["addr_info"]
                      if a["scope"] == "global"}

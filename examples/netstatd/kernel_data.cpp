@@ -113,6 +113,10 @@ std::string rib_name(int family, std::uint32_t table) {
 
 } // namespace
 
+kernel_snapshot_c::kernel_snapshot_c() {
+    ++daemon_counters.snapshots;
+}
+
 // Reads a table on its first use. Accessors call this from inside the library, which no
 // exception may pass: want of memory leaves the table empty.
 template <class Row>

@@ -65,6 +65,10 @@ struct rib_row_s {
 
 class kernel_snapshot_c {
   public:
+    kernel_snapshot_c();
+    kernel_snapshot_c(const kernel_snapshot_c&) = delete;
+    kernel_snapshot_c& operator=(const kernel_snapshot_c&) = delete;
+
     std::span<const link_row_s> links();
     // The row of an interface, or null.
     const link_row_s* link_by_name(const char* name);
