@@ -221,6 +221,13 @@ class Answers(unittest.TestCase):
             return rows
         self.assert_agree(ours, theirs)
 
+    def test_netconf_get_has_every_route(self):
+        self.assert_agree(
+            lambda: fields(tree(answer("corvane-netconf-get")).iterfind(
+                "routing/ribs/rib/routes/route"), "destination-prefix", "route-preference"),
+            lambda: [(target, metric or "0") for target, metric in fields(
+                tree(answer("show-routes")).iterfind("table/route"), "destination", "metric")])
+
     def test_the_daemon_itself(self):
         shown = tree(answer("show-daemon"))
         self.assertEqual(fields([shown], "host-name", "requests", "snapshots", "read-errors"),

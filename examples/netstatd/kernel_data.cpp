@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstring>
 #include <exception>
+#include <functional>
 #include <tuple>
 
 #include <linux/neighbour.h>
@@ -31,15 +32,12 @@ auto place(const Row& row) {
 // The rows of `interface`, of all families or of one.
 template <class Row>
 std::span<const Row> rows_at(std::span<const Row> rows, int interface, int family) {
-    const auto before = [family](const Row& row, int wanted) {
-        return family == AF_UNSPEC ? row.interface < wanted
-                                   : place(row) < std::tuple(wanted, family);
+    const auto key = [family](const Row& row) {
+        return std::tuple(row.interface, family == AF_UNSPEC ? AF_UNSPEC : row.family);
     };
-    const auto after = [family](int wanted, const Row& row) {
-        return family == AF_UNSPEC ? wanted < row.interface : std::tuple(wanted, family) < place(row);
-    };
-    const auto first = std::lower_bound(rows.begin(), rows.end(), interface, before);
-    return {first, std::upper_bound(first, rows.end(), interface, after)};
+    const auto wanted = std::tuple(interface, family);
+    return {std::ranges::lower_bound(rows, wanted, std::less(), key),
+            std::ranges::upper_bound(rows, wanted, std::less(), key)};
 }
 
 // Orders addresses by interface and by their bytes; the prefix length does not count.
