@@ -1,0 +1,83 @@
+#include "expr/dr_xp_functions.h"
+
+#include <map>
+
+#include "drend.h"
+#include "expr/dr_xp_pattern.h"
+#include "frame/drend_lock.h"
+#include "frame/drend_trace.h"
+
+const char* const xpath_true = "true";
+const char* const xpath_false = "false";
+
+namespace {
+
+using args_t = std::vector<std::string>;
+
+// Traces a call with a wrong number of arguments; `function` is the internal function's name.
+bool check_count(bool right, const char* function) {
+    if (!right && dri_trace_on(DREND_TRACE_ERROR)) {
+        drend_debug_trace("DR_ERROR: Wrong number of args to '%s'\n", function);
+    }
+    return right;
+}
+
+const char* truth(bool value) {
+    return value ? xpath_true : xpath_false;
+}
+
+void dri_xp_local_name_func(drend_value_lookup_c& lookup, const args_t& args,
+                            std::string& result) {
+    result.clear();
+    if (check_count(args.empty(), __func__)) {
+        dr_str_buf_c name;
+        lookup.get_local_name(name);
+        result = name;
+    }
+}
+
+void dri_xp_contains_func(drend_value_lookup_c&, const args_t& args, std::string& result) {
+    result = truth(check_count(args.size() >= 2, __func__) &&
+                   args[0].find(args[1]) != std::string::npos);
+}
+
+void dri_xp_starts_with_func(drend_value_lookup_c&, const args_t& args,
+                             std::string& result) {
+    result = truth(check_count(args.size() >= 2, __func__) && args[0].starts_with(args[1]));
+}
+
+void dri_xp_match_func(drend_value_lookup_c&, const args_t& args, std::string& result) {
+    result = truth(check_count(args.size() >= 2, __func__) &&
+                   dri_pattern_match(args[1], args[0]));
+}
+
+struct function_table_s {
+    drend_lock_c lock;
+    std::map<std::string, dr_xp_function_t, std::less<>> rows;
+};
+
+function_table_s& table() {
+    static function_table_s functions;
+    return functions;
+}
+
+} // namespace
+
+dr_xp_function_t dri_find_function(const char* name) {
+    function_table_s& functions = table();
+    drend_lock_guard_c guard(functions.lock);
+    if (functions.rows.empty()) {
+        functions.rows = {{"local_name", dri_xp_local_name_func},
+                          {"contains", dri_xp_contains_func},
+                          {"starts-with", dri_xp_starts_with_func},
+                          {"match", dri_xp_match_func}};
+    }
+    const auto found = functions.rows.find(name);
+    return found == functions.rows.end() ? nullptr : found->second;
+}
+
+void dri_forget_functions() {
+    function_table_s& functions = table();
+    drend_lock_guard_c guard(functions.lock);
+    functions.rows.clear();
+}

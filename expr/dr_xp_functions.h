@@ -1,0 +1,27 @@
+// The functions that expressions may call, in a table by name.
+//
+//     local_name()            the name of the current element
+//     contains(s, part)       whether part occurs in s
+//     starts-with(s, prefix)  whether s begins with prefix
+//     match(s, pattern)       whether the basic regular expression matches somewhere in s
+//
+// Truth is the text of xpath_true or xpath_false. Arguments beyond the second are ignored; with
+// too few of them a function is false, and local_name with any is the empty text; both are traced.
+//
+// The table has its own lock; safe from any thread.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "expr/drend_value_lookup.h"
+
+using dr_xp_function_t = void (*)(drend_value_lookup_c& lookup,
+                                  const std::vector<std::string>& args,
+                                  std::string& result);
+
+// Null for an unknown name.
+dr_xp_function_t dri_find_function(const char* name);
+
+// Empties the table; the next search fills it again.
+void dri_forget_functions();

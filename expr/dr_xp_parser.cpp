@@ -1,0 +1,265 @@
+#include "expr/dr_xp_parser.h"
+
+#include <algorithm>
+#include <string>
+#include <unordered_map>
+#include <utility>
+
+#include "expr/dr_xp_lexer.h"
+
+namespace {
+
+constexpr size_t CACHE_ENTRIES = 1024;
+constexpr size_t CACHE_TEXT = 128 * 1024;
+constexpr size_t CACHED_TEXT_MAX = 4096;
+
+constexpr int FAILED = -1;
+
+int operator_type(int token) {
+    switch (token) {
+    case XP_TOKEN_AND:
+        return XP_NODE_AND;
+    case XP_TOKEN_OR:
+        return XP_NODE_OR;
+    case XP_TOKEN_LESS:
+        return XP_NODE_LESS;
+    case XP_TOKEN_GREATER:
+        return XP_NODE_GREATER;
+    case XP_TOKEN_EQUAL:
+        return XP_NODE_EQUAL;
+    default:
+        return XP_NODE_NONE;
+    }
+}
+
+// The nesting of what encloses something of the given nesting.
+int enclosing(int nesting) {
+    return nesting == FAILED || nesting >= XP_MAX_NESTING ? FAILED : nesting + 1;
+}
+
+// Reads tokens from a cursor that belongs to the caller. Every rule fills an empty node and
+// returns how deep its part nests, or FAILED; `open` counts what is still open around it.
+class expr_parser_c {
+  public:
+    explicit expr_parser_c(const char*& cursor) : cursor_(cursor) {}
+
+    int expression(xp_node_c& node, int open) {
+        node.type = XP_NODE_EXPR;
+        node.left = std::make_unique<xp_node_c>();
+        int nesting = operand(*node.left, open);
+        while (nesting != FAILED) {
+            const int type = operator_type(next());
+            if (type == XP_NODE_NONE) {
+                give_back();
+                break;
+            }
+            if (node.right != nullptr) {
+                auto whole = std::make_unique<xp_node_c>(std::move(node));
+                node.left = std::move(whole);
+            }
+            node.type = type;
+            node.right = std::make_unique<xp_node_c>();
+            const int right = operand(*node.right, open);
+            nesting = right == FAILED ? FAILED : enclosing(std::max(nesting, right));
+        }
+        return nesting;
+    }
+
+  private:
+    int next() { return dri_xp_lexer_next(cursor_, text_, start_); }
+    void give_back() { cursor_ = start_; }
+
+    int operand(xp_node_c& node, int open) {
+        const int token = next();
+        if (token == XP_TOKEN_OPEN) {
+            return in_parentheses(node, open);
+        }
+        if (token != XP_TOKEN_WORD && token != XP_TOKEN_LITERAL) {
+            return FAILED;
+        }
+        node.text = text_;
+        node.kind = token;
+        node.type = XP_NODE_VALUE;
+        if (next() == XP_TOKEN_OPEN) {
+            return call(node, open);
+        }
+        give_back();
+        return 0;
+    }
+
+    int in_parentheses(xp_node_c& node, int open) {
+        if (open == XP_MAX_NESTING) {
+            return FAILED;
+        }
+        const int nesting = enclosing(expression(node, open + 1));
+        return nesting != FAILED && next() == XP_TOKEN_CLOSE ? nesting : FAILED;
+    }
+
+    int call(xp_node_c& node, int open) {
+        node.type = XP_NODE_CALL;
+        int nesting = open == XP_MAX_NESTING ? FAILED : 0;
+        while (nesting != FAILED) {
+            const int token = next();
+            if (token == XP_TOKEN_CLOSE) {
+                return enclosing(nesting);
+            }
+            if (token == XP_TOKEN_COMMA && !node.args.empty()) {
+                continue;
+            }
+            give_back();
+            node.args.push_back(std::make_unique<xp_node_c>());
+            const int argument = expression(*node.args.back(), open + 1);
+            nesting = argument == FAILED ? FAILED : std::max(nesting, argument);
+        }
+        return FAILED;
+    }
+
+    const char*& cursor_;
+    const char* start_ = nullptr;
+    dr_str_buf_c text_;
+};
+
+bool parse_predicate(const char*& cursor, xp_node_c& step) {
+    xp_node_c* root = &step;
+    if (step.type != XP_NODE_NONE) {
+        step.more_predicates.push_back(std::make_unique<xp_node_c>());
+        root = step.more_predicates.back().get();
+    }
+    dr_str_buf_c text;
+    const char* start = nullptr;
+    return dri_xp_parse_expr(cursor, *root) == 0 &&
+           dri_xp_lexer_next(cursor, text, start) == XP_TOKEN_CLOSE_BRACKET;
+}
+
+std::shared_ptr<const dr_xpath_c> parse_path(const char* cursor) {
+    std::vector<xp_node_c> steps(1);
+    dr_str_buf_c text;
+    const char* start = nullptr;
+    for (;;) {
+        switch (dri_xp_lexer_next(cursor, text, start)) {
+        case XP_TOKEN_END:
+        case XP_TOKEN_ERROR:
+            return std::make_shared<const dr_xpath_c>(std::move(steps));
+        case XP_TOKEN_SLASH:
+            steps.emplace_back();
+            break;
+        case XP_TOKEN_OPEN_BRACKET:
+            if (!parse_predicate(cursor, steps.back())) {
+                return nullptr;
+            }
+            break;
+        default:
+            steps.back().text += text;
+        }
+    }
+}
+
+class path_cache_c {
+  public:
+    using path_t = std::shared_ptr<const dr_xpath_c>;
+
+    // Null when the text is not known.
+    path_t find(const std::string& text) const {
+        const auto found = paths_.find(text);
+        return found == paths_.end() ? nullptr : found->second;
+    }
+
+    void keep(const std::string& text, const path_t& path) {
+        if (text.size() > CACHED_TEXT_MAX) {
+            return;
+        }
+        if (paths_.size() == CACHE_ENTRIES || text_size_ + text.size() > CACHE_TEXT) {
+            clear();
+        }
+        paths_.emplace(text, path);
+        text_size_ += text.size();
+    }
+
+    void clear() {
+        paths_.clear();
+        text_size_ = 0;
+    }
+
+  private:
+    std::unordered_map<std::string, path_t> paths_;
+    size_t text_size_ = 0;
+};
+
+path_cache_c& cache() {
+    static path_cache_c paths;
+    return paths;
+}
+
+void note_facts(const xp_node_c& node, dr_xp_predicate_s& predicate) {
+    if (node.type == XP_NODE_CALL && node.text == "local_name") {
+        predicate.calls_local_name = true;
+    }
+    if (node.type == XP_NODE_VALUE && node.kind == XP_TOKEN_WORD) {
+        predicate.holds_bare_word = true;
+    }
+    for (const auto& argument : node.args) {
+        note_facts(*argument, predicate);
+    }
+    for (const xp_node_c* child : {node.left.get(), node.right.get()}) {
+        if (child != nullptr) {
+            note_facts(*child, predicate);
+        }
+    }
+}
+
+} // namespace
+
+dr_xpath_c::dr_xpath_c(std::vector<xp_node_c> steps) : steps_(std::move(steps)) {
+    for (const xp_node_c& step : steps_) {
+        if (step.type != XP_NODE_NONE) {
+            add_predicate(step);
+        }
+        for (const auto& root : step.more_predicates) {
+            add_predicate(*root);
+        }
+    }
+}
+
+void dr_xpath_c::add_predicate(const xp_node_c& root) {
+    dr_xp_predicate_s predicate{&root, false, false};
+    note_facts(root, predicate);
+    predicates_.push_back(predicate);
+}
+
+std::shared_ptr<const dr_xpath_c> dri_xpath_get(const char* text) {
+    const std::string key(text);
+    auto path = cache().find(key);
+    if (path == nullptr) {
+        path = parse_path(text);
+        if (path != nullptr) {
+            cache().keep(key, path);
+        }
+    }
+    return path;
+}
+
+int dri_xpath_parse(const char* text, std::vector<xp_node_c>& steps) {
+    const auto path = dri_xpath_get(text);
+    if (path == nullptr) {
+        return -1;
+    }
+    steps = path->steps();
+    return 0;
+}
+
+int dri_xp_parse_expr(const char*& cursor, xp_node_c& node) {
+    xp_node_c tree;
+    if (expr_parser_c(cursor).expression(tree, 0) == FAILED) {
+        return -1;
+    }
+    node.kind = 0;
+    node.type = tree.type;
+    node.left = std::move(tree.left);
+    node.right = std::move(tree.right);
+    node.args.clear();
+    return 0;
+}
+
+void dri_forget_paths() {
+    cache().clear();
+}

@@ -1,0 +1,299 @@
+#include "expr/dr_xp_pattern.h"
+
+#include <algorithm>
+#include <charconv>
+#include <map>
+#include <memory>
+#include <string_view>
+#include <vector>
+
+#include <regex.h>
+
+#include "frame/drend_lock.h"
+
+namespace {
+
+constexpr size_t PATTERN_MAX = 1024;
+constexpr size_t EXPANDED_MAX = 512;
+constexpr size_t BRANCHES_MAX = 4;
+constexpr size_t CACHE_ENTRIES = 1024;
+constexpr size_t CACHE_MEMORY = 64 * 1024 * 1024;
+
+// Measures a pattern without compiling it.
+class pattern_scan_c {
+  public:
+    explicit pattern_scan_c(std::string_view pattern) : pattern_(pattern) {}
+
+    // False when the pattern is malformed or asks for too much.
+    bool acceptable() {
+        while (at_ < pattern_.size()) {
+            if (!token() || total_.size > EXPANDED_MAX) {
+                return false;
+            }
+        }
+        if (has_alternatives_) {
+            inner_anchor_ = inner_anchor_ || at_front_ || at_end_;
+            at_front_ = at_end_ = false;
+        }
+        return groups_.empty() && (!inner_anchor_ || total_.branches <= BRANCHES_MAX);
+    }
+
+    // The pattern holds for the first byte on, or up to the last one.
+    bool at_front() const { return at_front_; }
+    bool at_end() const { return at_end_; }
+    // The pattern without the anchors that these stand for.
+    std::string_view body() const {
+        return pattern_.substr(at_front_, pattern_.size() - at_front_ - at_end_);
+    }
+    // How many characters it has with every interval written out.
+    size_t expanded_size() const { return total_.size; }
+
+  private:
+    struct measure_s {
+        size_t size = 0;
+        size_t branches = 0; // alternatives and repetitions of groups
+    };
+
+    bool token() {
+        const char c = pattern_[at_++];
+        switch (c) {
+        case '\\':
+            return at_ < pattern_.size() && escape(pattern_[at_++]);
+        case '[':
+            return bracket();
+        case '*':
+            return repeat(1);
+        case '^':
+            (at_ == 1 ? at_front_ : inner_anchor_) = true;
+            break;
+        case '$':
+            (at_ == pattern_.size() ? at_end_ : inner_anchor_) = true;
+            break;
+        }
+        return item();
+    }
+
+    bool escape(char c) {
+        switch (c) {
+        case '(':
+            groups_.push_back(total_);
+            return item();
+        case ')':
+            return close_group();
+        case '|':
+            has_alternatives_ = has_alternatives_ || groups_.empty();
+            ++total_.branches;
+            return item();
+        case '+':
+            return repeat(2); // compiled as one item and a repeated one
+        case '?':
+            return repeat(1);
+        case '{':
+            return interval();
+        default:
+            inner_anchor_ = inner_anchor_ || std::string_view("bB<>`'").find(c) != npos;
+            return item() && (c < '1' || c > '9');
+        }
+    }
+
+    bool item() {
+        last_ = total_;
+        last_is_single_ = true;
+        ++total_.size;
+        return true;
+    }
+
+    bool close_group() {
+        if (groups_.empty()) {
+            return false;
+        }
+        last_ = groups_.back();
+        last_is_single_ = false;
+        groups_.pop_back();
+        ++total_.size;
+        return true;
+    }
+
+    // "]" is an ordinary character at the start of the set and inside [: :], [. .] and [= =].
+    bool bracket() {
+        at_ += pattern_.substr(at_).starts_with('^');
+        at_ += pattern_.substr(at_).starts_with(']');
+        while (at_ < pattern_.size() && pattern_[at_] != ']') {
+            if (pattern_[at_++] == '[' && at_ < pattern_.size() &&
+                std::string_view(":.=").find(pattern_[at_]) != npos) {
+                const char close[] = {pattern_[at_], ']'};
+                const size_t end = pattern_.find(std::string_view(close, 2), at_ + 1);
+                at_ = end == npos ? pattern_.size() : end + 2;
+            }
+        }
+        return at_ < pattern_.size() && pattern_[at_++] == ']' && item();
+    }
+
+    // {n}, {n,}, {n,m} and {,m}, the last two with their closing "\}".
+    bool interval() {
+        size_t least = 0;
+        size_t most = 0;
+        const bool has_least = number(least);
+        const bool has_comma = pattern_.substr(at_).starts_with(',');
+        at_ += has_comma;
+        const bool has_most = has_comma && number(most);
+        if (!has_least && !has_most) {
+            return false;
+        }
+        if (!pattern_.substr(at_).starts_with("\\}")) {
+            return false;
+        }
+        at_ += 2;
+        return repeat(has_most ? most : least + has_comma);
+    }
+
+    bool number(size_t& out) {
+        const char* begin = pattern_.data() + at_;
+        const auto read = std::from_chars(begin, pattern_.data() + pattern_.size(), out);
+        at_ += static_cast<size_t>(read.ptr - begin);
+        return read.ec == std::errc() && out <= RE_DUP_MAX;
+    }
+
+    // The last item or group is compiled `times` times over.
+    bool repeat(size_t times) {
+        times = std::max<size_t>(times, 1);
+        const size_t size = total_.size - last_.size;
+        const size_t branches =
+            total_.branches - last_.branches + (last_is_single_ ? 0 : 1);
+        total_.size = last_.size + std::max<size_t>(size, 1) * times;
+        total_.branches = last_.branches + branches * times;
+        last_is_single_ = false;
+        return true;
+    }
+
+    static constexpr size_t npos = std::string_view::npos;
+
+    const std::string_view pattern_;
+    size_t at_ = 0;
+    std::vector<measure_s> groups_; // what was measured before each group that is open
+    measure_s total_;
+    measure_s last_; // what was measured before the last item or group
+    bool last_is_single_ = true;
+    bool has_alternatives_ = false; // outside every group
+    bool inner_anchor_ = false;
+    bool at_front_ = false;
+    bool at_end_ = false;
+};
+
+class compiled_pattern_c {
+  public:
+    explicit compiled_pattern_c(const pattern_scan_c& scan)
+        : at_end_(scan.at_end()), size_(scan.expanded_size()) {
+        std::string text = scan.at_front() ? "\\(" : ".*\\(";
+        text += scan.body();
+        text += "\\)";
+        compiled_ = regcomp(&regex_, text.c_str(), REG_NOSUB) == 0;
+    }
+    ~compiled_pattern_c() {
+        if (compiled_) {
+            regfree(&regex_);
+        }
+    }
+    compiled_pattern_c(const compiled_pattern_c&) = delete;
+    compiled_pattern_c& operator=(const compiled_pattern_c&) = delete;
+
+    bool is_compiled() const { return compiled_; }
+
+    // What the C library keeps of the pattern, and of a match with a text of `length` bytes: as
+    // measured, one state for each byte unless the pattern has fewer of them.
+    size_t memory() const { return 4096 + 32 * size_ * size_; }
+    size_t memory(size_t length) const {
+        const size_t states = size_ < 20 ? std::min(length, size_t{1} << size_) : length;
+        return states * (3072 + 10 * size_);
+    }
+
+    // Whether the longest match reaches where the pattern says.
+    bool matches(const std::string& text) const {
+        const auto length = static_cast<regoff_t>(text.size());
+        const regoff_t matched = re_match(&regex_, text.c_str(), length, 0, nullptr);
+        return at_end_ ? matched == length : matched >= 0;
+    }
+
+  private:
+    bool at_end_;
+    size_t size_;
+    bool compiled_;
+    mutable regex_t regex_; // locks itself while it is matched
+};
+
+using pattern_t = std::shared_ptr<const compiled_pattern_c>;
+
+// Null when the pattern matches nothing.
+pattern_t compile(const std::string& pattern) {
+    pattern_scan_c scan(pattern);
+    if (!scan.acceptable()) {
+        return nullptr;
+    }
+    auto compiled = std::make_shared<const compiled_pattern_c>(scan);
+    return compiled->is_compiled() ? compiled : nullptr;
+}
+
+class pattern_cache_c {
+  public:
+    // The pattern, ready for a text of `length` bytes; null when it cannot match it.
+    pattern_t get(const std::string& pattern, size_t length) {
+        drend_lock_guard_c guard(lock_);
+        const auto known = patterns_.find(pattern);
+        if (known == patterns_.end()) {
+            return add(pattern, compile(pattern), length);
+        }
+        const pattern_t compiled = known->second;
+        if (compiled == nullptr || compiled->memory(length) > CACHE_MEMORY) {
+            return nullptr;
+        }
+        if (memory_ + compiled->memory(length) > CACHE_MEMORY) {
+            clear();
+            return add(pattern, compile(pattern), length);
+        }
+        memory_ += compiled->memory(length);
+        return compiled;
+    }
+
+    void clear() {
+        drend_lock_guard_c guard(lock_);
+        patterns_.clear();
+        memory_ = 0;
+    }
+
+  private:
+    pattern_t add(const std::string& pattern, const pattern_t& compiled, size_t length) {
+        size_t needed = compiled == nullptr ? 0 : compiled->memory();
+        const bool matchable =
+            compiled != nullptr && compiled->memory(length) <= CACHE_MEMORY;
+        needed += matchable ? compiled->memory(length) : 0;
+        if (patterns_.size() == CACHE_ENTRIES || memory_ + needed > CACHE_MEMORY) {
+            clear();
+        }
+        patterns_.emplace(pattern, compiled);
+        memory_ += needed;
+        return matchable ? compiled : nullptr;
+    }
+
+    drend_lock_c lock_;
+    std::map<std::string, pattern_t> patterns_;
+    size_t memory_ = 0; // estimated
+};
+
+pattern_cache_c& cache() {
+    static pattern_cache_c patterns;
+    return patterns;
+}
+
+} // namespace
+
+bool dri_pattern_match(const std::string& pattern, const std::string& text) {
+    if (pattern.size() > PATTERN_MAX) {
+        return false;
+    }
+    const pattern_t compiled = cache().get(pattern, text.size());
+    return compiled != nullptr && compiled->matches(text);
+}
+
+void dri_forget_patterns() {
+    cache().clear();
+}

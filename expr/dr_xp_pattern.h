@@ -1,0 +1,25 @@
+// Basic regular expressions from filters, which anybody may have written.
+//
+// The C library compiles and runs them, but it takes exponential time or gigabytes for some short
+// patterns, and its search starts anew at every byte of the text. Therefore
+//
+//  1. a pattern is measured before it is compiled. It matches nothing when it is longer than
+//     1,024 bytes, holds a back-reference, is larger than 512 characters once its intervals are
+//     written out, or combines an anchor other than one ^ in front and one $ at the end (of a
+//     pattern without alternatives outside parentheses) with more than 4 alternatives and
+//     repeated groups; nor does one that does not compile match anything;
+//  2. a search is a single match of ".*" and the pattern, from the first byte on;
+//  3. compiled patterns, which keep every state that a text took them through, are kept up to a
+//     number of 1,024 and an estimated 64 MiB and are then all forgotten. A text for which that
+//     would not suffice (20 KiB and more, when the pattern is longer than a word) is not matched.
+//
+// Safe from any thread.
+#pragma once
+
+#include <string>
+
+// Whether the POSIX basic regular expression matches somewhere in the text.
+bool dri_pattern_match(const std::string& pattern, const std::string& text);
+
+// Forgets the compiled patterns.
+void dri_forget_patterns();

@@ -1,0 +1,17 @@
+#include "expr/drend_value_lookup.h"
+
+bool drend_env_value_lookup_c::get_value(const char* name, dr_str_buf_c& out) {
+    const auto found = values.find(name);
+    out = found == values.end() ? std::string() : found->second;
+    return found != values.end();
+}
+
+void drend_env_value_lookup_c::get_local_name(dr_str_buf_c& out) {
+    get_value("__local_name__", out);
+}
+
+bool drend_env_value_lookup_c::get_meta_name(const char* name, dr_str_buf_c& out) {
+    out = "mt-";
+    out += name;
+    return true;
+}
