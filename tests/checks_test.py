@@ -96,21 +96,25 @@ class Exports(unittest.TestCase):
         DREND_API extern const double table[19][2];
         DREND_API extern int count;
         int undeclared(void);
+#ifdef __cplusplus
+} /* extern "C" */
+        DREND_API int drend_set(std::set<int>& out);
+#endif
     """
 
     def test_names_are_read_from_the_header(self):
         self.assertEqual(check_exports.declared(self.header),
-                         {"drend_call", "drend_text", "table", "count"})
+                         {"drend_call", "drend_text", "table", "count", "drend_set()"})
 
     def test_both_differences_are_named(self):
         with tempfile.NamedTemporaryFile("w") as header, io.StringIO() as output, \
-                mock.patch.object(check_exports, "exported", lambda _: {"count", "_ZN1aC1Ev"}), \
+                mock.patch.object(check_exports, "exported", lambda _: {"count", "drend_call()"}), \
                 contextlib.redirect_stdout(output):
             header.write("DREND_API int drend_call(void);\nDREND_API extern int count;\n")
             header.flush()
             self.assertEqual(check_exports.main("", header.name), 1)
             self.assertEqual(output.getvalue(), "declared but not exported: drend_call\n"
-                                                "exported but not declared: _ZN1aC1Ev\n")
+                                                "exported but not declared: drend_call()\n")
 
 
 if __name__ == "__main__":

@@ -1,8 +1,9 @@
 #!/usr/bin/env python3
 """Checks what the shared library exports: check_exports.py LIBRARY HEADER
 
-The library's dynamic symbols and the names that the header declares with DREND_API must be the
-same set: nothing missing, nothing more, no C++ symbol.
+The library's dynamic symbols and what the header declares with DREND_API must be the same set:
+nothing missing, nothing more. What the header declares for C has a plain symbol; only a function
+declared after the end of its extern "C" block, shown as "name()", has a C++ one.
 """
 
 import pathlib
@@ -11,21 +12,30 @@ import subprocess
 import sys
 
 
+def names(declarations):
+    for declaration in re.findall(r"\bDREND_API\b([^;]*);", declarations):
+        # A function's name stands before its first parenthesis, a variable's name is the last.
+        head = re.split(r"[(\[]", declaration, maxsplit=1)[0]
+        yield re.findall(r"\w+", head)[-1]
+
+
 def declared(header):
     text = re.sub(r"/\*.*?\*/", " ", header, flags=re.S)
     text = re.sub(r"^\s*#(?:.*\\\n)*.*$", "", text, flags=re.M)
-    names = set()
-    for declaration in re.findall(r"\bDREND_API\b([^;]*);", text):
-        # A function's name stands before its first parenthesis, a variable's name is the last.
-        head = re.split(r"[(\[]", declaration, maxsplit=1)[0]
-        names.add(re.findall(r"\w+", head)[-1])
-    return names
+    for_c, *for_cpp = re.split(r"^}\s*$", text, maxsplit=1, flags=re.M)
+    return {*names(for_c), *(f"{name}()" for name in names("".join(for_cpp)))}
+
+
+def output_of(command, text=None):
+    return subprocess.run(command, check=True, capture_output=True, text=True, input=text).stdout
 
 
 def exported(library):
-    command = ["nm", "--dynamic", "--defined-only", "--format=posix", library]
-    lines = subprocess.run(command, check=True, capture_output=True, text=True).stdout
-    return {line.split()[0].split("@")[0] for line in lines.splitlines()}
+    lines = output_of(["nm", "--dynamic", "--defined-only", "--format=posix", library])
+    symbols = [line.split()[0].split("@")[0] for line in lines.splitlines()]
+    readable = output_of(["c++filt"], "\n".join(symbols)).splitlines()
+    return {text if text == symbol else re.sub(r"\(.*", "()", text)
+            for symbol, text in zip(symbols, readable)}
 
 
 def main(library, header):
