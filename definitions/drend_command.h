@@ -4,21 +4,7 @@
 #include <cstdint>
 #include <string>
 
-class drend_tag_c;
-
-// One command, as look-ups hand it out. The texts are never null.
-struct drend_command_s {
-    char* dc_name;
-    char* dc_full_command;
-    char* dc_cli_command;
-    char* dc_cli_merge_tag;
-    char* dc_top_of_output;
-    char* dc_app_name; // the daemon that serves the command
-    char* dc_help;
-    int32_t dc_message_id;
-    drend_tag_c* dc_tag; // null until the loader attaches it, and for a command without one
-    unsigned dc_load_order; // position in the definitions set at which it was made
-};
+#include "drend.h"
 
 struct drend_load_order_s {
     bool operator()(const drend_command_s* a, const drend_command_s* b) const {

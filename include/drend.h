@@ -478,12 +478,17 @@ DREND_API int drend_add_cmd_handlers(drend_cmd_handler_t start, drend_cmd_handle
                                      void* user_data);
 
 /*
- * Runs the command `name` for `peer` and sends its answer as XML. `argument` is the request's
- * argument text, or NULL; it may hold a filter: filter='/interfaces/interface[name="lo"]'.
+ * Runs the command `name` for `peer` and sends its answer as XML, or as JSON when the argument text
+ * says as-json. `argument` is the request's argument text, or NULL; it may hold a filter,
+ * filter='/interfaces/interface[name="lo"]', and the command's input parameters, name=lo.
  * Returns 0 when the answer is complete or the command is unknown (one line on standard
  * error), DREND_DEFER when it was suspended; the walk then waits to be taken.
  */
 DREND_API int drend_dump_rpc(void* peer, const char* name, const char* argument);
+
+/* The same without the element "data" that encloses the answer of "corvane-netconf-get". */
+DREND_API int drend_dump_rpc_no_root_data_tag(void* peer, const char* name,
+                                              const char* argument);
 
 /*
  * The walk that the last drend_dump_rpc suspended, once; NULL when there is none. It then
@@ -494,6 +499,17 @@ DREND_API void* drend_take_suspended_rpc(void);
 
 /* Ends a suspended walk and gives back what it holds. Nothing for NULL or one that is gone. */
 DREND_API void drend_drop_walk(void* walk);
+
+/* The message id of the command that owns a path of the merged schema, or -1. Any thread. */
+DREND_API int drend_get_message_id_from_path(const char* path);
+
+/*
+ * The daemon that is responsible for a path of the merged schema: the only one, or the first in byte
+ * order of several. NULL when there is none (or, for the first function, more than one). The caller
+ * frees the text. Any thread.
+ */
+DREND_API char* drend_get_only_daemon_responsible(const char* path);
+DREND_API char* drend_get_daemon_responsible(const char* path);
 
 /* Forgets parsed filters and compiled patterns; they are made again as needed. */
 DREND_API void dri_reset_xpath_cache(void);
@@ -547,6 +563,35 @@ drend_set_cleanup_setup_method(drend_cleanup_setup_method_t method);
 
 #ifdef __cplusplus
 } /* extern "C" */
+
+#include <set>
+#include <string>
+
+class drend_tag_c;
+
+/* One command of the loaded definitions. The texts are never null. */
+struct drend_command_s {
+    char* dc_name;
+    char* dc_full_command;
+    char* dc_cli_command;
+    char* dc_cli_merge_tag;
+    char* dc_top_of_output;
+    char* dc_app_name; /* the daemon that serves the command */
+    char* dc_help;
+    int32_t dc_message_id;
+    drend_tag_c* dc_tag;    /* null for a command without one */
+    unsigned dc_load_order; /* position at which it was loaded */
+};
+
+/*
+ * Who owns a path of the merged schema "corvane-netconf-get": the commands that define the deepest
+ * element along `path`, or the daemons that serve them. What is found is added to `out`. The number
+ * of entries in `out`, or -1 when the path leads nowhere. The commands stay valid until definitions
+ * are loaded again. Any thread.
+ */
+DREND_API int drend_get_command_set_from_path(const char* path,
+                                              std::set<drend_command_s*>& out);
+DREND_API int drend_get_daemons_from_path(const char* path, std::set<std::string>& out);
 
 /*
  * An iterator over the rows of a list, for daemons whose tables come with one. Register the

@@ -46,7 +46,7 @@ class dr_tags_access_context_c : public dr_tags_context_c {
     // --- rendering ---
 
     // Renders the tag on top of the tag stack with `walker`, or with the one it holds when that is
-    // null; neither is owned, unless the context deletes itself when done. DREND_DEFER when the
+    // null. A context in delete-when-done mode owns its walker. DREND_DEFER when the
     // walk is suspended; DREND_ERR without a tag or walker; else the last status met.
     int get_value(dr_context_walker_c* walker);
 
@@ -98,6 +98,12 @@ class dr_tags_access_context_c : public dr_tags_context_c {
     // While set, values are shown as the daemon gives them, without the value map.
     bool raw_values = false;
 
+  protected:
+    // Gives a walker to a context that deletes itself when done, before the walk begins.
+    void own_walker(dr_context_walker_c* walker) { walker_ = walker; }
+    // What a context that deletes itself does with its walker when the walk has ended.
+    virtual void finish_output(dr_context_walker_c& walker);
+
   private:
     bool settle(int status);
     void give_up();
@@ -136,7 +142,7 @@ class dr_tags_access_context_c : public dr_tags_context_c {
 };
 
 // Names in expressions, looked up where a walk is.
-class drend_tags_access_context_value_lookup_c : public drend_value_lookup_c {
+class drend_tags_access_context_value_lookup_c final : public drend_value_lookup_c {
   public:
     explicit drend_tags_access_context_value_lookup_c(dr_tags_access_context_c& context)
         : context_(context) {}

@@ -2,16 +2,7 @@
 
 #include <algorithm>
 
-#include "frame/str_util.h"
 #include "render/dr_tags_access_context.h"
-#include "render/escape.h"
-
-namespace {
-
-const std::string NOTHING;
-const std::string LINE_END = "\n";
-
-} // namespace
 
 dr_xml_cwalker_c::dr_xml_cwalker_c(dr_tags_access_context_c& context, void* peer,
                                    bool wrap_in_data)
@@ -159,8 +150,11 @@ void dr_xml_cwalker_c::print_keys(const drend_tag_object_c* tobj) {
         if (key.owner == tobj && !key.printed) {
             key.printed = true;
             dri_indent(peer_, key.level);
-            send_line(key.tag->open_text(), key.tag->dt_prefix, key.value,
-                      key.tag->close_text());
+            const std::string& opening = key.tag->open_text();
+            const std::string& prefix = key.tag->dt_prefix;
+            send_value_text(peer_, dri_append_xml_escaped,
+                            prefix.empty() ? opening : opening + prefix, key.value,
+                            key.tag->close_text());
         }
     }
 }
@@ -197,29 +191,11 @@ void dr_xml_cwalker_c::push_value_private(const drend_tag_object_c* tobj,
 void dr_xml_cwalker_c::send_value(const drend_tag_c* tag, std::string_view text) {
     if (tag->is_leaf_list_value()) {
         dri_indent(peer_, indent_level());
-        send_line(NOTHING, tag->dt_prefix, text, LINE_END);
+        send_value_text(peer_, dri_append_xml_escaped, tag->dt_prefix, text, "\n");
     } else {
-        send_line(NOTHING, tag->dt_prefix, text, tag->close_text());
+        send_value_text(peer_, dri_append_xml_escaped, tag->dt_prefix, text,
+                        tag->close_text());
     }
-}
-
-// Sends a line with a value in it. A value that would take the line over the limit of a send is cut
-// itself, so that its closing tag stays.
-void dr_xml_cwalker_c::send_line(const std::string& before, const std::string& prefix,
-                                 std::string_view value, const std::string& after) {
-    static constexpr size_t marker_size = sizeof STR_CUT_MARKER - 1;
-    line_.assign(before);
-    line_ += prefix;
-    const size_t head = line_.size();
-    const size_t limit =
-        STR_LIMIT - 1 - std::min<size_t>(STR_LIMIT - 1 - head, after.size());
-    if (!dri_append_xml_escaped(line_, value, limit)) {
-        line_.resize(head);
-        dri_append_xml_escaped(line_, value, std::max(head, limit - marker_size));
-        line_ += STR_CUT_MARKER;
-    }
-    line_ += after;
-    send_text(peer_, line_.c_str());
 }
 
 bool dr_xml_cwalker_c::dont_print_empty_tag(const drend_tag_object_c* tobj) const {

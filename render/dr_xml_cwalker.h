@@ -59,8 +59,6 @@ class dr_xml_cwalker_c : public dr_context_walker_c {
     void flush_tag_stack_buffer();
     void print_keys(const drend_tag_object_c* tobj);
     void send_value(const drend_tag_c* tag, std::string_view text);
-    void send_line(const std::string& before, const std::string& prefix,
-                   std::string_view value, const std::string& after);
     bool dont_print_empty_tag(const drend_tag_object_c* tobj) const;
     void clear_list_key_val(const drend_tag_object_c* tobj);
     void remove_key_val(int level, const drend_tag_object_c* tobj);
@@ -71,5 +69,4 @@ class dr_xml_cwalker_c : public dr_context_walker_c {
     // A stack; records above keys_used_ are kept for their memory.
     std::vector<dr_list_key_val> keys_;
     size_t keys_used_ = 0;
-    std::string line_; // reused for every line that holds a value
 };

@@ -19,9 +19,11 @@ int dr_context_walker_c::send_text(void* peer, const char* text) {
     if (status_ != 0) {
         return status_;
     }
-    if (::drend_send(peer, "%s", text) < 0) {
+    const int sent = ::drend_send(peer, "%s", text);
+    if (sent < 0) {
         status_ = DREND_PEER_LOST;
     }
+    sends_ += sent == 0;
     return status_;
 }
 
@@ -32,6 +34,23 @@ int dr_context_walker_c::drend_send(void* peer, const char* format, ...) {
     sbuf_vappend(text.buf(), format, args);
     va_end(args);
     return send_text(peer, text);
+}
+
+int dr_context_walker_c::send_value_text(void* peer, dri_escaper_t escape,
+                                         std::string_view before, std::string_view value,
+                                         std::string_view after) {
+    static constexpr size_t longest = STR_LIMIT - 1;
+    static constexpr size_t marker_size = sizeof STR_CUT_MARKER - 1;
+    line_.assign(before);
+    const size_t head = std::min(before.size(), longest);
+    const size_t limit = longest - std::min(longest - head, after.size());
+    if (!escape(line_, value, std::max(head, limit))) {
+        line_.resize(head);
+        escape(line_, value, std::max(head, limit - std::min(limit, marker_size)));
+        line_ += STR_CUT_MARKER;
+    }
+    line_ += after;
+    return send_text(peer, line_.c_str());
 }
 
 void dr_context_walker_c::dri_indent(void* peer, int level) {

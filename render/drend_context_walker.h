@@ -11,9 +11,11 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include "definitions/drend_tag_object.h"
 #include "frame/drend_value.h"
+#include "render/escape.h"
 
 class dr_tags_access_context_c;
 
@@ -54,6 +56,10 @@ class dr_context_walker_c {
 
     // 0, or DREND_PEER_LOST once a send has failed.
     int status() const { return status_; }
+    // The number of successful sends.
+    unsigned sends() const { return sends_; }
+    // Ends the output as a failed send would: nothing is sent any more.
+    void peer_is_lost() { status_ = DREND_PEER_LOST; }
 
     bool resumed = false;  // the output continues an earlier slice
     bool deferred = false; // this walker asked for the suspension
@@ -63,6 +69,10 @@ class dr_context_walker_c {
     int drend_send(void* peer, const char* format, ...) DREND_PRINTF(3, 4);
     // Sends a finished text. 0, or DREND_PEER_LOST.
     int send_text(void* peer, const char* text);
+    // Sends `before`, the value as `escape` writes it, and `after` in one send. A value that would
+    // take the text over the limit of a send is cut itself, so that what follows it stays.
+    int send_value_text(void* peer, dri_escaper_t escape, std::string_view before,
+                        std::string_view value, std::string_view after);
     // Sends two blanks for each level.
     void dri_indent(void* peer, int level);
     // Whether a value is printed: false for a zero that its definition suppresses.
@@ -74,4 +84,6 @@ class dr_context_walker_c {
 
   private:
     int status_ = 0;
+    unsigned sends_ = 0;
+    std::string line_; // reused for every text that holds a value
 };

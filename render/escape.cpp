@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdint>
+#include <cstdio>
 
 namespace {
 
@@ -15,6 +16,15 @@ constexpr auto PLAIN_IN_XML = [] {
         plain[c] = c != '&' && c != '<' && c != '>';
     }
     plain['\t'] = plain['\n'] = plain['\r'] = true;
+    return plain;
+}();
+
+// The same inside a JSON string.
+constexpr auto PLAIN_IN_JSON = [] {
+    std::array<bool, 256> plain{};
+    for (unsigned c = 0x20; c < 0x80; ++c) {
+        plain[c] = c != '"' && c != '\\';
+    }
     return plain;
 }();
 
@@ -46,9 +56,13 @@ lead_s classify_lead(uint8_t lead) {
     return {0, 0, 0};
 }
 
-// What stands for the character of `length` bytes (0: an invalid byte) at the beginning of `text`.
-std::string_view xml_form(std::string_view text, unsigned length) {
-    switch (text.front()) {
+// What stands for one character that is not plain. `length` is that of its UTF-8 sequence, 0 for an
+// invalid byte; `scratch` has room for a numbered escape.
+using char_form_t = std::string_view (*)(std::string_view character, unsigned length,
+                                         char (&scratch)[8]);
+
+std::string_view xml_form(std::string_view character, unsigned length, char (&)[8]) {
+    switch (character.front()) {
     case '&':
         return "&amp;";
     case '<':
@@ -58,11 +72,67 @@ std::string_view xml_form(std::string_view text, unsigned length) {
     default:
         break;
     }
-    const std::string_view character = text.substr(0, length);
     // ASCII only gets here when it is a control character; U+FFFE and U+FFFF are no characters.
     const bool forbidden =
         length <= 1 || character == "\xEF\xBF\xBE" || character == "\xEF\xBF\xBF";
     return forbidden ? REPLACEMENT : character;
+}
+
+std::string_view json_form(std::string_view character, unsigned length,
+                           char (&scratch)[8]) {
+    switch (character.front()) {
+    case '"':
+        return "\\\"";
+    case '\\':
+        return "\\\\";
+    case '\b':
+        return "\\b";
+    case '\f':
+        return "\\f";
+    case '\n':
+        return "\\n";
+    case '\r':
+        return "\\r";
+    case '\t':
+        return "\\t";
+    default:
+        break;
+    }
+    if (length == 1) {
+        snprintf(scratch, sizeof scratch, "\\u%04x",
+                 static_cast<unsigned>(character.front()));
+        return scratch;
+    }
+    return length == 0 ? REPLACEMENT : character;
+}
+
+bool append_escaped(std::string& out, std::string_view text, size_t limit,
+                    const std::array<bool, 256>& is_plain, char_form_t form_of) {
+    while (!text.empty()) {
+        size_t plain = 0;
+        while (plain < text.size() && is_plain[static_cast<uint8_t>(text[plain])]) {
+            ++plain;
+        }
+        const size_t room = limit - out.size();
+        out.append(text.data(), plain < room ? plain : room);
+        if (plain > room) {
+            return false;
+        }
+        text.remove_prefix(plain);
+        if (text.empty()) {
+            break;
+        }
+        char scratch[8];
+        const unsigned length = dri_utf8_length(text);
+        const unsigned taken = length == 0 ? 1 : length;
+        const std::string_view form = form_of(text.substr(0, taken), length, scratch);
+        if (out.size() + form.size() > limit) {
+            return false;
+        }
+        out += form;
+        text.remove_prefix(taken);
+    }
+    return true;
 }
 
 } // namespace
@@ -88,27 +158,9 @@ unsigned dri_utf8_length(std::string_view text) {
 }
 
 bool dri_append_xml_escaped(std::string& out, std::string_view text, size_t limit) {
-    while (!text.empty()) {
-        size_t plain = 0;
-        while (plain < text.size() && PLAIN_IN_XML[static_cast<uint8_t>(text[plain])]) {
-            ++plain;
-        }
-        const size_t room = limit - out.size();
-        out.append(text.data(), plain < room ? plain : room);
-        if (plain > room) {
-            return false;
-        }
-        text.remove_prefix(plain);
-        if (text.empty()) {
-            break;
-        }
-        const unsigned length = dri_utf8_length(text);
-        const std::string_view form = xml_form(text, length);
-        if (out.size() + form.size() > limit) {
-            return false;
-        }
-        out += form;
-        text.remove_prefix(length == 0 ? 1 : length);
-    }
-    return true;
+    return append_escaped(out, text, limit, PLAIN_IN_XML, xml_form);
+}
+
+bool dri_append_json_escaped(std::string& out, std::string_view text, size_t limit) {
+    return append_escaped(out, text, limit, PLAIN_IN_JSON, json_form);
 }

@@ -8,9 +8,11 @@
 #include <string>
 #include <string_view>
 
-// Appends `text` as XML character data. Stops before the character that would make `out` longer
-// than `limit` bytes; returns whether all of it was appended.
+// Appends `text` as XML character data, or as the inside of a JSON string. Stops before the
+// character that would make `out` longer than `limit` bytes; returns whether all was appended.
+using dri_escaper_t = bool (*)(std::string& out, std::string_view text, size_t limit);
 bool dri_append_xml_escaped(std::string& out, std::string_view text, size_t limit);
+bool dri_append_json_escaped(std::string& out, std::string_view text, size_t limit);
 
 // The length of the valid UTF-8 sequence at the beginning of `text`, which is not empty; 0 when
 // there is none.

@@ -1,79 +1,47 @@
 #include "service/drend_dump_tags.h"
 
+#include <cstring>
 #include <memory>
 #include <new>
-#include <string>
 #include <utility>
 
-#include "definitions/drend_load.h"
-#include "expr/dri_args.h"
-#include "render/dr_xml_cwalker.h"
+#include "definitions/drend_lookup.h"
 
 namespace {
 
-constexpr char NETCONF_GET[] = "corvane-netconf-get";
-
 // The walk that drend_dump_rpc suspended and nobody has taken yet.
-std::unique_ptr<dr_render_context_c> suspended_rpc;
+dr_render_context_c* suspended_rpc = nullptr;
 
-// Row selectors that select everything, and a doubled slash, say nothing to the walk.
-std::string simplified(std::string filter) {
-    static constexpr std::string_view every_row = "[*]";
-    for (size_t at; (at = filter.find(every_row)) != std::string::npos;) {
-        filter.erase(at, every_row.size());
+dr_request_c* run_request(std::unique_ptr<dr_request_c> request, int format,
+                          const char* args, int* status, bool wrap_in_data,
+                          const char* filter) {
+    if (!request->run(format, args, wrap_in_data, filter)) {
+        *status = 0;
+        return request.release();
     }
-    if (const size_t at = filter.find("//"); at != std::string::npos) {
-        filter.erase(at, 1);
-    }
-    return filter;
-}
-
-} // namespace
-
-dr_tags_access_context_c* dri_dump_tags(void* peer, const drend_tag_c* top_tag,
-                                        const char* args, int* status, bool wrap_in_data,
-                                        const char* filter) {
-    auto context = std::make_unique<dr_tags_access_context_c>(nullptr);
-    context->delete_when_done = 1;
-    dr_str_buf_c given;
-    if (dri_args_find(args, "filter", given) != 0) {
-        given.strip_quotes();
-        filter = given;
-    }
-    auto walker = std::make_unique<dr_xml_cwalker_c>(*context, peer, wrap_in_data);
-    if (filter != nullptr) {
-        context->set_filter(simplified(filter).c_str());
-    }
-    walker->initialize();
-    dri_call_cmd_start(nullptr, "");
-    if (context->push_tag(top_tag) == 0 &&
-        context->get_value(walker.get()) == DREND_DEFER) {
-        walker.release(); // the walk deletes its walker and itself
-        return context.release();
-    }
-    dri_call_cmd_end(top_tag);
-    *status = walker->status();
-    walker->finalize();
+    *status = request->status();
     return nullptr;
 }
 
-int drend_dump_rpc(void* peer, const char* name, const char* argument) {
+int dump_rpc(void* peer, const char* name, const char* argument, bool may_wrap) {
     const drend_tag_c* tag = dri_acquire_command_tag(name);
     if (tag == nullptr) {
         fprintf(stderr, "Invalid top node for rpc '%s'\n", name);
         return 0;
     }
+    const bool wrap_in_data = may_wrap && strcmp(name, DRI_NETCONF_GET) == 0;
     int status = 0;
-    dr_tags_access_context_c* suspended = nullptr;
+    dr_request_c* suspended = nullptr;
     try {
-        suspended = dri_dump_tags(peer, tag, argument, &status,
-                                  std::string_view(name) == NETCONF_GET, nullptr);
+        suspended = dri_dump_tags(peer, tag, DR_FORMAT_XML, argument, &status, wrap_in_data,
+                                  nullptr);
     } catch (const std::bad_alloc&) {
         status = DREND_ERR; // the request ends here, the daemon goes on
     }
-    dri_tags_delete_inuse(tag);
+    dri_release_command_tag(tag);
     if (suspended != nullptr) {
-        suspended_rpc.reset(suspended);
+        suspended->note_suspended();
+        delete std::exchange(suspended_rpc, suspended);
         return DREND_DEFER;
     }
     if (status == DREND_PEER_LOST) {
@@ -82,11 +50,34 @@ int drend_dump_rpc(void* peer, const char* name, const char* argument) {
     return 0;
 }
 
+} // namespace
+
+dr_request_c* dri_dump_tags(void* peer, const drend_tag_c* top_tag, int format,
+                            const char* args, int* status, bool wrap_in_data,
+                            const char* filter) {
+    return run_request(std::make_unique<dr_request_c>(peer, top_tag), format, args, status,
+                       wrap_in_data, filter);
+}
+
+dr_request_c* dri_mgmt_dump_tags(void* peer, const drend_tag_c* top_tag, int format,
+                                 const char* args, int* status, bool wrap_in_data,
+                                 const char* filter) {
+    drend_chars_sent_reset();
+    auto request = std::make_unique<dr_request_c>(peer, top_tag);
+    request->answer_even_when_empty();
+    return run_request(std::move(request), format, args, status, wrap_in_data, filter);
+}
+
+int drend_dump_rpc(void* peer, const char* name, const char* argument) {
+    return dump_rpc(peer, name, argument, true);
+}
+
+int drend_dump_rpc_no_root_data_tag(void* peer, const char* name, const char* argument) {
+    return dump_rpc(peer, name, argument, false);
+}
+
 void* drend_take_suspended_rpc(void) {
-    if (suspended_rpc != nullptr) {
-        suspended_rpc->note_suspended();
-    }
-    return suspended_rpc.release();
+    return std::exchange(suspended_rpc, nullptr);
 }
 
 void drend_drop_walk(void* walk) {

@@ -1,15 +1,20 @@
-// Runs one command for one peer: chooses the output, turns the request's arguments into a filter,
-// walks and cleans up, or hands the suspended walk back.
+// Runs one render command for one peer.
 //
-// Daemon's thread.
+// Daemon's thread. A result that is not null is the suspended walk: it finishes everything itself
+// when it is continued, and belongs to the caller until then.
 #pragma once
 
-#include "definitions/drend_tag.h"
-#include "render/dr_tags_access_context.h"
+#include "service/dr_request.h"
 
-// Null when the command is finished, with its status (0, or DREND_PEER_LOST) stored; else the
-// suspended walk, which finishes everything itself and belongs to the caller until then.
-// `filter` may be null; a filter among the arguments replaces it.
-dr_tags_access_context_c* dri_dump_tags(void* peer, const drend_tag_c* top_tag,
-                                        const char* args, int* status, bool wrap_in_data,
-                                        const char* filter);
+// Null when the command is finished, with `status` 0 or DREND_PEER_LOST. `args` and `filter` may be
+// null; a filter among the arguments replaces `filter`, one derived from the command's input
+// parameters replaces both.
+dr_request_c* dri_dump_tags(void* peer, const drend_tag_c* top_tag, int format,
+                            const char* args, int* status, bool wrap_in_data,
+                            const char* filter);
+
+// The same for requests of the menu, whose peer always gets an answer: the bare code 210 when the
+// command prints nothing.
+dr_request_c* dri_mgmt_dump_tags(void* peer, const drend_tag_c* top_tag, int format,
+                                 const char* args, int* status, bool wrap_in_data,
+                                 const char* filter);

@@ -353,7 +353,7 @@ namespace {
 // Counts up to `limit`; `alive` tells how many exist.
 class counting_iterator_c : public drend_iterator_c {
   public:
-    explicit counting_iterator_c(int limit) : limit_(limit) { ++alive; }
+    explicit counting_iterator_c(int end) : limit_(end) { ++alive; }
     ~counting_iterator_c() override { --alive; }
     void first(dr_meta_context_s*) override { at_ = 0; }
     void next(dr_meta_context_s*) override { ++at_; }

@@ -1,0 +1,171 @@
+#include "render/dr_json_cwalker.h"
+
+#include "render/dr_tags_access_context.h"
+
+namespace {
+
+bool is_list(const drend_tag_object_c* tobj) {
+    return tobj->type() == DT_TYPE_LIST || tobj->type() == DT_TYPE_LEAF_LIST;
+}
+
+} // namespace
+
+int dr_json_cwalker_c::finalize() {
+    if (answer_is_object_) {
+        send_text(peer_, "\n}");
+    }
+    return status() == DREND_PEER_LOST ? 0 : drend_flush(peer_);
+}
+
+// Key leaves that went out ahead of their row, and tags that are for the library's own use.
+bool dr_json_cwalker_c::is_skipped(const drend_tag_object_c* tobj) const {
+    const drend_tag_c* tag = tobj->dto_tag;
+    return tag->is_internal_tag() || (keys_emitted_ && tag->isset_flag(DT_FLAG_KEY));
+}
+
+void dr_json_cwalker_c::push(const drend_tag_object_c* tobj) {
+    if (!is_skipped(tobj)) {
+        push_private(tobj);
+    }
+}
+
+void dr_json_cwalker_c::push_value(const drend_tag_object_c* tobj,
+                                   const dr_value_c& value) {
+    if (!is_skipped(tobj)) {
+        push_value_private(tobj, value);
+    }
+}
+
+void dr_json_cwalker_c::pop(const drend_tag_object_c* tobj) {
+    if (!is_skipped(tobj)) {
+        pop_private(tobj);
+    }
+}
+
+int dr_json_cwalker_c::indent_level() const {
+    return static_cast<int>(levels_.size()) - (answer_is_object_ ? 1 : 0);
+}
+
+bool dr_json_cwalker_c::has_hidden_root() const {
+    const auto bottom = static_cast<unsigned>(context_.tag_depth()) - 1;
+    return context_.get_top_tag(bottom)->dto_tag->is_hidden();
+}
+
+// Opens the object that encloses the whole output, before its first member.
+void dr_json_cwalker_c::open_answer(const drend_tag_object_c* tobj) {
+    if (!levels_.empty()) {
+        return;
+    }
+    if (has_hidden_root()) {
+        send_text(peer_, "{");
+        answer_is_object_ = true;
+        levels_.push_back(EMPTY);
+    } else if (!is_list(tobj)) {
+        send_text(peer_, "{\n");
+    }
+}
+
+// Puts the comma behind the previous member of the current level. Whether there was one.
+bool dr_json_cwalker_c::begin_member() {
+    if (levels_.empty()) {
+        return false;
+    }
+    // The value of a leaf-list's row is an element of the list itself.
+    const bool in_row = levels_.back() == LEAF_LIST_ROW && levels_.size() > 1;
+    level_e& level = levels_[levels_.size() - (in_row ? 2 : 1)];
+    const bool wrote_before = level == WRITTEN;
+    level = WRITTEN;
+    if (wrote_before) {
+        send_text(peer_, ",");
+    }
+    return wrote_before;
+}
+
+void dr_json_cwalker_c::push_private(const drend_tag_object_c* tobj) {
+    if (is_list(tobj)) {
+        open_element(tobj);
+        return;
+    }
+    open_answer(tobj);
+    const bool wrote_before = begin_member();
+    levels_.push_back(EMPTY);
+    if (!tobj->dto_tag->is_leaf_list_value()) {
+        if (levels_.size() > 1 || wrote_before) {
+            send_text(peer_, "\n");
+        }
+        dri_indent(peer_, indent_level());
+        drend_send(peer_, "\"%s\" : ", tobj->name().c_str());
+    }
+    if (tobj->type() != DT_TYPE_LEAF) {
+        send_text(peer_, "{");
+    }
+}
+
+// A row of a list, or the one row that a source with a key has selected.
+void dr_json_cwalker_c::open_element(const drend_tag_object_c* tobj) {
+    if (lists_.empty() || lists_.back().tobj != tobj) {
+        list_start(tobj);
+        lists_.back().is_single_row = true;
+    }
+    if (tobj->type() == DT_TYPE_LEAF_LIST) {
+        levels_.push_back(LEAF_LIST_ROW);
+        return;
+    }
+    begin_member();
+    levels_.push_back(EMPTY);
+    send_text(peer_, "{");
+    emit_keys_for_parent(tobj, this);
+}
+
+void dr_json_cwalker_c::push_value_private(const drend_tag_object_c* tobj,
+                                           const dr_value_c& value) {
+    dr_value_c::scratch_t scratch;
+    std::string_view text;
+    if (!tobj->dto_tag->is_decimal64() && value.get_text(text, scratch)) {
+        send_value_text(peer_, dri_append_json_escaped, "\"", text, "\"");
+    } else {
+        dr_str_buf_c formatted;
+        send_value_text(peer_, dri_append_json_escaped, "\"",
+                        value.get_value_as_string(tobj, formatted.buf()), "\"");
+    }
+}
+
+int dr_json_cwalker_c::pop_private(const drend_tag_object_c* tobj) {
+    if (levels_.empty()) {
+        return 1;
+    }
+    const bool is_object = tobj->type() != DT_TYPE_LEAF &&
+                           tobj->type() != DT_TYPE_LEAF_LIST &&
+                           !tobj->dto_tag->is_leaf_list_value();
+    if (is_object) {
+        send_text(peer_, "\n");
+        dri_indent(peer_, indent_level());
+        send_text(peer_, "}");
+    }
+    levels_.pop_back();
+    if (is_list(tobj)) {
+        if (lists_.back().is_single_row) {
+            list_stop(tobj);
+        }
+    } else if (levels_.empty()) {
+        send_text(peer_, "\n}");
+    }
+    return 0;
+}
+
+void dr_json_cwalker_c::list_start(const drend_tag_object_c* tobj) {
+    open_answer(tobj);
+    begin_member();
+    levels_.push_back(EMPTY);
+    lists_.push_back({tobj, false});
+    send_text(peer_, "\n");
+    dri_indent(peer_, indent_level());
+    drend_send(peer_, "\"%s\" : ", tobj->name().c_str());
+    send_text(peer_, "[");
+}
+
+void dr_json_cwalker_c::list_stop(const drend_tag_object_c* /*tobj*/) {
+    send_text(peer_, "]");
+    levels_.pop_back();
+    lists_.pop_back();
+}

@@ -1,0 +1,62 @@
+// dr_json_cwalker_c: JSON output.
+//
+// Everything is printed when it opens; the comma stack says, for each open object or array, whether
+// something stands in it already:
+//
+//     {  "interfaces" : {  "interface" : [{  "name" : "lo",  "mtu" : "65536"  }, ...
+//     0  1                 2              3
+//
+//  1. Every value is a JSON string, numbers included.
+//  2. Below a hidden root (definitions merged under one name) the answer is one object, which opens
+//     with the first output; nothing is sent when nothing is printed.
+//  3. A command whose own top tag is a list prints that member alone, without an object around it.
+//  4. A row's keys come first. Once keys were printed so, key leaves are skipped where they stand
+//     for the rest of the walk.
+#pragma once
+
+#include <vector>
+
+#include "render/drend_context_walker.h"
+
+class dr_json_cwalker_c : public dr_context_walker_c {
+  public:
+    dr_json_cwalker_c(dr_tags_access_context_c& context, void* peer)
+        : dr_context_walker_c(context), peer_(peer) {}
+
+    int finalize() override;
+    void push(const drend_tag_object_c* tobj) override;
+    void push_value(const drend_tag_object_c* tobj, const dr_value_c& value) override;
+    void push_value_private(const drend_tag_object_c* tobj,
+                            const dr_value_c& value) override;
+    void pop(const drend_tag_object_c* tobj) override;
+    // 1 when nothing is open any more, else 0.
+    int pop_private(const drend_tag_object_c* tobj) override;
+    void push_private(const drend_tag_object_c* tobj) override;
+    void list_start(const drend_tag_object_c* tobj) override;
+    void list_stop(const drend_tag_object_c* tobj) override;
+    int indent_level() const override;
+
+  private:
+    // What an open level has seen so far.
+    enum level_e : char {
+        EMPTY,
+        WRITTEN,       // a member or element stands in it
+        LEAF_LIST_ROW, // a row of a leaf-list, which prints nothing until its value comes
+    };
+
+    bool is_skipped(const drend_tag_object_c* tobj) const;
+    bool has_hidden_root() const;
+    void open_answer(const drend_tag_object_c* tobj);
+    bool begin_member();
+    void open_element(const drend_tag_object_c* tobj);
+
+    void* peer_;
+    std::vector<level_e> levels_;
+    bool answer_is_object_ = false; // the object below a hidden root is open
+    // The lists whose brackets are open, and whether they opened for a single selected row.
+    struct list_s {
+        const drend_tag_object_c* tobj;
+        bool is_single_row;
+    };
+    std::vector<list_s> lists_;
+};
