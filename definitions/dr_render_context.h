@@ -15,6 +15,9 @@ class dr_render_context_c {
     // in delete-when-done mode it is gone then.
     virtual dr_render_context_c* defer_continue() { return nullptr; }
     virtual ~dr_render_context_c();
+    // The peer is gone: ends and deletes this context, at once or, when it is running, as soon as
+    // its slice ends.
+    virtual void abandon() { delete this; }
 
     // Non-zero: the context finalizes and deletes its walker and then itself when its walk ends.
     int delete_when_done = 0;

@@ -18,9 +18,9 @@ enum dt_tag_obj_flag_e : uint32_t {
 
 // What a walk remembers of a container whose kids the daemon names while it is walked.
 struct dr_dynamic_kids_s {
-    const void* inherited_ref = nullptr;        // the row that the container belongs to
-    std::vector<const drend_tag_c*> visited;    // kids that were named
-    bool finished = false;                      // the rest of the kids follow
+    const void* inherited_ref = nullptr;     // the row that the container belongs to
+    std::vector<const drend_tag_c*> visited; // kids that were named
+    bool finished = false;                   // the rest of the kids follow
 };
 
 class drend_tag_object_c : public dr_pooled_c<drend_tag_object_c> {
@@ -47,8 +47,9 @@ class drend_tag_object_c : public dr_pooled_c<drend_tag_object_c> {
     bool isset_flag(uint32_t flags) const { return (dto_flags & flags) != 0; }
 
     const drend_tag_c* dto_tag;
-    drend_tag_c::kids_t::const_iterator dto_kid{};  // the kid being walked
-    const dr_step_filter_s* dto_filter = nullptr;   // the request's filter at this level, or null
+    drend_tag_c::kids_t::const_iterator dto_kid{}; // the kid being walked
+    const dr_step_filter_s* dto_filter =
+        nullptr; // the request's filter at this level, or null
     // What a list procedure may seek by, worked out when the list's walk starts.
     std::unique_ptr<dr_meta_context_c::names_t> dto_filter_names;
 
