@@ -1,0 +1,435 @@
+// Rules of docs/behaviour.md that no subsystem's own test proves.
+
+#include <atomic>
+#include <cstring>
+#include <thread>
+#include <tuple>
+
+#include "definitions/drend_load.h"
+#include "frame/str_util.h"
+#include "render/dr_tags_access_context.h"
+#include "render/dr_xml_cwalker.h"
+#include "render_fixture.h"
+
+namespace {
+
+std::string asked; // what the daemon's procedures were asked, in order
+
+class behaviour_test : public render_test {
+  protected:
+    behaviour_test() { asked.clear(); }
+
+    // A command "c" with these kids below a container "t" with the source "/".
+    void define_kids(const std::string& kids) {
+        define(
+            R"([{"dc_name": "c", "dc_tag": {"dts_name": "t", "dts_source": "/", "dts_kids": [)" +
+            kids + "]}}]");
+    }
+    std::string render_filtered(const std::string& filter) {
+        asked.clear();
+        return render("c", ("filter=\"" + filter + "\"").c_str());
+    }
+};
+
+// A leaf that notes its name; its data is "name=value".
+int read_noted(dr_meta_context_s* ctx, const void* data) {
+    const std::string text = static_cast<const char*>(data);
+    const size_t equals = text.find('=');
+    asked += text.substr(0, equals) + " ";
+    return drend_set_string_value(ctx, text.c_str() + equals + 1);
+}
+
+// A list of one row that notes its steps and what it may seek by.
+int step_noted(dr_meta_context_s* ctx, const void*) {
+    static int row;
+    for (const char* name : {"a", "b"}) {
+        if (const char* text = drend_get_filter_name(ctx, name)) {
+            asked += std::string(name) + "?" + text + " ";
+        }
+    }
+    asked += "list ";
+    const bool given = drend_get_element_ref(ctx) != nullptr;
+    drend_set_element_ref(ctx, given ? nullptr : &row);
+    return given ? DREND_NO_EL : DREND_OK;
+}
+
+int note(dr_meta_context_s*, const void* data) {
+    asked += static_cast<const char*>(data);
+    return DREND_ERR; // the results of enter and exit procedures are not looked at
+}
+
+std::atomic<int> delivered;
+
+int deliver_here(void*, const char*, ...) {
+    ++delivered;
+    return 0;
+}
+
+int deliver_there(void*, const char*, ...) {
+    ++delivered;
+    return 0;
+}
+
+int empty_texts;
+
+int count_empty(void*, const char* format, ...) {
+    va_list args;
+    va_start(args, format);
+    empty_texts += *va_arg(args, const char*) == '\0' ? 1 : 0;
+    va_end(args);
+    return 0;
+}
+
+} // namespace
+
+// --- frame --------------------------------------------------------------------------------
+
+TEST_F(behaviour_test, hooks_may_be_replaced_by_another_thread) {
+    const drend_vsnprintf_t formatter = [](char* out, unsigned size, const char* format,
+                                           va_list args) {
+        return vsnprintf(out, size, format, args);
+    };
+    delivered = 0;
+    drend_set_send_method_w_return(deliver_here);
+    std::atomic<bool> done{false};
+    std::thread setter([&] {
+        for (unsigned i = 0; !done; ++i) {
+            drend_set_send_method_w_return(i % 2 == 0 ? deliver_here : deliver_there);
+            drend_set_vsnprintf(i % 2 == 0 ? nullptr : formatter);
+            drend_set_trace_flag(i % 2);
+            drend_set_debugtrace_cb(nullptr);
+            drend_set_event_context(&done);
+            drend_add_cmd_handlers(nullptr, nullptr, &done);
+            drend_add_walk_handlers(nullptr, nullptr, &done);
+        }
+        drend_set_vsnprintf(nullptr);
+        drend_set_trace_flag(0);
+        drend_set_event_context(nullptr);
+    });
+    drend_add_str_leaf("/a", read_text, "v");
+    define_kids(R"({"dts_name": "a", "dts_type": "leaf", "dts_source": "a"})");
+    for (int i = 0; i < 200; ++i) {
+        render("c");
+    }
+    done = true;
+    setter.join();
+    const int before = delivered.exchange(0);
+    render("c");
+    EXPECT_EQ(before, 200 * delivered);
+}
+
+TEST_F(behaviour_test, a_failing_formatter_adds_only_what_it_wrote) {
+    drend_set_vsnprintf([](char*, unsigned, const char*, va_list) { return -1; });
+    std::string text = "kept";
+    str_append(text, "%s", "lost");
+    drend_set_vsnprintf(nullptr);
+    EXPECT_EQ(text, "kept");
+}
+
+TEST_F(behaviour_test, no_empty_text_is_sent) {
+    empty_texts = 0;
+    drend_set_send_method_w_return(count_empty);
+    drend_add_str_leaf("/a", read_text, "");
+    define_kids(R"({"dts_name": "a", "dts_type": "leaf", "dts_source": "a"})");
+    drend_chars_sent_reset();
+    render("c"); // with elements at the margin, where the indentation is nothing
+    EXPECT_GT(drend_chars_sent_reset(), 0);
+    EXPECT_EQ(empty_texts, 0);
+}
+
+// --- data model ---------------------------------------------------------------------------
+
+TEST_F(behaviour_test, a_source_through_a_list_steps_to_no_row) {
+    drend_add_list("/row", step_noted, nullptr);
+    drend_add_str_leaf(
+        "/row/a",
+        [](dr_meta_context_s* ctx, const void*) {
+            asked += drend_get_element_ref(ctx) == nullptr ? "no row" : "a row";
+            return static_cast<int>(DREND_ERR);
+        },
+        nullptr);
+    define_kids(R"({"dts_name": "a", "dts_type": "leaf", "dts_source": "row/a"})");
+    EXPECT_EQ(render("c"), "");
+    EXPECT_EQ(asked, "no row");
+}
+
+TEST_F(behaviour_test, who_entered_exits) {
+    for (const auto& [path, in, out] :
+         {std::tuple("/x", "+x", "-x"), std::tuple("/x/y", "+y", "-y")}) {
+        drend_add_enter(path, note, in);
+        drend_add_exit(path, note, out);
+    }
+    drend_add_str_leaf("/x/a", read_noted, " a=1");
+    const std::string leaf = R"({"dts_name": "a", "dts_type": "leaf", "dts_source": "a"})";
+    const auto container = [](const std::string& source, const std::string& kids) {
+        return R"({"dts_name": "n", "dts_source": ")" + source + R"(", "dts_kids": [)" +
+               kids + "]}";
+    };
+    define_kids(container("x", container(".", leaf) + "," + container("", leaf) + "," +
+                                   container("y", container("..", leaf)) + "," + leaf));
+    render("c");
+    EXPECT_EQ(asked, "+x a  a +y a -y a -x");
+}
+
+TEST_F(behaviour_test, sources_that_lead_nowhere_leave_their_elements_out) {
+    drend_add_str_leaf("/a", read_text, "1");
+    define(R"([{"dc_name": "c", "dc_tag": {"dts_name": "t", "dts_kids": [
+        {"dts_name": "a", "dts_type": "leaf", "dts_source": "a"},
+        {"dts_name": "b", "dts_type": "leaf", "dts_source": "."},
+        {"dts_name": "l", "dts_type": "list", "dts_source": ".."},
+        {"dts_name": "n", "dts_presence": "yes", "dts_kids": [
+            {"dts_name": "z", "dts_type": "leaf", "dts_source": "z"},
+            {"dts_name": "y", "dts_type": "leaf", "dts_source": "/a"}]}]}}])");
+    EXPECT_EQ(render("c"), "");
+    EXPECT_EQ(render_filtered("/t[a='1']"), ""); // nothing to look a name up in
+}
+
+// --- definitions --------------------------------------------------------------------------
+
+TEST_F(behaviour_test, quotes_in_literals_survive_the_cutting_of_a_filter) {
+    static const std::vector<row_s> rows = {{"it's", 1}, {"say \"x\"", 2}, {"a/b]", 3}};
+    drend_add_list("/row", step_rows, &rows);
+    drend_add_str_leaf("/row/name", read_name, nullptr);
+    drend_add_int32_leaf("/row/number", read_number, nullptr);
+    define_kids(R"({"dts_name": "r", "dts_type": "list", "dts_source": "row", "dts_kids": [
+        {"dts_name": "name", "dts_type": "leaf", "dts_source": "name"},
+        {"dts_name": "number", "dts_type": "leaf", "dts_source": "number"}]})");
+    const struct {
+        const char* argument;
+        const char* number;
+    } cases[] = {{R"(filter="/t/r[name='it\'s']/number")", "1"},
+                 {R"(filter='/t/r[name="it\'s"]/number')", "1"},
+                 {R"(filter="/t/r[name='say \"x\"']/number")", "2"},
+                 {R"(filter="/t/r[name='a/b]']/number")", "3"}};
+    for (const auto& row : cases) {
+        EXPECT_EQ(render("c", row.argument), std::string("<t>\n  <r>\n    <number>") +
+                                                 row.number + "</number>\n  </r>\n</t>\n")
+            << row.argument;
+    }
+}
+
+// --- walk ---------------------------------------------------------------------------------
+
+namespace {
+
+// One row of four noted leaves: a, b, m behind a map that has no answer, d that defers once.
+constexpr char NOTED_ROW[] = R"({"dts_name": "r", "dts_type": "list", "dts_source": "row",
+    "dts_key": ["b a"], "dts_kids": [
+    {"dts_name": "a", "dts_type": "leaf", "dts_source": "a"},
+    {"dts_name": "pick", "dts_type": "choice", "dts_kids": [
+        {"dts_name": "way", "dts_type": "case", "dts_kids": [
+            {"dts_name": "d", "dts_type": "leaf", "dts_source": "d"}]}]},
+    {"dts_name": "b", "dts_type": "leaf", "dts_source": "b"},
+    {"dts_name": "m", "dts_type": "leaf", "dts_source": "m", "dts_map": [["2", "two"]]}]})";
+
+class noted_row_test : public behaviour_test {
+  protected:
+    noted_row_test() {
+        drend_add_list("/row", step_noted, nullptr);
+        drend_add_str_leaf("/row/a", read_noted, "a=1");
+        drend_add_str_leaf("/row/b", read_noted, "b=2");
+        drend_add_str_leaf("/row/m", read_noted, "m=3");
+        drend_add_str_leaf(
+            "/row/d",
+            [](dr_meta_context_s* ctx, const void*) {
+                return asked.find("d ") == std::string::npos ? (asked += "d ", DREND_DEFER)
+                                                             : read_noted(ctx, "d=4");
+            },
+            nullptr);
+        define_kids(NOTED_ROW);
+    }
+};
+
+constexpr char ROW[] =
+    "<t>\n  <r>\n    <b>2</b>\n    <a>1</a>\n        <d>4</d>\n  </r>\n</t>\n";
+
+} // namespace
+
+TEST_F(noted_row_test, keys_are_read_once_ahead_of_a_row_in_their_order) {
+    EXPECT_EQ(render("c"), ROW);
+    EXPECT_EQ(asked, "list b a a d d b m list ");
+}
+
+TEST_F(noted_row_test, look_ups_read_both_operands_and_never_suspend) {
+    const struct {
+        const char* predicate;
+        const char* reads;
+        bool matches;
+    } cases[] = {
+        {"(a='1') or (b='2')", "a b ", true},
+        {"(a='0') and (b='2')", "a b ", false},
+        {"d=''", "d ", true}, // it deferred: no value
+        {"d='4'", "d ", false},
+        {"m='3'", "m ", false}, // no match in its map: no value
+        {"m=''", "m ", true},
+        {"pick=''", "", true}, // no leaf
+    };
+    for (const auto& row : cases) {
+        const std::string text =
+            render_filtered("/t/r[" + std::string(row.predicate) + "]");
+        EXPECT_EQ(!text.empty(), row.matches) << row.predicate;
+        EXPECT_EQ(asked.substr(asked.find("list ") + 5, strlen(row.reads)), row.reads)
+            << row.predicate;
+    }
+}
+
+TEST_F(noted_row_test, a_list_as_a_whole_is_judged_by_its_name_only) {
+    const struct {
+        const char* predicates;
+        const char* until_first_step; // "": the list is not even begun
+    } cases[] = {
+        {"[local_name()='other']", ""},
+        {"[ local_name ( ) = 'other' ]", ""},
+        {"[local_name()='other'][a='1']", ""}, // each on its own
+        {"[(local_name()='other') and (a='1')]", "a?1 list "},
+        {"[local_name()='r']", "list "},
+        {"[a='9'][b='8']", "a?9 b?8 list "},
+        {"[contains(a,'z')]", "list "},
+        {"['']", "list "},
+    };
+    for (const auto& row : cases) {
+        render_filtered("/t/r" + std::string(row.predicates));
+        EXPECT_EQ(asked.substr(0, asked.find("list ") + 5), row.until_first_step)
+            << row.predicates;
+    }
+}
+
+TEST_F(behaviour_test, presence_counts_for_containers_only) {
+    drend_add_list("/row", step_noted, nullptr);
+    drend_add_str_leaf("/no", read_text, "false");
+    define_kids(R"({"dts_name": "r", "dts_type": "list", "dts_source": "row",
+            "dts_presence": "yes", "dts_kids": [
+            {"dts_name": "x", "dts_type": "leaf", "dts_source": "nowhere"}]},
+        {"dts_name": "l", "dts_type": "leaf", "dts_source": "no", "dts_presence": "yes"})");
+    EXPECT_EQ(render("c"), "<t>\n  <l>false</l>\n</t>\n");
+}
+
+TEST_F(behaviour_test, a_dynamic_container_may_mark_its_place_by_rows_of_its_own) {
+    // Ends with DREND_NO_EL, or with the row's own reference: inherited, it marks no place.
+    static bool says_so;
+    static const std::vector<row_s> rows = {
+        {"outer", 1, {{"c", 3}, {"gone", 0}, {"a", 1}}}};
+    drend_add_list("/row", step_rows, &rows);
+    drend_add_cont_cb(
+        "/row/stats",
+        [](dr_meta_context_s* ctx, const void*) {
+            const auto* row = static_cast<row_s*>(drend_get_element_ref_offset(ctx, 1));
+            const auto* at = static_cast<row_s*>(drend_get_element_ref(ctx));
+            const row_s* next = at == row ? row->below.data() : at + 1;
+            if (next == row->below.data() + row->below.size()) {
+                if (says_so) {
+                    return static_cast<int>(DREND_NO_EL);
+                }
+                next = row;
+            }
+            drend_set_attribute_name(ctx, next->name.c_str());
+            drend_set_element_ref(ctx, const_cast<row_s*>(next));
+            return static_cast<int>(DREND_OK);
+        },
+        nullptr);
+    for (const char* leaf : {"a", "b", "c"}) {
+        drend_add_int32_leaf((std::string("/row/stats/") + leaf).c_str(), read_number,
+                             nullptr);
+    }
+    const auto kid = [](const char* name) {
+        return R"({"dts_name": ")" + std::string(name) +
+               R"(", "dts_type": "leaf", "dts_source": ")" + name + R"("})";
+    };
+    define_kids(
+        R"({"dts_name": "r", "dts_type": "list", "dts_source": "row", "dts_kids": [
+        {"dts_name": "s", "dts_source": "stats", "dts_kids": [)" +
+        kid("a") + "," + kid("b") + "," + kid("c") + "," + kid("gone") + "]}]}");
+    for (const bool ending : {false, true}) {
+        says_so = ending;
+        EXPECT_EQ(render("c"), "<t>\n  <r>\n    <s>\n      <c>3</c>\n      <a>1</a>\n"
+                               "      <b>1</b>\n    </s>\n  </r>\n</t>\n");
+    }
+}
+
+TEST_F(behaviour_test, a_walk_keeps_its_walker_and_val_keeps_the_raw_flag) {
+    drend_add_str_leaf("/a", read_text, "1");
+    define_kids(
+        R"({"dts_name": "a", "dts_type": "leaf", "dts_source": "a", "dts_map": [["1", "x"]]})");
+    const drend_tag_c* tag = dri_get_command_tag_by_name("c");
+    dr_tags_access_context_c walk(nullptr);
+    dr_xml_cwalker_c walker(walk, nullptr, false);
+    EXPECT_EQ(walk.get_value(nullptr), DREND_ERR); // no walker
+    EXPECT_EQ(walk.get_value(&walker), DREND_ERR); // no tag
+    walk.push_tag(tag);
+    EXPECT_EQ(walk.get_value(nullptr), DREND_OK);
+    EXPECT_EQ(output.text, "<t>\n  <a>x</a>\n</t>\n");
+
+    ASSERT_EQ(walk.push("a"), DREND_OK);
+    for (const bool raw : {false, true}) {
+        walk.raw_values = raw;
+        dr_str_buf_c text("='a is '+val('.')");
+        EXPECT_EQ(walk.eval_expression(text.buf()), 0);
+        EXPECT_STREQ(text, "a is 1");
+        EXPECT_EQ(walk.raw_values, raw);
+        dr_str_buf_c value;
+        EXPECT_EQ(walk.get_leaf_value("", value), DREND_OK);
+        EXPECT_STREQ(value, raw ? "1" : "x");
+    }
+}
+
+// --- output -------------------------------------------------------------------------------
+
+TEST_F(behaviour_test, a_requested_style_chooses_leaves_and_marks_the_top) {
+    drend_add_str_leaf("/a", read_text, "1");
+    drend_add_str_leaf("/yes", read_text, "true");
+    const auto leaf = [](const char* name, const char* style) {
+        return R"({"dts_name": ")" + std::string(name) +
+               R"(", "dts_type": "leaf", "dts_source": "/a", "dts_style": [)" + style +
+               "]}";
+    };
+    define(
+        R"([{"dc_name": "c", "dc_tag": {"dts_name": "t", "dts_namespace": "xmlns:orvex='u'",
+        "dts_source": "/", "dts_kids": [)" +
+        leaf("always", "") + "," + leaf("short", R"("brief terse")") +
+        R"(,{"dts_name": "p", "dts_source": "/yes", "dts_presence": "yes"},)" +
+        R"({"dts_name": "n", "dts_kids": [)" + leaf("long", R"("detail")") + "]}]}}]");
+    const auto styled = [](const char* style) {
+        output.text.clear();
+        dr_tags_access_context_c walk(nullptr);
+        dr_xml_cwalker_c walker(walk, nullptr, false);
+        walk.requested_style = style;
+        walk.push_tag(dri_get_command_tag_by_name("c"));
+        walk.get_value(&walker);
+        return output.text;
+    };
+    const std::string always = "  <always>1</always>\n";
+    const std::string brief = "  <short>1</short>\n";
+    const std::string present = "  <p>\n  </p>\n";
+    const std::string detail = "  <n>\n    <long>1</long>\n  </n>\n";
+    EXPECT_EQ(styled(""),
+              "<t xmlns:orvex=\"u\">\n" + always + brief + present + detail + "</t>\n");
+    EXPECT_EQ(styled("terse"), "<t orvex:style=\"terse\"  xmlns:orvex=\"u\">\n" + always +
+                                   brief + present + "</t>\n");
+    EXPECT_EQ(styled("detail"), "<t orvex:style=\"detail\"  xmlns:orvex=\"u\">\n" + always +
+                                    present + detail + "</t>\n");
+}
+
+TEST_F(behaviour_test, values_come_out_as_valid_xml) {
+    static const char* text;
+    drend_add_str_leaf("/a", drend_get_str_cb, &text);
+    define_kids(R"({"dts_name": "a", "dts_type": "leaf", "dts_source": "a"})");
+    const std::pair<const char*, const char*> cases[] = {
+        {"a & b < c > d \" '", "a &amp; b &lt; c &gt; d \" '"},
+        {"\t\n\r\x7f", "\t\n\r\x7f"},
+        {"\x01\x0b\x1f", "\uFFFD\uFFFD\uFFFD"},
+        {"\u00e9\u20ac\U0001F600", "\u00e9\u20ac\U0001F600"},
+        {"\xEF\xBF\xBD\xEF\xBF\xBE\xEF\xBF\xBF", "\uFFFD\uFFFD\uFFFD"}, // no characters
+        {"\x80x\xc3", "\uFFFDx\uFFFD"},                   // alone, and cut off
+        {"\xc0\xaf", "\uFFFD\uFFFD"},                     // longer than needed
+        {"\xed\xa0\x80", "\uFFFD\uFFFD\uFFFD"},           // a surrogate
+        {"\xf4\x90\x80\x80", "\uFFFD\uFFFD\uFFFD\uFFFD"}, // beyond Unicode
+        {"\xe2\x82"
+         "A",
+         "\uFFFD\uFFFD"
+         "A"},
+    };
+    for (const auto& [given, shown] : cases) {
+        text = given;
+        EXPECT_EQ(render("c"), "<t>\n  <a>" + std::string(shown) + "</a>\n</t>\n");
+    }
+}
