@@ -225,8 +225,8 @@ class Answers(unittest.TestCase):
         self.assert_agree(
             lambda: fields(tree(answer("corvane-netconf-get")).iterfind(
                 "routing/ribs/rib/routes/route"), "destination-prefix", "route-preference"),
-            lambda: [(target, metric or "0") for target, metric in fields(
-                tree(answer("show-routes")).iterfind("table/route"), "destination", "metric")])
+            lambda: sorted((target, metric or "0") for target, metric in fields(
+                tree(answer("show-routes")).iterfind("table/route"), "destination", "metric")))
 
     def test_the_daemon_itself(self):
         shown = tree(answer("show-daemon"))
