@@ -17,14 +17,24 @@ namespace {
 
 std::string evaluate(const xp_node_c& node, drend_value_lookup_c& lookup);
 
-// What recursion passes through stays small: a text buffer is made in a frame of its own.
+bool is_number(const char* text) {
+    char* end = nullptr;
+    strtol(text, &end, 0);
+    return end != text && *end == '\0';
+}
+
+// A number that is nobody's name stands for itself. What recursion passes through stays small: a text
+// buffer is made in a frame of its own.
 [[gnu::noinline]] std::string value_of(const xp_node_c& node,
                                        drend_value_lookup_c& lookup) {
     if (node.kind == XP_TOKEN_LITERAL) {
         return node.text.c_str();
     }
     dr_str_buf_c value;
-    return lookup.get_value(node.text, value) ? value.c_str() : "";
+    if (lookup.get_value(node.text, value)) {
+        return value.c_str();
+    }
+    return is_number(node.text) ? node.text.c_str() : "";
 }
 
 std::string call(const xp_node_c& node, drend_value_lookup_c& lookup) {

@@ -3,7 +3,8 @@
 // Truth is "true" or "false". An operand of "and" and "or" is false when it is "false", "0" or
 // empty; a whole expression when it is "false" or empty, so that a lone 0 holds. "<" and ">"
 // compare 32-bit numbers, saturated, 0 for what is none; "=" compares texts byte for byte. Both
-// operands are always evaluated. Unknown names and functions give the empty text.
+// operands are always evaluated. Unknown names and functions give the empty text, but a number that
+// is nobody's name stands for itself.
 //
 // A tree that the parser made needs at most 200 KiB of stack (optimised or not, but for
 // sanitizers), besides what the lookup and the C library's regular expressions take. Safe from any
