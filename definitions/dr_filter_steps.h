@@ -5,8 +5,8 @@
 
 #include "definitions/dr_step_filter.h"
 
-// Steps end at every "/", also inside a predicate; a leading one makes no step, a trailing one makes
-// an empty last step. Literals come out in single quotes after a blank, so that a step's text parses
-// back to the same expression. Reading stops, without the step it is in, at an unterminated
+// Steps end at every "/", also inside a predicate; a leading one makes no step, a trailing one
+// makes an empty last step. Literals come out in single quotes after a blank, so that a step's text
+// parses back to the same expression. Reading stops, without the step it is in, at an unterminated
 // literal.
 std::vector<dr_step_filter_s> dri_cut_filter(const char* filter);

@@ -67,7 +67,7 @@ drend_command_c* dri_get_command(unsigned index) {
 
 const char* dri_get_command_string(unsigned index) {
     drend_lock_guard_c guard(dri_definitions_lock());
-    const dr_daemon_context_c* ddaemon_context = dri_current_set();
+    [[maybe_unused]] const dr_daemon_context_c* ddaemon_context = dri_current_set();
     assert(ddaemon_context);
     const drend_command_c* command = dri_get_command(index);
     return command == nullptr ? nullptr : command->dc_name;

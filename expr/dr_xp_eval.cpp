@@ -23,8 +23,8 @@ bool is_number(const char* text) {
     return end != text && *end == '\0';
 }
 
-// A number that is nobody's name stands for itself. What recursion passes through stays small: a text
-// buffer is made in a frame of its own.
+// A number that is nobody's name stands for itself. What recursion passes through stays small: a
+// text buffer is made in a frame of its own.
 [[gnu::noinline]] std::string value_of(const xp_node_c& node,
                                        drend_value_lookup_c& lookup) {
     if (node.kind == XP_TOKEN_LITERAL) {

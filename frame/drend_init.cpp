@@ -1,7 +1,62 @@
 // Start-up: the one file that knows every subsystem.
 
+#include <algorithm>
+#include <cstdlib>
+
 #include "definitions/drend_load.h"
 #include "drend.h"
+#include "orvex_platform/mgmt_sock.h"
+#include "render/dr_deferral.h"
+#include "service/drend_fixed_commands.h"
+#include "service/drend_menu.h"
+
+namespace {
+
+constexpr drend_menu_entry_s DREND_ENTRY = {"drend", "Dynamic rendering commands", 0,
+                                            nullptr, nullptr};
+
+// A copy of the daemon's menu of `count` entries, its terminator included, with the library's entry
+// before the terminator. Null when memory ran out.
+drend_menu_entry_s* extended_menu(const drend_menu_entry_s* menu, unsigned count) {
+    auto* extended = static_cast<drend_menu_entry_s*>(calloc(count + 1, sizeof *menu));
+    if (extended != nullptr) {
+        std::copy(menu, menu + count - 1, extended);
+        extended[count - 1] = DREND_ENTRY;
+    }
+    return extended;
+}
+
+} // namespace
+
+drend_menu_entry_s* drend_init(void* event_context, const drend_menu_entry_s* menu,
+                               int count, const char* load_arg) {
+    drend_set_get_cookie_method(mgmt_sock_get_drend_cookie);
+    drend_set_set_cookie_method(mgmt_sock_set_drend_cookie);
+    drend_set_cleanup_setup_method(mgmt_sock_set_drend_close_method);
+    drend_set_event_context(event_context);
+    drend_init_fixed_commands();
+    drend_set_flush_method(ms_peer_flush);
+    drend_set_peer_close_method(mgmt_sock_close);
+    // A daemon whose definitions fail to load still starts.
+    dri_load_dir(load_arg);
+    dri_schema_merge();
+    const auto entries = static_cast<unsigned>(std::max(count, 1));
+    drend_menu_entry_s* extended = extended_menu(menu, entries);
+    dri_set_eventlib_rescheduler(event_context);
+    if (extended != nullptr) {
+        drend_set_rebuild_menu(dri_rebuild_menu, &extended[entries - 1].submenu);
+        dri_run_menu_rebuild(nullptr);
+    }
+    return extended;
+}
+
+int drend_app_init(const char* load_arg) {
+    if (drend_init_fixed_commands() != 0) {
+        return -1;
+    }
+    const int loaded = dri_load_dir(load_arg);
+    return loaded != 0 ? loaded : dri_schema_merge();
+}
 
 int drend_dir_init(void) {
     if (dri_load_dir(nullptr) != 0 || dri_schema_merge() != 0) {

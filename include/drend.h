@@ -361,14 +361,15 @@ DREND_API extern int af_sock_domain;
 DREND_API int drend_get_cached_cb(dr_meta_context_s* ctx, const void* data);
 
 /*
- * Values of the daemon's own kinds. A handler writes `length` bytes at `data` as text into
- * `out` (sbuf_append and its family). Registering replaces the handler of a kind.
- * drend_set_generic sets the handler's text as the value: 0, or DREND_ERR for a kind
+ * Values of the daemon's own kinds. A handler writes `length` bytes at `data` as text into `out`
+ * with drend_append, which returns 0, or -1 when memory ran out. Registering replaces the handler
+ * of a kind. drend_set_generic sets the handler's text as the value: 0, or DREND_ERR for a kind
  * without a handler.
  */
 typedef struct str_buf_s str_buf_s;
 typedef void (*drend_generic_handler_t)(const void* data, unsigned int length,
                                         str_buf_s* out);
+DREND_API int drend_append(str_buf_s* out, const char* format, ...) DREND_PRINTF(2, 3);
 DREND_API int drend_register_generic_handler(int kind, drend_generic_handler_t handler);
 DREND_API int drend_set_generic(dr_meta_context_s* ctx, int kind, const void* data,
                                 unsigned int length);
@@ -393,7 +394,7 @@ DREND_API extern const double drv_decimal64_range_table[19][2];
  * next one and returns DREND_OK, or sets NULL and returns DREND_NO_EL. Everything below a
  * row inherits its reference. The setter returns 0.
  */
-DREND_API int drend_set_element_ref(dr_meta_context_s* ctx, void* ref);
+DREND_API int drend_set_element_ref(dr_meta_context_s* ctx, const void* ref);
 DREND_API void* drend_get_element_ref(dr_meta_context_s* ctx);
 
 /*
@@ -404,7 +405,7 @@ DREND_API void* drend_get_element_ref(dr_meta_context_s* ctx);
  */
 DREND_API void* drend_get_element_ref_offset(dr_meta_context_s* ctx, unsigned int offset);
 DREND_API int drend_set_element_ref_offset(dr_meta_context_s* ctx, unsigned int offset,
-                                           void* ref);
+                                           const void* ref);
 DREND_API unsigned int drend_get_element_ref_offset_max(dr_meta_context_s* ctx);
 
 /* The same as drend_get_element_ref_offset, for lists driven by an iterator. */
@@ -463,6 +464,36 @@ DREND_API int drend_get_attribute_ref(dr_meta_context_s* ctx, void** ref);
  */
 DREND_API void drend_set_prefix(const char* prefix);
 
+/* An entry of a menu; an all-zero entry ends a menu. */
+typedef struct drend_menu_entry_s {
+    const char* command;
+    const char* help;
+    int subcode;
+    struct drend_menu_entry_s* submenu; /* or NULL */
+    /* Runs the entry, or NULL. `parse_context` belongs to the management socket. */
+    int (*handler)(void* peer, void* parse_context, const char* argument);
+} drend_menu_entry_s;
+
+/*
+ * Starts the library for a daemon with a management socket: installs the socket's cookie, flush
+ * and close methods, loads and merges the definitions, and has suspended output continued when
+ * the loop of `event_context` (an evContext *, kept) is idle. `menu` is the daemon's menu of
+ * `count` entries, the all-zero terminator included; with `count` 0 it may be NULL. `load_arg`
+ * names the application whose definition files are loaded (NULL: all) and must stay valid.
+ *
+ * Returns a copy of the menu with an entry "drend" before the terminator, whose sub-menu holds one
+ * entry for each render command and the fixed commands, and is made anew by the command "reload".
+ * The daemon serves it in place of its own and owns it; it may be freed only at the end of the
+ * process. NULL when memory ran out. A daemon whose definitions do not load still starts.
+ */
+DREND_API drend_menu_entry_s* drend_init(void* event_context,
+                                         const drend_menu_entry_s* menu, int count,
+                                         const char* load_arg);
+
+/* For a daemon without a menu: loads the definitions of application `load_arg` (NULL: all) and
+ * merges them. 0, or -1. `load_arg` must stay valid. */
+DREND_API int drend_app_init(const char* load_arg);
+
 /*
  * Loads every definition file and merges definitions of one name. Returns the number of
  * commands, or -1. Files that are broken are reported on standard error and left out.
@@ -470,8 +501,9 @@ DREND_API void drend_set_prefix(const char* prefix);
 DREND_API int drend_dir_init(void);
 
 /*
- * Called when a command starts, with the path of its top element, and when it ends, with
- * "". NULL removes a handler; both replace earlier ones. Returns 0. Any thread.
+ * `start` is called when a command starts, with "", and before each of its elements is walked, with
+ * the path of the command's top element; `end` when the command ends, with "". NULL removes a
+ * handler; both replace earlier ones. Returns 0. Any thread.
  */
 typedef void (*drend_cmd_handler_t)(const char* command, void* user_data);
 DREND_API int drend_add_cmd_handlers(drend_cmd_handler_t start, drend_cmd_handler_t end,
@@ -500,13 +532,32 @@ DREND_API void* drend_take_suspended_rpc(void);
 /* Ends a suspended walk and gives back what it holds. Nothing for NULL or one that is gone. */
 DREND_API void drend_drop_walk(void* walk);
 
+/*
+ * Runs the menu entry `subcode`: a render command below the number of those, else a fixed command.
+ * The peer always gets an answer: the bare code 210 and a line end when the command printed
+ * nothing, one line of error while an earlier request of the peer is suspended. A suspended walk
+ * becomes the peer's cookie and is handed to the reschedule handler; without one it waits for its
+ * peer to close. Returns 0, DREND_PEER_LOST when a send failed, or -1 for a refused request or an
+ * unknown subcode (one line on standard error).
+ */
+DREND_API int drend_dump_tags(void* peer, unsigned int subcode, const char* argument);
+
+/* Sends every registered path with its kind to `peer`. The result of the last send. */
+DREND_API int drend_dump_schema(void* peer);
+
+/*
+ * Sends every leaf's path and value to `peer`. NULL when it is finished; else the suspended dump,
+ * which is the peer's cookie, belongs to the library and has been handed to the reschedule handler.
+ */
+DREND_API void* drend_dump(void* peer);
+
 /* The message id of the command that owns a path of the merged schema, or -1. Any thread. */
 DREND_API int drend_get_message_id_from_path(const char* path);
 
 /*
- * The daemon that is responsible for a path of the merged schema: the only one, or the first in byte
- * order of several. NULL when there is none (or, for the first function, more than one). The caller
- * frees the text. Any thread.
+ * The daemon that is responsible for a path of the merged schema: the only one, or the first in
+ * byte order of several. NULL when there is none (or, for the first function, more than one). The
+ * caller frees the text. Any thread.
  */
 DREND_API char* drend_get_only_daemon_responsible(const char* path);
 DREND_API char* drend_get_daemon_responsible(const char* path);
@@ -517,6 +568,30 @@ DREND_API void dri_reset_xpath_cache(void);
 /* The texts that truth has in expressions. */
 DREND_API extern const char* const xpath_true;
 DREND_API extern const char* const xpath_false;
+
+/* ---------------------------------------------------------------------------------------- */
+/* The menu                                                                                   */
+/* ---------------------------------------------------------------------------------------- */
+
+/*
+ * Appends `n` entries, which are copied (their texts are not), to the fixed commands of the
+ * "drend" menu. They show after the next rebuild. 0, or -1 with nothing changed when memory ran
+ * out.
+ */
+DREND_API int drend_add_fixed_commands(const drend_menu_entry_s* entries, int n);
+
+/*
+ * The menu by index, for daemons that build theirs themselves: the render commands in load
+ * order, then the fixed commands. Texts beyond the last index are NULL; those of render
+ * commands stay valid until definitions are loaded again. The help of fixed command k stands at
+ * the index k + the number of fixed commands, which is its own index only when there are as
+ * many render commands; NULL elsewhere. The subcode of a render command is its index, that of a
+ * fixed command 0.
+ */
+DREND_API unsigned int drend_menu_get_count(void);
+DREND_API const char* drend_menu_get_command_string(unsigned int index);
+DREND_API const char* drend_menu_get_command_help(unsigned int index);
+DREND_API int drend_menu_get_command_subcode(unsigned int index);
 
 /* ----------------------------------------------------------------------------------------
  */
@@ -560,6 +635,10 @@ drend_set_set_cookie_method(drend_set_cookie_method_t method);
 /* Any thread. */
 DREND_API drend_cleanup_setup_method_t
 drend_set_cleanup_setup_method(drend_cleanup_setup_method_t method);
+/* What is done with the cookie of a peer that closes; NULL, the default, ends the suspended
+ * walk. */
+DREND_API drend_cookie_cleanup_t
+drend_set_cleanup_cookie_method(drend_cookie_cleanup_t method);
 
 #ifdef __cplusplus
 } /* extern "C" */

@@ -266,7 +266,7 @@ int dr_meta_context_c::push_step(const dr_nav_step_c& step, bool call_list,
                                  const void* element_ref) {
     switch (step.kind()) {
     case dr_nav_kind_e::CHILD:
-        return push_child(step, call_list, element_ref);
+        return push_named(step, call_list, element_ref);
     case dr_nav_kind_e::SELF:
         return DREND_OK;
     case dr_nav_kind_e::ROOT:
@@ -285,7 +285,16 @@ int dr_meta_context_c::push_step(const dr_nav_step_c& step, bool call_list,
     return DREND_ERR;
 }
 
-int dr_meta_context_c::push_child(const dr_nav_step_c& step, bool call_list,
+void dr_meta_context_c::push_child(dr_meta_node_c* child, const void* element_ref) {
+    if (child->is_list()) {
+        push_object(child, nullptr);
+        return;
+    }
+    const void* inherited = top_->object.element_ref;
+    push_object(child, inherited != nullptr ? inherited : element_ref);
+}
+
+int dr_meta_context_c::push_named(const dr_nav_step_c& step, bool call_list,
                                   const void* element_ref) {
     if (dri_trace_on(DREND_TRACE_WALK)) {
         drend_debug_trace("DR_TAGS_ACCESS: %s: child %s\n", "push_path",
@@ -295,12 +304,10 @@ int dr_meta_context_c::push_child(const dr_nav_step_c& step, bool call_list,
     if (child == nullptr) {
         return DREND_ERR;
     }
+    push_child(child, element_ref);
     if (!child->is_list()) {
-        const void* inherited = top_->object.element_ref;
-        push_object(child, inherited != nullptr ? inherited : element_ref);
         return DREND_OK;
     }
-    push_object(child, nullptr);
     if (call_list) {
         const names_t outer = filter_names();
         set_filter_names({});

@@ -113,6 +113,8 @@ class dr_meta_context_c : public dr_meta_context_s, public dr_pooled_c<dr_meta_c
     // inherit none; `call_list` makes the first row of each list on the way current.
     int push_path(const char* path, bool call_list, const void* element_ref);
     int push_path(const dr_nav_path_c& path, bool call_list, const void* element_ref);
+    // Moves to a child of the top node; a list's object starts without a row.
+    void push_child(dr_meta_node_c* child, const void* element_ref = nullptr);
     // Drops the top object, if any, without calling anything.
     void pop_object();
 
@@ -137,7 +139,7 @@ class dr_meta_context_c : public dr_meta_context_s, public dr_pooled_c<dr_meta_c
 
     void push_object(dr_meta_node_c* node, const void* element_ref);
     int push_step(const dr_nav_step_c& step, bool call_list, const void* element_ref);
-    int push_child(const dr_nav_step_c& step, bool call_list, const void* element_ref);
+    int push_named(const dr_nav_step_c& step, bool call_list, const void* element_ref);
     int select_row(const dr_nav_key_s& key, const void* element_ref);
     int find_row(dr_meta_node_c* key_leaf, const std::string& wanted);
     int drop_list(int status);

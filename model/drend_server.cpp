@@ -204,6 +204,14 @@ int drend_register_generic_handler(int kind, drend_generic_handler_t handler) {
     return 0;
 }
 
+int drend_append(str_buf_s* out, const char* format, ...) {
+    va_list args;
+    va_start(args, format);
+    const int status = sbuf_vappend(out, format, args);
+    va_end(args);
+    return status;
+}
+
 int drend_set_generic(dr_meta_context_s* ctx, int kind, const void* data,
                       unsigned int length) {
     const auto found = generic_handlers.find(kind);
@@ -223,7 +231,7 @@ int drend_get_skip_if_empty_leaf(void) {
     return skip_if_empty_leaf;
 }
 
-int drend_set_element_ref(dr_meta_context_s* ctx, void* ref) {
+int drend_set_element_ref(dr_meta_context_s* ctx, const void* ref) {
     return drend_set_element_ref_offset(ctx, 0, ref);
 }
 
@@ -231,7 +239,8 @@ void* drend_get_element_ref(dr_meta_context_s* ctx) {
     return drend_get_element_ref_offset(ctx, 0);
 }
 
-int drend_set_element_ref_offset(dr_meta_context_s* ctx, unsigned int offset, void* ref) {
+int drend_set_element_ref_offset(dr_meta_context_s* ctx, unsigned int offset,
+                                 const void* ref) {
     checked(ctx)->set_element_offset(offset, ref);
     return 0;
 }
@@ -258,7 +267,8 @@ int drend_iterator_c_it_cb(dr_meta_context_s* ctx, const void* data) {
     dr_meta_context_c* dmc = checked(ctx);
     auto* current = static_cast<drend_iterator_c*>(drend_get_element_ref(ctx));
     if (current == nullptr) {
-        const auto factory = reinterpret_cast<drend_iterator_factory_t>(data);
+        const auto factory =
+            reinterpret_cast<drend_iterator_factory_t>(const_cast<void*>(data));
         std::shared_ptr<drend_iterator_c> made(
             factory(drend_get_element_ref_offset(ctx, 1)));
         if (made == nullptr) {

@@ -1,6 +1,7 @@
 #include "render/dr_deferral.h"
 
 #include <atomic>
+#include <new>
 
 #include "frame/dr_published.h"
 #include "orvex_platform/eventlib.h"
@@ -20,6 +21,7 @@ dr_published_c<reschedule_s> reschedule;
 std::atomic<drend_get_cookie_method_t> get_cookie_method{nullptr};
 std::atomic<drend_set_cookie_method_t> set_cookie_method{nullptr};
 std::atomic<drend_cleanup_setup_method_t> cleanup_setup_method{nullptr};
+std::atomic<drend_cookie_cleanup_t> cleanup_method{nullptr};
 
 void continue_when_idle(evContext /*loop*/, void* walk, struct timespec /*due*/,
                         struct timespec /*interval*/) {
@@ -55,7 +57,12 @@ int drend_defer_continue(void* walk) {
     if (context == nullptr) {
         return DREND_ERR;
     }
-    dr_render_context_c* again = context->defer_continue();
+    dr_render_context_c* again = nullptr;
+    try {
+        again = context->defer_continue();
+    } catch (const std::bad_alloc&) {
+        delete context; // the request ends here, the daemon goes on
+    }
     if (again == nullptr) {
         return 0;
     }
@@ -76,6 +83,10 @@ drend_set_cleanup_setup_method(drend_cleanup_setup_method_t method) {
     return cleanup_setup_method.exchange(method, std::memory_order_acq_rel);
 }
 
+drend_cookie_cleanup_t drend_set_cleanup_cookie_method(drend_cookie_cleanup_t method) {
+    return cleanup_method.exchange(method, std::memory_order_acq_rel);
+}
+
 void* dri_get_cookie(void* peer) {
     const auto method = get_cookie_method.load(std::memory_order_acquire);
     return method == nullptr ? nullptr : method(peer);
@@ -90,5 +101,13 @@ void dri_set_cookie(void* peer, void* cookie) {
 void dri_set_cookie_cleanup(void* peer, drend_cookie_cleanup_t cleanup) {
     if (const auto method = cleanup_setup_method.load(std::memory_order_acquire)) {
         method(peer, cleanup);
+    }
+}
+
+void dri_cleanup_cookie(void* cookie) {
+    if (const auto method = cleanup_method.load(std::memory_order_acquire)) {
+        method(cookie);
+    } else if (dr_render_context_c* walk = dr_render_context_c::find_suspended(cookie)) {
+        walk->abandon();
     }
 }

@@ -22,3 +22,6 @@ void dri_set_eventlib_rescheduler(void* event_context);
 void* dri_get_cookie(void* peer);
 void dri_set_cookie(void* peer, void* cookie);
 void dri_set_cookie_cleanup(void* peer, drend_cookie_cleanup_t cleanup);
+// What a peer's close does with the cookie: the installed method, or else the end of the suspended
+// walk that the cookie is. A cookie that is no suspended walk (any more) is left alone.
+void dri_cleanup_cookie(void* cookie);

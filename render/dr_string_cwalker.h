@@ -1,5 +1,5 @@
-// dr_string_cwalker_c: text output, one line for each value, labelled with the names of the tags that
-// lead to it:
+// dr_string_cwalker_c: text output, one line for each value, labelled with the names of the tags
+// that lead to it:
 //
 //     interfaces interface name lo
 //     interfaces interface mtu 65536

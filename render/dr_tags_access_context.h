@@ -64,9 +64,9 @@ class dr_tags_access_context_c : public dr_tags_context_c {
     int push_tag(const drend_tag_c* tag);
     // 0, or -1 on the root tag, which stays.
     int pop_tag();
-    // Pushes the tags that a path of kids' names leads through, for a look-up: the step filters stay
-    // where they are. A name that is no kid's is sought below the hidden kids. 0, or DREND_ERR with
-    // nothing pushed.
+    // Pushes the tags that a path of kids' names leads through, for a look-up: the step filters
+    // stay where they are. A name that is no kid's is sought below the hidden kids. 0, or DREND_ERR
+    // with nothing pushed.
     int push(const char* path);
     // Takes back what the last push pushed.
     void pop();
@@ -149,8 +149,8 @@ class drend_tags_access_context_value_lookup_c final : public drend_value_lookup
 
     bool get_value(const char* name, dr_str_buf_c& out) override;
     void get_local_name(dr_str_buf_c& out) override;
-    // Only names whose daemon's leaf is a field of the current row and is shown without a value map,
-    // so that a list procedure may seek by them.
+    // Only names whose daemon's leaf is a field of the current row and is shown without a value
+    // map, so that a list procedure may seek by them.
     bool get_meta_name(const char* name, dr_str_buf_c& out) override;
 
   private:

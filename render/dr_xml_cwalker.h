@@ -1,7 +1,7 @@
 // dr_xml_cwalker_c: XML output.
 //
-// An element that turns out to be empty is never printed: opening tags are held back, in the pending
-// buffer, until something is printed inside them.
+// An element that turns out to be empty is never printed: opening tags are held back, in the
+// pending buffer, until something is printed inside them.
 //
 //     pending   0 <interfaces>   1 <interface> + keys { name = lo }   2 <mtu>
 //     value arrives:  print all of them, outermost first, then the value and </mtu>

@@ -1,8 +1,8 @@
 // Makes the bytes of a daemon's value safe to stand in an output format.
 //
 // Values are untrusted: they may hold markup, control characters or bytes that are no UTF-8. Each
-// byte that is not part of a valid UTF-8 sequence, and each character that the format forbids, comes
-// out as U+FFFD. Thread-safe.
+// byte that is not part of a valid UTF-8 sequence, and each character that the format forbids,
+// comes out as U+FFFD. Thread-safe.
 #pragma once
 
 #include <string>

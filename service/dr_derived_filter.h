@@ -17,6 +17,6 @@ struct dr_request_wish_s {
 // `args` is the request's argument text, not null.
 dr_request_wish_s dri_derive_wish(const drend_tag_c& top_tag, const char* args);
 
-// Takes row selectors that select everything, "[*]", out of a filter and makes its first "//" a "/".
-// Literals are left as they are.
+// Takes row selectors that select everything, "[*]", out of a filter and makes its first "//" a
+// "/". Literals are left as they are.
 std::string dri_simplify_filter(const char* filter);

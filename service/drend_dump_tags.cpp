@@ -81,5 +81,7 @@ void* drend_take_suspended_rpc(void) {
 }
 
 void drend_drop_walk(void* walk) {
-    delete dr_render_context_c::find_suspended(walk);
+    if (dr_render_context_c* suspended = dr_render_context_c::find_suspended(walk)) {
+        suspended->abandon();
+    }
 }

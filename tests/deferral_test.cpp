@@ -1,5 +1,5 @@
-// Suspension and reload: a walk that is suspended anywhere gives the bytes of the uninterrupted one,
-// whatever happens to the definitions meanwhile, and leaves nothing behind.
+// Suspension and reload: a walk that is suspended anywhere gives the bytes of the uninterrupted
+// one, whatever happens to the definitions meanwhile, and leaves nothing behind.
 
 #include <memory>
 

@@ -38,7 +38,7 @@ int step(dr_meta_context_s* ctx, const std::vector<row_s>& rows) {
     const auto* current = static_cast<const row_s*>(drend_get_element_ref(ctx));
     const row_s* next = current == nullptr ? rows.data() : current + 1;
     const bool at_end = next == rows.data() + rows.size();
-    drend_set_element_ref(ctx, at_end ? nullptr : const_cast<row_s*>(next));
+    drend_set_element_ref(ctx, at_end ? nullptr : next);
     return at_end ? DREND_NO_EL : DREND_OK;
 }
 

@@ -1,0 +1,229 @@
+#include "service/drend_dump.h"
+
+#include <memory>
+#include <new>
+
+#include "render/dr_deferral.h"
+
+namespace {
+
+constexpr char END_OF_DUMP[] = "\n\n";
+
+const char* kind_word(dmn_type_e type) {
+    switch (type) {
+    case DMN_TYPE_LEAF:
+        return "leaf";
+    case DMN_TYPE_LIST:
+        return "list";
+    case DMN_TYPE_CONT:
+        return "container";
+    default:
+        return "NA";
+    }
+}
+
+void dump_schema_node(void* peer, const dr_meta_node_c& node, const std::string& prefix) {
+    std::string path = prefix + node.name.c_str();
+    drend_send(peer, "%s  %s \n", path.c_str(), kind_word(node.type));
+    if (node.name.size() != 0) {
+        path += "/";
+    }
+    for (const dr_meta_node_c* child : node.child_list) {
+        dump_schema_node(peer, *child, path);
+    }
+}
+
+int unless_ignored(int status) {
+    return status == DREND_DEFER && dtc_ignore_defer != 0 ? DREND_OK : status;
+}
+
+} // namespace
+
+int dri_dump_schema(void* peer) {
+    dump_schema_node(peer, *dmn_get_root(), "/");
+    return drend_send(peer, "%s", END_OF_DUMP);
+}
+
+int drend_dump_schema(void* peer) {
+    return dri_dump_schema(peer);
+}
+
+dr_render_context_c* dri_dump(void* peer) {
+    auto dump = std::make_unique<dr_mt_dump_context_c>(peer);
+    if (dump->run() != DREND_DEFER) {
+        return nullptr;
+    }
+    dr_mt_dump_context_c* suspended = dump.release();
+    suspended->become_cookie();
+    dri_deferred(suspended);
+    return suspended;
+}
+
+void* drend_dump(void* peer) {
+    try {
+        return dri_dump(peer);
+    } catch (const std::bad_alloc&) {
+        return nullptr; // the request ends here, the daemon goes on
+    }
+}
+
+dr_mt_dump_context_c::dr_mt_dump_context_c(void* peer) : cookie_(peer) {
+    delete_when_done = 1;
+}
+
+dr_mt_dump_context_c::~dr_mt_dump_context_c() {
+    while (const dr_meta_node_c* node = position_.get_top_node()) {
+        position_.call_exit_proc(node->type); // what an abandoned dump is still inside of
+        position_.pop_object();
+    }
+}
+
+int dr_mt_dump_context_c::run() {
+    dri_call_walk_start(&position_);
+    const int status = dump_internal("", "/");
+    if (status != DREND_DEFER) {
+        finish();
+    }
+    return status;
+}
+
+void dr_mt_dump_context_c::finish() {
+    if (!cookie_.is_gone()) {
+        drend_send(cookie_.peer(), "%s", END_OF_DUMP);
+        drend_flush(cookie_.peer());
+    }
+}
+
+dr_mt_dump_context_c* dr_mt_dump_context_c::defer_continue() {
+    is_running_ = true;
+    dri_call_walk_start(&position_);
+    while (!frames_.empty() && !cookie_.is_gone()) {
+        const dr_dump_context_c frame = frames_.back();
+        const int status = resume(frame);
+        if (status == DREND_DEFER && !cookie_.is_gone()) {
+            is_running_ = false;
+            return this;
+        }
+        // A row is left by its list, which goes on with the next one.
+        if (!position_.get_top_object()->is_list_el()) {
+            position_.push_path("..", false, nullptr);
+        }
+    }
+    finish();
+    delete this;
+    return nullptr;
+}
+
+void dr_mt_dump_context_c::abandon() {
+    cookie_.peer_is_gone();
+    if (!is_running_) {
+        delete this;
+    }
+}
+
+// Goes on with the node of a frame after what was suspended inside of it.
+int dr_mt_dump_context_c::resume(const dr_dump_context_c& frame) {
+    switch (frame.kind) {
+    case dr_dump_context_c::LEAF:
+        frames_.pop_back();
+        return dump_leaf(frame.path); // it was suspended by its own procedure
+    case dr_dump_context_c::CONT:
+        ++position_.writable_object(0)->child_pos;
+        return dump_kids_from_here(frame.path);
+    default:
+        return dump_rows(frame.path);
+    }
+}
+
+// Moves to the child `name` ("/": the root), dumps it and moves back.
+int dr_mt_dump_context_c::dump_internal(const std::string& prefix, const char* name) {
+    const dr_meta_node_c* parent = position_.get_top_node();
+    if (parent == nullptr) {
+        position_.push_path(name, false, nullptr);
+    } else {
+        position_.push_child(parent->find_child(name));
+    }
+    const int status = dump_top(prefix + name);
+    if (status != DREND_DEFER) {
+        position_.push_path("..", false, nullptr);
+    }
+    return status;
+}
+
+int dr_mt_dump_context_c::dump_top(const std::string& path) {
+    switch (position_.get_top_object()->type) {
+    case DMN_TYPE_CONT:
+        return dump_kid_values(path);
+    case DMN_TYPE_LIST:
+        return dump_list(path);
+    default:
+        return dump_leaf(path);
+    }
+}
+
+int dr_mt_dump_context_c::dump_kid_values(const std::string& path) {
+    const dr_meta_node_c* node = position_.get_top_node();
+    const std::string prefix = node->name.size() == 0 ? path : path + "/";
+    position_.writable_object(0)->child_pos = position_.get_top_node()->child_list.begin();
+    position_.call_enter_proc(DMN_TYPE_CONT);
+    frames_.push_back({dr_dump_context_c::CONT, prefix});
+    return dump_kids_from_here(prefix);
+}
+
+int dr_mt_dump_context_c::dump_kids_from_here(const std::string& prefix) {
+    int status = DREND_OK;
+    const dr_meta_node_c* node = position_.get_top_node();
+    while (position_.get_top_object()->child_pos != node->child_list.end()) {
+        const dr_meta_node_c* child = *position_.get_top_object()->child_pos;
+        status = dump_internal(prefix, child->name);
+        if (status == DREND_DEFER || cookie_.is_gone()) {
+            return status;
+        }
+        ++position_.writable_object(0)->child_pos;
+    }
+    position_.call_exit_proc(DMN_TYPE_CONT);
+    frames_.pop_back();
+    return status;
+}
+
+int dr_mt_dump_context_c::dump_list(const std::string& path) {
+    frames_.push_back({dr_dump_context_c::LIST, path});
+    position_.set_top_element(nullptr);
+    position_.call_enter_proc(DMN_TYPE_LIST);
+    return dump_rows(path);
+}
+
+int dr_mt_dump_context_c::dump_rows(const std::string& path) {
+    int status = DREND_OK;
+    for (;;) {
+        status = unless_ignored(position_.call_list_proc());
+        const bool has_row = position_.get_element_offset(0) != nullptr;
+        if ((status != DREND_OK && status != DREND_DEFER) || !has_row) {
+            break;
+        }
+        position_.set_top_type(DMN_TYPE_LIST_EL);
+        const int dumped = dump_kid_values(path);
+        if (dumped == DREND_DEFER || status == DREND_DEFER || cookie_.is_gone()) {
+            return DREND_DEFER;
+        }
+    }
+    position_.set_top_type(DMN_TYPE_LIST);
+    position_.call_exit_proc(DMN_TYPE_LIST);
+    frames_.pop_back();
+    return status == DREND_DEFER ? DREND_OK : status;
+}
+
+int dr_mt_dump_context_c::dump_leaf(const std::string& path) {
+    frames_.push_back({dr_dump_context_c::LEAF, path});
+    dr_value_c value;
+    const int status = unless_ignored(position_.call_leaf_proc(value));
+    if (status == DREND_DEFER) {
+        return status;
+    }
+    dr_str_buf_c text;
+    if (status == DREND_OK && value.get_string(text.buf()) == 0) {
+        drend_send(cookie_.peer(), "%-40s  :  [%s]\n", path.c_str(), text.c_str());
+    }
+    frames_.pop_back();
+    return status;
+}

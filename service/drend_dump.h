@@ -1,0 +1,57 @@
+// The diagnostic dumps of the daemon's data model: its schema, and the values of all leaves.
+//
+// Neither uses definitions. The value dump is a walk of its own over the meta tree, suspended and
+// resumed like any other. Daemon's thread. drend_dump_schema and drend_dump (drend.h) are these.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "definitions/dr_render_context.h"
+#include "frame/drend_value.h"
+#include "model/dr_meta_context.h"
+#include "service/dr_peer_cookie.h"
+
+// Sends every registered path with its kind, then "\n\n". The result of the last send.
+int dri_dump_schema(void* peer);
+
+// Sends every leaf's path and value, then "\n\n". Null when it is finished; else the suspended dump,
+// which is handed to the reschedule handler, is the peer's cookie and ends itself.
+dr_render_context_c* dri_dump(void* peer);
+
+// One node that the dump is inside of.
+struct dr_dump_context_c {
+    enum kind_e : int { LEAF = 1, CONT = 2, LIST = 3 };
+
+    int kind;
+    std::string path;
+};
+
+class dr_mt_dump_context_c final : public dr_render_context_c {
+  public:
+    explicit dr_mt_dump_context_c(void* peer);
+    ~dr_mt_dump_context_c() override;
+
+    // Dumps everything. DREND_DEFER when it was suspended.
+    int run();
+    void become_cookie() { cookie_.take(this); }
+
+    dr_mt_dump_context_c* defer_continue() override;
+    void abandon() override;
+
+  private:
+    int dump_internal(const std::string& prefix, const char* name);
+    int dump_top(const std::string& path);
+    int dump_kid_values(const std::string& path);
+    int dump_kids_from_here(const std::string& prefix);
+    int dump_list(const std::string& path);
+    int dump_rows(const std::string& path);
+    int dump_leaf(const std::string& path);
+    int resume(const dr_dump_context_c& frame);
+    void finish();
+
+    dr_peer_cookie_c cookie_;
+    dr_meta_context_c position_;
+    std::vector<dr_dump_context_c> frames_; // deepest last
+    bool is_running_ = false;
+};

@@ -1,0 +1,113 @@
+#include "service/drend_fixed_commands.h"
+
+#include <cstring>
+#include <iterator>
+#include <new>
+
+#include "definitions/drend_load.h"
+#include "frame/dr_str_buf.h"
+#include "frame/drend_lock.h"
+#include "service/drend_dump.h"
+#include "service/drend_menu.h"
+
+namespace {
+
+struct fixed_table_s {
+    drend_lock_c lock;
+    std::vector<drend_menu_entry_s> entries;
+};
+
+fixed_table_s& table() {
+    static fixed_table_s fixed;
+    return fixed;
+}
+
+int run_dump_schema(void* peer, void*, const char*) {
+    dri_dump_schema(peer);
+    return 0;
+}
+
+int run_dump(void* peer, void*, const char*) {
+    dri_dump(peer);
+    return 0;
+}
+
+int run_dump_render_tree(void* peer, void*, const char* argument) {
+    const bool is_named = argument != nullptr && *argument != '\0';
+    dri_dump_render_tree(peer, is_named ? argument : nullptr);
+    return 0;
+}
+
+int run_xwalker(void* peer, void*, const char*) {
+    drend_send(peer, "xwalker is not available\n");
+    return 0;
+}
+
+int run_reload(void* peer, void*, const char*) {
+    const int reloaded = dri_reload_json();
+    const int rebuilt = dri_run_menu_rebuild(peer);
+    const bool failed = reloaded != 0 || rebuilt != 0;
+    drend_send(peer, "%s", failed ? "error reloading\n" : "finish reloading\n");
+    return rebuilt;
+}
+
+constexpr drend_menu_entry_s OWN_COMMANDS[] = {
+    {"dump-schema", "Dump the dynamic rendering schema", 0, nullptr, run_dump_schema},
+    {"dump", "Dump the values of all objects modeled by dynamic rendering", 0, nullptr,
+     run_dump},
+    {"dump-render-tree", "Dump the render tag tree", 0, nullptr, run_dump_render_tree},
+    {"xwalker", "eXternal Walker", 0, nullptr, run_xwalker},
+    {"reload", "Reloads json files", 0, nullptr, run_reload},
+};
+
+// Appends entries, or leaves the table as it was and returns -1.
+int append(const drend_menu_entry_s* first, const drend_menu_entry_s* last) {
+    try {
+        table().entries.insert(table().entries.end(), first, last);
+        return 0;
+    } catch (const std::bad_alloc&) {
+        return -1;
+    }
+}
+
+} // namespace
+
+int drend_init_fixed_commands() {
+    drend_lock_guard_c guard(table().lock);
+    return table().entries.empty()
+               ? append(std::begin(OWN_COMMANDS), std::end(OWN_COMMANDS))
+               : 0;
+}
+
+int drend_add_fixed_commands(const drend_menu_entry_s* entries, int n) {
+    drend_lock_guard_c guard(table().lock);
+    return drend_init_fixed_commands() != 0 || n < 0 ? -1 : append(entries, entries + n);
+}
+
+unsigned dri_fixed_count() {
+    return static_cast<unsigned>(table().entries.size());
+}
+
+const drend_menu_entry_s& dri_fixed_command(unsigned index) {
+    return table().entries[index];
+}
+
+std::vector<drend_menu_entry_s> dri_copy_fixed_commands() {
+    drend_lock_guard_c guard(table().lock);
+    return table().entries;
+}
+
+int dri_menu_call_fixed_command_function(void* peer, const char* name,
+                                         str_buf_s* argument) {
+    dr_str_buf_c text;
+    if (argument != nullptr) {
+        text = argument;
+    }
+    for (const drend_menu_entry_s& entry : dri_copy_fixed_commands()) {
+        if (strcmp(entry.command, name) == 0) {
+            return entry.handler(peer, nullptr,
+                                 argument == nullptr ? nullptr : text.c_str());
+        }
+    }
+    return -1;
+}

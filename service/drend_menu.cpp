@@ -1,0 +1,205 @@
+#include "service/drend_menu.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <new>
+#include <utility>
+
+#include "definitions/dr_current_set.h"
+#include "definitions/drend_lookup.h"
+#include "frame/drend_hooks.h"
+#include "orvex_platform/mgmt_sock.h"
+#include "service/drend_dump_tags.h"
+#include "service/drend_fixed_commands.h"
+
+namespace {
+
+constexpr char BUSY[] = "error: a request of this peer is still being answered\n";
+
+// Replaced sub-menus, by the place that they were replaced at; one each is kept.
+struct replaced_menu_s {
+    void* submenu;
+    drend_menu_entry_s* entries;
+};
+std::vector<replaced_menu_s> replaced_menus;
+
+void keep_until_next_rebuild(void* submenu, drend_menu_entry_s* entries) {
+    for (replaced_menu_s& kept : replaced_menus) {
+        if (kept.submenu == submenu) {
+            free(std::exchange(kept.entries, entries));
+            return;
+        }
+    }
+    replaced_menus.push_back({submenu, entries});
+}
+
+unsigned loaded_count() {
+    drend_lock_guard_c guard(dri_definitions_lock());
+    return dri_current_set() == nullptr ? 0 : dri_get_count();
+}
+
+// A menu in one block of memory: the entries, a terminator, and the texts that they point to.
+drend_menu_entry_s* make_menu(const std::vector<drend_menu_entry_s>& entries) {
+    size_t size = (entries.size() + 1) * sizeof(drend_menu_entry_s);
+    for (const drend_menu_entry_s& entry : entries) {
+        size += strlen(entry.command) + strlen(entry.help) + 2;
+    }
+    auto* menu = static_cast<drend_menu_entry_s*>(calloc(1, size));
+    if (menu == nullptr) {
+        return nullptr;
+    }
+    auto* texts = reinterpret_cast<char*>(menu + entries.size() + 1);
+    drend_menu_entry_s* at = menu;
+    for (const drend_menu_entry_s& entry : entries) {
+        *at = entry;
+        at->command = texts;
+        texts = stpcpy(texts, entry.command) + 1;
+        at->help = texts;
+        texts = stpcpy(texts, entry.help) + 1;
+        ++at;
+    }
+    return menu;
+}
+
+drend_menu_entry_s* make_drend_menu() {
+    // The texts of the render commands stay while their set is current.
+    drend_lock_guard_c guard(dri_definitions_lock());
+    std::vector<drend_menu_entry_s> entries(loaded_count());
+    dri_append_parse_menu(entries.data(), static_cast<unsigned>(entries.size()));
+    for (const drend_menu_entry_s& fixed : dri_copy_fixed_commands()) {
+        entries.push_back(fixed);
+    }
+    return make_menu(entries);
+}
+
+void close_peer_walk(void* cookie) {
+    dri_cleanup_cookie(cookie);
+}
+
+int report_subcode(const char* format, unsigned subcode) {
+    fprintf(stderr, format, subcode);
+    return -1;
+}
+
+int run_render_command(void* peer, void* parse_context, const char* argument) {
+    const auto subcode = static_cast<unsigned>(ms_parse_get_subcode(parse_context));
+    mgmt_sock_set_drend_close_method(peer, close_peer_walk);
+    if (dri_get_command_tag(subcode) == nullptr) {
+        return report_subcode("Invalid top node for subcode '%d'\n", subcode);
+    }
+    return drend_dump_tags(peer, subcode, argument);
+}
+
+// Renders a command that is in use for the length of this call.
+int dump_command(void* peer, const drend_tag_c* tag, bool is_get, const char* argument) {
+    int status = 0;
+    dr_request_c* suspended = nullptr;
+    try {
+        suspended = dri_mgmt_dump_tags(peer, tag, DR_FORMAT_XML, argument, &status, is_get,
+                                       nullptr);
+    } catch (const std::bad_alloc&) {
+        return DREND_ERR; // the request ends here, the daemon goes on
+    }
+    if (suspended != nullptr) {
+        suspended->become_cookie();
+        dri_deferred(suspended);
+    }
+    return status;
+}
+
+} // namespace
+
+// --- the sub-menu -------------------------------------------------------------------------
+
+int dri_append_parse_menu(drend_menu_entry_s* entries, unsigned n) {
+    const unsigned count = std::min(n, loaded_count());
+    for (unsigned i = 0; i < count; ++i) {
+        entries[i] = {dri_get_command_string(i), dri_get_command_help(i),
+                      static_cast<int>(i), nullptr, run_render_command};
+    }
+    return 0;
+}
+
+void dri_rebuild_menu(void* submenu) {
+    if (submenu == nullptr) {
+        return;
+    }
+    try {
+        if (drend_menu_entry_s* menu = make_drend_menu()) {
+            auto** place = static_cast<drend_menu_entry_s**>(submenu);
+            keep_until_next_rebuild(submenu, std::exchange(*place, menu));
+        }
+    } catch (const std::bad_alloc&) {
+        return; // the menu stays as it is
+    }
+}
+
+int dri_run_menu_rebuild(void* peer) {
+    if (!dri_call_rebuild_menu()) {
+        drend_send(peer, "Missing rebuild_menu_fn");
+        return -1;
+    }
+    return 0;
+}
+
+// --- running an entry -----------------------------------------------------------------------
+
+int drend_dump_tags(void* peer, unsigned int subcode, const char* argument) {
+    if (subcode >= drend_menu_get_count()) {
+        return report_subcode("drend:subcode out of range '%d'\n", subcode);
+    }
+    if (dr_render_context_c::find_suspended(dri_get_cookie(peer)) != nullptr) {
+        drend_send(peer, BUSY);
+        return -1;
+    }
+    const unsigned rendered = loaded_count();
+    if (subcode >= rendered) {
+        dri_fixed_command(subcode - rendered).handler(peer, nullptr, argument);
+        return 0;
+    }
+    const drend_tag_c* tag = nullptr;
+    bool is_get = false;
+    {
+        drend_lock_guard_c guard(dri_definitions_lock());
+        tag = dri_acquire_command_tag(subcode);
+        is_get =
+            tag != nullptr && strcmp(dri_get_command_string(subcode), DRI_NETCONF_GET) == 0;
+    }
+    if (tag == nullptr) {
+        return report_subcode("Invalid top node for subcode '%d'\n", subcode);
+    }
+    const int status = dump_command(peer, tag, is_get, argument);
+    dri_release_command_tag(tag);
+    return status;
+}
+
+// --- queries ------------------------------------------------------------------------------
+
+unsigned int drend_menu_get_count(void) {
+    return loaded_count() + dri_fixed_count();
+}
+
+const char* drend_menu_get_command_string(unsigned int index) {
+    const unsigned rendered = loaded_count();
+    if (index < rendered) {
+        return dri_get_command_string(index);
+    }
+    return index < drend_menu_get_count() ? dri_fixed_command(index - rendered).command
+                                          : nullptr;
+}
+
+const char* drend_menu_get_command_help(unsigned int index) {
+    if (index < loaded_count()) {
+        return dri_get_command_help(index);
+    }
+    // Counted back by the number of fixed commands, not by that of the render commands: the two
+    // queries agree only when both numbers are equal.
+    const unsigned fixed = index - dri_fixed_count();
+    return index < drend_menu_get_count() && fixed < dri_fixed_count()
+               ? dri_fixed_command(fixed).help
+               : nullptr;
+}
+
+int drend_menu_get_command_subcode(unsigned int index) {
+    return index < loaded_count() ? static_cast<int>(index) : 0;
+}
