@@ -15,8 +15,8 @@
 // Sends every registered path with its kind, then "\n\n". The result of the last send.
 int dri_dump_schema(void* peer);
 
-// Sends every leaf's path and value, then "\n\n". Null when it is finished; else the suspended dump,
-// which is handed to the reschedule handler, is the peer's cookie and ends itself.
+// Sends every leaf's path and value, then "\n\n". Null when it is finished; else the suspended
+// dump, which is handed to the reschedule handler, is the peer's cookie and ends itself.
 dr_render_context_c* dri_dump(void* peer);
 
 // One node that the dump is inside of.
