@@ -14,8 +14,10 @@
 namespace {
 
 constexpr size_t PATTERN_MAX = 1024;
-constexpr size_t EXPANDED_MAX = 512;
-constexpr size_t BRANCHES_MAX = 4;
+constexpr size_t SIZE_MAX_PLAIN = 512;
+// With inner anchors, what these limit takes exponential time to compile.
+constexpr size_t SIZE_MAX_ANCHORED = 128;
+constexpr size_t ANCHORS_MAX = 16;
 constexpr size_t CACHE_ENTRIES = 1024;
 constexpr size_t CACHE_MEMORY = 64 * 1024 * 1024;
 
@@ -27,15 +29,16 @@ class pattern_scan_c {
     // False when the pattern is malformed or asks for too much.
     bool acceptable() {
         while (at_ < pattern_.size()) {
-            if (!token() || total_.size > EXPANDED_MAX) {
+            if (!token() || total_.size > SIZE_MAX_PLAIN) {
                 return false;
             }
         }
-        if (has_alternatives_) {
-            inner_anchor_ = inner_anchor_ || at_front_ || at_end_;
-            at_front_ = at_end_ = false;
-        }
-        return groups_.empty() && (!inner_anchor_ || total_.branches <= BRANCHES_MAX);
+        // An alternative's anchors bind that alone; of two in a row the inner one is an ordinary
+        // character, which it would not be any more without the outer one.
+        at_front_ = at_front_ && !has_alternatives_ && !pattern_.starts_with("^^");
+        at_end_ = at_end_ && !has_alternatives_ && !pattern_.ends_with("$$");
+        return groups_.empty() &&
+               inner_anchors_acceptable(total_.anchors - at_front_ - at_end_);
     }
 
     // The pattern holds for the first byte on, or up to the last one.
@@ -51,8 +54,14 @@ class pattern_scan_c {
   private:
     struct measure_s {
         size_t size = 0;
-        size_t branches = 0; // alternatives and repetitions of groups
+        size_t repeated_groups = 0;
+        size_t anchors = 0; // or characters that might be some
     };
+
+    bool inner_anchors_acceptable(size_t count) const {
+        return count == 0 || (count <= ANCHORS_MAX && total_.size <= SIZE_MAX_ANCHORED &&
+                              total_.repeated_groups == 0);
+    }
 
     bool token() {
         const char c = pattern_[at_++];
@@ -64,13 +73,14 @@ class pattern_scan_c {
         case '*':
             return repeat(1);
         case '^':
-            (at_ == 1 ? at_front_ : inner_anchor_) = true;
-            break;
+            at_front_ = at_front_ || at_ == 1;
+            return anchor();
         case '$':
-            (at_ == pattern_.size() ? at_end_ : inner_anchor_) = true;
-            break;
+            at_end_ = at_ == pattern_.size();
+            return anchor();
+        default:
+            return item();
         }
-        return item();
     }
 
     bool escape(char c) {
@@ -82,7 +92,6 @@ class pattern_scan_c {
             return close_group();
         case '|':
             has_alternatives_ = has_alternatives_ || groups_.empty();
-            ++total_.branches;
             return item();
         case '+':
             return repeat(2); // compiled as one item and a repeated one
@@ -90,8 +99,14 @@ class pattern_scan_c {
             return repeat(1);
         case '{':
             return interval();
+        case 'b':
+        case 'B':
+        case '<':
+        case '>':
+        case '`':
+        case '\'':
+            return anchor();
         default:
-            inner_anchor_ = inner_anchor_ || std::string_view("bB<>`'").find(c) != npos;
             return item() && (c < '1' || c > '9');
         }
     }
@@ -100,6 +115,12 @@ class pattern_scan_c {
         last_ = total_;
         last_is_single_ = true;
         ++total_.size;
+        return true;
+    }
+
+    bool anchor() {
+        item();
+        ++total_.anchors;
         return true;
     }
 
@@ -157,11 +178,10 @@ class pattern_scan_c {
     // The last item or group is compiled `times` times over.
     bool repeat(size_t times) {
         times = std::max<size_t>(times, 1);
-        const size_t size = total_.size - last_.size;
-        const size_t branches =
-            total_.branches - last_.branches + (last_is_single_ ? 0 : 1);
-        total_.size = last_.size + std::max<size_t>(size, 1) * times;
-        total_.branches = last_.branches + branches * times;
+        const size_t more = times - 1;
+        total_.size += std::max<size_t>(total_.size - last_.size, 1) * more;
+        total_.anchors += (total_.anchors - last_.anchors) * more;
+        total_.repeated_groups += last_is_single_ ? 0 : 1;
         last_is_single_ = false;
         return true;
     }
@@ -175,7 +195,6 @@ class pattern_scan_c {
     measure_s last_; // what was measured before the last item or group
     bool last_is_single_ = true;
     bool has_alternatives_ = false; // outside every group
-    bool inner_anchor_ = false;
     bool at_front_ = false;
     bool at_end_ = false;
 };

@@ -4,10 +4,10 @@
 // patterns, and its search starts anew at every byte of the text. Therefore
 //
 //  1. a pattern is measured before it is compiled. It matches nothing when it is longer than
-//     1,024 bytes, holds a back-reference, is larger than 512 characters once its intervals are
-//     written out, or combines an anchor other than one ^ in front and one $ at the end (of a
-//     pattern without alternatives outside parentheses) with more than 4 alternatives and
-//     repeated groups; nor does one that does not compile match anything;
+//     1,024 bytes, holds a back-reference or is larger than 512 characters once its intervals are
+//     written out; nor does one that does not compile. One ^ in front and one $ at the end (of a
+//     pattern without alternatives outside parentheses) are free; with other anchors it is 128
+//     characters, 16 anchors and no repeated group;
 //  2. a search is a single match of ".*" and the pattern, from the first byte on;
 //  3. compiled patterns, which keep every state that a text took them through, are kept up to a
 //     number of 1,024 and an estimated 64 MiB and are then all forgotten. A text for which that
