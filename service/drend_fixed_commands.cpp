@@ -22,28 +22,28 @@ fixed_table_s& table() {
     return fixed;
 }
 
-int run_dump_schema(void* peer, void*, const char*) {
+int dump_schema(void* peer, const char* /*argument*/) {
     dri_dump_schema(peer);
     return 0;
 }
 
-int run_dump(void* peer, void*, const char*) {
-    dri_dump(peer);
+int dump_values(void* peer, const char* /*argument*/) {
+    drend_dump(peer);
     return 0;
 }
 
-int run_dump_render_tree(void* peer, void*, const char* argument) {
+int dump_render_tree(void* peer, const char* argument) {
     const bool is_named = argument != nullptr && *argument != '\0';
     dri_dump_render_tree(peer, is_named ? argument : nullptr);
     return 0;
 }
 
-int run_xwalker(void* peer, void*, const char*) {
+int say_no_xwalker(void* peer, const char* /*argument*/) {
     drend_send(peer, "xwalker is not available\n");
     return 0;
 }
 
-int run_reload(void* peer, void*, const char*) {
+int reload(void* peer, const char* /*argument*/) {
     const int reloaded = dri_reload_json();
     const int rebuilt = dri_run_menu_rebuild(peer);
     const bool failed = reloaded != 0 || rebuilt != 0;
@@ -51,13 +51,19 @@ int run_reload(void* peer, void*, const char*) {
     return rebuilt;
 }
 
+// The menu's handler of one of the commands above.
+template <int (*Run)(void* peer, const char* argument)>
+int handle(void* peer, void* /*parse_context*/, const char* argument) {
+    return dri_refuse_while_answering(peer) ? -1 : Run(peer, argument);
+}
+
 constexpr drend_menu_entry_s OWN_COMMANDS[] = {
-    {"dump-schema", "Dump the dynamic rendering schema", 0, nullptr, run_dump_schema},
+    {"dump-schema", "Dump the dynamic rendering schema", 0, nullptr, handle<dump_schema>},
     {"dump", "Dump the values of all objects modeled by dynamic rendering", 0, nullptr,
-     run_dump},
-    {"dump-render-tree", "Dump the render tag tree", 0, nullptr, run_dump_render_tree},
-    {"xwalker", "eXternal Walker", 0, nullptr, run_xwalker},
-    {"reload", "Reloads json files", 0, nullptr, run_reload},
+     handle<dump_values>},
+    {"dump-render-tree", "Dump the render tag tree", 0, nullptr, handle<dump_render_tree>},
+    {"xwalker", "eXternal Walker", 0, nullptr, handle<say_no_xwalker>},
+    {"reload", "Reloads json files", 0, nullptr, handle<reload>},
 };
 
 // Appends entries, or leaves the table as it was and returns -1.

@@ -144,12 +144,19 @@ int dri_run_menu_rebuild(void* peer) {
 
 // --- running an entry -----------------------------------------------------------------------
 
+bool dri_refuse_while_answering(void* peer) {
+    if (dr_render_context_c::find_suspended(dri_get_cookie(peer)) == nullptr) {
+        return false;
+    }
+    drend_send(peer, BUSY);
+    return true;
+}
+
 int drend_dump_tags(void* peer, unsigned int subcode, const char* argument) {
     if (subcode >= drend_menu_get_count()) {
         return report_subcode("drend:subcode out of range '%d'\n", subcode);
     }
-    if (dr_render_context_c::find_suspended(dri_get_cookie(peer)) != nullptr) {
-        drend_send(peer, BUSY);
+    if (dri_refuse_while_answering(peer)) {
         return -1;
     }
     const unsigned rendered = loaded_count();

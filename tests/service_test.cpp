@@ -1,0 +1,363 @@
+// The daemon's view of a running library: start-up, menu, requests by entry, dumps, look-ups.
+
+#include <gmock/gmock.h>
+
+#include "definitions/drend_lookup.h"
+#include "model/drend_meta_tree.h"
+#include "orvex_platform/mgmt_sock.h"
+#include "render/dr_deferral.h"
+#include "render_fixture.h"
+#include "service/drend_fixed_commands.h"
+#include "service/drend_menu.h"
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+namespace {
+
+const std::vector<row_s> ROWS = {{"a", 1, {{"x", 11}}}, {"b", 2, {{"y", 12}}}};
+
+// Walks handed over for continuing; run_idle continues them as an idle loop would.
+std::vector<void*> waiting;
+
+bool suspend_rows = false;
+
+class service_test : public render_test {
+  protected:
+    service_test() : peer_(mgmt_sock_open_local(stdout)) {
+        waiting.clear();
+        suspend_rows = false;
+        drend_add_list("/t/row", step_rows, &ROWS);
+        drend_add_str_leaf("/t/row/name", read_name, nullptr);
+        drend_add_list("/t/row/below", step_rows_below, nullptr);
+        drend_add_int32_leaf("/t/row/below/number", read_number, nullptr);
+        drend_add_walk_handlers(
+            nullptr, [](dr_meta_context_s*, void*) { return suspend_rows ? 1 : 0; },
+            nullptr);
+        define(R"([{"dc_name": "rows", "dc_help": "Shows rows", "dc_app_name": "rowd",
+            "dc_message_id": 7, "dc_tag": {"dts_name": "t", "dts_source": "/t", "dts_kids": [
+            {"dts_name": "row", "dts_type": "list", "dts_source": "row", "dts_kids": [
+                {"dts_name": "name", "dts_type": "leaf", "dts_source": "name"}]}]}},
+            {"dc_name": "tagless", "dc_help": "Has no tree"}])");
+    }
+    ~service_test() override {
+        if (peer_ != nullptr) {
+            close_peer();
+        }
+        drend_add_cmd_handlers(nullptr, nullptr, nullptr);
+        drend_set_rebuild_menu(nullptr, nullptr);
+        EXPECT_EQ(dri_inuse_count(), 0u);
+    }
+
+    // Starts the library as a daemon does.
+    void start(const drend_menu_entry_s* menu, int count) {
+        menu_ = drend_init(nullptr, menu, count, nullptr);
+        drend_set_flush_method([](void*) { return ++output.flushes, 0; });
+        drend_set_reschedule_handler([](void*, void* walk) { waiting.push_back(walk); },
+                                     nullptr);
+    }
+    static void run_idle() {
+        while (!waiting.empty()) {
+            std::vector<void*> due;
+            due.swap(waiting);
+            for (void* walk : due) {
+                drend_defer_continue(walk);
+            }
+        }
+    }
+    // Runs the entry of the "drend" sub-menu of that word.
+    int request(const char* word, const char* argument = nullptr) {
+        for (const drend_menu_entry_s* entry = submenu(); entry->command != nullptr;
+             ++entry) {
+            if (strcmp(entry->command, word) == 0) {
+                ms_parse_context_s context{entry->subcode};
+                return entry->handler(peer_, &context, argument);
+            }
+        }
+        ADD_FAILURE() << "no entry " << word;
+        return -1;
+    }
+    const drend_menu_entry_s* submenu() const {
+        const drend_menu_entry_s* entry = menu_;
+        while (strcmp(entry->command, "drend") != 0) {
+            ++entry;
+        }
+        return entry->submenu;
+    }
+    std::vector<std::string> words() const {
+        std::vector<std::string> found;
+        for (const drend_menu_entry_s* entry = submenu(); entry->command != nullptr;
+             ++entry) {
+            found.push_back(entry->command);
+        }
+        return found;
+    }
+    void close_peer() {
+        drend_set_flush_method(nullptr);
+        mgmt_sock_close(peer_);
+        peer_ = nullptr;
+    }
+    std::string take_text() {
+        std::string text;
+        text.swap(output.text);
+        return text;
+    }
+
+    void* peer_;
+    drend_menu_entry_s* menu_ = nullptr;
+};
+
+constexpr char ROWS_XML[] = "<t>\n  <row>\n    <name>a</name>\n  </row>\n  <row>\n"
+                            "    <name>b</name>\n  </row>\n</t>\n";
+
+} // namespace
+
+TEST_F(service_test, start_up_adds_an_entry_to_the_daemons_menu) {
+    const drend_menu_entry_s own[] = {{"show", "Shows", 3, nullptr, nullptr}, {}};
+    start(own, 2);
+    EXPECT_STREQ(menu_[0].command, "show");
+    EXPECT_STREQ(menu_[1].command, "drend");
+    EXPECT_STREQ(menu_[1].help, "Dynamic rendering commands");
+    EXPECT_EQ(menu_[2].command, nullptr);
+    EXPECT_THAT(words(), ElementsAre("rows", "tagless", "dump-schema", "dump",
+                                     "dump-render-tree", "xwalker", "reload"));
+    for (const int count : {0, 1}) {
+        start(nullptr, count);
+        EXPECT_STREQ(menu_[0].command, "drend");
+        EXPECT_EQ(menu_[1].command, nullptr);
+    }
+}
+
+TEST_F(service_test, the_menu_is_found_by_index_too) {
+    start(nullptr, 1);
+    const unsigned count = drend_menu_get_count();
+    ASSERT_EQ(count, 2 + dri_fixed_count());
+    EXPECT_STREQ(drend_menu_get_command_string(0), "rows");
+    EXPECT_STREQ(drend_menu_get_command_help(0), "Shows rows");
+    EXPECT_STREQ(drend_menu_get_command_string(2), "dump-schema");
+    EXPECT_EQ(drend_menu_get_command_string(count), nullptr);
+    EXPECT_EQ(drend_menu_get_command_subcode(1), 1);
+    EXPECT_EQ(drend_menu_get_command_subcode(2), 0);
+    // Fixed help is counted from the number of fixed commands.
+    EXPECT_EQ(drend_menu_get_command_help(2), nullptr);
+    EXPECT_STREQ(drend_menu_get_command_help(dri_fixed_count()),
+                 "Dump the dynamic rendering schema");
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(drend_dump_tags(peer_, count, nullptr), -1);
+    EXPECT_EQ(drend_dump_tags(peer_, 1, nullptr), -1);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "drend:subcode out of range '" + std::to_string(count) +
+                  "'\nInvalid top node for subcode '1'\n");
+}
+
+TEST_F(service_test, requests_are_answered_whatever_they_print) {
+    start(nullptr, 1);
+    EXPECT_EQ(request("rows"), 0);
+    EXPECT_EQ(take_text(), ROWS_XML);
+    EXPECT_EQ(request("rows", "filter=/none"), 0);
+    EXPECT_EQ(take_text(), "210\n");
+    EXPECT_EQ(request("rows", "as-json, filter=\"/t/row[name='b']\""), 0);
+    EXPECT_EQ(take_text(), "{\n  \"t\" : {\n    \"row\" : [{\n        \"name\" : \"b\"\n"
+                           "      }]\n  }\n}");
+    output.fail_at = output.sends + 2;
+    EXPECT_EQ(request("rows"), DREND_PEER_LOST);
+    output.fail_at = -1;
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(request("tagless"), -1);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Invalid top node for subcode '1'\n");
+    EXPECT_EQ(request("xwalker"), 0);
+    EXPECT_THAT(take_text(), HasSubstr("xwalker"));
+}
+
+TEST_F(service_test, a_suspended_request_belongs_to_its_peer) {
+    static std::string log;
+    log.clear();
+    drend_add_cmd_handlers(
+        nullptr, [](const char*, void*) { log += "end "; }, nullptr);
+    start(nullptr, 1);
+    suspend_rows = true;
+    EXPECT_EQ(request("rows"), 0);
+    ASSERT_EQ(waiting.size(), 1u);
+    EXPECT_EQ(mgmt_sock_get_drend_cookie(peer_), waiting[0]);
+    EXPECT_EQ(log, "");
+    const std::string begun = take_text();
+    EXPECT_EQ(request("rows"), -1); // one at a time
+    EXPECT_EQ(take_text(), "error: a request of this peer is still being answered\n");
+    run_idle();
+    EXPECT_EQ(begun + take_text(), ROWS_XML);
+    EXPECT_EQ(log, "end ");
+    EXPECT_EQ(mgmt_sock_get_drend_cookie(peer_), nullptr);
+
+    // One that shows nothing until its last slice, while others are being sent to.
+    EXPECT_EQ(request("rows", "filter=/t/row/none"), 0);
+    drend_send(nullptr, "to somebody else\n");
+    take_text();
+    run_idle();
+    EXPECT_EQ(take_text(), "210\n");
+    EXPECT_EQ(log, "end end ");
+}
+
+TEST_F(service_test, a_peer_may_close_before_during_and_after_a_slice) {
+    static void* closing;
+    closing = nullptr;
+    // Closes the peer from within a leaf, as a failed write would.
+    mgmt_sock_set_drend_close_method(peer_, dri_cleanup_cookie);
+    drend_add_str_leaf(
+        "/t/row/below/name",
+        [](dr_meta_context_s* ctx, const void*) {
+            dri_cleanup_cookie(closing);
+            return drend_set_string_value(ctx, "n");
+        },
+        nullptr);
+    define(
+        R"([{"dc_name": "deep", "dc_tag": {"dts_name": "t", "dts_source": "/t", "dts_kids": [
+        {"dts_name": "row", "dts_type": "list", "dts_source": "row", "dts_kids": [
+            {"dts_name": "below", "dts_type": "list", "dts_source": "below", "dts_kids": [
+                {"dts_name": "n", "dts_type": "leaf", "dts_source": "name"},
+                {"dts_name": "m", "dts_type": "leaf", "dts_source": "number"}]}]}]}}])");
+    start(nullptr, 1);
+    suspend_rows = true;
+    for (const char* command : {"deep", "dump"}) {
+        request(command);
+        ASSERT_EQ(waiting.size(), 1u);
+        dri_cleanup_cookie(waiting[0]); // between two slices
+        take_text();
+        EXPECT_EQ(dri_inuse_count(), 0u);
+        run_idle();
+        EXPECT_EQ(take_text(), "") << command;
+        mgmt_sock_set_drend_cookie(peer_, nullptr);
+
+        request(command);
+        ASSERT_EQ(waiting.size(), 1u);
+        closing = waiting[0];
+        take_text();
+        const int flushes = output.flushes;
+        run_idle(); // in the middle of one
+        EXPECT_EQ(take_text().find("210"), std::string::npos);
+        EXPECT_EQ(output.flushes, flushes) << command;
+        EXPECT_EQ(dri_inuse_count(), 0u);
+        closing = nullptr;
+        mgmt_sock_set_drend_cookie(peer_, nullptr);
+
+        request(command);
+        ASSERT_EQ(waiting.size(), 1u);
+        run_idle();
+        take_text();
+        EXPECT_EQ(mgmt_sock_get_drend_cookie(peer_), nullptr);
+    }
+    request("deep");
+    close_peer(); // the socket calls the close function with the cookie
+    run_idle();
+}
+
+TEST_F(service_test, reload_replaces_definitions_and_menu) {
+    start(nullptr, 1);
+    const drend_menu_entry_s* before = submenu();
+    redefine(0, R"([{"dc_name": "new", "dc_tag": {"dts_name": "n"}}])");
+    EXPECT_EQ(request("reload"), 0);
+    EXPECT_EQ(take_text(), "finish reloading\n");
+    EXPECT_EQ(words().front(), "new");
+    EXPECT_STREQ(before->command, "rows"); // a handler may still run out of it
+    dr_str_buf_c argument("x");
+    EXPECT_EQ(dri_menu_call_fixed_command_function(peer_, "reload", argument.buf()), 0);
+    EXPECT_EQ(dri_menu_call_fixed_command_function(peer_, "nope", nullptr), -1);
+    take_text();
+    drend_set_rebuild_menu(nullptr, nullptr);
+    EXPECT_EQ(dri_menu_call_fixed_command_function(peer_, "reload", nullptr), -1);
+    EXPECT_EQ(take_text(), "Missing rebuild_menu_fnerror reloading\n");
+}
+
+TEST_F(service_test, daemons_add_fixed_commands) {
+    const auto answer = [](void* peer, void*, const char* argument) {
+        return drend_send(peer, "<%s>", argument);
+    };
+    const drend_menu_entry_s more[] = {{"extra", "An extra", 0, nullptr, answer}};
+    start(nullptr, 1);
+    EXPECT_EQ(drend_add_fixed_commands(more, 1), 0);
+    EXPECT_EQ(drend_add_fixed_commands(more, 0), 0);
+    EXPECT_EQ(dri_run_menu_rebuild(peer_), 0);
+    EXPECT_EQ(words().back(), "extra");
+    EXPECT_EQ(drend_dump_tags(peer_, drend_menu_get_count() - 1, "arg"), 0);
+    EXPECT_EQ(take_text(), "<arg>");
+}
+
+TEST_F(service_test, dumps_show_schema_values_and_trees) {
+    start(nullptr, 1);
+    request("dump-schema");
+    EXPECT_EQ(take_text(),
+              "/  container \n/t  container \n/t/row  list \n/t/row/name  leaf \n"
+              "/t/row/below  list \n/t/row/below/number  leaf \n\n\n");
+    request("dump");
+    const std::string values = take_text();
+    EXPECT_EQ(values, "/t/row/name                               :  [a]\n"
+                      "/t/row/below/number                       :  [11]\n"
+                      "/t/row/name                               :  [b]\n"
+                      "/t/row/below/number                       :  [12]\n\n\n");
+    suspend_rows = true;
+    request("dump");
+    EXPECT_EQ(waiting.size(), 1u);
+    EXPECT_EQ(request("rows"), -1);
+    output.text.erase(output.text.find("error"));
+    run_idle();
+    EXPECT_EQ(take_text(), values);
+    suspend_rows = false;
+
+    const std::string tree =
+        "t {\n  dt_type: 2, dt_data_type: 1, dt_flags: 1, apps: rowd\n";
+    request("dump-render-tree", "rows");
+    EXPECT_EQ(take_text().substr(0, tree.size()), tree);
+    request("dump-render-tree", "");
+    EXPECT_EQ(take_text(), "Couldn't find 'corvane-netconf-get'\n");
+    dmn_reset_root();
+    EXPECT_EQ(drend_dump_schema(nullptr), 0);
+    EXPECT_EQ(take_text(), "/  container \n\n\n");
+}
+
+TEST_F(service_test, look_ups_find_commands_owners_and_events) {
+    define(R"([
+      {"dc_name": "corvane-netconf-get", "dc_app_name": "b", "dc_message_id": 5,
+       "dc_tag": {"dts_name": "n", "dts_kids": [{"dts_name": "x"}]}},
+      {"dc_name": "corvane-netconf-get", "dc_app_name": "a", "dc_message_id": 6,
+       "dc_tag": {"dts_name": "n", "dts_kids": [{"dts_name": "y"}]}},
+      {"dc_external_notify_name": "e", "dc_internal_notify_name": "i"},
+      {"dc_notify_leaf": "/n/x/leaf", "dc_internal_notify_name": ["i", "j"]},
+      {"dc_notify_leaf": "/n/y"}])");
+    struct free_text_s {
+        void operator()(char* text) const { free(text); }
+    };
+    using text_t = std::unique_ptr<char, free_text_s>;
+    std::set<std::string> daemons;
+    std::set<drend_command_s*> commands;
+    EXPECT_EQ(drend_get_daemons_from_path("/n", daemons), 2);
+    EXPECT_EQ(text_t(drend_get_only_daemon_responsible("/n")), nullptr);
+    EXPECT_STREQ(text_t(drend_get_daemon_responsible("/n")).get(), "a");
+    EXPECT_STREQ(text_t(drend_get_only_daemon_responsible("/n/x")).get(), "b");
+    EXPECT_EQ(drend_get_message_id_from_path("/n/y"), 6);
+    EXPECT_EQ(drend_get_command_set_from_path("/n/y", commands), 1);
+    EXPECT_STREQ((*commands.begin())->dc_app_name, "a");
+    EXPECT_EQ(drend_get_command_set_from_path("/n/z", commands), -1);
+    EXPECT_EQ(drend_get_daemons_from_path("/z", daemons), -1);
+    EXPECT_EQ(drend_get_message_id_from_path("/z]"), -1);
+    EXPECT_EQ(drend_get_daemon_responsible("/z"), nullptr);
+
+    EXPECT_EQ(dri_get_external_events("i")->front()->dc_external_notify_name, "e");
+    EXPECT_EQ(dri_get_external_events("none"), nullptr);
+    std::vector<std::string> names;
+    EXPECT_EQ(dri_get_internal_events_for_leaf("/n/x/leaf/", names), 0);
+    EXPECT_THAT(names, ElementsAre("i", "j"));
+    EXPECT_EQ(dri_get_internal_events_for_leaf("/n/y", names), -1);
+    std::map<std::string, std::vector<std::string>> by_leaf;
+    EXPECT_EQ(dri_get_ntfy_leaf_events_for_container("x/", by_leaf), 0);
+    EXPECT_EQ(by_leaf.size(), 1u);
+
+    EXPECT_NE(dri_get_combined_command("corvane-netconf-get"), nullptr);
+    EXPECT_EQ(dri_get_combined_command("rows"), nullptr);
+    EXPECT_EQ(dri_get_command(1000), nullptr);
+    dri_clear_command();
+    EXPECT_EQ(dri_get_count(), 0u);
+    EXPECT_EQ(dri_get_netconf_get_tag(), nullptr);
+    EXPECT_NE(dri_get_external_events("i"), nullptr);
+    dri_release_daemon_context();
+    EXPECT_EQ(drend_get_message_id_from_path("/n"), -1);
+    EXPECT_EQ(dri_get_external_events("i"), nullptr);
+}
