@@ -1,7 +1,9 @@
 // Suspension and reload: a walk that is suspended anywhere gives the bytes of the uninterrupted
 // one, whatever happens to the definitions meanwhile, and leaves nothing behind.
 
+#include <atomic>
 #include <memory>
+#include <thread>
 
 #include <event2/event.h>
 
@@ -211,6 +213,29 @@ TEST_F(deferral_test, definitions_may_be_replaced_at_every_suspension) {
     EXPECT_NE(testing::internal::GetCapturedStderr().find("json load error: "),
               std::string::npos);
     EXPECT_EQ(dri_acquire_command_tag("c"), nullptr);
+}
+
+TEST_F(deferral_test, other_threads_may_reload_and_set_hooks_during_walks) {
+    const std::string whole = walk();
+    std::atomic<bool> stop{false};
+    std::thread other([&] {
+        while (!stop) {
+            dri_reload_json();
+            drend_set_debugtrace_cb(nullptr);
+            drend_set_trace_flag(0);
+            drend_set_vsnprintf(nullptr);
+            drend_add_cmd_handlers(nullptr, nullptr, nullptr);
+            drend_set_event_context(nullptr);
+        }
+    });
+    suspender.everywhere = true;
+    for (int i = 0; i < 30; ++i) {
+        EXPECT_EQ(walk(), whole);
+    }
+    stop = true;
+    other.join();
+    dri_reload_json();
+    EXPECT_EQ(dri_get_set_count(), 1);
 }
 
 TEST_F(deferral_test, a_walk_dropped_at_any_suspension_leaves_nothing_behind) {
