@@ -147,7 +147,7 @@ TEST_F(hooks_test, quick_formats_print_what_the_system_prints) {
                         18446744073709551615ULL, 3, "ab", -3, "ab", 42, 'c'),
               "-9223372036854775808|18446744073709551615| ab|ab |   42|c");
     EXPECT_EQ(formatted("%lld|%*s|", -1LL, 6, ""), "-1|      |");
-    for (const size_t length : {254, 255, 256, 257}) {
+    for (const unsigned length : {254U, 255U, 256U, 257U}) {
         const std::string text(length, 'x');
         EXPECT_EQ(formatted("%-1s", text.c_str()), text);
     }
