@@ -1,5 +1,5 @@
-// netstatd: an example daemon that shows this host's network state as its render definitions say. It
-// answers the requests that it is given on its command line, each through the menu that the library
+// netstatd: an example daemon that shows this host's network state as its render definitions say.
+// It answers the requests that it is given on its command line, each through the menu that the library
 // made for it, and ends:
 //
 //     netstatd --once 'show-interfaces name=lo as-json'
