@@ -14,7 +14,7 @@
 namespace {
 
 constexpr size_t PATTERN_MAX = 1024;
-constexpr size_t SIZE_MAX_PLAIN = 512;
+constexpr size_t SIZE_MAX_PLAIN = 1024;
 // With inner anchors, what these limit takes exponential time to compile.
 constexpr size_t SIZE_MAX_ANCHORED = 128;
 constexpr size_t ANCHORS_MAX = 16;
@@ -158,10 +158,7 @@ class pattern_scan_c {
         const bool has_comma = pattern_.substr(at_).starts_with(',');
         at_ += has_comma;
         const bool has_most = has_comma && number(most);
-        if (!has_least && !has_most) {
-            return false;
-        }
-        if (!pattern_.substr(at_).starts_with("\\}")) {
+        if ((!has_least && !has_most) || !pattern_.substr(at_).starts_with("\\}")) {
             return false;
         }
         at_ += 2;
@@ -177,8 +174,7 @@ class pattern_scan_c {
 
     // The last item or group is compiled `times` times over.
     bool repeat(size_t times) {
-        times = std::max<size_t>(times, 1);
-        const size_t more = times - 1;
+        const size_t more = std::max<size_t>(times, 1) - 1;
         total_.size += std::max<size_t>(total_.size - last_.size, 1) * more;
         total_.anchors += (total_.anchors - last_.anchors) * more;
         total_.repeated_groups += last_is_single_ ? 0 : 1;

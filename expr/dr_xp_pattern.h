@@ -4,7 +4,7 @@
 // patterns, and its search starts anew at every byte of the text. Therefore
 //
 //  1. a pattern is measured before it is compiled. It matches nothing when it is longer than
-//     1,024 bytes, holds a back-reference or is larger than 512 characters once its intervals are
+//     1,024 bytes, holds a back-reference or has more than 1,024 characters once its intervals are
 //     written out; nor does one that does not compile. One ^ in front and one $ at the end (of a
 //     pattern without alternatives outside parentheses) are free; with other anchors it is 128
 //     characters, 16 anchors and no repeated group;

@@ -1,0 +1,28 @@
+// Argument texts of any bytes.
+//
+// Asserted: a search finds what parsing finds first, also before an error.
+#include <algorithm>
+#include <cstdint>
+#include <cstdlib>
+#include <string>
+
+#include "expr/dri_args.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    constexpr size_t INPUT_MAX = 4096;
+    const std::string text(reinterpret_cast<const char*>(data), std::min(size, INPUT_MAX));
+    dr_args_t pairs;
+    const int count = dri_args_parse(text.c_str(), pairs);
+    bool holds = count == -1 || static_cast<size_t>(count) == pairs.size();
+    for (size_t i = 0; i < std::min<size_t>(pairs.size(), 8); ++i) {
+        dr_str_buf_c found;
+        dr_str_buf_c expected;
+        holds = holds && dri_args_find(text.c_str(), pairs[i].first, found) == 1 &&
+                dri_args_field_value(pairs, pairs[i].first, expected) == 1 &&
+                found == expected;
+    }
+    if (!holds) {
+        abort();
+    }
+    return 0;
+}

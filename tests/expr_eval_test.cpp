@@ -1,0 +1,268 @@
+// Evaluation of expressions: operators, functions, patterns and the keys that filters name.
+#include <gmock/gmock.h>
+#include <regex.h>
+#include <thread>
+
+#include "drend.h"
+#include "expr/dr_xp_eval.h"
+#include "expr/dr_xp_functions.h"
+#include "expr/dr_xp_parser.h"
+#include "expr/dr_xp_pattern.h"
+
+namespace {
+
+std::string repeated(int times, const std::string& text) {
+    std::string all;
+    while (times-- > 0) {
+        all += text;
+    }
+    return all;
+}
+
+// Knows no name, and remembers which it was asked for.
+class blank_lookup_c final : public drend_value_lookup_c {
+  public:
+    bool get_value(const char* name, dr_str_buf_c& out) override {
+        out = "not a value";
+        asked += name;
+        return false;
+    }
+    void get_local_name(dr_str_buf_c& out) override { out.clear(); }
+    bool get_meta_name(const char*, dr_str_buf_c&) override { return false; }
+
+    std::string asked;
+};
+
+const xp_node_c& tree(const std::string& expression) {
+    static std::shared_ptr<const dr_xpath_c> path;
+    path = dri_xpath_get(("a[" + expression + "]").c_str());
+    EXPECT_NE(path, nullptr) << expression;
+    return *path->predicates().front().node;
+}
+
+std::string evaluated(const std::string& expression) {
+    drend_env_value_lookup_c lookup;
+    lookup.values = {
+        {"name", "ge-0"}, {"no", "false"}, {"__local_name__", "port"}, {"7", "8"}};
+    dr_str_buf_c result;
+    const int status = dri_eval_expr(tree(expression), lookup, result);
+    EXPECT_EQ(status == 1, result == xpath_true) << expression;
+    return result.c_str();
+}
+
+} // namespace
+
+TEST(expr_eval, operators) {
+    for (const char* expression :
+         {"'abc' = 'abc'", "name = 'ge-0'", "name = name", "abc = abd", "unknown = ''",
+          "unknown('x') = ''", "1 < 2", "2 > -1", "7 = '8'", "'0x10' > '15'", "'010' < '9'",
+          "'none' < '1'", "'-99999999999' < '-2147483647'", "'0'", "'1' and 'x'",
+          "'' or 'x'", "('0' and '1') = 'false'", "name = 'x' = 'false'", "no = 'false'"}) {
+        EXPECT_EQ(evaluated(expression), "true") << expression;
+    }
+    for (const char* expression :
+         {"'abc' = 'ABC'", "unknown", "unknown()", "no", "''", "'false'", "'0' and '1'",
+          "'0' or ''", "no or 'false'", "2 < 1", "2 < 2", "2147483648 > 2147483647",
+          "unknown > 0", "name = 'ge-0' = 'ge-0'"}) {
+        EXPECT_EQ(evaluated(expression), "false") << expression;
+    }
+}
+
+TEST(expr_eval, order_of_lookups) {
+    blank_lookup_c lookup;
+    dr_str_buf_c result;
+    EXPECT_EQ(dri_eval_expr(tree("(a and b) or unknown(x) or contains(c, 'd', e)"), lookup,
+                            result),
+              0);
+    EXPECT_EQ(lookup.asked, "abce");
+    EXPECT_EQ(dri_eval_expr(tree("a = ''"), lookup, result), 1);
+    xp_node_c odd;
+    odd.type = 99;
+    EXPECT_EQ(dri_eval_expr(odd, lookup, result), 1);
+    EXPECT_EQ(dri_eval_expr(xp_node_c(), lookup, result), 0);
+}
+
+TEST(expr_eval, deepest_trees) {
+    EXPECT_EQ(evaluated(repeated(256, "(") + "name" + repeated(256, ")")), "true");
+    EXPECT_EQ(evaluated("name" + repeated(256, " and name")), "true");
+    EXPECT_EQ(evaluated(repeated(256, "contains(") + "name" + repeated(256, ", 'x')")),
+              "false");
+}
+
+TEST(expr_functions, results) {
+    for (const char* expression :
+         {"contains('abc', 'bc')", "contains('abc', '', 'more')",
+          "starts-with('abc', 'ab')", "starts-with('abc', '')", "match(name, '^ge-[0-9]$')",
+          "local_name() = 'port'", "local_name('x') = ''"}) {
+        EXPECT_EQ(evaluated(expression), "true") << expression;
+    }
+    for (const char* expression :
+         {"contains('abc', 'abcd')", "contains('abc')", "starts-with('abc', 'bc')",
+          "starts-with()", "match(name, 'xe')", "match(name)", "local-name()"}) {
+        EXPECT_EQ(evaluated(expression), "false") << expression;
+    }
+    dri_reset_xpath_cache();
+    EXPECT_EQ(evaluated("contains('abc', 'b')"), "true");
+}
+
+TEST(expr_functions, wrong_counts_are_traced) {
+    static std::string traced;
+    drend_set_debugtrace_cb([](const char* format, va_list args) {
+        char line[200];
+        traced.append(line,
+                      static_cast<size_t>(vsnprintf(line, sizeof line, format, args)));
+        return 0;
+    });
+    const char* calls = "local_name('x') or contains('x') or starts-with() or match('x')";
+    evaluated(calls);
+    EXPECT_EQ(traced, "");
+    drend_set_trace_flag(DREND_TRACE_ERROR);
+    evaluated(calls);
+    drend_set_trace_flag(0);
+    drend_set_debugtrace_cb(nullptr);
+    EXPECT_EQ(traced, "DR_ERROR: Wrong number of args to 'dri_xp_local_name_func'\n"
+                      "DR_ERROR: Wrong number of args to 'dri_xp_contains_func'\n"
+                      "DR_ERROR: Wrong number of args to 'dri_xp_starts_with_func'\n"
+                      "DR_ERROR: Wrong number of args to 'dri_xp_match_func'\n");
+}
+
+// Patterns mean what the C library says, whatever is done to them before it sees them.
+TEST(expr_patterns, agree_with_the_c_library) {
+    const char* const patterns[] = {"",
+                                    "^",
+                                    "$",
+                                    "^$",
+                                    "^^",
+                                    "$$",
+                                    "a",
+                                    "^a",
+                                    "b$",
+                                    "^ab$",
+                                    "a^b",
+                                    "a$b",
+                                    "^*a",
+                                    "*",
+                                    "a*$",
+                                    "^a\\|b$",
+                                    "^\\(a\\|b\\)$",
+                                    "\\(^a\\|b$\\)",
+                                    "\\^",
+                                    "a\\$",
+                                    "[$^]$",
+                                    "^[^]b]*$",
+                                    "[]]",
+                                    "[[:digit:]]\\{2\\}",
+                                    "[[.a.]b]",
+                                    "[a\\]",
+                                    "[\\(]",
+                                    "a\\{2,\\}",
+                                    "^\\(ab\\)\\{,2\\}$",
+                                    "^\\(ab\\)\\+$",
+                                    "a\\?b",
+                                    "\\<b",
+                                    "a\\b",
+                                    ".\\w",
+                                    "a\\",
+                                    "a\\{",
+                                    "a\\{2",
+                                    "a\\{3,1\\}",
+                                    "\\{1\\}",
+                                    "[a",
+                                    "[[:a",
+                                    "[[:none:]]",
+                                    "\\(a",
+                                    "a\\)",
+                                    "a\\)\\(b",
+                                    "\\(a\\)\\{1,2\\}b"};
+    const char* const texts[] = {"",    "a", "b",  "ab",  "ba",   "aab",         "abab",
+                                 "a^b", "$", "^a", "a$",  "42",   "]",           "\\",
+                                 "*a",  "(", "a{", "a b", "a)(b", "x\xff\x80y b"};
+    for (const char* pattern : patterns) {
+        regex_t reference;
+        const bool compiles = regcomp(&reference, pattern, 0) == 0;
+        for (const char* text : texts) {
+            const bool expected = compiles && regexec(&reference, text, 0, nullptr, 0) == 0;
+            EXPECT_EQ(dri_pattern_match(pattern, text), expected)
+                << pattern << " in " << text;
+        }
+        if (compiles) {
+            regfree(&reference);
+        }
+    }
+}
+
+// Each of these would keep the C library busy for minutes, or take its memory.
+TEST(expr_patterns, hostile_ones_match_nothing) {
+    const std::string text = repeated(50, "ab");
+    for (const std::string& pattern :
+         {std::string("\\(a\\)b\\1"), repeated(1025, "a"), std::string("a\\{1025\\}"),
+          std::string("\\(\\(a*\\)\\{99\\}\\)\\{99\\}"),
+          repeated(12, "\\(") + "a" + repeated(12, "\\)\\+"),
+          "x*^" + repeated(36, "\\(a*b*\\)*"),
+          "\\(\\b\\|" + repeated(4, "\\(a*\\b\\|\\<b*\\)*") + "\\)*",
+          repeated(120, "\\b*a*")}) {
+        EXPECT_FALSE(dri_pattern_match(pattern, text)) << pattern;
+    }
+    EXPECT_TRUE(dri_pattern_match(repeated(1024, "a"), repeated(1024, "a")));
+    EXPECT_TRUE(dri_pattern_match("^" + repeated(20, "\\(a*b*\\)*") + "$", text));
+    // One state for each byte is too much for a long text; a short pattern has few.
+    const std::string half(500000, 'a');
+    EXPECT_FALSE(dri_pattern_match("a" + repeated(30, "."), half));
+    EXPECT_TRUE(dri_pattern_match("needle", half + "needle" + half));
+}
+
+TEST(expr_patterns, outlive_the_bounds_of_their_cache) {
+    for (int round = 0; round < 2; ++round) {
+        for (int i = 0; i < 1500; ++i) {
+            const std::string number = std::to_string(i);
+            ASSERT_TRUE(dri_pattern_match("^" + number + "$", number));
+        }
+    }
+    for (int i = 0; i < 10000; ++i) {
+        ASSERT_TRUE(dri_pattern_match("0\\{1,20\\}x", "ge-00000000000000x"));
+    }
+}
+
+TEST(expr_patterns, any_thread) {
+    const auto work = [](bool forgets) {
+        for (int i = 0; i < 500; ++i) {
+            EXPECT_TRUE(dri_pattern_match("a.*" + std::to_string(i % 5), "a-01234"));
+            EXPECT_NE(dri_find_function("match"), nullptr);
+            if (forgets) {
+                dri_forget_patterns();
+                dri_forget_functions();
+            }
+        }
+    };
+    std::thread other(work, true);
+    work(false);
+    other.join();
+}
+
+TEST(expr_gather, equalities_that_must_hold) {
+    using names_t = std::map<std::string, std::string>;
+    const std::pair<const char*, names_t> cases[] = {
+        {"a = 'x'", {{"mt-a", "x"}}},
+        {"(a = 'x') and ((b = 'y') and c)", {{"mt-a", "x"}, {"mt-b", "y"}}},
+        {"(a = 'x') and (a = 'y')", {{"mt-a", "y"}}},
+        {"(a = 'x') and ((b = 'y') or (c = 'z'))", {{"mt-a", "x"}}},
+        {"(a = 'x') or (b = 'y')", {}},
+        {"a = 'x' and b = 'y'", {}}, // compares the truth of "and" with y
+        {"(a = 'x') = (b = 'y')", {}},
+        {"f(a = 'x')", {}},
+        {"'x' = a", {}},
+        {"a = b", {}},
+        {"a = ''", {}},
+        {"a > '1'", {}},
+    };
+    for (const auto& [expression, expected] : cases) {
+        drend_env_value_lookup_c lookup;
+        names_t found;
+        dri_gather_filter_expr(tree(expression), lookup, found);
+        EXPECT_EQ(found, expected) << expression;
+    }
+    blank_lookup_c nothing;
+    names_t kept{{"other", "1"}};
+    dri_gather_filter_expr(tree("a = 'x'"), nothing, kept);
+    EXPECT_EQ(kept, (names_t{{"other", "1"}}));
+}

@@ -1,0 +1,248 @@
+// Reading of expressions: tokens, paths with predicates, trees, the cache, value-map expressions.
+#include <gmock/gmock.h>
+
+#include "drend.h"
+#include "expr/dr_map_expr.h"
+#include "expr/dr_xp_lexer.h"
+#include "expr/dr_xp_parser.h"
+
+namespace {
+
+std::string repeated(int times, const std::string& text) {
+    std::string all;
+    while (times-- > 0) {
+        all += text;
+    }
+    return all;
+}
+
+using lexer_t = int (*)(const char*&, dr_str_buf_c&, const char*&);
+
+// Every token as its code and its text, up to the end or an error.
+std::string tokens(lexer_t lexer, const std::string& input) {
+    std::string all;
+    const char* cursor = input.c_str();
+    const char* start = nullptr;
+    dr_str_buf_c text;
+    for (;;) {
+        const int code = lexer(cursor, text, start);
+        if (code <= 0) {
+            return all + std::to_string(code);
+        }
+        const char* after = cursor;
+        cursor = start; // what is given back is read again
+        EXPECT_EQ(lexer(cursor, text, start), code) << input;
+        EXPECT_EQ(cursor, after) << input;
+        all += std::to_string(code) + ":" + text.c_str() + " ";
+    }
+}
+
+std::string dump(const std::vector<xp_node_c>& steps) {
+    dr_str_buf_c text;
+    dri_xpath_dump(steps, text);
+    return text.c_str();
+}
+
+// The path as it is printed, or "-1".
+std::string reparsed(const std::string& path) {
+    std::vector<xp_node_c> steps;
+    return dri_xpath_parse(path.c_str(), steps) == 0 ? dump(steps) : "-1";
+}
+
+} // namespace
+
+TEST(expr_lexer, tokens) {
+    const std::string word = repeated(100, "long");
+    const std::pair<std::string, std::string> cases[] = {
+        {"", "0"},
+        {" \t\n", "0"},
+        {"a/b[c='x y']", "3:a 47:/ 3:b 91:[ 3:c 61:= 4:x y 93:] 0"},
+        {"and or android \"or\"", "1:and 2:or 3:android 4:or 0"},
+        {"!(),/<=>[]", "33:! 40:( 41:) 44:, 47:/ 60:< 61:= 62:> 91:[ 93:] 0"},
+        {"if-name:x.1*\xe4\xff", "3:if-name:x.1*\xe4\xff 0"},
+        {"ab'c'd", "4:c 3:d 0"},
+        {"'it\\'s' \"it's\"", "4:it's 4:it's 0"},
+        {"a 'b", "3:a -1"},
+        {"a'b", "-1"},
+        {word + " '" + word + "'", "3:" + word + " 4:" + word + " 0"},
+    };
+    for (const auto& [input, expected] : cases) {
+        EXPECT_EQ(tokens(dri_xp_lexer_next, input), expected);
+    }
+    EXPECT_EQ(tokens(dri_map_lexer_next, "='a/b'+val(x[1])values and"),
+              "61:= 2:a/b 43:+ 3:val 40:( 1:x[1] 41:) 1:values 1:and 0");
+}
+
+TEST(expr_parser, paths_and_their_text) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"", ""},
+        {"a/b[c='x']/d", "a/b[(c = 'x')]/d"},
+        {"/a", "/a"},
+        {"a//b/", "a//b/"},
+        {" a:b / if-name ", "a:b/if-name"},
+        {"'q r' s/a=b", "q rs/a=b"},
+        {"a[x and y or z]", "a[((x and y) or z)]"},
+        {"a[x or y and z]", "a[((x or y) and z)]"},
+        {"a[x<1=y>2]", "a[(((x < 1) = y) > 2)]"},
+        {"a[x and (y or z)]", "a[(x and (y or z))]"},
+        {"a[(x)]", "a[((x))]"},
+        {"a[f()]", "a[(f())]"},
+        {"a[f(a,,b)]", "a[(f((a), (b)))]"},
+        {"a[f(a g('b')=1)]", "a[(f((a), (g(('b')) = 1)))]"},
+        {"a[x='1'][y='2'] [z]b", "ab[(x = '1')][(y = '2')][(z)]"},
+        {"a/b'c", "a/"}, // what is never closed ends the path
+    };
+    for (const auto& [path, expected] : cases) {
+        EXPECT_EQ(reparsed(path), expected) << path;
+        EXPECT_EQ(reparsed(path), expected) << path << " from the cache";
+    }
+}
+
+TEST(expr_parser, what_does_not_parse) {
+    for (const char* path : {"a[", "a[]", "a[x", "a[x y]", "a[x=]", "a[=x]", "a[x='1'",
+                             "a['x]", "a[!x]", "a[and]", "a[(x]", "a[x)]", "a[()]",
+                             "a[f(,a)]", "a[f(a]", "a[f(", "a[f(a,", "a[x][y", "a[[x]]"}) {
+        std::vector<xp_node_c> steps(3);
+        EXPECT_EQ(dri_xpath_parse(path, steps), -1) << path;
+        EXPECT_EQ(dri_xpath_get(path), nullptr) << path;
+        EXPECT_EQ(steps.size(), 3U) << path;
+    }
+}
+
+TEST(expr_parser, one_expression_within_a_text) {
+    const char* cursor = " x = 'y'] rest";
+    xp_node_c node;
+    node.text = "step";
+    ASSERT_EQ(dri_xp_parse_expr(cursor, node), 0);
+    EXPECT_STREQ(cursor, "] rest");
+    EXPECT_EQ(node.text, "step");
+    EXPECT_EQ(node.type, XP_NODE_EQUAL);
+    cursor = "x = ]";
+    EXPECT_EQ(dri_xp_parse_expr(cursor, node), -1);
+    EXPECT_EQ(node.right->text, "y");
+}
+
+TEST(expr_parser, nesting_is_bounded) {
+    struct shape_s {
+        const char *open, *core, *close;
+        int each; // levels of one round
+    };
+    for (const shape_s& shape :
+         {shape_s{"(", "x", ")", 1}, shape_s{"f(", "x", ")", 1}, shape_s{"", "x", "=x", 1},
+          shape_s{"y and (", "x", ")", 2}}) {
+        const auto nested = [&](int n) {
+            return "a[" + repeated(n, shape.open) + shape.core + repeated(n, shape.close) +
+                   "]";
+        };
+        EXPECT_NE(reparsed(nested(256 / shape.each)), "-1") << shape.open;
+        EXPECT_EQ(reparsed(nested(256 / shape.each + 1)), "-1") << shape.open;
+        EXPECT_EQ(reparsed(nested(200000)), "-1") << shape.open;
+    }
+    // Length is not.
+    EXPECT_EQ(dri_xpath_get(repeated(10000, "a/").c_str())->steps().size(), 10001U);
+    const auto wide = dri_xpath_get(("a[f(" + repeated(10000, "b ") + ")]").c_str());
+    EXPECT_EQ(wide->steps()[0].left->args.size(), 10000U);
+}
+
+TEST(expr_parser, facts_about_predicates) {
+    struct {
+        const char* path;
+        std::vector<std::pair<bool, bool>> expected; // calls local_name, holds a bare word
+    } const cases[] = {
+        {"a/b", {}},
+        {"a[ local_name ( ) = 'x']", {{true, false}}},
+        {"a[('y' = 'z') or f(local_name())][x]/b['local_name()']",
+         {{true, false}, {false, true}, {false, false}}},
+        {"a[local_name() = x]", {{true, true}}},
+    };
+    for (const auto& [path, expected] : cases) {
+        const auto parsed = dri_xpath_get(path);
+        std::vector<std::pair<bool, bool>> found;
+        for (const dr_xp_predicate_s& predicate : parsed->predicates()) {
+            found.emplace_back(predicate.calls_local_name, predicate.holds_bare_word);
+        }
+        EXPECT_EQ(found, expected) << path;
+    }
+}
+
+TEST(expr_cache, shares_and_stays_small) {
+    const auto first = dri_xpath_get("a[b='c']");
+    EXPECT_EQ(dri_xpath_get("a[b='c']"), first);
+    dri_reset_xpath_cache();
+    EXPECT_NE(dri_xpath_get("a[b='c']"), first);
+
+    struct {
+        size_t length, count, kept;
+    } const loads[] = {{8, 5000, 1024}, {4096, 100, 32}, {4097, 10, 0}};
+    for (const auto& [length, count, kept] : loads) {
+        std::vector<std::weak_ptr<const dr_xpath_c>> paths;
+        for (size_t i = 0; i < count; ++i) {
+            std::string name = std::to_string(i);
+            name.resize(length, 'x');
+            paths.push_back(dri_xpath_get(name.c_str()));
+        }
+        const auto alive = std::count_if(paths.begin(), paths.end(),
+                                         [](const auto& path) { return !path.expired(); });
+        EXPECT_LE(static_cast<size_t>(alive), kept) << length;
+        EXPECT_GE(static_cast<size_t>(alive), kept / 8) << length;
+    }
+}
+
+TEST(expr_node, copies_are_deep) {
+    std::vector<xp_node_c> steps;
+    ASSERT_EQ(dri_xpath_parse("a[f(x)='1'][y]", steps), 0);
+    const std::vector<xp_node_c> copy = steps;
+    steps[0].left->args[0]->left->text = "changed";
+    steps[0].more_predicates.clear();
+    EXPECT_EQ(dump(copy), "a[(f((x)) = '1')][(y)]");
+    EXPECT_EQ(dump(steps), "a[(f((changed)) = '1')]");
+
+    xp_node_c& node = steps[0];
+    node = *node.left; // a part of itself
+    EXPECT_EQ(node.type, XP_NODE_CALL);
+    node = std::move(*node.args[0]);
+    EXPECT_EQ(node.left->text, "changed");
+    node = &copy[0];
+    EXPECT_EQ(dump(steps), dump(copy));
+    node = static_cast<const xp_node_c*>(nullptr);
+    EXPECT_EQ(node.type, XP_NODE_NONE);
+    EXPECT_EQ(node.text, "");
+}
+
+TEST(expr_node, trace_of_a_tree) {
+    static std::string traced;
+    drend_set_debugtrace_cb([](const char* format, va_list args) {
+        char line[200];
+        traced.append(line,
+                      static_cast<size_t>(vsnprintf(line, sizeof line, format, args)));
+        return 0;
+    });
+    db_dump_expr(dri_xpath_get("a[f(x)='1' and y]")->steps()[0]);
+    drend_set_debugtrace_cb(nullptr);
+    EXPECT_EQ(traced, "anda\n"
+                      "  =\n"
+                      "    call:f\n"
+                      "      expr:\n"
+                      "        value:x\n"
+                      "    value:'1'\n"
+                      "  value:y\n");
+}
+
+TEST(map_expr, terms) {
+    const auto parsed = [](const char* text) -> std::string {
+        std::vector<dr_map_term_s> terms{{false, "untouched"}};
+        std::string all = std::to_string(dri_map_expr_parse(text, terms));
+        for (const dr_map_term_s& term : terms) {
+            all += (term.is_val ? " val:" : " text:") + term.text;
+        }
+        return all;
+    };
+    EXPECT_EQ(parsed("='up'+val('name')"), "0 text:up val:name");
+    EXPECT_EQ(parsed("= val ( \"a/b\" ) + '' junk"), "0 val:a/b text:");
+    EXPECT_EQ(parsed("='a' 'b' + 'c'"), "0 text:a");
+    EXPECT_EQ(parsed("='a' 'b"), "0 text:a");
+    for (const char* text : {"", "=", "'a'", "=a", "='a", "='a'+", "='a'+'b", "=val",
+                             "=val('a'", "=val(a)", "=val('a'+'b')", "=+'a'", "x='a'"}) {
+        EXPECT_EQ(parsed(text), "-1 text:untouched") << text;
+    }
+}
