@@ -1,9 +1,10 @@
 #!/usr/bin/env python3
-"""Checks netstatd against what the kernel says: netstatd_test.py NETSTATD SCENE
+"""Checks netstatd against what the kernel says: netstatd_test.py NETSTATD PARSE_OUTPUT SCENE
 
 SCENE is `live`, this machine's network as it is, `empty`, a network namespace with nothing but a
 loopback interface that is down, or `crowded`, a namespace with names, addresses and routes that are
-awkward to show. Exits with 77 where namespaces may not be made.
+awkward to show. Each answer goes through PARSE_OUTPUT, which has the parsers that peers use. Exits
+with 77 where namespaces may not be made.
 """
 
 import json
@@ -51,6 +52,8 @@ MODULES = [YANG / name for name in (
 # A complete datastore must have something in ietf-routing's obsolete branch.
 OBSOLETE = """<routing-state xmlns="urn:ietf:params:xml:ns:yang:ietf-routing"><ribs><rib>
 <name>-</name><address-family>ipv4</address-family></rib></ribs></routing-state>"""
+COMMANDS = ["show-interfaces", "show-routes", "show-neighbors", "corvane-netconf-get"]
+FLEETING = ("snapshot-time", "statistics")  # what may differ from one look to the next
 # Sources that lead to leaves without a row, and around the containers that take the snapshot.
 ASTRAY = [
     "interfaces/interface/name", "interfaces/interface/controller", "interfaces/interface/ipv4",
@@ -65,9 +68,17 @@ def run(*options, **others):
                           check=False, **{"stdout": subprocess.PIPE, **others})
 
 
+def errors_in(text, kind):
+    return subprocess.run([PARSE_OUTPUT, kind], input=text, stderr=subprocess.PIPE, text=True,
+                          check=False).stderr
+
+
 def answer(command, *options):
     result = run("--once", command, *options)
     assert (result.returncode, result.stderr) == (0, ""), result
+    errors = result.stdout != NOTHING and errors_in(
+        result.stdout, "json" if command.endswith(" as-json") else "xml")
+    assert not errors, errors + result.stdout
     return result.stdout
 
 
@@ -80,12 +91,28 @@ def tree(text):
 
 
 def lasting(root):
-    """The answer as text without what may differ from one look to the next."""
+    """The answer as text without what is fleeting."""
     for parent in list(root.iter()):
         for child in list(parent):
-            if child.tag in ("snapshot-time", "statistics"):
+            if child.tag in FLEETING:
                 parent.remove(child)
     return ET.tostring(root, encoding="unicode").strip()
+
+
+def content(of):
+    """What an element, or a JSON value, holds that lasts, as pairs of a name and what is below.
+    Left out of both are zeros and what is empty, which only JSON has, and the prefixes of values,
+    which only XML has."""
+    if isinstance(of, dict):
+        members = [(name, row) for name, value in of.items()
+                   for row in (value if isinstance(value, list) else [value])]
+    elif isinstance(of, ET.Element) and len(of) > 0:
+        members = [(child.tag, child) for child in of]
+    else:
+        text = of if isinstance(of, str) else re.sub("^(ianaift|rt):", "", of.text or "")
+        return [] if text.isspace() else text
+    held = [(name, content(value)) for name, value in members if name not in FLEETING]
+    return [(name, value) for name, value in held if value not in ("0", [])]
 
 
 def fields(elements, *names):
@@ -173,20 +200,69 @@ class Answers(unittest.TestCase):
                                   ("show-neighbors", "neighbor", "interface"),
                                   ("show-routes", "table", "name")):
             whole = tree(answer(command))
+            by_filter = f"{command} filter='/{whole.tag}/{row}[{key}=\"%s\"]'"
+            by_argument = f"{command} {key}='%s'"
 
-            def part(value):
-                text = answer(f"{command} filter='/{whole.tag}/{row}[{key}=\"{value}\"]'")
-                return [lasting(element) for element in tree(text).findall(row)]
+            def part(request):
+                return [lasting(element) for element in tree(answer(request)).findall(row)]
 
             def expected(value):
                 return [lasting(element) for element in tree(answer(command)).findall(row)
                         if element.findtext(key) == value]
-            for value in {element.findtext(key) for element in whole.findall(row)}:
-                self.assert_agree(lambda v=value: part(v), lambda v=value: expected(v))
-            self.assertEqual(part("nothing of that name"), [])
+            for request in by_filter, by_argument:
+                for value in {element.findtext(key) for element in whole.findall(row)}:
+                    self.assert_agree(lambda r=request, v=value: part(r % v),
+                                      lambda v=value: expected(v))
+                self.assertEqual(answer(request % "nothing of that name"), NOTHING)
+
+    def test_arguments_select_at_every_level(self):
+        def routes(argument=""):
+            return sorted((table.findtext("name"), route.findtext("destination"), lasting(route))
+                          for table in tree(answer("show-routes" + argument)).findall("table")
+                          for route in table.findall("route"))
+
+        def selected(element, value):
+            return [route for route in routes()
+                    if ET.fromstring(route[2]).findtext(element) == value]
+        every = routes()
+        for table, destination in {route[:2] for route in every}:
+            self.assert_agree(
+                lambda t=table, d=destination: routes(f" destination={d}, name='{t}'"),
+                lambda t=table, d=destination: [r for r in routes() if r[:2] == (t, d)])
+        for element, value in ("type", "blackhole"), ("type", "local"), ("interface", "lo"):
+            self.assert_agree(lambda e=element, v=value: routes(f" {e}={v}"),
+                              lambda e=element, v=value: selected(e, v))
+
+    def test_the_brief_style_leaves_details_out(self):
+        for command, details, rest in (
+                ("show-interfaces", {"index", "mtu", "statistics", "scope"}, {"name", "ip"}),
+                ("show-routes", {"origin", "scope"}, {"name", "destination", "type"})):
+            whole, brief = (tree(answer(command + style)) for style in ("", " brief"))
+            self.assertEqual([e for e in brief.iter() if e.tag in details], [])
+            self.assert_agree(
+                lambda c=command, r=rest: [e.text for e in tree(answer(c + " brief")).iter()
+                                           if e.tag in r],
+                lambda c=command, r=rest: [e.text for e in tree(answer(c)).iter() if e.tag in r])
+            style = {"{http://example.org/netstatd/style}style": "brief"}
+            self.assertEqual((whole.attrib, brief.attrib),
+                             ({}, {} if brief.tag == "nothing" else style))
+
+    def test_json_holds_what_xml_holds(self):
+        def from_json(request):
+            text = answer(request + " as-json")
+            return [] if text == NOTHING else content(json.loads(text))
+
+        def from_xml(request):
+            root = tree(answer(request))
+            return [] if root.tag == "nothing" else content(
+                root if root.tag == "data" else {root.tag: root})
+        for request in *COMMANDS, "show-interfaces brief", "show-interfaces name=lo", \
+                "show-routes name=ipv4-main brief":
+            self.assert_agree(lambda r=request: from_json(r), lambda r=request: from_xml(r))
+        self.assertIn("host-name", dict(dict(from_json("show-daemon"))["daemon-information"]))
 
     def test_suspending_after_every_row_changes_nothing(self):
-        for command in "show-interfaces", "show-routes", "show-neighbors", "corvane-netconf-get":
+        for command in COMMANDS:
             self.assert_agree(lambda c=command: lasting(tree(answer(c, "--rows-per-slice", "1"))),
                               lambda c=command: lasting(tree(answer(c))))
 
@@ -264,7 +340,13 @@ class Answers(unittest.TestCase):
         self.assertEqual({line.split(":")[1] for line in result.stderr.splitlines()},
                          {" no snapshot"})
 
-    @unittest.skipUnless(sys.argv[2:] == ["live"], "once is enough")
+    @unittest.skipUnless(sys.argv[3:] == ["live"], "once is enough")
+    def test_the_parsers_find_errors(self):
+        for kind, bad in (("xml", "<a>"), ("xml", "<a b:c='d'/>"), ("xml", NOTHING), ("json", "{"),
+                          ("json", '{"a" : "b", "a" : "c"}'), ("json", NOTHING)):
+            self.assertNotEqual(errors_in(bad, kind), "", bad)
+
+    @unittest.skipUnless(sys.argv[3:] == ["live"], "once is enough")
     def test_the_accessor_guide_quotes_the_daemon(self):
         sources = " ".join(" ".join(file.read_text().split())
                            for file in sorted((ROOT / "examples/netstatd").glob("*.[ch]*")))
@@ -280,13 +362,13 @@ def enter_namespace(scene):
     if subprocess.run(["unshare", "-rn", "true"], check=False).returncode != 0:
         sys.exit(SKIPPED)
     setup = CROWD if scene == "crowded" else ""
-    again = [sys.executable, "-B", __file__, NETSTATD, scene, "inside"]
+    again = [sys.executable, "-B", __file__, NETSTATD, PARSE_OUTPUT, scene, "inside"]
     os.execvp("unshare", ["unshare", "-rn", "sh", "-e", "-c", setup + 'exec "$@"', "sh", *again])
 
 
 if __name__ == "__main__":
-    NETSTATD = sys.argv[1]
+    NETSTATD, PARSE_OUTPUT = sys.argv[1:3]
     os.environ["PATH"] += ":/usr/sbin:/sbin"
-    if sys.argv[2:] in (["empty"], ["crowded"]):
-        enter_namespace(sys.argv[2])
+    if sys.argv[3:] in (["empty"], ["crowded"]):
+        enter_namespace(sys.argv[3])
     unittest.main(argv=sys.argv[:1])

@@ -1,6 +1,6 @@
 // netstatd: an example daemon that shows this host's network state as its render definitions say.
-// It answers the requests that it is given on its command line, each through the menu that the library
-// made for it, and ends:
+// It answers the requests that it is given on its command line, each through the menu that the
+// library made for it, and ends:
 //
 //     netstatd --once 'show-interfaces name=lo as-json'
 //     netstatd --once "show-routes filter='/route-information/table[name=\"ipv4-main\"]'"
