@@ -314,6 +314,21 @@ class Answers(unittest.TestCase):
                      if a["scope"] == "global"}
         self.assertIn(shown.findtext("primary-address"), addresses or {"0.0.0.0"})
 
+    def test_dumps_and_reload(self):
+        schema = dict(line.split()
+                      for line in run("--once", "dump-schema").stdout.splitlines() if line)
+
+        def dumped(*options):
+            lines = run("--once", "dump", *options).stdout.splitlines()
+            return [re.fullmatch(r"(\S+) +:  \[(.*)\]", line).groups() for line in lines if line]
+        self.assertEqual({schema.get(path) for path, _ in dumped()}, {"leaf"})
+        for options in (), ("--rows-per-slice", "1"):
+            self.assert_agree(lambda o=options: sorted(value for path, value in dumped(*o)
+                                                       if path == "/interfaces/interface/name"),
+                              lambda: sorted(i["ifname"] for i in kernel("link")))
+        around = run("--once", "show-neighbors", "--once", "reload", "--once", "show-neighbors")
+        self.assertRegex(around.stdout, r"\A(?s:(.*))finish reloading\n\1\Z")
+
     def test_refusals(self):
         unknown = run("--once", "show-nothing")
         self.assertEqual((unknown.returncode, unknown.stdout), (1, ""))
