@@ -127,15 +127,16 @@ int main(int argc, char** argv) {
                                                                   event_base_free);
     evContext context{loop.get()};
     drend_menu_entry_s own_menu[1] = {}; // nothing but what the library adds
-    const std::unique_ptr<drend_menu_entry_s, void (*)(void*)> menu(
-        drend_init(&context, own_menu, 1, nullptr), free);
+    // Stays until the process ends: a reload makes the sub-menu in it anew.
+    static const drend_menu_entry_s* const menu =
+        drend_init(&context, own_menu, 1, nullptr);
     if (loop == nullptr || menu == nullptr) {
         fprintf(stderr, "netstatd: out of memory\n");
         return 1;
     }
     int status = 0;
     for (const std::string& request : options.requests) {
-        status |= run_request(menu.get(), request, loop.get());
+        status |= run_request(menu, request, loop.get());
     }
     return status;
 }
