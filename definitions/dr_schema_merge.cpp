@@ -25,7 +25,8 @@ namespace {
 constexpr char ROOT_NAME[] = "__root__";
 constexpr char COMBINED_CLI_COMMAND[] = "aggregator";
 
-using kid_place_t = drend_tag_c::kids_t::iterator;
+// A position among the kids of a combined tag.
+using kid_place_t = size_t;
 
 // --- the kids of combined tags by name ---
 
@@ -62,9 +63,9 @@ class kid_index_c {
         return found == places_.end() ? nullptr : &found->second;
     }
 
-    void add(drend_tag_c* parent, kid_place_t place) {
-        const auto [known, is_new] =
-            places_.try_emplace({parent, (*place)->name()}, places_s{place, nullptr});
+    void add(const drend_tag_c* parent, kid_place_t place) {
+        const auto [known, is_new] = places_.try_emplace(
+            {parent, parent->dt_kids[place]->name()}, places_s{place, nullptr});
         if (!is_new) {
             known->second.add(place);
         }
@@ -91,6 +92,7 @@ class tree_merge_c {
     explicit tree_merge_c(std::vector<drend_tag_c*>& loose_tags)
         : loose_tags_(loose_tags), root_(std::make_unique<drend_tag_c>(ROOT_NAME, "")) {
         root_->set_flags(DT_FLAG_COMBINED | DT_FLAG_HIDDEN);
+        combined_.push_back(root_.get());
     }
 
     // Merges a command's tree into the root, its tags before each other in order and each
@@ -110,7 +112,13 @@ class tree_merge_c {
         root_->dt_merged_sources.push_back(tree);
     }
 
-    std::unique_ptr<drend_tag_c> take_root() { return std::move(root_); }
+    // The finished tree.
+    std::unique_ptr<drend_tag_c> take_root() {
+        for (drend_tag_c* tag : combined_) {
+            std::erase(tag->dt_kids, nullptr);
+        }
+        return std::move(root_);
+    }
 
   private:
     struct task_s {
@@ -119,7 +127,7 @@ class tree_merge_c {
     };
 
     static void own(drend_tag_c& tag, drend_command_s* owner) {
-        tag.dt_commands.insert(tag.dt_commands.end(), owner);
+        tag.dt_commands.insert(owner);
     }
 
     // Puts `tag` below `parent`. The combined tag below which its kids have to be merged, or
@@ -132,7 +140,7 @@ class tree_merge_c {
             append(parent, tag);
             return nullptr;
         }
-        drend_tag_c* kid = *places->first;
+        drend_tag_c* kid = parent->dt_kids[places->first];
         if (!kid->is_combined()) {
             kid = replace_by_copy(parent, *places);
         }
@@ -145,28 +153,32 @@ class tree_merge_c {
     }
 
     void append(drend_tag_c* parent, drend_tag_c* tag) {
-        index_.add(parent, parent->dt_kids.insert(parent->dt_kids.end(), tag));
+        parent->dt_kids.push_back(tag);
+        index_.add(parent, parent->dt_kids.size() - 1);
     }
 
-    // Replaces the first kid of a name by a combined copy at the end of the list.
+    // Replaces the first kid of a name by a combined copy at the end of the list. Its place
+    // stays empty until the tree is finished, so that no other kid moves.
     drend_tag_c* replace_by_copy(drend_tag_c* parent, places_s& places) {
-        const drend_tag_c& original = **places.first;
+        const drend_tag_c& original = *parent->dt_kids[places.first];
         auto owned = std::make_unique<drend_tag_c>(original);
         owned->set_flags(DT_FLAG_COMBINED);
         loose_tags_.push_back(owned.get());
         drend_tag_c* copy = owned.release();
-        for (auto kid = copy->dt_kids.begin(); kid != copy->dt_kids.end(); ++kid) {
-            (*kid)->dt_commands = copy->dt_commands;
-            index_.add(copy, kid);
+        combined_.push_back(copy);
+        for (kid_place_t place = 0; place < copy->dt_kids.size(); ++place) {
+            copy->dt_kids[place]->dt_commands = copy->dt_commands;
+            index_.add(copy, place);
         }
-        const auto new_place = parent->dt_kids.insert(parent->dt_kids.end(), copy);
-        parent->dt_kids.erase(places.first);
-        kid_index_c::move_first(places, new_place);
+        parent->dt_kids.push_back(copy);
+        parent->dt_kids[places.first] = nullptr;
+        kid_index_c::move_first(places, parent->dt_kids.size() - 1);
         return copy;
     }
 
     std::vector<drend_tag_c*>& loose_tags_;
     std::unique_ptr<drend_tag_c> root_;
+    std::vector<drend_tag_c*> combined_; // the root and all copies
     kid_index_c index_;
     std::vector<task_s> pending_;
 };

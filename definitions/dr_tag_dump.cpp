@@ -1,6 +1,8 @@
 // A tag tree as text, for people.
 #include "definitions/drend_tag.h"
 
+#include <set>
+
 #include "definitions/drend_load.h"
 #include "frame/str_util.h"
 #include "orvex_platform/sbuf.h"
@@ -25,7 +27,7 @@ std::string app_names(const drend_tag_c& tag) {
         sorted.insert(command->dc_app_name);
     }
     std::string joined;
-    str_join(std::list<std::string>(sorted.begin(), sorted.end()), joined, " ");
+    str_join(std::vector<std::string>(sorted.begin(), sorted.end()), joined, " ");
     return joined;
 }
 

@@ -220,6 +220,7 @@ class tag_reader_c {
     };
 
     void open(drend_tag_c& tag, const tag_members_t& members, bool is_input_kid) {
+        tag.dt_kids.reserve(count_of(members[MEMBER_KIDS]));
         levels_.push_back(
             {&tag, is_input_kid, members[MEMBER_INPUT_KIDS], 0, members[MEMBER_KIDS], 0});
     }

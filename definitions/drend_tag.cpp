@@ -51,21 +51,33 @@ drend_tag_c::drend_tag_c(const drend_tag_c& other)
 }
 
 drend_tag_c::~drend_tag_c() {
-    // The tree is taken apart without recursion and without memory of its own: the kids of a
-    // tag join the list of those that still have to go.
-    kids_t doomed;
     if (!is_combined()) {
-        doomed.swap(dt_kids);
-    }
-    while (!doomed.empty()) {
-        drend_tag_c* tag = doomed.front();
-        doomed.pop_front();
-        if (!tag->is_combined()) {
-            doomed.splice(doomed.end(), tag->dt_kids);
-        }
-        delete tag;
+        destroy_kids();
     }
     tag_count.fetch_sub(1, std::memory_order_relaxed);
+}
+
+// Takes the tree apart from its leaves, without recursion and without memory of its own: on
+// the way down a tag's last place among the kids, whose kid is being visited, holds the way
+// back up.
+void drend_tag_c::destroy_kids() {
+    drend_tag_c* above = nullptr;
+    drend_tag_c* tag = this;
+    while (true) {
+        if (!tag->is_combined() && !tag->dt_kids.empty()) {
+            drend_tag_c* const kid = tag->dt_kids.back();
+            tag->dt_kids.back() = above;
+            above = tag;
+            tag = kid;
+        } else if (above != nullptr) {
+            delete tag;
+            tag = above;
+            above = tag->dt_kids.back();
+            tag->dt_kids.pop_back();
+        } else {
+            return;
+        }
+    }
 }
 
 void drend_tag_c::set_source(std::string_view source) {
@@ -126,8 +138,8 @@ int drend_tag_c::translate_value(str_buf_s* text, bool& is_expression) const {
     return DREND_OK;
 }
 
-int drend_tag_c::translate_value(
-    dr_value_c& value, const std::vector<dr_map_term_s>*& expression) const {
+int drend_tag_c::translate_value(dr_value_c& value,
+                                 const std::vector<dr_map_term_s>*& expression) const {
     expression = nullptr;
     if (!dt_map) {
         return DREND_OK;

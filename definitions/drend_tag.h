@@ -16,15 +16,14 @@
 #pragma once
 
 #include <cstdint>
-#include <list>
 #include <memory>
 #include <set>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "definitions/dr_command_set.h"
 #include "definitions/dr_value_map.h"
-#include "definitions/drend_command.h"
 #include "model/dr_nav_path.h"
 
 enum dt_type_e : int32_t {
@@ -76,8 +75,8 @@ inline constexpr char DT_NOTIFICATION_ROOT[] = "orvex-notification-root";
 
 class drend_tag_c {
   public:
-    using kids_t = std::list<drend_tag_c*>;
-    using commands_t = std::set<drend_command_s*, drend_load_order_s>;
+    using kids_t = std::vector<drend_tag_c*>;
+    using commands_t = dr_command_set_c;
 
     drend_tag_c(std::string_view name, std::string_view source);
     // For the schema merge: shares the kids, and leaves styles, input kids and merged sources
@@ -158,6 +157,7 @@ class drend_tag_c {
     mutable unsigned dt_uses = 0; // by walks; guarded by the lock of the in-use list
 
   private:
+    void destroy_kids();
     void make_texts();
 
     std::string name_;

@@ -15,7 +15,8 @@ thread_local long failing_allocation = 0;
 
 } // namespace
 
-void* operator new(size_t size) {
+// Not inlined, or the compiler takes the pairs of new and free for mismatches.
+[[gnu::noinline]] void* operator new(size_t size) {
     void* memory =
         failing_allocation > 0 && --failing_allocation == 0 ? nullptr : malloc(size);
     if (memory == nullptr) {
@@ -23,10 +24,10 @@ void* operator new(size_t size) {
     }
     return memory;
 }
-void operator delete(void* memory) noexcept {
+[[gnu::noinline]] void operator delete(void* memory) noexcept {
     free(memory);
 }
-void operator delete(void* memory, size_t) noexcept {
+[[gnu::noinline]] void operator delete(void* memory, size_t) noexcept {
     free(memory);
 }
 
