@@ -1,8 +1,8 @@
-// Loading and merging definitions: M files of 20 commands with 100 tags each, every fifth command
-// one more definition of the same name, against jansson alone parsing the same files.
+// Loading and merging definitions: M files of 20 commands with 100 tags each, every fifth
+// command one more definition of the same name, against jansson alone parsing the same files.
 //
-// Reported: nanoseconds of processor time for each tag, the ratio of loading to bare parsing, and the merge of N
-// definitions of one name, which has to stay linear.
+// Reported: nanoseconds of processor time for each tag, the ratio of loading to bare parsing
+// (best against best), and the merge of N definitions of one name, which has to stay linear.
 
 #include <algorithm>
 #include <cstdio>
