@@ -1,8 +1,6 @@
 // Rules of docs/behaviour.md that no subsystem's own test proves.
 
-#include <atomic>
 #include <cstring>
-#include <thread>
 #include <tuple>
 
 #include "definitions/drend_load.h"
@@ -58,18 +56,6 @@ int note(dr_meta_context_s*, const void* data) {
     return DREND_ERR; // the results of enter and exit procedures are not looked at
 }
 
-std::atomic<int> delivered;
-
-int deliver_here(void*, const char*, ...) {
-    ++delivered;
-    return 0;
-}
-
-int deliver_there(void*, const char*, ...) {
-    ++delivered;
-    return 0;
-}
-
 int empty_texts;
 
 int count_empty(void*, const char* format, ...) {
@@ -83,40 +69,6 @@ int count_empty(void*, const char* format, ...) {
 } // namespace
 
 // --- frame --------------------------------------------------------------------------------
-
-TEST_F(behaviour_test, hooks_may_be_replaced_by_another_thread) {
-    const drend_vsnprintf_t formatter = [](char* out, unsigned size, const char* format,
-                                           va_list args) {
-        return vsnprintf(out, size, format, args);
-    };
-    delivered = 0;
-    drend_set_send_method_w_return(deliver_here);
-    std::atomic<bool> done{false};
-    std::thread setter([&] {
-        for (unsigned i = 0; !done; ++i) {
-            drend_set_send_method_w_return(i % 2 == 0 ? deliver_here : deliver_there);
-            drend_set_vsnprintf(i % 2 == 0 ? nullptr : formatter);
-            drend_set_trace_flag(i % 2);
-            drend_set_debugtrace_cb(nullptr);
-            drend_set_event_context(&done);
-            drend_add_cmd_handlers(nullptr, nullptr, &done);
-            drend_add_walk_handlers(nullptr, nullptr, &done);
-        }
-        drend_set_vsnprintf(nullptr);
-        drend_set_trace_flag(0);
-        drend_set_event_context(nullptr);
-    });
-    drend_add_str_leaf("/a", read_text, "v");
-    define_kids(R"({"dts_name": "a", "dts_type": "leaf", "dts_source": "a"})");
-    for (int i = 0; i < 200; ++i) {
-        render("c");
-    }
-    done = true;
-    setter.join();
-    const int before = delivered.exchange(0);
-    render("c");
-    EXPECT_EQ(before, 200 * delivered);
-}
 
 TEST_F(behaviour_test, a_failing_formatter_adds_only_what_it_wrote) {
     drend_set_vsnprintf([](char*, unsigned, const char*, va_list) { return -1; });
