@@ -324,6 +324,29 @@ TEST_F(behaviour_test, a_walk_keeps_its_walker_and_val_keeps_the_raw_flag) {
     }
 }
 
+TEST_F(behaviour_test, a_look_up_by_tag_path_takes_back_exactly_what_it_pushed) {
+    drend_add_str_leaf("/n/a", read_text, "1");
+    define_kids(R"({"dts_name": "pick", "dts_type": "choice", "dts_kids": [
+        {"dts_name": "empty", "dts_type": "case", "dts_source": "nowhere"},
+        {"dts_name": "way", "dts_type": "case", "dts_kids": [
+            {"dts_name": "n", "dts_source": "n", "dts_kids": [
+                {"dts_name": "a", "dts_type": "leaf", "dts_source": "a"}]}]}]})");
+    dr_tags_access_context_c walk(nullptr);
+    walk.push_tag(dri_get_command_tag_by_name("c"));
+    const std::tuple<const char*, int, size_t, size_t> cases[] = {
+        {"n", DREND_OK, 4, 2},  {"n/a", DREND_OK, 5, 3},  {"way/n", DREND_OK, 4, 2},
+        {"x", DREND_ERR, 1, 1}, {"n/x", DREND_ERR, 1, 1}, {"", DREND_ERR, 1, 1},
+    };
+    for (const auto& [path, status, tags, contexts] : cases) {
+        EXPECT_EQ(walk.push(path), status) << path;
+        EXPECT_EQ(walk.tag_depth(), tags) << path;
+        EXPECT_EQ(walk.meta_depth(), contexts) << path;
+        walk.pop();
+        EXPECT_EQ(walk.tag_depth(), 1u) << path;
+        EXPECT_EQ(walk.meta_depth(), 1u) << path;
+    }
+}
+
 // --- output -------------------------------------------------------------------------------
 
 TEST_F(behaviour_test, a_requested_style_chooses_leaves_and_marks_the_top) {
