@@ -85,6 +85,7 @@ TEST_F(behaviour_test, no_empty_text_is_sent) {
     define_kids(R"({"dts_name": "a", "dts_type": "leaf", "dts_source": "a"})");
     drend_chars_sent_reset();
     render("c"); // with elements at the margin, where the indentation is nothing
+    render("c", "as-json");
     EXPECT_GT(drend_chars_sent_reset(), 0);
     EXPECT_EQ(empty_texts, 0);
 }
@@ -158,6 +159,15 @@ TEST_F(behaviour_test, quotes_in_literals_survive_the_cutting_of_a_filter) {
                                                  row.number + "</number>\n  </r>\n</t>\n")
             << row.argument;
     }
+}
+
+TEST_F(behaviour_test, a_dump_names_one_application_for_each_owner) {
+    const std::string entry =
+        R"({"dc_name": "c", "dc_app_name": "app", "dc_tag": {"dts_name": "t"}})";
+    define("[" + entry + "," + entry + "]");
+    dri_dump_render_tree(nullptr, "c");
+    EXPECT_EQ(output.text.substr(0, output.text.find("  t {")),
+              "__root__ {\n  dt_type: 2, dt_data_type: 1, dt_flags: 12, apps: app app\n");
 }
 
 // --- walk ---------------------------------------------------------------------------------
