@@ -42,7 +42,7 @@ void exit_with_message(int code, int /*arg*/, const char* format, ...) {
     str_vappend(message, format, args);
     va_end(args);
     fputs(message.c_str(), stderr);
-    fflush(stdout);
+    fflush(stderr);
     exit(code);
 }
 

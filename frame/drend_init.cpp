@@ -20,7 +20,7 @@ constexpr drend_menu_entry_s DREND_ENTRY = {"drend", "Dynamic rendering commands
 drend_menu_entry_s* extended_menu(const drend_menu_entry_s* menu, unsigned count) {
     auto* extended = static_cast<drend_menu_entry_s*>(calloc(count + 1, sizeof *menu));
     if (extended != nullptr) {
-        std::copy(menu, menu + count - 1, extended);
+        std::copy_n(menu, count - 1, extended);
         extended[count - 1] = DREND_ENTRY;
     }
     return extended;

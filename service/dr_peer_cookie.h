@@ -18,6 +18,7 @@ class dr_peer_cookie_c {
 
     void take(dr_render_context_c* walk) {
         walk->note_suspended();
+        dri_set_cookie_cleanup(peer_, dri_cleanup_cookie);
         dri_set_cookie(peer_, walk);
         is_taken_ = true;
     }

@@ -11,6 +11,7 @@
 #include "model/drend_meta_tree.h"
 #include "orvex_platform/eventlib.h"
 #include "render/dr_deferral.h"
+#include "render/dr_json_cwalker.h"
 #include "render/dr_tags_access_context.h"
 #include "render/dr_xml_cwalker.h"
 #include "render_fixture.h"
@@ -37,10 +38,11 @@ struct suspender_s {
     void leaf_was_read() { used = 0; }
 } suspender;
 
-// An XML walker that also suspends on its own behalf.
-class suspending_walker_c : public dr_xml_cwalker_c {
+// A walker that also suspends on its own behalf.
+template <typename Walker>
+class suspending_walker_c : public Walker {
   public:
-    using dr_xml_cwalker_c::dr_xml_cwalker_c;
+    using Walker::Walker;
     bool defer_walker() override { return suspender.wants(suspender_s::WALKER); }
 };
 
@@ -133,6 +135,8 @@ class deferral_test : public render_test {
         EXPECT_EQ(dri_inuse_count(), 0u);
     }
 
+    bool as_json = false;
+
     // Renders with the suspending walker; calls `between` while the walk is suspended.
     std::string walk(const std::function<void()>& between = nullptr) {
         output.text.clear();
@@ -141,9 +145,14 @@ class deferral_test : public render_test {
         slices = 1;
         const drend_tag_c* tag = dri_acquire_command_tag("c");
         dr_tags_access_context_c context(nullptr);
-        suspending_walker_c walker(context, nullptr, false);
+        suspending_walker_c<dr_xml_cwalker_c> xml(context, nullptr, false);
+        suspending_walker_c<dr_json_cwalker_c> json(context, nullptr);
+        dr_context_walker_c* walker = &xml;
+        if (as_json) {
+            walker = &json;
+        }
         context.push_tag(tag);
-        bool suspended = context.get_value(&walker) == DREND_DEFER;
+        bool suspended = context.get_value(walker) == DREND_DEFER;
         dri_tags_delete_inuse(tag);
         while (suspended && slices < 1000) {
             ++slices;
@@ -159,23 +168,28 @@ class deferral_test : public render_test {
 } // namespace
 
 TEST_F(deferral_test, a_walk_suspended_anywhere_gives_the_same_bytes) {
-    const std::string whole = walk();
-    EXPECT_EQ(slices, 1);
-    EXPECT_NE(whole.find("<number>32</number>"), std::string::npos);
-    const int places = suspender.asked;
-    ASSERT_GT(places, 60);
-    for (suspender.at = 0; suspender.at < places; ++suspender.at) {
-        ASSERT_EQ(walk(), whole) << "suspended at " << suspender.at;
-        ASSERT_EQ(slices, 2);
-    }
-    suspender.everywhere = true;
-    EXPECT_EQ(walk(), whole);
-    EXPECT_GT(slices, places / 3);
+    for (const bool json : {false, true}) {
+        as_json = json;
+        suspender = {};
+        const std::string whole = walk();
+        EXPECT_EQ(slices, 1);
+        EXPECT_NE(whole.find(json ? "\"number\" : \"32\"" : "<number>32</number>"),
+                  std::string::npos);
+        const int places = suspender.asked;
+        ASSERT_GT(places, 60);
+        for (suspender.at = 0; suspender.at < places; ++suspender.at) {
+            ASSERT_EQ(walk(), whole) << "suspended at " << suspender.at;
+            ASSERT_EQ(slices, 2);
+        }
+        suspender.everywhere = true;
+        EXPECT_EQ(walk(), whole);
+        EXPECT_GT(slices, places / 3);
 
-    dtc_ignore_defer = 1; // nobody can stop it any more
-    EXPECT_EQ(walk(), whole);
-    EXPECT_EQ(slices, 1);
-    dtc_ignore_defer = 0;
+        dtc_ignore_defer = 1; // nobody can stop it any more
+        EXPECT_EQ(walk(), whole);
+        EXPECT_EQ(slices, 1);
+        dtc_ignore_defer = 0;
+    }
 }
 
 TEST_F(deferral_test, definitions_may_be_replaced_at_every_suspension) {

@@ -20,19 +20,26 @@ const std::vector<row_s> ROWS = {{"a", 1, {{"x", 11}}}, {"b", 2, {{"y", 12}}}};
 // Walks handed over for continuing; run_idle continues them as an idle loop would.
 std::vector<void*> waiting;
 
+// The walk is suspended after every row, or after the row of that number (counted by `rows_seen`).
 bool suspend_rows = false;
+int suspend_at = -1;
+int rows_seen = 0;
 
 class service_test : public render_test {
   protected:
     service_test() : peer_(mgmt_sock_open_local(stdout)) {
         waiting.clear();
         suspend_rows = false;
+        suspend_at = -1;
         drend_add_list("/t/row", step_rows, &ROWS);
         drend_add_str_leaf("/t/row/name", read_name, nullptr);
         drend_add_list("/t/row/below", step_rows_below, nullptr);
         drend_add_int32_leaf("/t/row/below/number", read_number, nullptr);
         drend_add_walk_handlers(
-            nullptr, [](dr_meta_context_s*, void*) { return suspend_rows ? 1 : 0; },
+            nullptr,
+            [](dr_meta_context_s*, void*) {
+                return suspend_rows || rows_seen++ == suspend_at ? 1 : 0;
+            },
             nullptr);
         define(R"([{"dc_name": "rows", "dc_help": "Shows rows", "dc_app_name": "rowd",
             "dc_message_id": 7, "dc_tag": {"dts_name": "t", "dts_source": "/t", "dts_kids": [
@@ -201,7 +208,6 @@ TEST_F(service_test, a_peer_may_close_before_during_and_after_a_slice) {
     static void* closing;
     closing = nullptr;
     // Closes the peer from within a leaf, as a failed write would.
-    mgmt_sock_set_drend_close_method(peer_, dri_cleanup_cookie);
     drend_add_str_leaf(
         "/t/row/below/name",
         [](dr_meta_context_s* ctx, const void*) {
@@ -248,6 +254,82 @@ TEST_F(service_test, a_peer_may_close_before_during_and_after_a_slice) {
     request("deep");
     close_peer(); // the socket calls the close function with the cookie
     run_idle();
+}
+
+TEST_F(service_test, every_request_may_be_suspended_lost_or_dropped_anywhere) {
+    start(nullptr, 1);
+    const struct {
+        const char* word;
+        const char* argument;
+    } requests[] = {{"rows", nullptr}, {"rows", "as-json"}, {"dump", nullptr}};
+    for (const auto& row : requests) {
+        suspend_at = -1;
+        rows_seen = 0;
+        request(row.word, row.argument);
+        const std::string whole = take_text();
+        const int places = rows_seen;
+        ASSERT_GT(places, 1);
+        for (suspend_at = 0; suspend_at < places; ++suspend_at) {
+            rows_seen = 0;
+            request(row.word, row.argument);
+            ASSERT_EQ(waiting.size(), 1u);
+            dri_reload_json();
+            run_idle();
+            EXPECT_EQ(take_text(), whole) << row.word << suspend_at;
+            EXPECT_EQ(dri_get_set_count(), 1);
+
+            rows_seen = 0;
+            request(row.word, row.argument);
+            dri_reload_json();
+            dri_cleanup_cookie(mgmt_sock_get_drend_cookie(peer_)); // as a closing peer does
+            mgmt_sock_set_drend_cookie(peer_, nullptr);
+            run_idle();
+            EXPECT_EQ(dri_inuse_count(), 0u);
+            EXPECT_EQ(dri_get_set_count(), 1);
+            take_text();
+        }
+        if (strcmp(row.word, "dump") == 0) {
+            continue; // does not look at its sends
+        }
+        for (suspend_at = -1; suspend_at < 1; ++suspend_at) {
+            output.sends = 0;
+            rows_seen = 0;
+            output.fail_at = -1;
+            request(row.word, row.argument);
+            run_idle();
+            take_text();
+            const int sends = output.sends;
+            for (int lost_at = 0; lost_at < sends; ++lost_at) {
+                output.sends = 0;
+                rows_seen = 0;
+                output.fail_at = lost_at;
+                const int status = request(row.word, row.argument);
+                EXPECT_EQ(status, waiting.empty() ? DREND_PEER_LOST : 0);
+                run_idle();
+                EXPECT_EQ(output.sends, lost_at);
+                EXPECT_EQ(dri_inuse_count(), 0u);
+                output.fail_at = -1;
+                take_text();
+                rows_seen = 0;
+                request(row.word, row.argument);
+                run_idle();
+                EXPECT_EQ(take_text(), whole); // the next one is whole
+            }
+        }
+    }
+}
+
+TEST_F(service_test, a_daemon_starts_without_definitions_and_with_broken_ones) {
+    redefine(0, "[{\"dc_name\": ");
+    testing::internal::CaptureStderr();
+    start(nullptr, 1);
+    EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("json load error: "));
+    EXPECT_EQ(words().front(), "dump-schema");
+    drend_set_prefix("/nowhere");
+    start(nullptr, 1);
+    EXPECT_EQ(words().front(), "dump-schema");
+    EXPECT_EQ(drend_dir_init(), 0);
+    EXPECT_EQ(drend_app_init("nobody"), 0);
 }
 
 TEST_F(service_test, reload_replaces_definitions_and_menu) {
