@@ -21,7 +21,8 @@ struct replaced_menu_s {
     void* submenu;
     drend_menu_entry_s* entries;
 };
-std::vector<replaced_menu_s> replaced_menus;
+// Never destroyed: the daemon may serve its menu until the process ends.
+auto& replaced_menus = *new std::vector<replaced_menu_s>;
 
 void keep_until_next_rebuild(void* submenu, drend_menu_entry_s* entries) {
     for (replaced_menu_s& kept : replaced_menus) {

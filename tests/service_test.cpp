@@ -58,7 +58,10 @@ class service_test : public render_test {
 
     // Starts the library as a daemon does.
     void start(const drend_menu_entry_s* menu, int count) {
+        // A menu lives as long as the process.
+        static auto& served = *new std::vector<drend_menu_entry_s*>;
         menu_ = drend_init(nullptr, menu, count, nullptr);
+        served.push_back(menu_);
         drend_set_flush_method([](void*) { return ++output.flushes, 0; });
         drend_set_reschedule_handler([](void*, void* walk) { waiting.push_back(walk); },
                                      nullptr);
