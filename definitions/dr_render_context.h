@@ -18,6 +18,8 @@ class dr_render_context_c {
     // The peer is gone: ends and deletes this context, at once or, when it is running, as soon as
     // its slice ends.
     virtual void abandon() { delete this; }
+    // Memory ran out in a slice: tells the peer, ends and deletes this context.
+    virtual void end_without_memory() { delete this; }
 
     // Non-zero: the context finalizes and deletes its walker and then itself when its walk ends.
     int delete_when_done = 0;

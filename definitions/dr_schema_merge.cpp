@@ -279,7 +279,7 @@ void dri_merge_set(dr_daemon_context_c& set) {
     if (set.merged_commands == set.commands.size()) {
         return;
     }
-    set.commands_changed();
+    set.forget_names(); // commands are given new ones
     const std::unordered_set<const drend_tag_c*> merged = merged_roots(set);
     std::unordered_map<std::string, group_t> groups;
     std::vector<const std::pair<const std::string, group_t>*> recurring;
@@ -297,4 +297,5 @@ void dri_merge_set(dr_daemon_context_c& set) {
         merge_group(set, group->first, group->second);
     }
     set.merged_commands = set.commands.size();
+    set.index_names();
 }

@@ -70,5 +70,6 @@ int dri_dump_render_tree(void* peer, const char* name) {
     }
     dr_str_buf_c text;
     tag->dump(text.buf(), 0);
-    return drend_send(peer, "%s\n", text.c_str());
+    text += "\n";
+    return drend_send(peer, "%s", text.c_str());
 }

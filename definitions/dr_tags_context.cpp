@@ -110,8 +110,7 @@ void dri_get_cur_source(const dr_tags_context_c* ctx, std::string& out) {
 
 int drend_add_cmd_handlers(drend_cmd_handler_t start, drend_cmd_handler_t end,
                            void* user_data) {
-    cmd_handlers.set({start, end, user_data});
-    return 0;
+    return cmd_handlers.set({start, end, user_data});
 }
 
 void dri_call_cmd_start(const dr_tags_context_c* ctx, const char* command) {

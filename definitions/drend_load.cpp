@@ -41,6 +41,7 @@ std::unique_ptr<dr_daemon_context_c> read_set(const char* name) {
     for (const std::string& file : files_of(name)) {
         dri_load_file(file.c_str(), *ddc);
     }
+    ddc->index_names();
     return ddc;
 }
 
@@ -85,22 +86,24 @@ dr_daemon_context_c::~dr_daemon_context_c() {
             delete event;
         }
     }
-    for (drend_tag_c* tag : loose_tags) {
-        delete tag;
+    for (const auto* tags : {&loose_tags, &loose_event_tags}) {
+        for (drend_tag_c* tag : *tags) {
+            delete tag;
+        }
     }
     set_count.fetch_sub(1, std::memory_order_relaxed);
 }
 
-drend_command_c* dr_daemon_context_c::find_command(std::string_view name) const {
-    if (!names_known_) {
-        by_name_.clear();
-        for (drend_command_c* command : commands) {
-            if (command->dc_tag != nullptr) {
-                by_name_.emplace(command->dc_name, command);
-            }
+void dr_daemon_context_c::index_names() {
+    forget_names();
+    for (drend_command_c* command : commands) {
+        if (command->dc_tag != nullptr) {
+            by_name_.emplace(command->dc_name, command);
         }
-        names_known_ = true;
     }
+}
+
+drend_command_c* dr_daemon_context_c::find_command(std::string_view name) const {
     const auto found = by_name_.find(name);
     return found == by_name_.end() ? nullptr : found->second;
 }
@@ -138,16 +141,22 @@ int dri_load_dir(const char* name) {
     }
 }
 
-int dri_reload_json() {
+int dri_load_merged(const char* name) {
     drend_lock_guard_c guard(loader().load_lock);
+    loader().name = name;
     try {
-        std::unique_ptr<dr_daemon_context_c> ddc = read_set(loader().name);
+        std::unique_ptr<dr_daemon_context_c> ddc = read_set(name);
         dri_merge_set(*ddc);
         replace_current(std::move(ddc));
         return 0;
     } catch (const std::bad_alloc&) {
         return report_no_memory();
     }
+}
+
+int dri_reload_json() {
+    drend_lock_guard_c guard(loader().load_lock);
+    return dri_load_merged(loader().name);
 }
 
 int dri_schema_merge() {
@@ -168,7 +177,9 @@ int dri_load_filename(const char* path) {
         if (loader().current == nullptr) {
             loader().current = new dr_daemon_context_c;
         }
-        return dri_load_file(path, *loader().current);
+        const int status = dri_load_file(path, *loader().current);
+        loader().current->index_names();
+        return status;
     } catch (const std::bad_alloc&) {
         return report_no_memory();
     }

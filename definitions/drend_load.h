@@ -37,13 +37,18 @@ class dr_daemon_context_c {
     std::map<std::string, std::vector<drend_event_c*>> external_events;
     // Internal notification names by the path of the leaf that announces them.
     std::map<std::string, std::vector<std::string>> notification_leaves;
-    // Tags that no other tag owns: input kids and the copies that the merge made.
+    // Tags of commands that no other tag owns: input kids and the copies that the merge made.
     std::vector<drend_tag_c*> loose_tags;
+    // Input kids of events, which stay when the commands go.
+    std::vector<drend_tag_c*> loose_event_tags;
 
     // The first command of that name that has a tag, or null.
     drend_command_c* find_command(std::string_view name) const;
-    // To be called when commands came, went or changed their names.
-    void commands_changed() { names_known_ = false; }
+    // To be called when commands came or changed their names; find_command finds none of them
+    // before.
+    void index_names();
+    // To be called before commands go or change their names.
+    void forget_names() { by_name_.clear(); }
     // Whether one of the tags that a walk can start from is in use; the caller holds the lock
     // of the in-use list.
     bool is_walked() const;
@@ -52,8 +57,7 @@ class dr_daemon_context_c {
     dr_daemon_context_c* next_retired = nullptr; // on the retirement list
 
   private:
-    mutable bool names_known_ = false;
-    mutable std::unordered_map<std::string_view, drend_command_c*> by_name_;
+    std::unordered_map<std::string_view, drend_command_c*> by_name_;
 };
 
 // --- where files are found ---
@@ -87,6 +91,9 @@ int dri_load_filename(const char* path);
 int dri_load_dir(const char* name);
 // Merges the commands of the current set that share a name. 0, or -1 when memory ran out.
 int dri_schema_merge();
+// The two in one, as a daemon starts: the set is merged aside, so that no look-up of another thread
+// sees it before. 0, or -1 when memory ran out; the set that was current then stays.
+int dri_load_merged(const char* name);
 // Loads again what was loaded last, merges it and makes it current. 0, or -1 when memory ran out;
 // the set that was current then stays.
 int dri_reload_json();

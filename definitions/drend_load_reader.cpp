@@ -286,7 +286,8 @@ class tag_reader_c {
 class file_reader_c {
   public:
     file_reader_c(const char* path, dr_daemon_context_c& set)
-        : path_(path), set_(set), tags_(set.loose_tags) {}
+        : path_(path), set_(set), command_tags_(set.loose_tags),
+          event_tags_(set.loose_event_tags) {}
 
     int read() {
         const std::unique_ptr<json_t, release_json_s> root = parse();
@@ -297,7 +298,6 @@ class file_reader_c {
             fprintf(stderr, "json load error: %s : the root is not an array\n", path_);
             return -1;
         }
-        set_.commands_changed();
         for (size_t i = 0; i < json_array_size(root.get()); ++i) {
             read_entry(json_array_get(root.get(), i), static_cast<int>(i) + 1);
         }
@@ -351,7 +351,8 @@ class file_reader_c {
         owned->dc_load_order = static_cast<unsigned>(set_.commands.size());
         set_.commands.push_back(owned.get());
         drend_command_c* command = owned.release();
-        std::unique_ptr<drend_tag_c> tag = tags_.read(json_object_get(entry, "dc_tag"));
+        std::unique_ptr<drend_tag_c> tag =
+            command_tags_.read(json_object_get(entry, "dc_tag"));
         if (tag) {
             tag->dt_commands.insert(command);
         }
@@ -365,7 +366,7 @@ class file_reader_c {
         auto event = std::make_unique<drend_event_c>(
             text("dc_app_name"), text("dc_external_notify_name"),
             text("dc_internal_notify_name"), dri_pasted_namespace(text("dc_namespace")));
-        event->dc_tag = tags_.read(json_object_get(entry, "dc_tag")).release();
+        event->dc_tag = event_tags_.read(json_object_get(entry, "dc_tag")).release();
         auto& events = set_.external_events[event->dc_internal_notify_name];
         events.push_back(event.get());
         event.release();
@@ -390,7 +391,8 @@ class file_reader_c {
 
     const char* path_;
     dr_daemon_context_c& set_;
-    tag_reader_c tags_;
+    tag_reader_c command_tags_;
+    tag_reader_c event_tags_;
 };
 
 } // namespace

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "definitions/dr_current_set.h"
+#include "frame/dr_no_memory.h"
 #include "frame/drend_trace.h"
 
 namespace {
@@ -17,13 +18,14 @@ std::string without_end_slash(const char* path) {
     return text;
 }
 
-// Runs `find` on the root of the merged schema. -1, with a trace line, when there is none.
+// Runs `find` on the root of the merged schema. -1 when there is none, with a trace line, and when
+// memory runs out.
 template <typename Find>
 int on_merged_schema(const char* caller, Find find) {
     drend_lock_guard_c guard(dri_definitions_lock());
     const drend_tag_c* root = dri_get_netconf_get_tag();
     if (root != nullptr) {
-        return find(*root);
+        return dri_unless_no_memory(-1, [&] { return find(*root); });
     }
     if (dri_trace_on(DREND_TRACE_ERROR)) {
         drend_debug_trace("DR_ERROR: Couldn't find %s:%s\n", DRI_NETCONF_GET, caller);
@@ -116,10 +118,10 @@ void dri_clear_command() {
         if (set == nullptr) {
             return;
         }
+        set->forget_names();
         std::swap(retired->commands, set->commands);
         std::swap(retired->loose_tags, set->loose_tags);
         set->merged_commands = 0;
-        set->commands_changed();
     }
     dri_free_daemon_context(retired.release());
 }
@@ -149,17 +151,22 @@ int drend_get_daemons_from_path(const char* path, std::set<std::string>& out) {
 }
 
 char* drend_get_only_daemon_responsible(const char* path) {
-    const std::set<std::string> daemons =
-        daemons_of("drend_get_only_daemon_responsible", path);
-    return daemons.size() == 1 ? strdup(daemons.begin()->c_str()) : nullptr;
+    return dri_unless_no_memory<char*>(nullptr, [&] {
+        const std::set<std::string> daemons =
+            daemons_of("drend_get_only_daemon_responsible", path);
+        return daemons.size() == 1 ? strdup(daemons.begin()->c_str()) : nullptr;
+    });
 }
 
 char* drend_get_daemon_responsible(const char* path) {
     // A daemon may ask before anything has merged what it loaded.
     static const int merged = dri_schema_merge();
     (void)merged;
-    const std::set<std::string> daemons = daemons_of("drend_get_daemon_responsible", path);
-    return daemons.empty() ? nullptr : strdup(daemons.begin()->c_str());
+    return dri_unless_no_memory<char*>(nullptr, [&] {
+        const std::set<std::string> daemons =
+            daemons_of("drend_get_daemon_responsible", path);
+        return daemons.empty() ? nullptr : strdup(daemons.begin()->c_str());
+    });
 }
 
 // --- notifications ------------------------------------------------------------------------

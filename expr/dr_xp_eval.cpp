@@ -152,6 +152,5 @@ void dri_gather_filter_expr(const xp_node_c& node, drend_value_lookup_c& lookup,
 
 void dri_reset_xpath_cache() {
     dri_forget_paths();
-    dri_forget_functions();
     dri_forget_patterns();
 }

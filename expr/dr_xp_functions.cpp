@@ -1,10 +1,9 @@
 #include "expr/dr_xp_functions.h"
 
-#include <map>
+#include <cstring>
 
 #include "drend.h"
 #include "expr/dr_xp_pattern.h"
-#include "frame/drend_lock.h"
 #include "frame/drend_trace.h"
 
 const char* const xpath_true = "true";
@@ -51,33 +50,21 @@ void dri_xp_match_func(drend_value_lookup_c&, const args_t& args, std::string& r
                    dri_pattern_match(args[1], args[0]));
 }
 
-struct function_table_s {
-    drend_lock_c lock;
-    std::map<std::string, dr_xp_function_t, std::less<>> rows;
-};
-
-function_table_s& table() {
-    static function_table_s functions;
-    return functions;
-}
+constexpr struct {
+    const char* name;
+    dr_xp_function_t function;
+} FUNCTIONS[] = {{"local_name", dri_xp_local_name_func},
+                 {"contains", dri_xp_contains_func},
+                 {"starts-with", dri_xp_starts_with_func},
+                 {"match", dri_xp_match_func}};
 
 } // namespace
 
 dr_xp_function_t dri_find_function(const char* name) {
-    function_table_s& functions = table();
-    drend_lock_guard_c guard(functions.lock);
-    if (functions.rows.empty()) {
-        functions.rows = {{"local_name", dri_xp_local_name_func},
-                          {"contains", dri_xp_contains_func},
-                          {"starts-with", dri_xp_starts_with_func},
-                          {"match", dri_xp_match_func}};
+    for (const auto& row : FUNCTIONS) {
+        if (strcmp(row.name, name) == 0) {
+            return row.function;
+        }
     }
-    const auto found = functions.rows.find(name);
-    return found == functions.rows.end() ? nullptr : found->second;
-}
-
-void dri_forget_functions() {
-    function_table_s& functions = table();
-    drend_lock_guard_c guard(functions.lock);
-    functions.rows.clear();
+    return nullptr;
 }

@@ -8,7 +8,7 @@
 // Truth is the text of xpath_true or xpath_false. Arguments beyond the second are ignored; with
 // too few of them a function is false, and local_name with any is the empty text; both are traced.
 //
-// The table has its own lock; safe from any thread.
+// Any thread.
 #pragma once
 
 #include <string>
@@ -22,6 +22,3 @@ using dr_xp_function_t = void (*)(drend_value_lookup_c& lookup,
 
 // Null for an unknown name.
 dr_xp_function_t dri_find_function(const char* name);
-
-// Empties the table; the next search fills it again.
-void dri_forget_functions();

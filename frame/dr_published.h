@@ -12,6 +12,7 @@
 #include <atomic>
 #include <forward_list>
 
+#include "frame/dr_no_memory.h"
 #include "frame/drend_lock.h"
 
 // T is a plain record with operator== and a usable default value.
@@ -21,14 +22,18 @@ class dr_published_c {
     // The group in force. The reference stays valid for good.
     const T& get() const { return *current_.load(std::memory_order_acquire); }
 
-    void set(const T& value) {
+    // 0, or -1 with the group in force unchanged when memory ran out.
+    int set(const T& value) {
         drend_lock_guard_c guard(lock_);
-        auto known = std::find(kept_.begin(), kept_.end(), value);
-        if (known == kept_.end()) {
-            kept_.push_front(value);
-            known = kept_.begin();
-        }
-        current_.store(&*known, std::memory_order_release);
+        return dri_unless_no_memory(-1, [&] {
+            auto known = std::find(kept_.begin(), kept_.end(), value);
+            if (known == kept_.end()) {
+                kept_.push_front(value);
+                known = kept_.begin();
+            }
+            current_.store(&*known, std::memory_order_release);
+            return 0;
+        });
     }
 
   private:

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <string>
 
+#include "frame/dr_no_memory.h"
 #include "frame/dr_published.h"
 #include "frame/drend_lock.h"
 #include "frame/str_util.h"
@@ -63,6 +64,30 @@ int deliver(void* peer, const char* text) {
     return write_and_flush(stdout, text);
 }
 
+// The only argument of "%s" as it is, when it need not be formatted: the text is short enough, and
+// no daemon wants to see it in its formatter. Null otherwise.
+DREND_PRINTF(1, 0)
+const char* finished_text(const char* format, va_list args) {
+    const bool is_plain = format[0] == '%' && format[1] == 's' && format[2] == '\0';
+    if (!is_plain || !str_formatter_is_system()) {
+        return nullptr;
+    }
+    va_list copy;
+    va_copy(copy, args);
+    const char* text = va_arg(copy, const char*);
+    va_end(copy);
+    return text != nullptr && strnlen(text, STR_LIMIT) < STR_LIMIT ? text : nullptr;
+}
+
+DREND_PRINTF(2, 0)
+int format_and_deliver(void* peer, const char* format, va_list args) {
+    return dri_unless_no_memory(static_cast<int>(DREND_ERR), [&] {
+        std::string text;
+        str_vappend(text, format, args);
+        return deliver(peer, text.c_str());
+    });
+}
+
 } // namespace
 
 drend_send_method_t drend_set_send_method_w_return(drend_send_method_t method) {
@@ -96,26 +121,10 @@ void drend_set_vsnprintf(drend_vsnprintf_t formatter) {
 int drend_send(void* peer, const char* format, ...) {
     va_list args;
     va_start(args, format);
-    const char* whole = nullptr;
-    std::string formatted;
-    // A finished text needs no formatting, unless a daemon wants to see it in its
-    // formatter.
-    const bool is_plain = format[0] == '%' && format[1] == 's' && format[2] == '\0';
-    if (is_plain && str_formatter_is_system()) {
-        va_list copy;
-        va_copy(copy, args);
-        whole = va_arg(copy, const char*);
-        va_end(copy);
-        if (whole != nullptr && strnlen(whole, STR_LIMIT) == STR_LIMIT) {
-            whole = nullptr;
-        }
-    }
-    if (whole == nullptr) {
-        str_vappend(formatted, format, args);
-        whole = formatted.c_str();
-    }
+    const char* whole = finished_text(format, args);
+    const int result =
+        whole != nullptr ? deliver(peer, whole) : format_and_deliver(peer, format, args);
     va_end(args);
-    const int result = deliver(peer, whole);
     if (result == 0) {
         ++send_counter;
     }
@@ -123,9 +132,11 @@ int drend_send(void* peer, const char* format, ...) {
 }
 
 int drend_va_send_to_file_ptr(FILE* stream, const char* format, va_list args) {
-    std::string text;
-    str_vappend(text, format, args);
-    return write_and_flush(stream, text.c_str());
+    return dri_unless_no_memory(static_cast<int>(DREND_ERR), [&] {
+        std::string text;
+        str_vappend(text, format, args);
+        return write_and_flush(stream, text.c_str());
+    });
 }
 
 int drend_send_file_ptr(FILE* stream, const char* format, ...) {
@@ -169,13 +180,16 @@ void drend_err_exit(int code, int arg, const char* format, ...) {
     if (method == nullptr) {
         return;
     }
+    std::string message;
     va_list args;
     va_start(args, format);
-    std::string message;
-    str_vappend(message, format, args);
+    dri_unless_no_memory(0, [&] {
+        str_vappend(message, format, args);
+        return 0;
+    });
     va_end(args);
     ++send_counter;
-    method(code, arg, "%s", message.c_str());
+    method(code, arg, "%s", message.empty() ? format : message.c_str());
 }
 
 void* drend_get_event_context(void) {

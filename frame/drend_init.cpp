@@ -38,8 +38,7 @@ drend_menu_entry_s* drend_init(void* event_context, const drend_menu_entry_s* me
     drend_set_flush_method(ms_peer_flush);
     drend_set_peer_close_method(mgmt_sock_close);
     // A daemon whose definitions fail to load still starts.
-    dri_load_dir(load_arg);
-    dri_schema_merge();
+    dri_load_merged(load_arg);
     const auto entries = static_cast<unsigned>(std::max(count, 1));
     drend_menu_entry_s* extended = extended_menu(menu, entries);
     dri_set_eventlib_rescheduler(event_context);
@@ -51,16 +50,9 @@ drend_menu_entry_s* drend_init(void* event_context, const drend_menu_entry_s* me
 }
 
 int drend_app_init(const char* load_arg) {
-    if (drend_init_fixed_commands() != 0) {
-        return -1;
-    }
-    const int loaded = dri_load_dir(load_arg);
-    return loaded != 0 ? loaded : dri_schema_merge();
+    return drend_init_fixed_commands() != 0 ? -1 : dri_load_merged(load_arg);
 }
 
 int drend_dir_init(void) {
-    if (dri_load_dir(nullptr) != 0 || dri_schema_merge() != 0) {
-        return -1;
-    }
-    return static_cast<int>(dri_get_count());
+    return dri_load_merged(nullptr) != 0 ? -1 : static_cast<int>(dri_get_count());
 }

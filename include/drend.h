@@ -63,11 +63,7 @@
 extern "C" {
 #endif
 
-/* ----------------------------------------------------------------------------------------
- */
-/* Statuses */
-/* ----------------------------------------------------------------------------------------
- */
+/* ---- Statuses ---------------------------------------------------------------------------- */
 
 /* What accessors return and what rendering returns. */
 enum drend_status {
@@ -88,11 +84,7 @@ enum drend_status {
  */
 DREND_API const char* drend_status_text(int status, char* buffer, unsigned int size);
 
-/* ----------------------------------------------------------------------------------------
- */
-/* Output: the methods through which everything leaves the library */
-/* ----------------------------------------------------------------------------------------
- */
+/* ---- Output: the methods through which everything leaves the library --------------------- */
 
 /*
  * Delivers text to a peer. The library calls it with the format "%s" and the finished text
@@ -161,7 +153,8 @@ DREND_API void drend_set_vsnprintf(drend_vsnprintf_t formatter);
  */
 DREND_API int drend_send(void* peer, const char* format, ...) DREND_PRINTF(2, 3);
 
-/* Formats a text, writes it to `stream` and flushes it. 0, or DREND_PEER_LOST. Any thread.
+/*
+ * Formats a text, writes it to `stream` and flushes it. 0, or DREND_PEER_LOST. Any thread.
  */
 DREND_API int drend_send_file_ptr(FILE* stream, const char* format, ...) DREND_PRINTF(2, 3);
 DREND_API int drend_va_send_to_file_ptr(FILE* stream, const char* format, va_list args)
@@ -175,7 +168,8 @@ DREND_API int drend_send_peer_ptr(void* peer, const char* format, ...) DREND_PRI
 DREND_API int drend_flush(void* peer);
 DREND_API int drend_close_peer(void* peer);
 
-/* The number of successful sends (calls, not bytes) since the last call of this function.
+/*
+ * The number of successful sends (calls, not bytes) since the last call of this function.
  */
 DREND_API int drend_chars_sent_reset(void);
 
@@ -194,11 +188,7 @@ DREND_API extern void* dri_event_context;
 /* Installs the function that builds the daemon's menu again, and its argument. */
 DREND_API void drend_set_rebuild_menu(drend_rebuild_menu_fn_t function, void* argument);
 
-/* ----------------------------------------------------------------------------------------
- */
-/* Tracing */
-/* ----------------------------------------------------------------------------------------
- */
+/* ---- Tracing ----------------------------------------------------------------------------- */
 
 /* The bits of the trace word, with the prefix of the lines that each enables. */
 enum drend_trace_bit {
@@ -223,11 +213,7 @@ DREND_API int drend_debug_trace_stderr(const char* format, va_list args) DREND_P
 /* Hands a line to the installed receiver, whatever the trace word says. */
 DREND_API void drend_debug_trace(const char* format, ...) DREND_PRINTF(1, 2);
 
-/* ----------------------------------------------------------------------------------------
- */
-/* Registration: the tree of paths */
-/* ----------------------------------------------------------------------------------------
- */
+/* ---- Registration: the tree of paths ----------------------------------------------------- */
 
 /* The position of a walk in the daemon's data, as accessors see it. Lives as long as the
  * call that received it. */
@@ -235,13 +221,17 @@ typedef struct dr_meta_context_s dr_meta_context_s;
 
 /*
  * An accessor. `data` is the pointer registered with it. Returns an `enum drend_status`:
- *   list      DREND_OK with the next row set by drend_set_element_ref, DREND_NO_EL at the
- * end, DREND_DEFER to show the row and then suspend; leaf      DREND_OK with a value set,
- * DREND_SKIP_LEAF to leave the leaf out, DREND_DEFER to be asked again later (set no value
- * then), DREND_ERR when there is no value; container DREND_OK with the next child set by
- * drend_set_attribute_name and one of drend_set_attribute_ref and drend_set_element_ref,
- * DREND_NO_EL at the end; enter, exit: not examined. A look-up for a filter or a key cannot
- * suspend: DREND_DEFER from a leaf is a failed read there.
+ *
+ *   list        DREND_OK with the next row set by drend_set_element_ref, DREND_NO_EL at the
+ *               end, DREND_DEFER to show the row and then suspend
+ *   leaf        DREND_OK with a value set, DREND_SKIP_LEAF to leave the leaf out, DREND_DEFER
+ *               to be asked again later (set no value then), DREND_ERR when there is no value
+ *   container   DREND_OK with the next child set by drend_set_attribute_name and one of
+ *               drend_set_attribute_ref and drend_set_element_ref, DREND_NO_EL at the end
+ *   enter, exit not examined
+ *
+ * A look-up for a filter or a key cannot suspend: DREND_DEFER from a leaf is a failed read
+ * there.
  */
 typedef int (*drend_proc_t)(dr_meta_context_s* ctx, const void* data);
 
@@ -251,7 +241,8 @@ typedef int (*drend_proc_t)(dr_meta_context_s* ctx, const void* data);
  * Rows of a list are not part of a path: the children of "/interfaces/interface" are the
  * fields of every row. `data` may be NULL. All functions of this group return 0. A path
  * whose procedure is registered a second time with another procedure or other data is a
- * fatal error (drend_err_exit).
+ * fatal error (drend_err_exit), and so is memory that runs out; should that not end the
+ * process, nothing was registered and the result is -1 for the latter.
  */
 
 /* A list: `proc` steps through its rows. */
@@ -295,17 +286,13 @@ DREND_API int drend_add_generic_leaf(const char* path, drend_proc_t proc, const 
  * The walk handlers: `start` is called when a walk begins and when it is continued, its
  * result is not used; `suspend` is called after every row that a list procedure gives and
  * returns non-zero to have the walk suspended once that row is shown. Both get `data`. NULL
- * removes one. Replaces earlier handlers. Returns 0. Any thread.
+ * removes one. Replaces earlier handlers. Returns 0, or -1 when memory ran out. Any thread.
  */
 typedef int (*drend_walk_handler_t)(dr_meta_context_s* ctx, void* data);
 DREND_API int drend_add_walk_handlers(drend_walk_handler_t start,
                                       drend_walk_handler_t suspend, void* data);
 
-/* ----------------------------------------------------------------------------------------
- */
-/* Values: called by a leaf procedure to hand its value over */
-/* ----------------------------------------------------------------------------------------
- */
+/* ---- Values: called by a leaf procedure to hand its value over --------------------------- */
 
 /* Set the value of the leaf being read. 0, or DREND_ERR outside a leaf procedure. */
 DREND_API int drend_set_boolean_value(dr_meta_context_s* ctx, int32_t value);
@@ -361,10 +348,10 @@ DREND_API extern int af_sock_domain;
 DREND_API int drend_get_cached_cb(dr_meta_context_s* ctx, const void* data);
 
 /*
- * Values of the daemon's own kinds. A handler writes `length` bytes at `data` as text into `out`
- * with drend_append, which returns 0, or -1 when memory ran out. Registering replaces the handler
- * of a kind. drend_set_generic sets the handler's text as the value: 0, or DREND_ERR for a kind
- * without a handler.
+ * Values of the daemon's own kinds. A handler writes `length` bytes at `data` as text into
+ * `out` with drend_append, which returns 0, or -1 when memory ran out. Registering replaces
+ * the handler of a kind. drend_set_generic sets the handler's text as the value: 0, or
+ * DREND_ERR for a kind without a handler.
  */
 typedef struct str_buf_s str_buf_s;
 typedef void (*drend_generic_handler_t)(const void* data, unsigned int length,
@@ -382,11 +369,7 @@ DREND_API int drend_get_skip_if_empty_leaf(void);
  * not used. */
 DREND_API extern const double drv_decimal64_range_table[19][2];
 
-/* ----------------------------------------------------------------------------------------
- */
-/* Rows: called by list procedures, and by all others to find the row they belong to */
-/* ----------------------------------------------------------------------------------------
- */
+/* ---- Rows: called by list procedures, and by all others to find the row they belong to --- */
 
 /*
  * The reference of the current row: the daemon's pointer to it, never looked at by the
@@ -421,11 +404,7 @@ DREND_API const char* drend_get_filter_name(dr_meta_context_s* ctx, const char* 
 /* A ready-made list procedure; see drend_iterator_c below. */
 DREND_API int drend_iterator_c_it_cb(dr_meta_context_s* ctx, const void* data);
 
-/* ----------------------------------------------------------------------------------------
- */
-/* Context: what accessors of one walk leave for each other */
-/* ----------------------------------------------------------------------------------------
- */
+/* ---- Context: what accessors of one walk leave for each other ---------------------------- */
 
 /*
  * A context is a value: everything below the place where something is stored sees it; it is
@@ -451,16 +430,12 @@ DREND_API int drend_set_attribute_name(dr_meta_context_s* ctx, const char* name)
 DREND_API int drend_set_attribute_ref(dr_meta_context_s* ctx, void* ref);
 DREND_API int drend_get_attribute_ref(dr_meta_context_s* ctx, void** ref);
 
-/* ----------------------------------------------------------------------------------------
- */
-/* Definitions and commands */
-/* ----------------------------------------------------------------------------------------
- */
+/* ---- Definitions and commands ------------------------------------------------------------ */
 
 /*
  * Text put in front of the directories that definition files are loaded from
- * ("/usr/lib/render",
- * "/opt/lib/render", "/var/opt/lib/render"). Copied; "" is the default. Before loading.
+ * ("/usr/lib/render", "/opt/lib/render", "/var/opt/lib/render"). Copied; "" is the default.
+ * Before loading.
  */
 DREND_API void drend_set_prefix(const char* prefix);
 
@@ -475,23 +450,25 @@ typedef struct drend_menu_entry_s {
 } drend_menu_entry_s;
 
 /*
- * Starts the library for a daemon with a management socket: installs the socket's cookie, flush
- * and close methods, loads and merges the definitions, and has suspended output continued when
- * the loop of `event_context` (an evContext *, kept) is idle. `menu` is the daemon's menu of
- * `count` entries, the all-zero terminator included; with `count` 0 it may be NULL. `load_arg`
- * names the application whose definition files are loaded (NULL: all) and must stay valid.
+ * Starts the library for a daemon with a management socket: installs the socket's cookie,
+ * flush and close methods, loads and merges the definitions, and has suspended output
+ * continued when the loop of `event_context` (an evContext *, kept) is idle. `menu` is the
+ * daemon's menu of `count` entries, the all-zero terminator included; with `count` 0 it may
+ * be NULL. `load_arg` names the application whose definition files are loaded (NULL: all)
+ * and must stay valid.
  *
- * Returns a copy of the menu with an entry "drend" before the terminator, whose sub-menu holds one
- * entry for each render command and the fixed commands, and is made anew by the command "reload".
- * The daemon serves it in place of its own and owns it; it may be freed only at the end of the
- * process. NULL when memory ran out. A daemon whose definitions do not load still starts.
+ * Returns a copy of the menu with an entry "drend" before the terminator, whose sub-menu
+ * holds one entry for each render command and the fixed commands, and is made anew by the
+ * command "reload". The daemon serves it in place of its own and owns it; it may be freed
+ * only at the end of the process. NULL when memory ran out. A daemon whose definitions do
+ * not load still starts.
  */
 DREND_API drend_menu_entry_s* drend_init(void* event_context,
                                          const drend_menu_entry_s* menu, int count,
                                          const char* load_arg);
 
-/* For a daemon without a menu: loads the definitions of application `load_arg` (NULL: all) and
- * merges them. 0, or -1. `load_arg` must stay valid. */
+/* For a daemon without a menu: loads the definitions of application `load_arg` (NULL: all)
+ * and merges them. 0, or -1. `load_arg` must stay valid. */
 DREND_API int drend_app_init(const char* load_arg);
 
 /*
@@ -501,20 +478,22 @@ DREND_API int drend_app_init(const char* load_arg);
 DREND_API int drend_dir_init(void);
 
 /*
- * `start` is called when a command starts, with "", and before each of its elements is walked, with
- * the path of the command's top element; `end` when the command ends, with "". NULL removes a
- * handler; both replace earlier ones. Returns 0. Any thread.
+ * `start` is called when a command starts, with "", and before each of its elements is
+ * walked, with the path of the command's top element; `end` when the command ends, with "".
+ * NULL removes a handler; both replace earlier ones. Returns 0, or -1 when memory ran out.
+ * Any thread.
  */
 typedef void (*drend_cmd_handler_t)(const char* command, void* user_data);
 DREND_API int drend_add_cmd_handlers(drend_cmd_handler_t start, drend_cmd_handler_t end,
                                      void* user_data);
 
 /*
- * Runs the command `name` for `peer` and sends its answer as XML, or as JSON when the argument text
- * says as-json. `argument` is the request's argument text, or NULL; it may hold a filter,
- * filter='/interfaces/interface[name="lo"]', and the command's input parameters, name=lo.
- * Returns 0 when the answer is complete or the command is unknown (one line on standard
- * error), DREND_DEFER when it was suspended; the walk then waits to be taken.
+ * Runs the command `name` for `peer` and sends its answer as XML, or as JSON when the
+ * argument text says as-json. `argument` is the request's argument text, or NULL; it may
+ * hold a filter, filter='/interfaces/interface[name="lo"]', and the command's input
+ * parameters, name=lo. Returns 0 when the answer is complete or the command is unknown (one
+ * line on standard error), DREND_DEFER when it was suspended; the walk then waits to be
+ * taken.
  */
 DREND_API int drend_dump_rpc(void* peer, const char* name, const char* argument);
 
@@ -524,8 +503,8 @@ DREND_API int drend_dump_rpc_no_root_data_tag(void* peer, const char* name,
 
 /*
  * The walk that the last drend_dump_rpc suspended, once; NULL when there is none. It then
- * belongs to the caller, who continues it with drend_defer_continue until that returns 0, or
- * drops it. One that nobody takes is dropped when the next drend_dump_rpc is suspended.
+ * belongs to the caller, who continues it with drend_defer_continue until that returns 0,
+ * or drops it. One that nobody takes is dropped when the next drend_dump_rpc is suspended.
  */
 DREND_API void* drend_take_suspended_rpc(void);
 
@@ -533,12 +512,13 @@ DREND_API void* drend_take_suspended_rpc(void);
 DREND_API void drend_drop_walk(void* walk);
 
 /*
- * Runs the menu entry `subcode`: a render command below the number of those, else a fixed command.
- * The peer always gets an answer: the bare code 210 and a line end when the command printed
- * nothing, one line of error while an earlier request of the peer is suspended. A suspended walk
- * becomes the peer's cookie and is handed to the reschedule handler; without one it waits for its
- * peer to close. Returns 0, DREND_PEER_LOST when a send failed, or -1 for a refused request or an
- * unknown subcode (one line on standard error).
+ * Runs the menu entry `subcode`: a render command below the number of those, else a fixed
+ * command. The peer always gets an answer: the bare code 210 and a line end when the
+ * command printed nothing, one line of error while an earlier request of the peer is
+ * suspended. A suspended walk becomes the peer's cookie and is handed to the reschedule
+ * handler; without one it waits for its peer to close. Returns 0, DREND_PEER_LOST when a
+ * send failed, or -1 for a refused request or an unknown subcode (one line on standard
+ * error).
  */
 DREND_API int drend_dump_tags(void* peer, unsigned int subcode, const char* argument);
 
@@ -546,8 +526,9 @@ DREND_API int drend_dump_tags(void* peer, unsigned int subcode, const char* argu
 DREND_API int drend_dump_schema(void* peer);
 
 /*
- * Sends every leaf's path and value to `peer`. NULL when it is finished; else the suspended dump,
- * which is the peer's cookie, belongs to the library and has been handed to the reschedule handler.
+ * Sends every leaf's path and value to `peer`. NULL when it is finished; else the suspended
+ * dump, which is the peer's cookie, belongs to the library and has been handed to the
+ * reschedule handler.
  */
 DREND_API void* drend_dump(void* peer);
 
@@ -555,9 +536,9 @@ DREND_API void* drend_dump(void* peer);
 DREND_API int drend_get_message_id_from_path(const char* path);
 
 /*
- * The daemon that is responsible for a path of the merged schema: the only one, or the first in
- * byte order of several. NULL when there is none (or, for the first function, more than one). The
- * caller frees the text. Any thread.
+ * The daemon that is responsible for a path of the merged schema: the only one, or the
+ * first in byte order of several. NULL when there is none (or, for the first function, more
+ * than one). The caller frees the text. Any thread.
  */
 DREND_API char* drend_get_only_daemon_responsible(const char* path);
 DREND_API char* drend_get_daemon_responsible(const char* path);
@@ -569,35 +550,29 @@ DREND_API void dri_reset_xpath_cache(void);
 DREND_API extern const char* const xpath_true;
 DREND_API extern const char* const xpath_false;
 
-/* ---------------------------------------------------------------------------------------- */
-/* The menu                                                                                   */
-/* ---------------------------------------------------------------------------------------- */
+/* ---- The menu ---------------------------------------------------------------------------- */
 
 /*
  * Appends `n` entries, which are copied (their texts are not), to the fixed commands of the
- * "drend" menu. They show after the next rebuild. 0, or -1 with nothing changed when memory ran
- * out.
+ * "drend" menu. They show after the next rebuild. 0, or -1 with nothing changed when memory
+ * ran out.
  */
 DREND_API int drend_add_fixed_commands(const drend_menu_entry_s* entries, int n);
 
 /*
  * The menu by index, for daemons that build theirs themselves: the render commands in load
  * order, then the fixed commands. Texts beyond the last index are NULL; those of render
- * commands stay valid until definitions are loaded again. The help of fixed command k stands at
- * the index k + the number of fixed commands, which is its own index only when there are as
- * many render commands; NULL elsewhere. The subcode of a render command is its index, that of a
- * fixed command 0.
+ * commands stay valid until definitions are loaded again. The help of fixed command k
+ * stands at the index k + the number of fixed commands, which is its own index only when
+ * there are as many render commands; NULL elsewhere. The subcode of a render command is its
+ * index, that of a fixed command 0.
  */
 DREND_API unsigned int drend_menu_get_count(void);
 DREND_API const char* drend_menu_get_command_string(unsigned int index);
 DREND_API const char* drend_menu_get_command_help(unsigned int index);
 DREND_API int drend_menu_get_command_subcode(unsigned int index);
 
-/* ----------------------------------------------------------------------------------------
- */
-/* Suspended output */
-/* ----------------------------------------------------------------------------------------
- */
+/* ---- Suspended output -------------------------------------------------------------------- */
 
 /*
  * Called with `arg` and each walk that was suspended; has drend_defer_continue called with
@@ -663,10 +638,10 @@ struct drend_command_s {
 };
 
 /*
- * Who owns a path of the merged schema "corvane-netconf-get": the commands that define the deepest
- * element along `path`, or the daemons that serve them. What is found is added to `out`. The number
- * of entries in `out`, or -1 when the path leads nowhere. The commands stay valid until definitions
- * are loaded again. Any thread.
+ * Who owns a path of the merged schema "corvane-netconf-get": the commands that define the
+ * deepest element along `path`, or the daemons that serve them. What is found is added to
+ * `out`. The number of entries in `out`, or -1 when the path leads nowhere. The commands
+ * stay valid until definitions are loaded again. Any thread.
  */
 DREND_API int drend_get_command_set_from_path(const char* path,
                                               std::set<drend_command_s*>& out);
@@ -688,7 +663,8 @@ class drend_iterator_c {
     virtual bool at_end(dr_meta_context_s* ctx) = 0;
 };
 
-/* Makes an iterator with new; `parent` is the reference of the enclosing row, or nullptr.
+/*
+ * Makes an iterator with new; `parent` is the reference of the enclosing row, or nullptr.
  */
 typedef drend_iterator_c* (*drend_iterator_factory_t)(void* parent);
 

@@ -9,15 +9,12 @@
 //                         +--> [interface, row 7] --> [interfaces] --> [root]
 //     copy B  --> [name]--+
 //
-//  1. A frame that more than one context or frame points to is never written;
-//  writable_object makes
-//     the frames from the top down to the wanted one private first.
-//  2. Frames come from a pool of the thread that makes them, so moving allocates nothing in
-//  the
+//  1. A frame that more than one context or frame points to is never written; writable_object
+//     makes the frames from the top down to the wanted one private first.
+//  2. Frames come from a pool of the thread that makes them, so moving allocates nothing in the
 //     steady state. A context and its copies stay on one thread.
-//  3. An object is entered by one context. Its copies know that it is entered, and neither
-//  enter it
-//     again nor exit it.
+//  3. An object is entered by one context. Its copies know that it is entered, and neither enter
+//     it again nor exit it.
 #pragma once
 
 #include <list>

@@ -15,8 +15,7 @@ dr_published_c<walk_handlers_s> walk_handlers;
 
 int drend_add_walk_handlers(drend_walk_handler_t start, drend_walk_handler_t suspend,
                             void* data) {
-    walk_handlers.set({start, suspend, data});
-    return 0;
+    return walk_handlers.set({start, suspend, data});
 }
 
 void dri_call_walk_start(dr_meta_context_s* ctx) {

@@ -1,7 +1,10 @@
 #include "model/drend_meta_tree.h"
 
+#include <memory>
+#include <new>
 #include <vector>
 
+#include "frame/dr_no_memory.h"
 #include "frame/drend_lock.h"
 #include "frame/str_util.h"
 
@@ -10,16 +13,34 @@ namespace {
 dr_meta_node_c* root = nullptr;
 unsigned generation = 0;
 
+int report_no_memory(const char* path) {
+    drend_err_exit(-1, 0, "meta-node at '%s' cannot be made: out of memory", path);
+    return -1;
+}
+
+// The node at `path`, made when it is missing. Null, with a fatal error, when memory ran out.
+dr_meta_node_c* make_node(const char* path) {
+    dr_meta_node_c* node = dri_unless_no_memory<dr_meta_node_c*>(
+        nullptr, [&] { return dri_find_node_from_path(path); });
+    if (node == nullptr) {
+        report_no_memory(path);
+    }
+    return node;
+}
+
 // Attaches an enter or exit procedure; `which` names it in the message of a conflict.
 int attach(dr_proc_c* dr_meta_node_c::*slot, const char* which, const char* path,
            drend_proc_t proc, const void* data) {
-    dr_meta_node_c* node = dri_find_node_from_path(path);
+    dr_meta_node_c* node = make_node(path);
+    if (node == nullptr) {
+        return -1;
+    }
     if (node->*slot != nullptr) {
         drend_err_exit(-1, 0, "meta-node at '%s' already has %s proc", path, which);
         return 0;
     }
-    node->*slot = new dr_proc_c(proc, data);
-    return 0;
+    node->*slot = new (std::nothrow) dr_proc_c(proc, data);
+    return node->*slot == nullptr ? report_no_memory(path) : 0;
 }
 
 } // namespace
@@ -44,10 +65,11 @@ dr_meta_node_c* dr_meta_node_c::find_or_add(const char* child_name) {
     if (dr_meta_node_c* known = find_child(child_name)) {
         return known;
     }
-    auto* added = new dr_meta_node_c(child_name, DMN_TYPE_CONT);
-    children.emplace(child_name, added);
-    child_list.push_back(added);
-    return added;
+    auto made = std::make_unique<dr_meta_node_c>(child_name, DMN_TYPE_CONT);
+    dr_meta_node_c*& place = children.emplace(child_name, nullptr).first->second;
+    child_list.push_back(made.get());
+    place = made.release(); // the list owns it
+    return place;
 }
 
 dr_meta_node_c* dmn_get_root() {
@@ -85,7 +107,10 @@ int dri_add_path(const char* path, dmn_type_e type, dmn_leaf_type_e leaf_type,
                  drend_proc_t proc, const void* data) {
     static drend_lock_c lock;
     drend_lock_guard_c guard(lock);
-    dr_meta_node_c* node = dri_find_node_from_path(path);
+    dr_meta_node_c* node = make_node(path);
+    if (node == nullptr) {
+        return -1;
+    }
     const bool populated = node->proc != nullptr || node->data != nullptr;
     if (proc != nullptr && populated && (node->proc != proc || node->data != data)) {
         drend_err_exit(-1, 0, "meta-node at '%s' %s", path,
@@ -106,7 +131,7 @@ int dri_add_path(const char* path, dmn_type_e type, dmn_leaf_type_e leaf_type,
 int dri_add_cont_path(const char* path, drend_proc_t proc, const void* data) {
     static drend_lock_c lock;
     drend_lock_guard_c guard(lock);
-    dr_meta_node_c* node = dri_find_node_from_path(path);
+    dr_meta_node_c* node = make_node(path);
     if (node == nullptr) {
         return -1;
     }

@@ -5,6 +5,7 @@
 #include <map>
 #include <utility>
 
+#include "frame/dr_no_memory.h"
 #include "frame/str_util.h"
 #include "model/dr_meta_context.h"
 #include "orvex_platform/inet.h"
@@ -51,6 +52,19 @@ int read_variable(dr_meta_context_s* ctx, const void* data,
     T variable;
     memcpy(&variable, data, sizeof variable);
     return setter(ctx, static_cast<Value>(variable));
+}
+
+// Makes an iterator for the list on top, whose object owns it, so that it goes wherever the walk
+// ends. Null when the factory gives none.
+drend_iterator_c* own_iterator(dr_meta_context_c& dmc, drend_iterator_factory_t factory) {
+    std::shared_ptr<drend_iterator_c> made(
+        factory(const_cast<void*>(dmc.get_element_offset(1))));
+    drend_iterator_c* iterator = made.get();
+    if (iterator != nullptr) {
+        dmc.set_top_element(iterator);
+        dmc.writable_object(0)->iterator = std::move(made);
+    }
+    return iterator;
 }
 
 template <unsigned Size>
@@ -200,8 +214,10 @@ int drend_get_cached_cb(dr_meta_context_s* ctx, const void* data) {
 }
 
 int drend_register_generic_handler(int kind, drend_generic_handler_t handler) {
-    generic_handlers[kind] = handler;
-    return 0;
+    return dri_unless_no_memory(DREND_ERR, [&] {
+        generic_handlers[kind] = handler;
+        return DREND_OK;
+    });
 }
 
 int drend_append(str_buf_s* out, const char* format, ...) {
@@ -241,8 +257,10 @@ void* drend_get_element_ref(dr_meta_context_s* ctx) {
 
 int drend_set_element_ref_offset(dr_meta_context_s* ctx, unsigned int offset,
                                  const void* ref) {
-    checked(ctx)->set_element_offset(offset, ref);
-    return 0;
+    return dri_unless_no_memory(DREND_ERR, [&] {
+        checked(ctx)->set_element_offset(offset, ref);
+        return DREND_OK;
+    });
 }
 
 void* drend_get_element_ref_offset(dr_meta_context_s* ctx, unsigned int offset) {
@@ -264,20 +282,15 @@ const char* drend_get_filter_name(dr_meta_context_s* ctx, const char* name) {
 }
 
 int drend_iterator_c_it_cb(dr_meta_context_s* ctx, const void* data) {
-    dr_meta_context_c* dmc = checked(ctx);
     auto* current = static_cast<drend_iterator_c*>(drend_get_element_ref(ctx));
     if (current == nullptr) {
         const auto factory =
             reinterpret_cast<drend_iterator_factory_t>(const_cast<void*>(data));
-        std::shared_ptr<drend_iterator_c> made(
-            factory(drend_get_element_ref_offset(ctx, 1)));
-        if (made == nullptr) {
+        current = dri_unless_no_memory<drend_iterator_c*>(
+            nullptr, [&] { return own_iterator(*checked(ctx), factory); });
+        if (current == nullptr) {
             return DREND_ERR;
         }
-        // The list's object owns the iterator, so that it goes wherever the walk ends.
-        current = made.get();
-        dmc->set_top_element(current);
-        dmc->writable_object(0)->iterator = std::move(made);
         current->first(ctx);
     } else {
         current->next(ctx);
@@ -289,8 +302,10 @@ int drend_iterator_c_it_cb(dr_meta_context_s* ctx, const void* data) {
 }
 
 int drend_set_cookie(dr_meta_context_s* ctx, const char* name, void* cookie) {
-    checked(ctx)->set_daemon_cookie(name, cookie);
-    return 0;
+    return dri_unless_no_memory(DREND_ERR, [&] {
+        checked(ctx)->set_daemon_cookie(name, cookie);
+        return DREND_OK;
+    });
 }
 
 void* drend_get_cookie(dr_meta_context_s* ctx, const char* name) {
@@ -299,25 +314,32 @@ void* drend_get_cookie(dr_meta_context_s* ctx, const char* name) {
 
 int drend_add_str_cached(dr_meta_context_s* ctx, const char* name, const char* format,
                          ...) {
-    std::string text;
     va_list args;
     va_start(args, format);
-    str_vappend(text, format, args);
+    const int status = dri_unless_no_memory(DREND_ERR, [&] {
+        std::string text;
+        str_vappend(text, format, args);
+        checked(ctx)->add_cached_value(name, text);
+        return DREND_OK;
+    });
     va_end(args);
-    checked(ctx)->add_cached_value(name, text);
-    return 0;
+    return status;
 }
 
 int drend_set_attribute_name(dr_meta_context_s* ctx, const char* name) {
-    if (name != nullptr) {
-        checked(ctx)->set_attribute_name(name);
-    }
-    return 0;
+    return dri_unless_no_memory(DREND_ERR, [&] {
+        if (name != nullptr) {
+            checked(ctx)->set_attribute_name(name);
+        }
+        return DREND_OK;
+    });
 }
 
 int drend_set_attribute_ref(dr_meta_context_s* ctx, void* ref) {
-    checked(ctx)->set_attribute_ref(ref);
-    return 0;
+    return dri_unless_no_memory(DREND_ERR, [&] {
+        checked(ctx)->set_attribute_ref(ref);
+        return DREND_OK;
+    });
 }
 
 int drend_get_attribute_ref(dr_meta_context_s* ctx, void** ref) {

@@ -61,7 +61,7 @@ int drend_defer_continue(void* walk) {
     try {
         again = context->defer_continue();
     } catch (const std::bad_alloc&) {
-        delete context; // the request ends here, the daemon goes on
+        context->end_without_memory(); // the request ends here, the daemon goes on
     }
     if (again == nullptr) {
         return 0;

@@ -2,7 +2,14 @@
 #pragma once
 
 #include "definitions/dr_render_context.h"
+#include "drend.h"
 #include "render/dr_deferral.h"
+
+// The last line of an answer for which memory ran out. Needs no memory itself.
+inline void dri_send_no_memory(void* peer) {
+    drend_send(peer, "%s", "error: out of memory\n");
+    drend_flush(peer);
+}
 
 class dr_peer_cookie_c {
   public:
@@ -25,6 +32,13 @@ class dr_peer_cookie_c {
     void peer_is_gone() {
         is_taken_ = false;
         is_gone_ = true;
+    }
+
+    // Tells the peer that its answer ends here because memory ran out.
+    void send_no_memory() {
+        if (!is_gone_) {
+            dri_send_no_memory(peer_);
+        }
     }
 
     void* peer() const { return peer_; }

@@ -72,6 +72,11 @@ dr_request_c* dr_request_c::defer_continue() {
     return this;
 }
 
+void dr_request_c::end_without_memory() {
+    cookie_.send_no_memory();
+    delete this;
+}
+
 void dr_request_c::abandon() {
     cookie_.peer_is_gone();
     if (is_running_) {

@@ -39,6 +39,7 @@ class dr_request_c final : public dr_tags_access_context_c {
 
     dr_request_c* defer_continue() override;
     void abandon() override;
+    void end_without_memory() override;
 
   private:
     void finish_output(dr_context_walker_c& walker) override;

@@ -3,6 +3,7 @@
 #include <memory>
 #include <new>
 
+#include "frame/str_util.h"
 #include "render/dr_deferral.h"
 
 namespace {
@@ -22,9 +23,17 @@ const char* kind_word(dmn_type_e type) {
     }
 }
 
+// Formats here and not in the send, whose failures a dump does not look at: memory that runs out
+// must not leave a line out.
+void send_line(void* peer, const char* format, const char* first, const char* second) {
+    std::string line;
+    str_append(line, format, first, second);
+    drend_send(peer, "%s", line.c_str());
+}
+
 void dump_schema_node(void* peer, const dr_meta_node_c& node, const std::string& prefix) {
     std::string path = prefix + node.name.c_str();
-    drend_send(peer, "%s  %s \n", path.c_str(), kind_word(node.type));
+    send_line(peer, "%s  %s \n", path.c_str(), kind_word(node.type));
     if (node.name.size() != 0) {
         path += "/";
     }
@@ -45,7 +54,12 @@ int dri_dump_schema(void* peer) {
 }
 
 int drend_dump_schema(void* peer) {
-    return dri_dump_schema(peer);
+    try {
+        return dri_dump_schema(peer);
+    } catch (const std::bad_alloc&) {
+        dri_send_no_memory(peer);
+        return DREND_ERR;
+    }
 }
 
 dr_render_context_c* dri_dump(void* peer) {
@@ -63,7 +77,8 @@ void* drend_dump(void* peer) {
     try {
         return dri_dump(peer);
     } catch (const std::bad_alloc&) {
-        return nullptr; // the request ends here, the daemon goes on
+        dri_send_no_memory(peer); // the request ends here, the daemon goes on
+        return nullptr;
     }
 }
 
@@ -112,6 +127,11 @@ dr_mt_dump_context_c* dr_mt_dump_context_c::defer_continue() {
     finish();
     delete this;
     return nullptr;
+}
+
+void dr_mt_dump_context_c::end_without_memory() {
+    cookie_.send_no_memory();
+    delete this;
 }
 
 void dr_mt_dump_context_c::abandon() {
@@ -222,7 +242,7 @@ int dr_mt_dump_context_c::dump_leaf(const std::string& path) {
     }
     dr_str_buf_c text;
     if (status == DREND_OK && value.get_string(text.buf()) == 0) {
-        drend_send(cookie_.peer(), "%-40s  :  [%s]\n", path.c_str(), text.c_str());
+        send_line(cookie_.peer(), "%-40s  :  [%s]\n", path.c_str(), text.c_str());
     }
     frames_.pop_back();
     return status;

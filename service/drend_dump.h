@@ -38,6 +38,7 @@ class dr_mt_dump_context_c final : public dr_render_context_c {
 
     dr_mt_dump_context_c* defer_continue() override;
     void abandon() override;
+    void end_without_memory() override;
 
   private:
     int dump_internal(const std::string& prefix, const char* name);

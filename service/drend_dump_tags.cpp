@@ -36,7 +36,8 @@ int dump_rpc(void* peer, const char* name, const char* argument, bool may_wrap) 
         suspended = dri_dump_tags(peer, tag, DR_FORMAT_XML, argument, &status, wrap_in_data,
                                   nullptr);
     } catch (const std::bad_alloc&) {
-        status = DREND_ERR; // the request ends here, the daemon goes on
+        dri_send_no_memory(peer); // the request ends here, the daemon goes on
+        status = DREND_ERR;
     }
     dri_release_command_tag(tag);
     if (suspended != nullptr) {

@@ -5,9 +5,10 @@
 #include <new>
 
 #include "definitions/drend_load.h"
+#include "frame/dr_no_memory.h"
 #include "frame/dr_str_buf.h"
 #include "frame/drend_lock.h"
-#include "service/drend_dump.h"
+#include "service/dr_peer_cookie.h"
 #include "service/drend_menu.h"
 
 namespace {
@@ -23,7 +24,7 @@ fixed_table_s& table() {
 }
 
 int dump_schema(void* peer, const char* /*argument*/) {
-    dri_dump_schema(peer);
+    drend_dump_schema(peer);
     return 0;
 }
 
@@ -54,7 +55,15 @@ int reload(void* peer, const char* /*argument*/) {
 // The menu's handler of one of the commands above.
 template <int (*Run)(void* peer, const char* argument)>
 int handle(void* peer, void* /*parse_context*/, const char* argument) {
-    return dri_refuse_while_answering(peer) ? -1 : Run(peer, argument);
+    if (dri_refuse_while_answering(peer)) {
+        return -1;
+    }
+    try {
+        return Run(peer, argument);
+    } catch (const std::bad_alloc&) {
+        dri_send_no_memory(peer);
+        return -1;
+    }
 }
 
 constexpr drend_menu_entry_s OWN_COMMANDS[] = {
@@ -68,12 +77,10 @@ constexpr drend_menu_entry_s OWN_COMMANDS[] = {
 
 // Appends entries, or leaves the table as it was and returns -1.
 int append(const drend_menu_entry_s* first, const drend_menu_entry_s* last) {
-    try {
+    return dri_unless_no_memory(-1, [&] {
         table().entries.insert(table().entries.end(), first, last);
         return 0;
-    } catch (const std::bad_alloc&) {
-        return -1;
-    }
+    });
 }
 
 } // namespace

@@ -99,7 +99,8 @@ int dump_command(void* peer, const drend_tag_c* tag, bool is_get, const char* ar
         suspended = dri_mgmt_dump_tags(peer, tag, DR_FORMAT_XML, argument, &status, is_get,
                                        nullptr);
     } catch (const std::bad_alloc&) {
-        return DREND_ERR; // the request ends here, the daemon goes on
+        dri_send_no_memory(peer); // the request ends here, the daemon goes on
+        return DREND_ERR;
     }
     if (suspended != nullptr) {
         suspended->become_cookie();

@@ -193,6 +193,12 @@ TEST_F(deferral_test, a_walk_suspended_anywhere_gives_the_same_bytes) {
 }
 
 TEST_F(deferral_test, definitions_may_be_replaced_at_every_suspension) {
+    as_json = true;
+    const std::string json = walk();
+    suspender.everywhere = true;
+    EXPECT_EQ(walk([] { dri_reload_json(); }), json);
+    suspender = {};
+    as_json = false;
     const std::string whole = walk();
     const int places = suspender.asked;
     for (suspender.at = 0; suspender.at < places; ++suspender.at) {

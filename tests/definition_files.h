@@ -32,7 +32,9 @@ class definition_files_c {
     }
     // Writes and reads one more file into `set`; the status.
     int read(const std::string& text, dr_daemon_context_c& set) const {
-        return dri_load_file(write("one.json", text).c_str(), set);
+        const int status = dri_load_file(write("one.json", text).c_str(), set);
+        set.index_names();
+        return status;
     }
 
   private:

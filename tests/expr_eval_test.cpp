@@ -227,10 +227,8 @@ TEST(expr_patterns, any_thread) {
     const auto work = [](bool forgets) {
         for (int i = 0; i < 500; ++i) {
             EXPECT_TRUE(dri_pattern_match("a.*" + std::to_string(i % 5), "a-01234"));
-            EXPECT_NE(dri_find_function("match"), nullptr);
             if (forgets) {
                 dri_forget_patterns();
-                dri_forget_functions();
             }
         }
     };

@@ -1,35 +1,11 @@
 // Finding and reading definition files: what is read, what is reported, what is left out.
 #include <cstdarg>
-#include <cstdlib>
-#include <new>
 
 #include "definition_files.h"
 #include "definitions/dr_current_set.h"
+#include "failing_memory.h"
 #include "frame/drend_trace.h"
 #include "frame/str_util.h"
-
-namespace {
-
-// The allocation, counted from 1, that fails; 0: none does.
-thread_local long failing_allocation = 0;
-
-} // namespace
-
-// Not inlined, or the compiler takes the pairs of new and free for mismatches.
-[[gnu::noinline]] void* operator new(size_t size) {
-    void* memory =
-        failing_allocation > 0 && --failing_allocation == 0 ? nullptr : malloc(size);
-    if (memory == nullptr) {
-        throw std::bad_alloc();
-    }
-    return memory;
-}
-[[gnu::noinline]] void operator delete(void* memory) noexcept {
-    free(memory);
-}
-[[gnu::noinline]] void operator delete(void* memory, size_t) noexcept {
-    free(memory);
-}
 
 namespace {
 
@@ -327,18 +303,6 @@ TEST_F(Load, ANameSelectsAnApplicationsFiles) {
 }
 
 // --- memory that runs out ---
-
-// False under a checker that puts its own allocation function in place of the one above.
-bool allocations_can_fail() {
-    failing_allocation = 1;
-    try {
-        ::operator delete(::operator new(1));
-    } catch (const std::bad_alloc&) {
-        return true;
-    }
-    failing_allocation = 0;
-    return false;
-}
 
 TEST_F(Load, MemoryThatRunsOutAnywhereLeavesNothingBehind) {
     if (!allocations_can_fail()) {

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include "definitions/drend_lookup.h"
+#include "failing_memory.h"
 #include "model/drend_meta_tree.h"
 #include "orvex_platform/mgmt_sock.h"
 #include "render/dr_deferral.h"
@@ -322,6 +323,77 @@ TEST_F(service_test, every_request_may_be_suspended_lost_or_dropped_anywhere) {
     }
 }
 
+TEST_F(service_test, memory_that_runs_out_ends_the_request_and_nothing_else) {
+    if (!allocations_can_fail()) {
+        GTEST_SKIP() << "the allocation function is not this program's";
+    }
+    // An accessor that leaves something in the context, as a C daemon would.
+    drend_add_str_leaf(
+        "/t/row/left",
+        [](dr_meta_context_s* ctx, const void*) {
+            drend_set_cookie(ctx, "a name that is too long to be kept in place", ctx);
+            drend_add_str_cached(ctx, "text", "%s", "a text that is long, too, as it goes");
+            drend_set_attribute_name(ctx, "an attribute name that is long enough as well");
+            return drend_set_str_value(ctx, "%d", 7);
+        },
+        nullptr);
+    redefine(0, R"json([{"dc_name": "rows", "dc_tag": {"dts_name": "t", "dts_source": "/t",
+        "dts_kids": [{"dts_name": "row", "dts_type": "list", "dts_source": "row",
+        "dts_key": ["name"], "dts_kids": [
+            {"dts_name": "name", "dts_type": "leaf", "dts_source": "name"},
+            {"dts_name": "left", "dts_type": "leaf", "dts_source": "left",
+             "dts_map": [["*", "='a mapped text that is long enough: '+val('../name')"]]}]}],
+        "dts_input_kids": [{"dts_name": "name"}]}}])json");
+    start(nullptr, 1);
+    const struct {
+        const char* word;
+        const char* argument;
+    } requests[] = {{"rows", "filter=\"/t/row[contains(name, 'a')]/left\" as-json"},
+                    {"rows", "name=b"},
+                    {"dump", nullptr},
+                    {"dump-schema", nullptr},
+                    {"dump-render-tree", "rows"},
+                    {"reload", nullptr}};
+    output.text.reserve(1 << 20); // the recording is not what is tested
+    for (const auto& row : requests) {
+        dri_reset_xpath_cache();
+        request(row.word, row.argument);
+        const std::string whole = output.text;
+        ASSERT_GT(whole.size(), 10u);
+        long failures = 0;
+        for (bool has_failed = true; has_failed && !HasFailure(); failures += has_failed) {
+            suspend_at = static_cast<int>(failures % 3) - 1;
+            rows_seen = 0;
+            output.text.clear();
+            waiting.reserve(8);
+            dri_reset_xpath_cache();
+            testing::internal::CaptureStderr();
+            failing_allocation = failures + 1;
+            request(row.word, row.argument);
+            drend_get_daemon_responsible("/t/row");
+            for (size_t i = 0; i < waiting.size(); ++i) {
+                drend_defer_continue(waiting[i]);
+            }
+            waiting.clear();
+            has_failed = failing_allocation <= 0;
+            failing_allocation = 0;
+            testing::internal::GetCapturedStderr();
+            if (output.text != whole) {
+                EXPECT_THAT(output.text, testing::ContainsRegex("(^|[^a-z])error"))
+                    << row.word << failures;
+            }
+            EXPECT_EQ(dri_inuse_count(), 0u);
+            EXPECT_EQ(mgmt_sock_get_drend_cookie(peer_), nullptr);
+            suspend_at = -1;
+            output.text.clear();
+            request(row.word, row.argument); // the next one is whole
+            EXPECT_EQ(output.text, whole) << row.word << failures;
+        }
+        EXPECT_GT(failures, 2) << row.word;
+        output.text.clear();
+    }
+}
+
 TEST_F(service_test, a_daemon_starts_without_definitions_and_with_broken_ones) {
     redefine(0, "[{\"dc_name\": ");
     testing::internal::CaptureStderr();
@@ -404,7 +476,8 @@ TEST_F(service_test, look_ups_find_commands_owners_and_events) {
        "dc_tag": {"dts_name": "n", "dts_kids": [{"dts_name": "x"}]}},
       {"dc_name": "corvane-netconf-get", "dc_app_name": "a", "dc_message_id": 6,
        "dc_tag": {"dts_name": "n", "dts_kids": [{"dts_name": "y"}]}},
-      {"dc_external_notify_name": "e", "dc_internal_notify_name": "i"},
+      {"dc_external_notify_name": "e", "dc_internal_notify_name": "i", "dc_tag": {
+          "dts_name": "t", "dts_input_kids": [{"dts_name": "parameter"}]}},
       {"dc_notify_leaf": "/n/x/leaf", "dc_internal_notify_name": ["i", "j"]},
       {"dc_notify_leaf": "/n/y"}])");
     struct free_text_s {
@@ -441,7 +514,9 @@ TEST_F(service_test, look_ups_find_commands_owners_and_events) {
     dri_clear_command();
     EXPECT_EQ(dri_get_count(), 0u);
     EXPECT_EQ(dri_get_netconf_get_tag(), nullptr);
-    EXPECT_NE(dri_get_external_events("i"), nullptr);
+    // Events stay, with their input parameters.
+    EXPECT_EQ(dri_get_external_events("i")->front()->dc_tag->dt_input_kids[0]->name(),
+              "parameter");
     dri_release_daemon_context();
     EXPECT_EQ(drend_get_message_id_from_path("/n"), -1);
     EXPECT_EQ(dri_get_external_events("i"), nullptr);
