@@ -72,11 +72,14 @@ class Texts(unittest.TestCase):
         unavailable = "".join(["see is", "sue 4"])
         self.assertEqual(run(check_texts, {
             "docs/a.md": f"good\nblank \n\ttab\n{unavailable} about the parts 1 to 3\n",
+            "docs/b.md": "`tests/a.cpp:there` and `tests/a.cpp:gone`\n",
+            "tests/a.cpp": "TEST(a, there) {}\n",
             "frame/a.cpp": "\tint a;\n" + "x" * 101 + "\n",
             "script/run": "end \n",
             "tests/data/golden.txt": "kept \n",
         }), [1, "docs/a.md:2: trailing white space",
-             f"docs/a.md:4: refers to '{unavailable[4:]}'", "frame/a.cpp:1: tab",
+             f"docs/a.md:4: refers to '{unavailable[4:]}'",
+             "docs/b.md:1: no test 'gone' in tests/a.cpp", "frame/a.cpp:1: tab",
              "frame/a.cpp:2: 101 columns", "script/run:1: trailing white space"])
 
     def test_clean_texts_pass(self):

@@ -6,6 +6,7 @@
 #include "render/dr_string_cwalker.h"
 #include "render/dr_tags_access_context.h"
 #include "render_fixture.h"
+#include "service/dr_derived_filter.h"
 
 namespace {
 
@@ -36,7 +37,7 @@ class json_test : public render_test {
 constexpr char IFS[] = R"([{"dc_name": "ifs", "dc_tag": {"dts_name": "top",
     "dts_style": ["terse detail"],
     "dts_input_kids": [{"dts_name": "name"}, {"dts_name": "ip"}, {"dts_name": "top"},
-                       {"dts_name": "brief", "dts_style": ["brief"]}],
+                       {"dts_name": "host"}, {"dts_name": "brief", "dts_style": ["brief"]}],
     "dts_kids": [{"dts_name": "if", "dts_type": "list", "dts_key": ["name"],
         "dts_source": "/ifs/if", "dts_kids": [
         {"dts_name": "name", "dts_type": "leaf", "dts_source": "name"},
@@ -47,7 +48,8 @@ constexpr char IFS[] = R"([{"dc_name": "ifs", "dc_tag": {"dts_name": "top",
          "dts_kids": [
             {"dts_name": "ip", "dts_type": "leaf", "dts_source": "ip"},
             {"dts_name": "len", "dts_type": "leaf", "dts_source": "len",
-             "dts_style": ["brief"]}]}]}]}}])";
+             "dts_style": ["brief"]}]}]},
+        {"dts_name": "system", "dts_kids": [{"dts_name": "host", "dts_type": "leaf"}]}]}}])";
 
 } // namespace
 
@@ -187,4 +189,9 @@ TEST_F(json_test, input_parameters_filter_and_select_a_style) {
         EXPECT_EQ(names(row.arguments), row.found)
             << (row.arguments == nullptr ? "(null)" : row.arguments);
     }
+    // An argument of another branch adds to the step that its depth has already.
+    const drend_tag_c& tag = *dri_get_command_tag_by_name("ifs");
+    EXPECT_EQ(dri_derive_wish(tag, "host=x").filter, "/top/system[(host='x')]");
+    EXPECT_EQ(dri_derive_wish(tag, "name=lo, host=x").filter,
+              "/top/if[(name='lo') and (host='x')]");
 }

@@ -2,7 +2,8 @@
 """Checks the project's texts: check_texts.py [ROOT]
 
 Sources and documents have no trailing white space; C and C++ sources have no tabs and no line
-over 100 columns; no text at all refers to something that a reader of the project does not have.
+over 100 columns; no text at all refers to something that a reader of the project does not have;
+a test that a document names, tests/FILE:NAME, is there.
 """
 
 import pathlib
@@ -23,6 +24,15 @@ UNAVAILABLE = re.compile(
     r"\b[s]pecification\b|\bthe [s]pec\b|\b[s]pec\.md\b|\b[P]arts? \d\.\d"
     r"|\b[i]ssue #?\d|(?<![\w.])/(?:work|farm|home|root)/", re.IGNORECASE)
 
+TEST_NAME = re.compile(r"`(tests/[\w.]+):(\w+)`")
+
+
+def missing_tests(root, line):
+    for file, name in TEST_NAME.findall(line):
+        source = root / file
+        if not source.is_file() or not re.search(rf"\b{name}\b", source.read_text("utf-8")):
+            yield f"no test '{name}' in {file}"
+
 
 def layout_errors(line, is_code):
     if line != line.rstrip():
@@ -33,12 +43,13 @@ def layout_errors(line, is_code):
         yield f"{len(line)} columns"
 
 
-def errors_of(path, text):
+def errors_of(root, path, text):
     is_code = path.suffix in CODE
     is_text = is_code or path.suffix in PROSE or path.parts[0] in SCRIPTS
     is_text = is_text and not path.as_posix().startswith(RECORDED)
     for number, line in enumerate(text.split("\n"), 1):
         found = list(layout_errors(line, is_code)) if is_text else []
+        found += missing_tests(root, line) if path.suffix == ".md" else []
         found += [f"refers to '{m.group()}'" for m in UNAVAILABLE.finditer(line)]
         for error in found:
             yield f"{path}:{number}: {error}"
@@ -51,7 +62,7 @@ def main(root):
             text = file.read_text(encoding="utf-8")
         except UnicodeDecodeError:
             continue
-        errors += errors_of(file.relative_to(root), text)
+        errors += errors_of(root, file.relative_to(root), text)
     print("\n".join(errors) or "texts are clean")
     return 1 if errors else 0
 
