@@ -593,6 +593,12 @@ DREND_API int drend_defer_continue(void* walk);
 /* Non-zero: walks ignore every wish to suspend. 0 by default. */
 DREND_API extern int dtc_ignore_defer;
 
+/*
+ * Non-zero: a wish to suspend is heeded on rows that a filter hides, too, so that a search through
+ * a large table does not keep the daemon from its loop. 0, the default: it passes unheeded there.
+ */
+DREND_API void drend_set_suspend_on_hidden_rows(int flag);
+
 /* The number of contexts made for requests since the start; for diagnostics. */
 DREND_API extern int drc_count;
 

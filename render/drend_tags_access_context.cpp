@@ -11,6 +11,8 @@ int dtc_ignore_defer = 0;
 
 namespace {
 
+int suspends_on_hidden_rows = 0;
+
 // A daemon's status where "suspend" may have to count as "done".
 int unless_ignored(int status) {
     return status == DREND_DEFER && dtc_ignore_defer != 0 ? DREND_OK : status;
@@ -26,6 +28,10 @@ void call_walk_start(dr_tags_access_context_c& walk) {
 }
 
 } // namespace
+
+void drend_set_suspend_on_hidden_rows(int flag) {
+    suspends_on_hidden_rows = flag;
+}
 
 dr_tags_access_context_c::dr_tags_access_context_c(void* element_ref)
     : element_ref_(element_ref) {}
@@ -350,9 +356,9 @@ int dr_tags_access_context_c::walk_list(dr_context_walker_c* walker,
 int dr_tags_access_context_c::walk_row(dr_context_walker_c* walker,
                                        drend_tag_object_c* tobj, int row_status) {
     if (!filter_match(tobj)) {
-        // A suspension asked for on a hidden row passes unheeded.
-        walker->list_element_walk_stop(tobj, DREND_OK);
-        return DREND_OK;
+        // A suspension asked for on a hidden row passes unheeded, unless the daemon wants it.
+        return walker->list_element_walk_stop(
+            tobj, suspends_on_hidden_rows != 0 ? row_status : DREND_OK);
     }
     const int status = walk_cont(walker, nullptr, false);
     if (status == DREND_DEFER || walker->status() != 0) {

@@ -192,6 +192,20 @@ TEST_F(deferral_test, a_walk_suspended_anywhere_gives_the_same_bytes) {
     }
 }
 
+TEST_F(deferral_test, a_search_suspends_on_hidden_rows_if_the_daemon_says_so) {
+    const char filter[] = "filter=\"/top/row[name='c']/name\"";
+    const std::string whole = render("c", filter);
+    EXPECT_EQ(whole, "<top>\n  <row>\n    <name>c</name>\n  </row>\n</top>\n");
+    for (const int flag : {0, 1}) {
+        drend_set_suspend_on_hidden_rows(flag);
+        suspender = {};
+        suspender.at = 0; // the first row, which the filter hides
+        EXPECT_EQ(render("c", filter), whole);
+        EXPECT_EQ(slices, 1 + flag);
+    }
+    drend_set_suspend_on_hidden_rows(0);
+}
+
 TEST_F(deferral_test, definitions_may_be_replaced_at_every_suspension) {
     as_json = true;
     const std::string json = walk();
