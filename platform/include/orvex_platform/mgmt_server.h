@@ -1,0 +1,78 @@
+/*
+ * The reference platform's management socket: a UNIX-domain stream socket that serves a daemon's
+ * menu to many clients at once, in the daemon's event loop and on its thread. docs/socket.md is
+ * the protocol.
+ *
+ *     clients --> requests, one a line --> menu entry's handler --> library --> mgmt_sock_send
+ *        ^                                                                          |
+ *        +------------- chunks, as fast as the client takes them <------------------+
+ *
+ * A long answer is given in slices. While the server is open it decides when a walk for one of its
+ * peers is suspended (its walk handler asks after each row) and when it goes on (its reschedule
+ * handler): a slice ends when its time is used up or more waits for the peer than it may, and the
+ * next one begins when the other peers have had their turn and this one has taken enough. A walk
+ * of nobody's peer is continued by the event library's idle timer. A daemon that installs handlers
+ * of its own after opening the server has its own way; the server then finishes the answers.
+ *
+ * Everything here belongs to the thread that runs the loop.
+ */
+#ifndef ORVEX_PLATFORM_MGMT_SERVER_H
+#define ORVEX_PLATFORM_MGMT_SERVER_H
+
+#include <stddef.h>
+
+#include "orvex_platform/eventlib.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+struct drend_menu_entry_s;
+
+/* How a server serves; 0 and NULL stand for the defaults. Texts and menu stay the daemon's. */
+typedef struct mgmt_server_config_s {
+    const char* path;                      /* of the socket; at most 107 bytes */
+    const struct drend_menu_entry_s* menu; /* as drend_init returned it */
+    const char* group;       /* whose members may connect, besides root and the daemon's own user;
+                                NULL: the daemon's group */
+    unsigned max_peers;      /* 1,024; the next one is told so and closed */
+    unsigned slice_usec;     /* the time of a slice, in microseconds: 2,000 */
+    size_t high_water;       /* a slice ends when more bytes than this wait for the peer: 256 KiB */
+    size_t low_water;        /* and the next one begins at this many: a quarter of high_water */
+    unsigned stall_seconds;  /* a peer that takes nothing for so long is closed: 60 */
+} mgmt_server_config_s;
+
+typedef struct mgmt_server_s mgmt_server_s;
+
+/* What a server has done since it was opened, for diagnostics and tests. */
+typedef struct mgmt_server_stats_s {
+    unsigned peers;          /* connected now */
+    unsigned long accepted;  /* peers ever */
+    unsigned long refused;   /* that were not allowed, or too many */
+    unsigned long requests;  /* answered or given up */
+    unsigned long slices;    /* of all answers */
+} mgmt_server_stats_s;
+
+/*
+ * Opens the socket, with mode 0660, and serves `config->menu` on it from the loop of `loop` on. A
+ * socket file that nobody serves any more is replaced. Installs the send method, walk handlers and
+ * reschedule handler of the render library. NULL with one line, without its end, in `error` of
+ * `size` bytes when it cannot. There is one server at a time.
+ */
+mgmt_server_s* mgmt_server_open(evContext loop, const mgmt_server_config_s* config, char* error,
+                                size_t size);
+
+/*
+ * Closes every peer, ending its walk, removes the socket and uninstalls the handlers. What was
+ * waiting for the peers goes out as far as they take it at once. Nothing for NULL. Not from within
+ * a request.
+ */
+void mgmt_server_close(mgmt_server_s* server);
+
+mgmt_server_stats_s mgmt_server_stats(const mgmt_server_s* server);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

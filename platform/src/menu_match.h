@@ -1,0 +1,38 @@
+/*
+ * Finds the menu entry that a request means.
+ *
+ *     request   drend show-i name=lo
+ *               ----- ------ -------
+ *     menu      "drend" -> "show-interfaces", run with the argument "name=lo"
+ *
+ *  1. A word is the entry that it spells out, or the only one that it begins.
+ *  2. A first word that no entry of the menu begins with is looked for in its sub-menus.
+ *  3. A last word that ends in "?" asks for what could stand there.
+ *
+ * Plain functions over the menu; nothing is kept.
+ */
+#ifndef ORVEX_PLATFORM_MENU_MATCH_H
+#define ORVEX_PLATFORM_MENU_MATCH_H
+
+#include "drend.h"
+#include "orvex_platform/sbuf.h"
+
+enum menu_match_e {
+    MENU_MATCH_ENTRY,   /* an entry is to be run */
+    MENU_MATCH_ANSWER,  /* the request was a question, and this is its answer */
+    MENU_MATCH_REFUSED, /* no entry, or more than one; one line of error says which */
+};
+
+struct menu_match_s {
+    const drend_menu_entry_s* entry; /* to be run */
+    const char* argument;            /* its argument text within the request, or NULL */
+};
+
+/*
+ * Matches `request`, a line without its end. `found` is set for MENU_MATCH_ENTRY; the answer or
+ * the error line, with its line feed, is appended to `text` otherwise.
+ */
+enum menu_match_e menu_match(const drend_menu_entry_s* menu, const char* request,
+                             struct menu_match_s* found, str_buf_s* text);
+
+#endif
