@@ -26,25 +26,25 @@ set(drend_same_runtime "${drend_runtime_package} (= ${PROJECT_VERSION})")
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME ${drend_runtime_package})
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
 set(CPACK_COMPONENT_RUNTIME_DESCRIPTION "dynamic rendering of a daemon's live data
- Renders the live data of a daemon as XML or JSON, as definition files say.
- .
- This package has the library and its reference platform.")
+Renders the live data of a daemon as XML or JSON, as definition files say.
+
+This package has the library and its reference platform.")
 
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME liborvex-dynamic-render-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS ${drend_same_runtime})
 set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION "dynamic rendering of live data: development files
- Renders the live data of a daemon as XML or JSON, as definition files say.
- .
- This package has the headers, the pkg-config and CMake files and the documents.")
+Renders the live data of a daemon as XML or JSON, as definition files say.
+
+This package has the headers, the pkg-config and CMake files and the documents.")
 
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME orvex-dynamic-render-tools)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION net)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS ${drend_same_runtime})
 set(CPACK_COMPONENT_TOOLS_DESCRIPTION "dynamic rendering of live data: daemon and client
- Renders the live data of a daemon as XML or JSON, as definition files say.
- .
- This package has netstatd, a daemon that shows the network state of its host, and the programs
- that talk to such daemons.")
+Renders the live data of a daemon as XML or JSON, as definition files say.
+
+This package has netstatd, a daemon that shows the network state of its host,
+and the programs that talk to such daemons.")
 
 include(CPack)
