@@ -40,6 +40,7 @@ install(FILES
 
 file(RELATIVE_PATH drend_pc_prefix
   ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
+string(REGEX REPLACE "/$" "" drend_pc_prefix "${drend_pc_prefix}")
 foreach(library ${drend_libraries})
   configure_file(cmake/${library}.pc.in ${drend_generated}/${library}.pc @ONLY)
   install(FILES ${drend_generated}/${library}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig

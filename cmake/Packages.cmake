@@ -5,6 +5,7 @@ set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_PACKAGE_VENDOR "Orvex")
 set(CPACK_PACKAGE_CONTACT "Dynamic rendering maintainers <dynamic-render@orvex.invalid>")
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "") # each package has one of its own
 set(CPACK_STRIP_FILES ON)
 set(CPACK_VERBATIM_VARIABLES ON)
 
