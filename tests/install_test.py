@@ -129,6 +129,10 @@ class Install(unittest.TestCase):
                 "sbin/netstatd", "lib/render/show-interfaces.json",
                 "lib/systemd/system/netstatd.service", "share/man/man8/netstatd.8"],
         }
+        if pathlib.Path(BUILD, "bin/drendctl").exists():
+            wanted["orvex-dynamic-render-tools"] += [
+                "bin/drendctl", "share/man/man1/drendctl.1",
+                "share/bash-completion/completions/drendctl"]
         lists = {package: run("dpkg-deb", "-c", file) for package, file in self.packages.items()}
         for package, patterns in wanted.items():
             for pattern in patterns:
