@@ -12,6 +12,8 @@ from unittest import mock
 sys.path.insert(0, sys.argv.pop(1))
 import check_exports  # noqa: E402
 import check_layers  # noqa: E402
+import check_manual  # noqa: E402
+import check_samples  # noqa: E402
 import check_texts  # noqa: E402
 
 
@@ -118,6 +120,41 @@ class Exports(unittest.TestCase):
             self.assertEqual(check_exports.main("", header.name), 1)
             self.assertEqual(output.getvalue(), "declared but not exported: drend_call\n"
                                                 "exported but not declared: drend_call()\n")
+
+
+class Manual(unittest.TestCase):
+    header = ("DREND_API int drend_a(int (*drend_b_t)(void));\nDREND_API extern int drend_c;\n"
+              "}\n#endif\ninline int drend_d(void) {\n")
+
+    def check(self, page):
+        main = check_manual.main
+        with mock.patch.object(check_manual, "main",
+                               lambda root: main(root / "drend.h", root / "drend.3")):
+            return run(check_manual, {"drend.h": self.header, "drend.3": page})
+
+    def test_page_and_header_name_the_same(self):
+        page = ".It Fn drend_a\n.It Va drend_c\n.Fn drend_d .\n"
+        self.assertEqual(self.check(page), [0, "3 names described"])
+        self.assertEqual(self.check(page.replace("Fn drend_d", "Fn drend_e") + "DREND_F\n"), [
+            1, "not in the page: drend_d", "not in the header: DREND_F",
+            "not in the header: drend_e"])
+
+
+class Samples(unittest.TestCase):
+    files = {
+        "a.c": "int a;\n/* [shown] */\nint b;\n/* [end] */\n",
+        "a.json": "{}\n",
+        "docs/a.md": "<!-- a.c -->\n```c\nint b;\n```\n\n```c\nint other;\n```\n",
+        "docs/man/a.3": '.\\" a.json\n.Bd -literal\n{}\n.Ed\n',
+    }
+
+    def test_documents_show_what_the_files_have(self):
+        self.assertEqual(run(check_samples, self.files), [0, "2 samples are as compiled"])
+        changed = {**self.files, "a.c": "int b;\nint c;\n",
+                   "docs/man/a.3": '.\\" a.json\n{}\n', "docs/b.md": "<!-- b.c -->\n```\n```\n"}
+        self.assertEqual(run(check_samples, changed), [
+            1, "docs/a.md: shows another a.c", "docs/b.md: shows another b.c",
+            "docs/man/a.3: a sample's file is named, but no block follows"])
 
 
 if __name__ == "__main__":

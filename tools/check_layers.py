@@ -36,6 +36,7 @@ OUTSIDE = {
     "libxml": {"expr": 1},
     "event2": {"platform": MANY, "examples": MANY, "tools": MANY},
     "netlink": {"examples": MANY},
+    "uv.h": {"examples": 1},
     "CLI": {"examples": MANY, "tools": MANY},
 }
 SYSTEM = {"arpa", "linux", "net", "netinet", "sys"}

@@ -20,12 +20,13 @@
 #include "model.h"
 #include "orvex_platform/eventlib.h"
 #include "orvex_platform/mgmt_sock.h"
+#include "own_prefix.h"
 
 namespace {
 
 struct options_s {
     std::vector<std::string> requests;
-    std::string prefix = NETSTATD_PREFIX;
+    std::string prefix = own_prefix();
     unsigned rows_per_slice = 0;
 };
 

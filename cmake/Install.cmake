@@ -1,0 +1,87 @@
+# What `cmake --install` and `cpack` bring to a machine, in three components:
+#
+#   runtime      the two shared libraries                      liborvex-dynamic-render0
+#   development  headers, pkg-config and CMake files, pages    liborvex-dynamic-render-dev
+#   tools        netstatd, drendctl, and what they come with   orvex-dynamic-render-tools
+#
+# Included last: a program whose target does not exist is not installed.
+include(GNUInstallDirs)
+include(CMakePackageConfigHelpers)
+
+set(drend_libraries orvex-dynamic-render orvex-platform)
+set(drend_cmake_dir ${CMAKE_INSTALL_LIBDIR}/cmake/orvex-dynamic-render)
+set(drend_generated ${PROJECT_BINARY_DIR}/install)
+
+# Libraries and headers
+
+install(TARGETS ${drend_libraries} EXPORT orvex-dynamic-render
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+          COMPONENT runtime NAMELINK_COMPONENT development
+  INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(FILES include/drend.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
+install(DIRECTORY platform/include/orvex_platform DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
+  COMPONENT development FILES_MATCHING PATTERN *.h)
+
+# CMake: find_package(orvex-dynamic-render) gives orvex::dynamic-render and orvex::platform.
+
+install(EXPORT orvex-dynamic-render NAMESPACE orvex:: DESTINATION ${drend_cmake_dir}
+  FILE orvex-dynamic-render-targets.cmake COMPONENT development)
+configure_package_config_file(cmake/orvex-dynamic-render-config.cmake.in
+  ${drend_generated}/orvex-dynamic-render-config.cmake
+  INSTALL_DESTINATION ${drend_cmake_dir} NO_SET_AND_CHECK_MACRO)
+write_basic_package_version_file(${drend_generated}/orvex-dynamic-render-config-version.cmake
+  COMPATIBILITY SameMinorVersion)
+install(FILES
+  ${drend_generated}/orvex-dynamic-render-config.cmake
+  ${drend_generated}/orvex-dynamic-render-config-version.cmake
+  DESTINATION ${drend_cmake_dir} COMPONENT development)
+
+# pkg-config: the files find everything from where they themselves are.
+
+file(RELATIVE_PATH drend_pc_prefix
+  ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
+string(REGEX REPLACE "/$" "" drend_pc_prefix "${drend_pc_prefix}")
+foreach(library ${drend_libraries})
+  configure_file(cmake/${library}.pc.in ${drend_generated}/${library}.pc @ONLY)
+  install(FILES ${drend_generated}/${library}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
+    COMPONENT development)
+endforeach()
+
+# Documents
+
+install(FILES README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)
+install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development
+  FILES_MATCHING PATTERN *.md PATTERN man EXCLUDE)
+install(FILES docs/man/drend.3 DESTINATION ${CMAKE_INSTALL_MANDIR}/man3 COMPONENT development)
+
+# Tools. Definitions are looked for in "usr/lib/render" below some directory, so that is where they
+# go, whatever the prefix: "lib/render" below one that ends in "usr", the whole path below others.
+
+if(TARGET netstatd)
+  install(CODE [[
+    set(drend_render_dir usr/lib/render)
+    if(CMAKE_INSTALL_PREFIX MATCHES "/usr/?$")
+      set(drend_render_dir lib/render)
+    endif()]] COMPONENT tools)
+  install(TARGETS netstatd RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT tools)
+  install(DIRECTORY examples/netstatd/render/ DESTINATION "\${drend_render_dir}"
+    COMPONENT tools)
+  install(FILES docs/man/netstatd.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8 COMPONENT tools)
+
+  # The unit names the program where this installation has it.
+  install(CODE "
+    file(READ \"${PROJECT_SOURCE_DIR}/examples/netstatd/netstatd.service\" unit)
+    string(REPLACE /usr/sbin/ \"\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_SBINDIR}/\"
+           unit \"\${unit}\")
+    file(WRITE \"${drend_generated}/netstatd.service\" \"\${unit}\")" COMPONENT tools)
+  install(FILES ${drend_generated}/netstatd.service DESTINATION lib/systemd/system
+    COMPONENT tools)
+endif()
+if(TARGET drendctl)
+  install(TARGETS drendctl RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
+  install(FILES tools/drendctl/drendctl.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1
+    COMPONENT tools OPTIONAL)
+  install(FILES tools/drendctl/drendctl.bash
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME drendctl
+    COMPONENT tools OPTIONAL)
+endif()
