@@ -27,7 +27,7 @@ enum {
 
 static const char INTERRUPT[] = "\x03";
 
-/* --- the peer that handlers see -------------------------------------------------------------- */
+/* --- the peer that handlers see ---------------------------------------------------- */
 
 static int send_text(struct peer_s* peer, const char* text, size_t length) {
     struct connection_s* connection = (struct connection_s*)peer;
@@ -68,7 +68,7 @@ static void on_walk_ended(struct peer_s* peer) {
         server_queue_turn(connection);
 }
 
-/* --- answers --------------------------------------------------------------------------------- */
+/* --- answers ----------------------------------------------------------------------- */
 
 static void add_text(struct connection_s* connection, const char* text) {
     send_text(&connection->peer, text, strlen(text));
@@ -129,7 +129,7 @@ static void continue_answer(struct connection_s* connection) {
     }
 }
 
-/* --- requests -------------------------------------------------------------------------------- */
+/* --- requests ---------------------------------------------------------------------- */
 
 static void run_entry(struct connection_s* connection, const struct menu_match_s* found) {
     if (found->entry->handler == NULL) {
@@ -149,7 +149,8 @@ static void answer_request(struct connection_s* connection, const char* request)
     str_buf_s* text;
     sbuf_init_buf(&text, area, sizeof area);
     struct menu_match_s found;
-    if (menu_match(connection->server->config.menu, request, &found, text) == MENU_MATCH_ENTRY)
+    if (menu_match(connection->server->config.menu, request, &found, text) ==
+        MENU_MATCH_ENTRY)
         run_entry(connection, &found);
     else
         answer_with(connection, sbuf_str(text));
@@ -199,7 +200,7 @@ static void answer_next(struct connection_s* connection) {
     }
 }
 
-/* --- interrupts ------------------------------------------------------------------------------ */
+/* --- interrupts -------------------------------------------------------------------- */
 
 static void interrupt_answer(struct connection_s* connection) {
     peer_drop_walk(&connection->peer);
@@ -214,7 +215,8 @@ static void interrupt_requests(struct connection_s* connection, size_t length) {
     while (length > 0) {
         const struct evbuffer_ptr end =
             evbuffer_search_eol(connection->input, NULL, NULL, EVBUFFER_EOL_LF);
-        const size_t line = end.pos >= 0 && (size_t)end.pos < length ? (size_t)end.pos : length;
+        const size_t line =
+            end.pos >= 0 && (size_t)end.pos < length ? (size_t)end.pos : length;
         bool is_empty = true;
         for (size_t left = line; left > 0; --left) {
             char byte;
@@ -244,7 +246,7 @@ static void heed_interrupts(struct connection_s* connection) {
     }
 }
 
-/* --- the loop's callbacks ---------------------------------------------------------------------- */
+/* --- the loop's callbacks ---------------------------------------------------------- */
 
 static bool is_over(const struct connection_s* connection) {
     const bool has_nothing_to_do = connection->at_eof && !connection->waits_for_turn &&
@@ -264,7 +266,8 @@ static void set_events(struct connection_s* connection) {
         event_del(connection->writable);
         connection->quiet_checks = 0;
     } else if (!event_pending(connection->writable, EV_WRITE, NULL)) {
-        const long usec = 1000000L / STALL_CHECKS * connection->server->config.stall_seconds;
+        const long usec =
+            1000000L / STALL_CHECKS * connection->server->config.stall_seconds;
         const struct timeval patience = {usec / 1000000, usec % 1000000};
         event_add(connection->writable, &patience);
     }
@@ -283,7 +286,8 @@ static void connection_settle(struct connection_s* connection) {
         connection->waits_for_drain = false;
         server_queue_turn(connection);
     }
-    if (connection->state == CONNECTION_IDLE && has_line(connection) && !connection->is_closing)
+    if (connection->state == CONNECTION_IDLE && has_line(connection) &&
+        !connection->is_closing)
         server_queue_turn(connection);
     if (is_over(connection))
         connection_destroy(connection);
@@ -311,7 +315,8 @@ static void on_readable(evutil_socket_t fd, short what, void* data) {
         connection->at_eof = true;
         /* A peer that has closed reads no answers; one that only sends no more does. */
         struct pollfd both_ways = {.fd = fd};
-        connection->is_lost = poll(&both_ways, 1, 0) == 1 && (both_ways.revents & POLLHUP) != 0;
+        connection->is_lost =
+            poll(&both_ways, 1, 0) == 1 && (both_ways.revents & POLLHUP) != 0;
     } else if (taken < 0) {
         connection->is_lost = errno != EAGAIN && errno != EINTR;
     } else {
@@ -345,7 +350,7 @@ static void on_retry(evutil_socket_t fd, short what, void* data) {
     server_queue_turn(data);
 }
 
-/* --- opening and closing ----------------------------------------------------------------------- */
+/* --- opening and closing ----------------------------------------------------------- */
 
 static bool make_events(struct connection_s* connection) {
     struct event_base* base = connection->server->base;

@@ -11,7 +11,7 @@ struct word_s {
     size_t length;
 };
 
-/* --- candidates: the entries that a word could mean ------------------------------------------ */
+/* --- candidates: the entries that a word could mean -------------------------------- */
 
 /* Steps through the entries that `word` begins, in a menu or in all of its sub-menus. */
 struct candidates_s {
@@ -56,8 +56,8 @@ static const drend_menu_entry_s* next_candidate(struct candidates_s* list) {
 }
 
 /* What `word` could mean where `menu` stands; `is_first`: as the first word of a request. */
-static struct candidates_s candidates_for(const drend_menu_entry_s* menu, struct word_s word,
-                                          bool is_first) {
+static struct candidates_s candidates_for(const drend_menu_entry_s* menu,
+                                          struct word_s word, bool is_first) {
     struct candidates_s trial = in_menu(menu, word);
     const bool looks_deeper = is_first && next_candidate(&trial) == NULL;
     return looks_deeper ? in_submenus(menu, word) : in_menu(menu, word);
@@ -79,7 +79,7 @@ static const drend_menu_entry_s* choose(struct candidates_s list, unsigned* coun
     return *count == 1 ? chosen : NULL;
 }
 
-/* --- texts ----------------------------------------------------------------------------------- */
+/* --- texts ------------------------------------------------------------------------- */
 
 /* Appends a word that a peer sent, so that it cannot be mistaken for anything else. */
 static void append_strange(str_buf_s* text, struct word_s word) {
@@ -154,11 +154,12 @@ static enum menu_match_e answer(str_buf_s* text, const char* way,
             append_entry(text, way, entry, inner);
         }
     }
-    return count == 0 ? refuse(text, list, 0, is_first ? everywhere(menu) : in_menu(menu, any))
-                      : MENU_MATCH_ANSWER;
+    return count == 0
+               ? refuse(text, list, 0, is_first ? everywhere(menu) : in_menu(menu, any))
+               : MENU_MATCH_ANSWER;
 }
 
-/* --- the words of a request ------------------------------------------------------------------ */
+/* --- the words of a request -------------------------------------------------------- */
 
 static const char* skip_blanks(const char* at) {
     return at + strspn(at, " \t");
@@ -197,7 +198,8 @@ static enum menu_match_e match_from(const drend_menu_entry_s* menu, const char* 
         const struct candidates_s meant = candidates_for(menu, word, is_first);
         const drend_menu_entry_s* entry = choose(meant, &count);
         if (entry == NULL)
-            return refuse(text, meant, count, is_first ? everywhere(menu) : in_menu(menu, any));
+            return refuse(text, meant, count,
+                          is_first ? everywhere(menu) : in_menu(menu, any));
         rest = skip_blanks(word.text + word.length);
         if (strcmp(rest, "?") == 0 && entry->submenu == NULL) {
             append_entry(text, sbuf_str(way), NULL, entry);

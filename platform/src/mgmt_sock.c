@@ -14,7 +14,7 @@ int ms_parse_get_subcode(void* parse_context) {
     return ((const ms_parse_context_s*)parse_context)->subcode;
 }
 
-/* --- every peer ------------------------------------------------------------------------- */
+/* --- every peer -------------------------------------------------------------------- */
 
 static int send_formatted(struct peer_s* peer, const char* format, va_list args) {
     char* text = NULL;
@@ -80,7 +80,7 @@ void peer_drop_walk(struct peer_s* peer) {
         peer->close_fn(walk);
 }
 
-/* --- peers within the process ------------------------------------------------------------- */
+/* --- peers within the process ------------------------------------------------------ */
 
 struct local_peer_s {
     struct peer_s peer;

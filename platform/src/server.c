@@ -32,7 +32,7 @@ static mgmt_server_config_s with_defaults(mgmt_server_config_s config) {
     return config;
 }
 
-/* --- turns ----------------------------------------------------------------------------------- */
+/* --- turns ------------------------------------------------------------------------- */
 
 static void set_turn_event(struct mgmt_server_s* server) {
     /* A timer, even of no length, lets the loop look at the sockets first. */
@@ -67,7 +67,7 @@ static void on_turn(evutil_socket_t fd, short what, void* data) {
     set_turn_event(server);
 }
 
-/* --- who may connect --------------------------------------------------------------------------- */
+/* --- who may connect --------------------------------------------------------------- */
 
 /* Root, the daemon's own user, and members of the group. */
 static bool may_connect(const struct mgmt_server_s* server, int fd) {
@@ -119,7 +119,8 @@ static void on_acceptable(evutil_socket_t listener, short what, void* data) {
         const int fd = accept4(listener, NULL, NULL, SOCK_NONBLOCK | SOCK_CLOEXEC);
         if (fd >= 0) {
             welcome(server, fd);
-        } else if (errno == EMFILE || errno == ENFILE || errno == ENOMEM || errno == ENOBUFS) {
+        } else if (errno == EMFILE || errno == ENFILE || errno == ENOMEM ||
+                   errno == ENOBUFS) {
             /* Trying again at once would only burn time: clients wait in the backlog. */
             const struct timeval delay = {0, ACCEPT_AGAIN_MS * 1000};
             event_del(server->acceptable);
@@ -136,14 +137,15 @@ static void on_accept_again(evutil_socket_t fd, short what, void* data) {
     event_add(((struct mgmt_server_s*)data)->acceptable, NULL);
 }
 
-/* --- the socket -------------------------------------------------------------------------------- */
+/* --- the socket -------------------------------------------------------------------- */
 
 struct failure_s {
     char* text;
     size_t size;
 };
 
-static int fail(struct failure_s failure, const char* what, const char* path, const char* why) {
+static int fail(struct failure_s failure, const char* what, const char* path,
+                const char* why) {
     snprintf(failure.text, failure.size, "%s %s: %s", what, path, why);
     return -1;
 }
@@ -209,7 +211,7 @@ static int listen_on(struct mgmt_server_s* server, struct failure_s failure) {
     return 0;
 }
 
-/* --- opening and closing ------------------------------------------------------------------------ */
+/* --- opening and closing ----------------------------------------------------------- */
 
 static int make_events(struct mgmt_server_s* server) {
     const int last_priority = event_base_get_npriorities(server->base) - 1;
@@ -217,8 +219,8 @@ static int make_events(struct mgmt_server_s* server) {
         event_new(server->base, server->fd, EV_READ | EV_PERSIST, on_acceptable, server);
     server->accept_again = event_new(server->base, -1, 0, on_accept_again, server);
     server->turn = event_new(server->base, -1, 0, on_turn, server);
-    return server->acceptable != NULL && server->accept_again != NULL && server->turn != NULL &&
-                   event_priority_set(server->acceptable, 0) == 0 &&
+    return server->acceptable != NULL && server->accept_again != NULL &&
+                   server->turn != NULL && event_priority_set(server->acceptable, 0) == 0 &&
                    event_priority_set(server->turn, last_priority) == 0 &&
                    event_add(server->acceptable, NULL) == 0
                ? 0
@@ -241,8 +243,8 @@ static void free_server(struct mgmt_server_s* server) {
     free(server);
 }
 
-mgmt_server_s* mgmt_server_open(evContext loop, const mgmt_server_config_s* config, char* error,
-                                size_t size) {
+mgmt_server_s* mgmt_server_open(evContext loop, const mgmt_server_config_s* config,
+                                char* error, size_t size) {
     const struct failure_s failure = {error, size};
     struct mgmt_server_s* server = calloc(1, sizeof *server);
     if (server == NULL) {

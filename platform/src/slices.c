@@ -65,7 +65,8 @@ static void on_suspended(void* data, void* walk) {
         running->continues_walk = true;
         return;
     }
-    __evSetIdleTimer(server->loop, continue_walk, walk, __evConsTime(0, IDLE_NANOSECONDS), NULL);
+    __evSetIdleTimer(server->loop, continue_walk, walk, __evConsTime(0, IDLE_NANOSECONDS),
+                     NULL);
 }
 
 void slices_install(struct mgmt_server_s* server) {

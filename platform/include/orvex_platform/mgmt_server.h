@@ -33,24 +33,25 @@ struct drend_menu_entry_s;
 typedef struct mgmt_server_config_s {
     const char* path;                      /* of the socket; at most 107 bytes */
     const struct drend_menu_entry_s* menu; /* as drend_init returned it */
-    const char* group;       /* whose members may connect, besides root and the daemon's own user;
+    const char* group; /* whose members may connect, besides root and the daemon's own user;
                                 NULL: the daemon's group */
-    unsigned max_peers;      /* 1,024; the next one is told so and closed */
-    unsigned slice_usec;     /* the time of a slice, in microseconds: 2,000 */
-    size_t high_water;       /* a slice ends when more bytes than this wait for the peer: 256 KiB */
-    size_t low_water;        /* and the next one begins at this many: a quarter of high_water */
-    unsigned stall_seconds;  /* a peer that takes nothing for so long is closed: 60 */
+    unsigned max_peers;  /* 1,024; the next one is told so and closed */
+    unsigned slice_usec; /* the time of a slice, in microseconds: 2,000 */
+    size_t
+        high_water; /* a slice ends when more bytes than this wait for the peer: 256 KiB */
+    size_t low_water; /* and the next one begins at this many: a quarter of high_water */
+    unsigned stall_seconds; /* a peer that takes nothing for so long is closed: 60 */
 } mgmt_server_config_s;
 
 typedef struct mgmt_server_s mgmt_server_s;
 
 /* What a server has done since it was opened, for diagnostics and tests. */
 typedef struct mgmt_server_stats_s {
-    unsigned peers;          /* connected now */
-    unsigned long accepted;  /* peers ever */
-    unsigned long refused;   /* that were not allowed, or too many */
-    unsigned long requests;  /* answered or given up */
-    unsigned long slices;    /* of all answers */
+    unsigned peers;         /* connected now */
+    unsigned long accepted; /* peers ever */
+    unsigned long refused;  /* that were not allowed, or too many */
+    unsigned long requests; /* answered or given up */
+    unsigned long slices;   /* of all answers */
 } mgmt_server_stats_s;
 
 /*
@@ -59,8 +60,8 @@ typedef struct mgmt_server_stats_s {
  * reschedule handler of the render library. NULL with one line, without its end, in `error` of
  * `size` bytes when it cannot. There is one server at a time.
  */
-mgmt_server_s* mgmt_server_open(evContext loop, const mgmt_server_config_s* config, char* error,
-                                size_t size);
+mgmt_server_s* mgmt_server_open(evContext loop, const mgmt_server_config_s* config,
+                                char* error, size_t size);
 
 /*
  * Closes every peer, ending its walk, removes the socket and uninstalls the handlers. What was
