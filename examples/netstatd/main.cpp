@@ -1,7 +1,8 @@
 // netstatd: an example daemon that shows this host's network state as its render definitions say.
-// It answers the requests that it is given on its command line, each through the menu that the
-// library made for it, and ends:
+// It serves a management socket until it is told to end, or answers the requests that it is given
+// on its command line, each through the menu that the library made for it, and ends:
 //
+//     netstatd --socket /run/netstatd.sock
 //     netstatd --once 'show-interfaces name=lo as-json'
 //     netstatd --once "show-routes filter='/route-information/table[name=\"ipv4-main\"]'"
 //     netstatd --once reload --once dump-schema
@@ -21,6 +22,7 @@
 #include "orvex_platform/eventlib.h"
 #include "orvex_platform/mgmt_sock.h"
 #include "own_prefix.h"
+#include "server.h"
 
 namespace {
 
@@ -28,9 +30,16 @@ struct options_s {
     std::vector<std::string> requests;
     std::string prefix = own_prefix();
     unsigned rows_per_slice = 0;
+    std::uint32_t routes = 0;
+    std::string socket;
+    std::string group;
+    mgmt_server_config_s server{};
 };
 
-void add_models() {
+constexpr std::uint32_t ROUTES_MAX = 16000000; // addresses in 10.0.0.0/8, nearly
+
+void add_models(std::uint32_t routes) {
+    add_synthetic_model(routes);
     register_hardware_addresses();
     add_interface_model();
     add_address_model();
@@ -45,22 +54,6 @@ int is_slice_full(dr_meta_context_s*, void* data) {
     static unsigned rows = 0;
     const auto* options = static_cast<const options_s*>(data);
     return ++rows % options->rows_per_slice == 0;
-}
-
-// The entries of the "drend" menu: the render commands and the service commands.
-const drend_menu_entry_s* drend_submenu(const drend_menu_entry_s* menu) {
-    while (strcmp(menu->command, "drend") != 0) {
-        ++menu;
-    }
-    return menu->submenu;
-}
-
-const drend_menu_entry_s* find_entry(const drend_menu_entry_s* entry,
-                                     const std::string& word) {
-    while (entry->command != nullptr && word != entry->command) {
-        ++entry;
-    }
-    return entry->command == nullptr ? nullptr : entry;
 }
 
 int report_unknown(const std::string& word, const drend_menu_entry_s* entry) {
@@ -80,7 +73,7 @@ int run_request(const drend_menu_entry_s* menu, const std::string& request,
     const std::string word = request.substr(0, blank);
     const std::string argument =
         blank == std::string::npos ? std::string() : request.substr(blank + 1);
-    const drend_menu_entry_s* entry = find_entry(drend_submenu(menu), word);
+    const drend_menu_entry_s* entry = find_entry(drend_submenu(menu), word.c_str());
     if (entry == nullptr) {
         return report_unknown(word, drend_submenu(menu));
     }
@@ -97,47 +90,92 @@ int run_request(const drend_menu_entry_s* menu, const std::string& request,
     return status == 0 && is_written ? 0 : 1;
 }
 
+void add_options(CLI::App& app, options_s& options) {
+    auto* once =
+        app.add_option("--once", options.requests,
+                       "Answer REQUEST, a command and its arguments; may be repeated")
+            ->type_name("REQUEST")
+            ->expected(1)
+            ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+    auto* socket = app.add_option("--socket", options.socket, "Serve the UNIX socket PATH")
+                       ->type_name("PATH")
+                       ->excludes(once);
+    app.add_option("--group", options.group, "Let members of the group NAME connect")
+        ->type_name("NAME")
+        ->needs(socket);
+    app.add_option("--prefix", options.prefix,
+                   "Take definitions from DIR/usr/lib/render and the like")
+        ->type_name("DIR")
+        ->capture_default_str();
+    app.add_option("--routes", options.routes, "Have N routes for show-synthetic-routes")
+        ->type_name("N")
+        ->check(CLI::Range(0U, ROUTES_MAX));
+    app.add_option("--rows-per-slice", options.rows_per_slice,
+                   "Suspend and continue the answer after each N rows")
+        ->type_name("N")
+        ->needs(once);
+    auto* limits = app.add_option_group("limits of the socket");
+    limits->add_option("--max-peers", options.server.max_peers, "N peers at once");
+    limits->add_option("--slice-usec", options.server.slice_usec,
+                       "Let other peers in after N microseconds of an answer");
+    limits->add_option("--high-water", options.server.high_water,
+                       "Suspend an answer while N bytes wait for its peer");
+    limits->add_option("--stall-seconds", options.server.stall_seconds,
+                       "Close a peer that takes nothing for N seconds");
+    app.callback([&app, once, socket] {
+        if (once->empty() && socket->empty()) {
+            throw CLI::RequiredError("--once or --socket");
+        }
+    });
+}
+
+int serve_socket(evContext loop, options_s& options, const drend_menu_entry_s* menu) {
+    options.server.path = options.socket.c_str();
+    options.server.group = options.group.empty() ? nullptr : options.group.c_str();
+    options.server.menu = menu;
+    drend_set_suspend_on_hidden_rows(1); // a search must not keep other peers waiting
+    return serve(loop, options.server);
+}
+
+int answer_once(const options_s& options, const drend_menu_entry_s* menu,
+                event_base* loop) {
+    int status = 0;
+    for (const std::string& request : options.requests) {
+        status |= run_request(menu, request, loop);
+    }
+    return status;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
     options_s options;
     CLI::App app("Shows this host's network state through render definitions.", "netstatd");
-    app.add_option("--once", options.requests,
-                   "Answer REQUEST, a command and its arguments; may be repeated")
-        ->type_name("REQUEST")
-        ->expected(1)
-        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
-        ->required();
-    app.add_option("--prefix", options.prefix,
-                   "Take definitions from DIR/usr/lib/render and the like")
-        ->type_name("DIR")
-        ->capture_default_str();
-    app.add_option("--rows-per-slice", options.rows_per_slice,
-                   "Suspend and continue the answer after each N rows")
-        ->type_name("N");
+    add_options(app, options);
     CLI11_PARSE(app, argc, argv);
 
-    add_models();
+    add_models(options.routes);
     if (options.rows_per_slice > 0) {
         drend_add_walk_handlers(nullptr, is_slice_full, &options);
     }
     drend_set_prefix(options.prefix.c_str());
     drend_set_send_method_w_return(mgmt_sock_send);
 
-    const std::unique_ptr<event_base, void (*)(event_base*)> loop(event_base_new(),
-                                                                  event_base_free);
-    evContext context{loop.get()};
+    evContext context{};
     drend_menu_entry_s own_menu[1] = {}; // nothing but what the library adds
     // Stays until the process ends: a reload makes the sub-menu in it anew.
-    static const drend_menu_entry_s* const menu =
-        drend_init(&context, own_menu, 1, nullptr);
-    if (loop == nullptr || menu == nullptr) {
+    static const drend_menu_entry_s* menu = nullptr;
+    if (platform_open_loop(&context) == 0) {
+        menu = drend_init(&context, own_menu, 1, nullptr);
+    }
+    if (menu == nullptr) {
         fprintf(stderr, "netstatd: out of memory\n");
         return 1;
     }
-    int status = 0;
-    for (const std::string& request : options.requests) {
-        status |= run_request(menu, request, loop.get());
-    }
+    const int status =
+        options.socket.empty()
+            ? answer_once(options, menu, static_cast<event_base*>(context.opaque))
+            : serve_socket(context, options, menu);
+    platform_close_loop(&context);
     return status;
 }

@@ -30,6 +30,7 @@ void add_address_model();   // /interfaces/interface/{address,ipv4,ipv6}
 void add_neighbor_model();  // /neighbors, /interfaces/interface/{ipv4,ipv6}/neighbor
 void add_route_model();     // /routing
 void add_self_model();      // /netstatd
+void add_synthetic_model(std::uint32_t routes); // /synthetic, with so many routes
 
 // Has each walk that enters the container `path` take a snapshot, and release it when it
 // leaves. Its children find the snapshot with snapshot_of, and when it was taken as the

@@ -19,7 +19,11 @@
 #include <stdint.h>
 #include <stdlib.h>
 
-enum { NANOSECONDS_PER_SECOND = 1000000000, NANOSECONDS_PER_MICROSECOND = 1000 };
+enum {
+    NANOSECONDS_PER_SECOND = 1000000000,
+    NANOSECONDS_PER_MICROSECOND = 1000,
+    PRIORITIES = 3, /* sockets, others, idle timers */
+};
 
 struct idle_timer {
     struct event* event;
@@ -135,4 +139,20 @@ void platform_clear_idle_timers(evContext ctx) {
     struct idle_timer* timer = NULL;
     while (event_base_foreach_event(ctx.opaque, find_idle_timer, &timer) != 0)
         free_timer(timer);
+}
+
+int platform_open_loop(evContext* ctx) {
+    struct event_base* base = event_base_new();
+    if (base != NULL && event_base_priority_init(base, PRIORITIES) != 0) {
+        event_base_free(base);
+        base = NULL;
+    }
+    ctx->opaque = base;
+    return base == NULL ? -1 : 0;
+}
+
+void platform_close_loop(evContext* ctx) {
+    platform_clear_idle_timers(*ctx);
+    event_base_free(ctx->opaque);
+    ctx->opaque = NULL;
 }

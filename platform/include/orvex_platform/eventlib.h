@@ -45,6 +45,15 @@ int __evSetIdleTimer(evContext ctx, evTimerFunc func, void* uap, struct timespec
                      evTimerID* id);
 
 /*
+ * A loop for a daemon that has none: a libevent base with three priorities, the highest for
+ * sockets, the middle one for everything that sets none, the lowest for idle timers. Opening
+ * returns 0, or -1 when memory ran out. Closing removes the idle timers; other events of the loop
+ * are gone by then. Additions of this reference platform.
+ */
+int platform_open_loop(evContext* ctx);
+void platform_close_loop(evContext* ctx);
+
+/*
  * Removes every idle timer of `ctx` that has not fired; their functions are never called. A
  * daemon that frees its event base calls it first, or the pending timers' memory is lost.
  * It is an addition of this reference platform: the render library does not use it.

@@ -1,0 +1,79 @@
+#include "server.h"
+
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+
+#include <event2/event.h>
+
+#include "orvex_platform/mgmt_sock.h"
+
+namespace {
+
+struct free_event_s {
+    void operator()(event* signal) const { event_free(signal); }
+};
+using event_t = std::unique_ptr<event, free_event_s>;
+
+struct daemon_s {
+    event_base* base;
+    const drend_menu_entry_s* menu;
+};
+
+void on_end(evutil_socket_t, short, void* data) {
+    event_base_loopbreak(static_cast<const daemon_s*>(data)->base);
+}
+
+// The menu's own command does it; what it says goes to standard error.
+void on_reload(evutil_socket_t, short, void* data) {
+    const auto* daemon = static_cast<const daemon_s*>(data);
+    const drend_menu_entry_s* reload = find_entry(drend_submenu(daemon->menu), "reload");
+    void* peer = mgmt_sock_open_local(stderr);
+    if (peer != nullptr) {
+        reload->handler(peer, nullptr, nullptr);
+        mgmt_sock_close(peer);
+    }
+}
+
+event_t add_signal(daemon_s& daemon, int number, event_callback_fn callback) {
+    event_t signal(evsignal_new(daemon.base, number, callback, &daemon));
+    if (signal != nullptr) {
+        event_add(signal.get(), nullptr);
+    }
+    return signal;
+}
+
+} // namespace
+
+const drend_menu_entry_s* drend_submenu(const drend_menu_entry_s* menu) {
+    return find_entry(menu, "drend")->submenu;
+}
+
+const drend_menu_entry_s* find_entry(const drend_menu_entry_s* entry, const char* word) {
+    while (entry->command != nullptr && strcmp(word, entry->command) != 0) {
+        ++entry;
+    }
+    return entry->command == nullptr ? nullptr : entry;
+}
+
+int serve(evContext loop, const mgmt_server_config_s& config) {
+    daemon_s daemon{static_cast<event_base*>(loop.opaque), config.menu};
+    const event_t signals[] = {add_signal(daemon, SIGTERM, on_end),
+                               add_signal(daemon, SIGINT, on_end),
+                               add_signal(daemon, SIGHUP, on_reload)};
+    char error[256] = "out of memory";
+    mgmt_server_s* server = nullptr;
+    if (signals[0] != nullptr && signals[1] != nullptr && signals[2] != nullptr) {
+        server = mgmt_server_open(loop, &config, error, sizeof error);
+    }
+    if (server == nullptr) {
+        fprintf(stderr, "netstatd: %s\n", error);
+        return 1;
+    }
+    printf("netstatd: serving %s\n", config.path);
+    fflush(stdout);
+    const int status = event_base_dispatch(daemon.base) < 0 ? 1 : 0;
+    mgmt_server_close(server);
+    return status;
+}
