@@ -72,13 +72,12 @@ int prefix(dr_meta_context_s* ctx, const void*) {
 
 int next_hop(dr_meta_context_s* ctx, const void*) {
     constexpr std::uint32_t network = (192U << 24) + (168U << 16);
-    return set_address(
-        ctx, network + 1 + static_cast<std::uint32_t>(number_of(ctx) % 254), "");
+    return set_address(ctx, network + 1 + static_cast<std::uint32_t>(number_of(ctx) % 254),
+                       "");
 }
 
 int interface(dr_meta_context_s* ctx, const void*) {
-    return drend_set_str_value(ctx, "port%u",
-                               static_cast<unsigned>(number_of(ctx) % 48));
+    return drend_set_str_value(ctx, "port%u", static_cast<unsigned>(number_of(ctx) % 48));
 }
 
 int metric(dr_meta_context_s* ctx, const void*) {

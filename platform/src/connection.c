@@ -78,7 +78,6 @@ static void finish_answer(struct connection_s* connection) {
     connection->state = CONNECTION_IDLE;
     connection->has_begun = false;
     connection->retry_ms = 0;
-    connection->waits_for_drain = false;
     ++connection->server->stats.requests;
     if (framed_output_end(&connection->output) != 0)
         connection->is_lost = true;
@@ -178,6 +177,11 @@ static void refuse_long_line(struct connection_s* connection) {
 
 /* Answers the next request that has arrived, if there is one. */
 static void answer_next(struct connection_s* connection) {
+    if (framed_output_waiting(&connection->output) > connection->server->config.low_water) {
+        connection->waits_for_drain =
+            true; /* many requests and nobody who reads the answers */
+        return;
+    }
     while (connection->state == CONNECTION_IDLE && !connection->is_closing &&
            has_line(connection)) {
         size_t length;
@@ -203,6 +207,7 @@ static void answer_next(struct connection_s* connection) {
 /* --- interrupts -------------------------------------------------------------------- */
 
 static void interrupt_answer(struct connection_s* connection) {
+    connection->waits_for_drain = false;
     peer_drop_walk(&connection->peer);
     event_del(connection->retry);
     if (connection->has_begun)
@@ -286,8 +291,8 @@ static void connection_settle(struct connection_s* connection) {
         connection->waits_for_drain = false;
         server_queue_turn(connection);
     }
-    if (connection->state == CONNECTION_IDLE && has_line(connection) &&
-        !connection->is_closing)
+    if (connection->state == CONNECTION_IDLE && !connection->waits_for_drain &&
+        has_line(connection) && !connection->is_closing)
         server_queue_turn(connection);
     if (is_over(connection))
         connection_destroy(connection);
@@ -321,7 +326,8 @@ static void on_readable(evutil_socket_t fd, short what, void* data) {
         connection->is_lost = errno != EAGAIN && errno != EINTR;
     } else {
         heed_interrupts(connection);
-        answer_next(connection);
+        if (!connection->waits_for_turn)
+            answer_next(connection);
     }
     connection_settle(connection);
 }
@@ -406,6 +412,8 @@ void connection_destroy(struct connection_s* connection) {
     server_forget_turn(connection);
     TAILQ_REMOVE(&connection->server->connections, connection, link);
     --connection->server->stats.peers;
-    close(connection->fd);
-    free_connection(connection);
+    const int fd = connection->fd;
+    free_connection(
+        connection); /* with its events, which the loop knows by the descriptor */
+    close(fd);
 }
