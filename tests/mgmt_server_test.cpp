@@ -13,7 +13,6 @@
 #include <event2/thread.h>
 #include <gmock/gmock.h>
 #include <grp.h>
-#include <poll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -23,6 +22,7 @@
 #include "orvex_platform/mgmt_server.h"
 #include "orvex_platform/mgmt_sock.h"
 #include "render_fixture.h"
+#include "socket_client.h"
 
 using testing::EndsWith;
 using testing::HasSubstr;
@@ -30,92 +30,8 @@ using testing::StartsWith;
 
 namespace {
 
-constexpr int PATIENCE_MS = 60000; // only a fault lasts so long
-constexpr char LOST[] = "<connection lost>";
-
-// One connection, blocking.
-class client_c {
-  public:
-    explicit client_c(const std::string& path)
-        : fd_(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-        sockaddr_un address{};
-        address.sun_family = AF_UNIX;
-        path.copy(address.sun_path, sizeof address.sun_path - 1);
-        if (connect(fd_, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) {
-            hang_up();
-        }
-    }
-    ~client_c() { hang_up(); }
-    client_c(const client_c&) = delete;
-    client_c& operator=(const client_c&) = delete;
-
-    bool is_connected() const { return fd_ >= 0; }
-    void hang_up() {
-        if (fd_ >= 0) {
-            close(fd_);
-        }
-        fd_ = -1;
-    }
-    void end_requests() { shutdown(fd_, SHUT_WR); }
-    // False when the server does not take it any more.
-    bool send_bytes(std::string_view bytes) {
-        while (!bytes.empty()) {
-            const ssize_t sent = send(fd_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
-            if (sent < 0) {
-                return false;
-            }
-            bytes.remove_prefix(static_cast<size_t>(sent));
-        }
-        return true;
-    }
-    // Reads up to `size` bytes as they come. False at the end of the connection.
-    bool receive(size_t size) {
-        pollfd waiting{fd_, POLLIN, 0};
-        if (poll(&waiting, 1, PATIENCE_MS) != 1) {
-            ADD_FAILURE() << "no answer";
-            return false;
-        }
-        char bytes[65536];
-        const ssize_t received = recv(fd_, bytes, std::min(size, sizeof bytes), 0);
-        if (received <= 0) {
-            return false;
-        }
-        input_.append(bytes, static_cast<size_t>(received));
-        return true;
-    }
-    // The next answer, or what came of it and LOST.
-    std::string answer() {
-        std::string text;
-        for (;;) {
-            if (input_.starts_with("\n##\n")) {
-                input_.erase(0, 4);
-                return text;
-            }
-            const size_t end = input_.find('\n', 1);
-            if (input_.size() > 2 && end != std::string::npos) {
-                EXPECT_THAT(input_, StartsWith("\n#"));
-                const size_t length = std::stoul(input_.substr(2, end - 2));
-                EXPECT_EQ(std::to_string(length), input_.substr(2, end - 2));
-                if (input_.size() > end + length) {
-                    text += input_.substr(end + 1, length);
-                    input_.erase(0, end + 1 + length);
-                    continue;
-                }
-            }
-            if (!receive(65536)) {
-                return text + LOST;
-            }
-        }
-    }
-    std::string ask(const std::string& request) {
-        send_bytes(request + "\n");
-        return answer();
-    }
-
-  private:
-    int fd_;
-    std::string input_;
-};
+constexpr int PATIENCE_MS = socket_client_c::PATIENCE_MS;
+const std::string LOST = socket_client_c::LOST;
 
 // Rows are numbers below the size of the table; nothing is stored.
 std::atomic<uintptr_t> table_size{0};
@@ -148,9 +64,11 @@ class mgmt_server_test : public render_test {
         drend_add_list("/t/row", next_number, nullptr);
         drend_add_str_leaf("/t/row/number", read_row_number, nullptr);
         drend_add_enter(
-            "/t/row", [](dr_meta_context_s*, const void*) { return ++open_lists; }, nullptr);
+            "/t/row", [](dr_meta_context_s*, const void*) { return ++open_lists; },
+            nullptr);
         drend_add_exit(
-            "/t/row", [](dr_meta_context_s*, const void*) { return --open_lists; }, nullptr);
+            "/t/row", [](dr_meta_context_s*, const void*) { return --open_lists; },
+            nullptr);
         define(definition("old"));
         path_ = testing::TempDir() + "mgmt_" + std::to_string(getpid());
         config_.path = path_.c_str();
@@ -172,11 +90,11 @@ class mgmt_server_test : public render_test {
 
     // Every element of the answer is called `name`, so that a mixture of two sets shows.
     static std::string definition(const std::string& name) {
-        return R"([{"dc_name": "show-rows", "dc_help": "Rows", "dc_tag": {"dts_name": ")" + name +
-               R"(-top", "dts_source": "/t", "dts_kids": [{"dts_name": ")" + name +
+        return R"([{"dc_name": "show-rows", "dc_help": "Rows", "dc_tag": {"dts_name": ")" +
+               name + R"(-top", "dts_source": "/t", "dts_kids": [{"dts_name": ")" + name +
                R"(-row", "dts_type": "list", "dts_source": "row", "dts_kids": [
-               {"dts_name": ")" + name +
-               R"(", "dts_type": "leaf", "dts_source": "number"}]}]}}])";
+               {"dts_name": ")" +
+               name + R"(", "dts_type": "leaf", "dts_source": "number"}]}]}}])";
     }
     std::string document(const std::string& name, uintptr_t rows) {
         std::string text = "<" + name + "-top>\n";
@@ -194,7 +112,8 @@ class mgmt_server_test : public render_test {
         server_ = mgmt_server_open(loop_, &config_, error, sizeof error);
         ASSERT_NE(server_, nullptr) << error;
         thread_ = std::thread([this] {
-            event_base_loop(static_cast<event_base*>(loop_.opaque), EVLOOP_NO_EXIT_ON_EMPTY);
+            event_base_loop(static_cast<event_base*>(loop_.opaque),
+                            EVLOOP_NO_EXIT_ON_EMPTY);
         });
     }
     // Runs in the server's thread, between two events; returns when it has run.
@@ -259,7 +178,7 @@ int open_descriptors() {
 
 TEST_F(mgmt_server_test, requests_find_their_entries) {
     serve();
-    client_c client(path_);
+    socket_client_c client(path_);
     const std::string rows = document("old", 3);
     const std::pair<const char*, std::string> exact[] = {
         {"drend show-rows", rows},
@@ -274,8 +193,9 @@ TEST_F(mgmt_server_test, requests_find_their_entries) {
                   "dump-render-tree, xwalker, reload\n"},
         {"drend no", "error: 'no' is no command; there are: show-rows, dump-schema, dump, "
                      "dump-render-tree, xwalker, reload\n"},
-        {"\x1b[2J\xff?x", "error: '\\x1b[2J\\xff?x' is no command; there are: drend, show-rows, "
-                          "dump-schema, dump, dump-render-tree, xwalker, reload\n"},
+        {"\x1b[2J\xff?x",
+         "error: '\\x1b[2J\\xff?x' is no command; there are: drend, show-rows, "
+         "dump-schema, dump, dump-render-tree, xwalker, reload\n"},
         {"show-rows name='\xff\xfe", rows}, // what is no UTF-8 is somebody's value
         {"reload", "finish reloading\n"},
     };
@@ -293,7 +213,7 @@ TEST_F(mgmt_server_test, requests_find_their_entries) {
 TEST_F(mgmt_server_test, input_is_bounded_and_may_come_in_any_pieces) {
     serve();
     const std::string rows = document("old", 3);
-    client_c pieces(path_);
+    socket_client_c pieces(path_);
     for (const char byte : std::string("show-rows\nshow-rows\n")) {
         ASSERT_TRUE(pieces.send_bytes({&byte, 1}));
     }
@@ -318,12 +238,12 @@ TEST_F(mgmt_server_test, input_is_bounded_and_may_come_in_any_pieces) {
     sender.join();
 
     const std::string longest = "show-rows x=" + std::string(65536 - 12, 'x');
-    client_c client(path_);
+    socket_client_c client(path_);
     EXPECT_EQ(client.ask(longest), rows);
     client.send_bytes(longest + "x\nshow-rows\n");
     EXPECT_EQ(client.answer(), "error: a request has at most 65536 bytes\n");
     EXPECT_EQ(client.answer(), LOST);
-    client_c endless(path_);
+    socket_client_c endless(path_);
     std::thread writer([&] {
         while (endless.send_bytes(std::string(4096, 'y'))) {
         }
@@ -336,7 +256,7 @@ TEST_F(mgmt_server_test, input_is_bounded_and_may_come_in_any_pieces) {
 TEST_F(mgmt_server_test, an_interrupt_ends_the_answer_and_keeps_the_connection) {
     serve();
     table_size = 10000000;
-    client_c client(path_);
+    socket_client_c client(path_);
     client.send_bytes("show-rows\n");
     ASSERT_TRUE(client.receive(100)); // the answer is under way
     client.send_bytes("show-rows\nhalf\x03");
@@ -355,10 +275,10 @@ TEST_F(mgmt_server_test, a_peer_that_does_not_read_costs_little_and_is_closed) {
     config_.stall_seconds = 1;
     serve();
     table_size = 10000000;
-    client_c idle(path_); // of whom nothing is wanted, however long
-    client_c stuck(path_);
+    socket_client_c idle(path_); // of whom nothing is wanted, however long
+    socket_client_c stuck(path_);
     stuck.send_bytes("show-rows\n");
-    client_c other(path_);
+    socket_client_c other(path_);
     while (leaf_calls == 0) {
         EXPECT_THAT(other.ask("?"), HasSubstr("show-rows"));
     }
@@ -372,7 +292,7 @@ TEST_F(mgmt_server_test, a_peer_that_does_not_read_costs_little_and_is_closed) {
 TEST_F(mgmt_server_test, a_leaf_that_cannot_answer_is_asked_again_with_patience) {
     serve();
     leaf_status = DREND_DEFER;
-    client_c client(path_);
+    socket_client_c client(path_);
     client.send_bytes("show-rows\n");
     std::this_thread::sleep_for(std::chrono::milliseconds(500));
     EXPECT_LT(leaf_calls, 20); // 1 + 2 + 4 ... + 100 + 100 milliseconds
@@ -386,15 +306,15 @@ TEST_F(mgmt_server_test, who_may_connect_and_how_many) {
     struct stat socket_file {};
     ASSERT_EQ(stat(path_.c_str(), &socket_file), 0);
     EXPECT_EQ(socket_file.st_mode & 07777, 0660u);
-    client_c one(path_);
-    client_c two(path_);
+    socket_client_c one(path_);
+    socket_client_c two(path_);
     EXPECT_THAT(one.ask("?") + two.ask("?"), HasSubstr("show-rows"));
-    client_c three(path_);
+    socket_client_c three(path_);
     EXPECT_EQ(three.answer(), "error: there are too many peers\n");
     EXPECT_EQ(three.answer(), LOST);
     two.hang_up();
     wait_for_peers(1);
-    client_c four(path_);
+    socket_client_c four(path_);
     EXPECT_THAT(four.ask("?"), HasSubstr("show-rows"));
     EXPECT_EQ(stats().refused, 1u);
 }
@@ -415,10 +335,11 @@ TEST_F(mgmt_server_test, other_users_need_the_group) {
         EXPECT_EQ(pipe(pipes), 0);
         const pid_t child = fork();
         if (child == 0) {
-            const bool changed = setgroups(1, &other_group) == 0 && setgid(main_group) == 0 &&
-                                 setuid(12345) == 0;
-            client_c client(path_);
-            const std::string answer = changed ? client.ask("?").substr(0, 20) : "unchanged";
+            const bool changed = setgroups(1, &other_group) == 0 &&
+                                 setgid(main_group) == 0 && setuid(12345) == 0;
+            socket_client_c client(path_);
+            const std::string answer =
+                changed ? client.ask("?").substr(0, 20) : "unchanged";
             _exit(write(pipes[1], answer.data(), answer.size()) < 0);
         }
         close(pipes[1]);
@@ -444,7 +365,7 @@ TEST_F(mgmt_server_test, a_stale_socket_is_replaced_and_a_live_one_is_not) {
     char error[256] = "";
     EXPECT_EQ(mgmt_server_open(loop_, &config_, error, sizeof error), nullptr);
     EXPECT_EQ(error, "cannot serve " + path_ + ": another process serves it");
-    EXPECT_THAT(client_c(path_).ask("?"), HasSubstr("show-rows"));
+    EXPECT_THAT(socket_client_c(path_).ask("?"), HasSubstr("show-rows"));
     stop();
     EXPECT_FALSE(std::filesystem::exists(path_));
 
@@ -480,7 +401,7 @@ TEST_F(mgmt_server_test, a_daemon_may_continue_its_walks_itself) {
             nullptr, [](dr_meta_context_s*, void*) { return 1; }, nullptr);
         drend_set_reschedule_handler([](void*, void* walk) { waiting = walk; }, nullptr);
     });
-    client_c client(path_);
+    socket_client_c client(path_);
     client.send_bytes("show-rows\n");
     while (stats().slices == 0) {
     }
@@ -502,9 +423,9 @@ TEST_F(mgmt_server_test, a_search_keeps_nobody_waiting) {
     config_.slice_usec = 200;
     serve();
     table_size = 200000;
-    client_c searching(path_);
+    socket_client_c searching(path_);
     searching.send_bytes("show-rows filter=\"/old-top/old-row[old='00199999']\"\n");
-    client_c other(path_);
+    socket_client_c other(path_);
     while (leaf_calls < 1000) {
     }
     EXPECT_THAT(other.ask("?"), HasSubstr("show-rows"));
@@ -549,16 +470,19 @@ TEST_F(mgmt_server_test, many_peers_that_come_and_go_leave_nothing_behind) {
     } kinds[] = {
         {"show-rows\n", check_xml},
         {"show-rows as-json\n", check_json},
-        {"dump\n", [](const std::string& answer) { EXPECT_THAT(answer, EndsWith("]\n\n\n")); }},
-        {"sho?\n", [](const std::string& answer) { EXPECT_EQ(answer, "drend show-rows\tRows\n"); }},
-        {"nonsense\n", [](const std::string& answer) { EXPECT_THAT(answer, StartsWith("error: ")); }},
+        {"dump\n",
+         [](const std::string& answer) { EXPECT_THAT(answer, EndsWith("]\n\n\n")); }},
+        {"sho?\n",
+         [](const std::string& answer) { EXPECT_EQ(answer, "drend show-rows\tRows\n"); }},
+        {"nonsense\n",
+         [](const std::string& answer) { EXPECT_THAT(answer, StartsWith("error: ")); }},
     };
     std::latch all_connected(peers);
     // One in ten peers hangs up in the middle of an answer.
     const auto talk = [&](unsigned seed) {
         std::minstd_rand random(seed);
         const auto hangs_up_at = random() % 10 == 0 ? random() % REQUESTS : REQUESTS;
-        client_c client(path_);
+        socket_client_c client(path_);
         client.ask("?");
         all_connected.arrive_and_wait();
         for (unsigned i = 0; i < REQUESTS; ++i) {
