@@ -29,7 +29,7 @@ MENU = "drend show-interfaces\tNetwork interfaces\ndrend show-routes\tRouting \x
 
 def chunk(text):
     data = text if isinstance(text, bytes) else text.encode()
-    return b"\n#%d\n%s" % (len(data), data)
+    return b"\n#%d\n%s" % (len(data), data) if data else b""
 
 
 END = b"\n##\n"
@@ -532,6 +532,7 @@ class Prompt(Case):
                 terminal.expect("drendctl> ")
                 terminal.type(keys)
                 terminal.expect("nothing to show\r\n")
+                terminal.expect("drendctl> ")  # before, the terminal would take the key itself
                 terminal.type("\x04")
                 self.assertEqual(terminal.finish(), 0)
             self.assertIn("show-routes", history.read_text())

@@ -75,7 +75,7 @@ class prompt_c {
     void redraw_after_change();
     bool wait_for_input();
     std::string typed() const;
-    bool find_entries(const std::string& words);
+    outcome_e find_entries(const std::string& words);
     void show(const std::string& text);
 
     client_c& client_;
@@ -199,8 +199,8 @@ bool prompt_c::wait_for_input() {
         if (ready > 0 && waits[1].revents != 0) {
             drain_interrupt_fd();
             redraw_after_change();
-        } else if (ready > 0) {
-            return true;
+        } else if (ready > 0 && interrupt_count() == 0) {
+            return true; // no signal came while poll returned
         }
     }
     return false;
@@ -224,23 +224,28 @@ void prompt_c::show(const std::string& text) {
     fflush(nullptr);
 }
 
-// Asks what could stand behind `words`. False when there is nothing, or no answer.
-bool prompt_c::find_entries(const std::string& words) {
+// Asks what could stand behind `words`; `nothing` when nothing could. Says why there is no answer.
+outcome_e prompt_c::find_entries(const std::string& words) {
     const outcome_s outcome =
         ask_menu(client_.session(), words, QUESTION_TIMEOUT, entries_);
     forget_interrupts();
     if (outcome.what == outcome_e::lost) {
         show("\n");
-        client_.report(outcome);
+        return client_.report(outcome);
     }
-    return outcome.what == outcome_e::answered && !entries_.empty();
+    const bool has_entries = outcome.what == outcome_e::answered && !entries_.empty();
+    return has_entries ? outcome_e::answered : outcome_e::nothing;
 }
 
 unsigned char prompt_c::complete(EditLine* editor, int) {
     prompt_c& self = of(editor);
     const std::string typed = self.typed();
-    if (has_open_quote(typed) || !self.find_entries(typed)) {
+    if (has_open_quote(typed)) {
         return CC_REFRESH_BEEP;
+    }
+    const outcome_e found = self.find_entries(typed);
+    if (found != outcome_e::answered) {
+        return found == outcome_e::nothing ? CC_REFRESH_BEEP : CC_REDISPLAY;
     }
     const std::vector<std::string> words = menu_words(self.entries_);
     const std::string begun = begun_word(typed);
@@ -261,11 +266,13 @@ unsigned char prompt_c::question(EditLine* editor, int key) {
         const char text[] = {static_cast<char>(key), '\0'};
         return el_insertstr(editor, text) == 0 ? CC_REFRESH : CC_ERROR;
     }
-    if (!self.find_entries(typed)) {
-        self.show("?\nnothing can follow\n");
-        return CC_REDISPLAY;
+    self.show("?\n");
+    const outcome_e found = self.find_entries(typed);
+    if (found == outcome_e::answered) {
+        self.show(escaped_controls(menu_text(self.entries_)));
+    } else if (found == outcome_e::nothing) {
+        self.show("nothing can follow\n");
     }
-    self.show("?\n" + escaped_controls(menu_text(self.entries_)));
     return CC_REDISPLAY;
 }
 
