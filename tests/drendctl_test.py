@@ -81,7 +81,7 @@ class Daemon:
     def __init__(self, folder, reply=None, serve=None):
         self.path = os.path.join(folder, "socket")
         self.reply, self.serve = reply, serve or self.serve_lines
-        self.requests, self.connections, self.served = [], 0, None
+        self.requests, self.connections, self.closed, self.served = [], 0, 0, None
         self.listener = socket.socket(socket.AF_UNIX)
         self.listener.bind(self.path)
         self.listener.listen()
@@ -106,6 +106,7 @@ class Daemon:
                 self.connections += 1
                 with connection, contextlib.suppress(ConnectionError):
                     self.serve(Peer(connection))
+                self.closed += 1
 
     def serve_lines(self, peer):
         while (request := peer.line()) is not None:
@@ -196,6 +197,12 @@ class Case(unittest.TestCase):
         self.addCleanup(process.stderr.close)
         self.addCleanup(process.kill)
         return process
+
+    def wait_for(self, condition):
+        end = time.monotonic() + PATIENCE
+        while not condition():
+            self.assertLess(time.monotonic(), end)
+            time.sleep(0.01)
 
     def terminal(self, *words, **more):
         terminal = Terminal([DRENDCTL, *words], self.env, **more)
@@ -361,7 +368,7 @@ class Lines(Case):
                 process.stdin.write(b"a\n")
                 process.stdin.flush()
                 self.assertEqual(process.stdout.read(1), b"1")
-                self.assertEqual(daemon.connections, count)
+                self.wait_for(lambda count=count: daemon.closed == count)
             process.communicate(timeout=PATIENCE)
             self.assertEqual(process.returncode, 0)
 
@@ -393,12 +400,6 @@ class Interrupts(Case):
             code = process.wait(PATIENCE)
             self.wait_for(lambda: len(self.received) == 2)
         return code, process.stdout.read(), process.stderr.read()
-
-    def wait_for(self, condition):
-        end = time.monotonic() + PATIENCE
-        while not condition():
-            self.assertLess(time.monotonic(), end)
-            time.sleep(0.01)
 
     def test_the_first_has_the_daemon_end_the_answer(self):
         self.assertEqual(self.interrupted(True, 1), (130, b"", b""))

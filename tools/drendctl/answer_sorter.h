@@ -1,8 +1,8 @@
 // Tells what an answer is while its text goes by: an answer, nothing to show, or an error.
 //
-// The text is handed on as it comes, but for what may turn out to be none: the first bytes as long
-// as they could become "error: " or all of "210\n", and a chunk that could be the line which ends an
-// answer that was given up. At most HELD_MAX bytes are held at any time.
+// The text is handed on as it comes, but for what may turn out to be none: the first bytes, as
+// long as they could become "error: " or all of "210\n", and a chunk that could be the line which
+// ends an answer that was given up. At most HELD_MAX bytes are held at any time.
 #pragma once
 
 #include <functional>

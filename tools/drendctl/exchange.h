@@ -1,7 +1,7 @@
 // One request and its answer on a connection: the waiting, and what may cut it short.
 //
-// Lives for one request. Everything that can happen while it waits ends in one place: an outcome, or
-// another turn of waiting.
+// Lives for one request. Everything that can happen while it waits ends in one place: an
+// outcome, or another turn of waiting.
 #pragma once
 
 #include <cstdint>

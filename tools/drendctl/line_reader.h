@@ -7,8 +7,8 @@ class line_reader_c {
   public:
     explicit line_reader_c(int fd) : fd_(fd) {}
 
-    // Reads the next line, without its line feed. Of a line that is longer than a request may be only
-    // a part is kept, which is longer as well. False at the end and after an interrupt.
+    // Reads the next line, without its line feed. Of a line that is longer than a request may
+    // be only a part is kept, which is longer as well. False at the end and after an interrupt.
     bool next(std::string& line);
     // The number of the line that was read last, from 1.
     unsigned long number() const { return number_; }

@@ -109,8 +109,9 @@ void prompt_c::bind_keys() {
     el_set(editor, EL_HIST, history, history_.get());
     el_set(editor, EL_GETCFN, read_character);
     el_source(editor, nullptr); // the user's ~/.editrc
-    el_set(editor, EL_ADDFN, "drendctl-complete", "Complete the word", complete);
-    el_set(editor, EL_ADDFN, "drendctl-question", "Show what could come next", question);
+    // Wide texts are not copied, narrow ones would be and never be freed.
+    el_wset(editor, EL_ADDFN, L"drendctl-complete", L"Complete the word", complete);
+    el_wset(editor, EL_ADDFN, L"drendctl-question", L"Show what could come", question);
     el_set(editor, EL_BIND, "^I", "drendctl-complete", nullptr);
     el_set(editor, EL_BIND, "?", "drendctl-question", nullptr);
 }
@@ -121,6 +122,8 @@ outcome_e prompt_c::run() {
     }
     for (;;) {
         int length = 0;
+        // Otherwise a key typed between the prompt and the first read is the terminal's, not ours.
+        el_set(editor_.get(), EL_PREP_TERM, 1);
         const char* text = el_gets(editor_.get(), &length);
         if (text == nullptr && length == 0) {
             show("\n");

@@ -1,8 +1,8 @@
 // The prompt: one request after the other, typed with history and completion.
 //
-// Tab completes the word at the cursor, "?" shows what could stand there; both ask the daemon. SIGINT
-// drops the line that is being typed. The history outlives the program in a file, if that can be
-// written.
+// Tab completes the word at the cursor, "?" shows what could stand there; both ask the daemon.
+// SIGINT drops the line that is being typed. The history outlives the program in a file, if that
+// can be written.
 #pragma once
 
 #include "client.h"

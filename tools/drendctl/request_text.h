@@ -2,8 +2,8 @@
 // reads back what was meant, and checked.
 //
 // In that grammar blanks and commas separate arguments. A value in quotes of either kind holds
-// them, and a backslash in front of its kind of quote makes that one part of the value. The one text
-// that cannot be quoted is one that ends in a backslash, as that would keep the quotes open.
+// them, and a backslash in front of its kind of quote makes that one part of the value. The one
+// text that cannot be quoted is one that ends in a backslash: that would keep the quotes open.
 #pragma once
 
 #include <optional>

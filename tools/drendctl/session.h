@@ -1,8 +1,9 @@
 // Requests and their answers over one connection, which is made anew when it was lost in between.
 //
 // One request at a time: its answer is handed on as it arrives, however long it is, until it ends,
-// the daemon stops answering, nobody takes the text any more, or SIGINT comes. The first SIGINT asks
-// the daemon to drop the answer, whose rest is then discarded; the second one closes the connection.
+// the daemon stops answering, nobody takes the text any more, or SIGINT comes. The first SIGINT
+// asks the daemon to drop the answer, whose rest is then discarded; the second one closes the
+// connection.
 #pragma once
 
 #include <chrono>
