@@ -20,6 +20,9 @@ import threading
 import time
 import unittest
 
+# What is ignored here would be ignored by the program, too.
+signal.signal(signal.SIGINT, signal.default_int_handler)
+
 DRENDCTL = sys.argv.pop(1)
 COMPLETION = sys.argv.pop(1)
 PATIENCE = 60  # seconds
@@ -298,7 +301,7 @@ class Answers(Case):
         with self.daemon(serve=lambda peer: peer.send(chunk("<a>")) or peer.line() and
                          peer.receive()):
             self.assertEqual(self.run_it("show-x", "--timeout", "0.3"), (
-                3, "<a>", "drendctl: timed out: the daemon has sent nothing for 300 ms\n"))
+                3, "<a>", "drendctl: timed out: the daemon has sent nothing for 0.3 s\n"))
 
     def test_bytes_come_one_by_one(self):
         def serve(peer):

@@ -195,7 +195,7 @@ TEST(drendctl_text, menus) {
 
 TEST(drendctl_text, progress) {
     using std::chrono::milliseconds;
-    const progress_c::time_t start{};
+    const progress_c::time_point_t start{};
     progress_c progress(start);
     EXPECT_EQ(progress.update(5000, start + milliseconds(999)) + progress.erase(), "");
     EXPECT_EQ(progress.update(5000, start + milliseconds(1000)),

@@ -9,7 +9,18 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include "interrupts.h"
+
 namespace {
+
+// Also after a signal, unless that was an interrupt.
+bool connect_to(int fd, const sockaddr_un& address) {
+    int status = 0;
+    do {
+        status = connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address);
+    } while (status != 0 && errno == EINTR && interrupt_count() == 0);
+    return status == 0;
+}
 
 // How long connecting may take is a property of the socket; afterwards nothing waits on it.
 void limit_waiting(int fd, std::chrono::milliseconds timeout) {
@@ -35,8 +46,7 @@ bool connection_c::open(const std::string& path, std::chrono::milliseconds timeo
     if (fd_ >= 0) {
         limit_waiting(fd_, timeout);
     }
-    if (fd_ < 0 ||
-        connect(fd_, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+    if (fd_ < 0 || !connect_to(fd_, address)) {
         error = "cannot connect to " + path + ": " +
                 (errno == EAGAIN ? "timed out" : strerror(errno));
         close();

@@ -1,6 +1,7 @@
 #include "exchange.h"
 
 #include <algorithm>
+#include <cstdio>
 
 #include <poll.h>
 #include <unistd.h>
@@ -8,7 +9,16 @@
 #include "interrupts.h"
 
 namespace {
+
 constexpr char INTERRUPT = 3;
+
+std::string timeout_text(std::chrono::milliseconds timeout) {
+    char text[96];
+    snprintf(text, sizeof text, "timed out: the daemon has sent nothing for %g s",
+             std::chrono::duration<double>(timeout).count());
+    return text;
+}
+
 } // namespace
 
 exchange_c::exchange_c(connection_c& connection, const session_options_s& options,
@@ -17,7 +27,7 @@ exchange_c::exchange_c(connection_c& connection, const session_options_s& option
       sorter_([this](std::string_view part) {
           is_wanted_ = is_wanted_ && (is_interrupted_ || text_(part));
       }),
-      progress_(clock_t::now()), last_arrival_(clock_t::now()) {}
+      progress_(steady_clock_t::now()), last_arrival_(steady_clock_t::now()) {}
 
 outcome_s exchange_c::run(std::string_view request) {
     to_send_ = std::string(request) + "\n";
@@ -68,27 +78,26 @@ void exchange_c::wait() {
     } else if (ready > 0 && (waits[0].revents & (POLLIN | POLLHUP | POLLERR)) != 0) {
         receive();
     } else if (options_.timeout.count() > 0 &&
-               clock_t::now() - last_arrival_ >= options_.timeout) {
-        end(outcome_e::lost, "timed out: the daemon has sent nothing for " +
-                                 std::to_string(options_.timeout.count()) + " ms");
+               steady_clock_t::now() - last_arrival_ >= options_.timeout) {
+        end(outcome_e::lost, timeout_text(options_.timeout));
     }
     if (options_.progress_fd >= 0) {
-        show_progress(progress_.update(received_, clock_t::now()));
+        show_progress(progress_.update(received_, steady_clock_t::now()));
     }
 }
 
 int exchange_c::milliseconds_to_wait() const {
     using std::chrono::ceil;
     using std::chrono::milliseconds;
-    const clock_t::time_point now = clock_t::now();
-    clock_t::time_point until = clock_t::time_point::max();
+    const steady_clock_t::time_point now = steady_clock_t::now();
+    steady_clock_t::time_point until = steady_clock_t::time_point::max();
     if (options_.timeout.count() > 0) {
         until = last_arrival_ + options_.timeout;
     }
     if (options_.progress_fd >= 0) {
         until = std::min(until, progress_.next());
     }
-    if (until == clock_t::time_point::max()) {
+    if (until == steady_clock_t::time_point::max()) {
         return -1;
     }
     const auto left = ceil<milliseconds>(until - now).count();
@@ -101,7 +110,8 @@ void exchange_c::receive() {
     case connection_c::read_e::some:
         received_ += bytes.size();
         take(bytes);
-        last_arrival_ = clock_t::now(); // after writing, which may have taken its time
+        last_arrival_ =
+            steady_clock_t::now(); // after writing, which may have taken its time
         break;
     case connection_c::read_e::end:
         end(outcome_e::lost, "connection lost");

@@ -23,7 +23,7 @@ class exchange_c {
     bool is_complete() const { return is_complete_; }
 
   private:
-    using clock_t = std::chrono::steady_clock;
+    using steady_clock_t = std::chrono::steady_clock;
 
     void wait();
     int milliseconds_to_wait() const;
@@ -44,7 +44,7 @@ class exchange_c {
     progress_c progress_;
     std::string to_send_;
     std::uint64_t received_ = 0;
-    clock_t::time_point last_arrival_;
+    steady_clock_t::time_point last_arrival_;
     bool is_listening_ = true;    // the daemon takes what is sent
     bool is_wanted_ = true;       // `text_` takes what arrives
     bool is_interrupted_ = false; // the daemon was asked to drop the answer

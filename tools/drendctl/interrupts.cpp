@@ -34,7 +34,12 @@ void install_interrupts() {
     struct sigaction action = {};
     action.sa_handler = note_signal; // without SA_RESTART: waiting calls return
     for (const int number : {SIGINT, SIGWINCH, SIGCONT}) {
-        sigaction(number, &action, nullptr);
+        struct sigaction given = {};
+        sigaction(number, nullptr, &given);
+        if (given.sa_handler !=
+            SIG_IGN) { // as a shell has it for what runs in the background
+            sigaction(number, &action, nullptr);
+        }
     }
     action.sa_handler = SIG_IGN;
     sigaction(SIGPIPE, &action, nullptr);

@@ -6,7 +6,7 @@ namespace {
 constexpr char ERASE_LINE[] = "\r\033[K";
 } // namespace
 
-std::string progress_c::update(std::uint64_t bytes, time_t now) {
+std::string progress_c::update(std::uint64_t bytes, time_point_t now) {
     if (now < next_) {
         return "";
     }

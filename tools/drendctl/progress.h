@@ -9,22 +9,22 @@
 
 class progress_c {
   public:
-    using time_t = std::chrono::steady_clock::time_point;
+    using time_point_t = std::chrono::steady_clock::time_point;
     static constexpr std::chrono::milliseconds FIRST{1000}; // before that nothing is shown
     static constexpr std::chrono::milliseconds INTERVAL{250}; // between two texts
 
-    explicit progress_c(time_t start) : start_(start), next_(start + FIRST) {}
+    explicit progress_c(time_point_t start) : start_(start), next_(start + FIRST) {}
 
     // What is to be written now that `bytes` were received: the new text of the line, or nothing.
-    std::string update(std::uint64_t bytes, time_t now);
+    std::string update(std::uint64_t bytes, time_point_t now);
     // When there is something to write next.
-    time_t next() const { return next_; }
+    time_point_t next() const { return next_; }
     // What takes the line away again, or nothing when there is none.
     std::string erase();
 
   private:
-    time_t start_;
-    time_t next_;
+    time_point_t start_;
+    time_point_t next_;
     bool is_shown_ = false;
 };
 

@@ -71,6 +71,7 @@ class prompt_c {
     static unsigned char question(EditLine* editor, int key);
 
     void bind_keys();
+    bool read_line(std::string& line);
     void remember(const char* line);
     void redraw_after_change();
     bool wait_for_input();
@@ -120,35 +121,38 @@ outcome_e prompt_c::run() {
     if (editor_ == nullptr || history_ == nullptr) {
         return client_.report({outcome_e::lost, "cannot use the terminal"});
     }
-    for (;;) {
-        int length = 0;
-        // Otherwise a key typed between the prompt and the first read is the terminal's, not ours.
-        el_set(editor_.get(), EL_PREP_TERM, 1);
-        const char* text = el_gets(editor_.get(), &length);
-        if (text == nullptr && length == 0) {
-            show("\n");
-            return outcome_e::answered;
-        }
-        if (text == nullptr) { // interrupted, or the terminal is gone
-            if (interrupt_count() == 0) {
-                return outcome_e::answered;
-            }
-            forget_interrupts();
-            show("\n");
-            continue;
-        }
-        std::string line(text, static_cast<std::size_t>(length));
-        line.erase(line.find_last_not_of(" \t\r\n") + 1); // npos + 1 is 0
-        line.erase(0, line.find_first_not_of(" \t"));
+    for (std::string line; read_line(line);) {
         if (line == "exit" || line == "quit") {
             return outcome_e::answered;
         }
         if (!is_blank(line) && !is_remark(line)) {
             remember(line.c_str());
-            client_.run(line);
+            if (client_.run(line) == outcome_e::not_wanted) {
+                return outcome_e::not_wanted; // nothing that is asked could be seen
+            }
             forget_interrupts();
         }
     }
+    return outcome_e::answered;
+}
+
+// Reads a line without blanks at its ends; an interrupt makes it an empty one. False at the end.
+bool prompt_c::read_line(std::string& line) {
+    int length = 0;
+    // Otherwise a key typed between the prompt and the first read is the terminal's, not ours.
+    el_set(editor_.get(), EL_PREP_TERM, 1);
+    const char* text = el_gets(editor_.get(), &length);
+    line.clear();
+    if (text == nullptr) {
+        const bool was_interrupted = interrupt_count() > 0;
+        forget_interrupts();
+        show("\n");
+        return was_interrupted;
+    }
+    line.assign(text, static_cast<std::size_t>(length));
+    line.erase(line.find_last_not_of(" \t\r\n") + 1); // npos + 1 is 0
+    line.erase(0, line.find_first_not_of(" \t"));
+    return true;
 }
 
 void prompt_c::remember(const char* line) {

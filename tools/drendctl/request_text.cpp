@@ -96,5 +96,7 @@ std::string request_fault(std::string_view request) {
                 : request[found] == END_OF_TEXT ? "the byte 3"
                                                 : "the byte 0");
     }
-    return request.size() <= REQUEST_MAX ? "" : "the request is longer than 65536 bytes";
+    return request.size() <= REQUEST_MAX
+               ? ""
+               : "the request is longer than " + std::to_string(REQUEST_MAX) + " bytes";
 }
