@@ -223,6 +223,7 @@ class Requests(Case):
             (["show-x", "--filter", "/a/b[name='lo']", "--json"],
              "show-x filter=\"/a/b[name='lo']\" as-json"),
             (["--", "show-x", "--odd"], "show-x --odd"),
+            (["[a,b]", "{}", "'c'", "-"], "[a,b] {} 'c' -"),
             (["show-?", "--json"], "show-?"),
         ]
         with self.daemon(lambda _: answer(XML)) as daemon:

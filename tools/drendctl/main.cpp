@@ -45,7 +45,8 @@ void add_options(CLI::App& app, options_s& options) {
     app.add_option("words", options.words,
                    "The request: the words of a command and its arguments; \"-\" reads "
                    "requests from standard input")
-        ->type_name("");
+        ->type_name("")
+        ->allow_extra_args(false); // or a word in brackets would be taken for a list of words
     app.add_option("--socket", options.socket, "The daemon's management socket")
         ->type_name("PATH")
         ->envname("DRENDCTL_SOCKET")
