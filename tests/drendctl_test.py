@@ -223,7 +223,7 @@ class Requests(Case):
             (["show-x", "--filter", "/a/b[name='lo']", "--json"],
              "show-x filter=\"/a/b[name='lo']\" as-json"),
             (["--", "show-x", "--odd"], "show-x --odd"),
-            (["[a,b]", "{}", "'c'", "-"], "[a,b] {} 'c' -"),
+            (["[a,b]", "[c]", "{}", "'d'", "-"], "[a,b] [c] {} 'd' -"),
             (["show-?", "--json"], "show-?"),
         ]
         with self.daemon(lambda _: answer(XML)) as daemon:
@@ -242,7 +242,8 @@ class Requests(Case):
             (["x", "--timeout", "nan"], "not a number of seconds: nan"),
             (["x", "--timeout", "-1"], "not a number of seconds: -1"),
             (["x", "--color", "red"], "red not in"),
-            (["--nonsense"], "--nonsense"),
+            (["x", "--nonsense"], "--nonsense"),
+            (["-x", "--", "-y"], "-x"),
         ]
         with self.daemon(lambda _: answer(XML)) as daemon:
             for words, reason in cases:

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -41,12 +42,35 @@ std::string timeout_fault(const std::string& text) {
     return is_valid ? "" : "not a number of seconds: " + text;
 }
 
+class formatter_c : public CLI::Formatter {
+  public:
+    std::string make_usage(const CLI::App*, std::string) const override {
+        return "Usage: drendctl [OPTIONS] [WORD... | -]\n\n"
+               "The words are the way to a command and its arguments; \"-\" reads requests "
+               "from\n"
+               "standard input, one a line. Without words there is a prompt.\n";
+    }
+};
+
+// The arguments that are no options: all behind "--", and what does not begin with "-".
+std::vector<std::string> words_of(const CLI::App& app) {
+    std::vector<std::string> words;
+    bool is_behind_mark = false;
+    for (const std::string& word : app.remaining()) {
+        if (is_behind_mark || word.size() < 2 || word[0] != '-') {
+            words.push_back(word);
+        } else if (word == "--") {
+            is_behind_mark = true;
+        } else {
+            throw CLI::ExtrasError("drendctl", {word});
+        }
+    }
+    return words;
+}
+
 void add_options(CLI::App& app, options_s& options) {
-    app.add_option("words", options.words,
-                   "The request: the words of a command and its arguments; \"-\" reads "
-                   "requests from standard input")
-        ->type_name("")
-        ->allow_extra_args(false); // or a word in brackets would be taken for a list of words
+    app.allow_extras(); // the words: an option of many values would change those in brackets
+    app.formatter(std::make_shared<formatter_c>());
     app.add_option("--socket", options.socket, "The daemon's management socket")
         ->type_name("PATH")
         ->envname("DRENDCTL_SOCKET")
@@ -166,6 +190,7 @@ int main(int argc, char** argv) {
     add_options(app, options);
     try {
         app.parse(argc, argv);
+        options.words = words_of(app);
     } catch (const CLI::ParseError& error) {
         const bool is_answer = app.exit(error) == 0; // help or version, as asked
         return static_cast<int>(is_answer ? outcome_e::answered : outcome_e::usage);
