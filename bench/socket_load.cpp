@@ -5,7 +5,8 @@
 //
 //     dump        a peer's keyed requests while another one takes the whole table, again and again
 //     slow        the same while one peer reads 1 KiB a second and one reads nothing
-//     throughput  the whole table over the socket, against the same walk into /dev/null (no reloads)
+//     throughput  the whole table over the socket, against the same walk into /dev/null, without
+//                 reloads
 //
 // Every answer is checked. Reported: percentiles of the keyed requests' time, what the daemon's
 // resident memory has grown by, the ratio of the two throughputs. The result is 1 when an answer
@@ -135,7 +136,8 @@ class measure_c {
         }
         std::sort(times.begin(), times.end());
         const auto at = [&](double share) {
-            return times[static_cast<size_t>(share * static_cast<double>(times.size() - 1))];
+            return times[static_cast<size_t>(share *
+                                             static_cast<double>(times.size() - 1))];
         };
         printf("%-12s %6zu keyed requests: median %.2f ms, 99th percentile %.2f ms, "
                "longest %.2f ms; resident %ld KiB, grown by at most %ld KiB\n",
@@ -203,8 +205,8 @@ void measure_throughput(const daemon_c& daemon, const std::string& program,
                         const std::string& routes) {
     const auto walk = [&](const std::string& count) {
         int status = 0;
-        waitpid(start({program, "--routes", count, "--once", "show-synthetic-routes"}), &status,
-                0);
+        waitpid(start({program, "--routes", count, "--once", "show-synthetic-routes"}),
+                &status, 0);
         check(status == 0, "a walk into /dev/null");
     };
     const double empty = best_of([&] { walk("0"); });

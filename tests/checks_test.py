@@ -36,6 +36,8 @@ class Layers(unittest.TestCase):
         "platform/src/inner.h": "#include <event2/event.h>\n#include \"orvex_platform/sbuf.h\"\n",
         "model/tree.h": '#include "drend.h"\n#include "orvex_platform/sbuf.h"\n#include <map>\n',
         "definitions/load.cpp": '#include "model/tree.h"\n#include <jansson.h>\n',
+        "tools/ask/ask.h": "",
+        "tools/ask/ask.cpp": '#include "ask.h"\n#include "drend.h"\n#include <histedit.h>\n',
         "tests/any.cpp": '#include "render/none.h"\n#include <libxml/tree.h>\n',
     }
 
@@ -54,12 +56,14 @@ class Layers(unittest.TestCase):
             "frame/lock.cpp": '  #  include "platform/src/inner.h"\n#include <sys/types.h>\n',
             "include/drend.h": '#include "orvex_platform/sbuf.h"\n',
             "model/tree.h": '#include <event2/event.h>\n#include "definitions/load.cpp"\n',
+            "tools/tell/tell.cpp": '#include "tools/ask/ask.h"\n#include "model/tree.h"\n',
         }
         self.assertEqual(run(check_layers, {**self.tree, **breaches}), [
             1, "definitions/more.cpp:1 -> jansson.h", "expr/lexer.cpp:2 -> model",
             "expr/lexer.cpp:3 -> boost", "frame/lock.cpp:1 -> platform/src",
             "include/drend.h:1 -> platform", "model/tree.h:1 -> event2",
-            "model/tree.h:2 -> definitions"])
+            "model/tree.h:2 -> definitions", "tools/tell/tell.cpp:1 -> tools/ask",
+            "tools/tell/tell.cpp:2 -> model"])
 
     def test_an_exception_must_be_needed(self):
         files = {**self.tree, "frame/start.cpp": '#include "model/tree.h"\n'}

@@ -110,7 +110,8 @@ class socket_client_c {
     // Of the chunk whose header ends at `end`; 0 when it is malformed.
     size_t chunk_length(size_t end) const {
         const std::string digits = input_.substr(2, end - 2);
-        const size_t length = input_.starts_with("\n#") ? strtoul(digits.c_str(), nullptr, 10) : 0;
+        const size_t length =
+            input_.starts_with("\n#") ? strtoul(digits.c_str(), nullptr, 10) : 0;
         return std::to_string(length) == digits ? length : 0;
     }
 

@@ -26,6 +26,7 @@ MAY_INCLUDE = {
     "examples": {"include", "platform"},
     "tools": {"include", "platform"},
 }
+# Each tool is a program of its own: of the folder "tools", a file may include what its tool has.
 # Tests, benchmarks and fuzzers may include anything and are not looked at.
 
 # Outside libraries by the first part of their headers' names: the folders that may include
@@ -38,6 +39,7 @@ OUTSIDE = {
     "netlink": {"examples": MANY},
     "uv.h": {"examples": 1},
     "CLI": {"examples": MANY, "tools": MANY},
+    "histedit.h": {"tools": 1},
 }
 SYSTEM = {"arpa", "linux", "net", "netinet", "sys"}
 
@@ -50,13 +52,14 @@ INCLUDE = re.compile(r'^\s*#\s*include\s*[<"]([^>"]+)[>"]')
 def folder_of(root, file, name):
     """The project folder of the header `name`, or None for one from outside.
 
-    Of the platform only the public headers count as "platform".
+    Of the platform only the public headers count as "platform"; a tool is named with "tools".
     """
     for start in (root, root / "include", root / "platform/include", file.parent):
         if (start / name).is_file():
             found = (start / name).resolve().relative_to(root)
             public = found.parts[0] != "platform" or name.startswith("orvex_platform/")
-            return found.parts[0] if public else str(found.parent)
+            is_tool = found.parts[0] == "tools"
+            return "/".join(found.parts[:1 + is_tool]) if public else str(found.parent)
     return None
 
 
@@ -72,8 +75,9 @@ def is_allowed(home, target, file, users):
     if target in OUTSIDE:
         users[home, target].add(file)
         return len(users[home, target]) <= OUTSIDE[target].get(home, 0)
-    own = target is None or target == home or target.startswith(home + "/")
-    return own or target in MAY_INCLUDE[home]
+    own = "/".join(file.parts[:2]) if home == "tools" else home
+    is_own = target is None or target == own or target.startswith(own + "/")
+    return is_own or target in MAY_INCLUDE[home]
 
 
 def breaches(root):

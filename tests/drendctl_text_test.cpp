@@ -1,0 +1,210 @@
+// What drendctl makes of texts: requests, framing, answers, and their looks on a terminal.
+#include <gmock/gmock.h>
+
+#include "expr/dri_args.h"
+#include "tools/drendctl/answer_sorter.h"
+#include "tools/drendctl/chunk_decoder.h"
+#include "tools/drendctl/control_escaper.h"
+#include "tools/drendctl/highlighter.h"
+#include "tools/drendctl/menu.h"
+#include "tools/drendctl/progress.h"
+#include "tools/drendctl/request_text.h"
+
+using testing::ElementsAre;
+
+namespace {
+
+// The events of `bytes` fed in pieces of `size`: "(" begins a chunk, ")" ends an answer, "!" is the
+// error; data stand for themselves.
+std::string decoded(std::string_view bytes, size_t size) {
+    chunk_decoder_c decoder;
+    std::string events;
+    for (; !bytes.empty(); bytes.remove_prefix(std::min(size, bytes.size()))) {
+        std::string_view piece = bytes.substr(0, size);
+        std::string_view data;
+        for (;;) {
+            const chunk_event_e event = decoder.next(piece, data);
+            if (event == chunk_event_e::need_more) {
+                break;
+            }
+            if (event == chunk_event_e::malformed) {
+                return events + "!" + decoder.error();
+            }
+            events += event == chunk_event_e::data          ? std::string(data)
+                      : event == chunk_event_e::answer_ends ? ")"
+                                                            : "(";
+        }
+    }
+    return events;
+}
+
+// What the sorter hands on of these chunks, "|", what it says of them and the error.
+std::string sorted(const std::vector<std::string>& chunks, size_t size) {
+    std::string text;
+    answer_sorter_c sorter([&text](std::string_view part) { text += part; });
+    for (const std::string& chunk : chunks) {
+        sorter.chunk_begins();
+        for (size_t i = 0; i < chunk.size(); i += size) {
+            sorter.data(std::string_view(chunk).substr(i, size));
+        }
+    }
+    static constexpr const char* names[] = {"answered", "nothing", "refused:", "broken:"};
+    const answer_e what = sorter.end();
+    const bool is_error = what == answer_e::refused || what == answer_e::broken_off;
+    return text + "|" + names[static_cast<int>(what)] + (is_error ? sorter.error() : "");
+}
+
+// The text with colours as <n>, n being the terminal's number of the colour.
+std::string coloured(const std::string& text, size_t size) {
+    highlighter_c highlighter;
+    std::string out;
+    for (size_t i = 0; i < text.size(); i += size) {
+        highlighter.add(std::string_view(text).substr(i, size), out);
+    }
+    highlighter.finish(out);
+    for (size_t i = 0; (i = out.find("\033[", i)) != std::string::npos;) {
+        out.replace(i, 2, "<");
+        out.replace(out.find('m', i), 1, ">");
+    }
+    return out;
+}
+
+} // namespace
+
+TEST(drendctl_text, framing) {
+    const std::pair<std::string_view, const char*> cases[] = {
+        {"\n#4\n<a/>\n##\n", "(<a/>)"},
+        {"\n##\n", ")"},
+        {"\n#1\na\n#13\n\n#3\n\n##\n 789a\n##\n\n#1\nb\n##\n", "(a(\n#3\n\n##\n 789a)(b)"},
+        {"\n#4294967295\nab", "(ab"},
+        {"\n#3\nab", "(ab"},
+        {"a", "!malformed answer: byte 0 is not a line feed"},
+        {"\na", "!malformed answer: byte 1 is not '#'"},
+        {"\n#\n", "!malformed answer: byte 2 is not a length or '#'"},
+        {"\n#01\n", "!malformed answer: byte 2 is not a length or '#'"},
+        {"\n#1\na#", "(a!malformed answer: byte 5 is not a line feed"},
+        {"\n#1a", "!malformed answer: byte 3 is not a digit or a line feed"},
+        {"\n#4294967296\n", "!malformed answer: byte 11 is not a length below 2^32"},
+        {"\n##\n\n##a", ")!malformed answer: byte 7 is not a line feed"},
+    };
+    for (const auto& [bytes, events] : cases) {
+        for (size_t size = 1; size <= bytes.size(); ++size) {
+            EXPECT_EQ(decoded(bytes, size), events) << bytes << " by " << size;
+        }
+    }
+}
+
+TEST(drendctl_text, kinds_of_answers) {
+    const std::string long_line = "\nerror: " + std::string(answer_sorter_c::HELD_MAX, 'x');
+    const std::pair<std::vector<std::string>, std::string> cases[] = {
+        {{}, "|answered"},
+        {{"<a/>"}, "<a/>|answered"},
+        {{"error"}, "error|answered"},
+        {{"210\n"}, "|nothing"},
+        {{"2", "10", "\n"}, "|nothing"},
+        {{"210"}, "210|answered"},
+        {{"210\n", "<a>"}, "210\n<a>|answered"},
+        {{"error: no\n"}, "|refused:error: no"},
+        {{"err", "or: ", "no"}, "|refused:error: no"},
+        {{"<a>", "\nerror: gone\n"}, "<a>|broken:error: gone"},
+        {{"<a>\nerror: text"}, "<a>\nerror: text|answered"},
+        {{"<a>", "\nerror: a", "\nerror: b"}, "<a>\nerror: a|broken:error: b"},
+        {{"<a>", "\nerror: a\nb"}, "<a>\nerror: a\nb|answered"},
+        {{"<a>", "\nerror"}, "<a>\nerror|answered"},
+        {{"<a>", long_line}, "<a>" + long_line + "|answered"},
+    };
+    for (const auto& [chunks, expected] : cases) {
+        EXPECT_EQ(sorted(chunks, 1), expected);
+        EXPECT_EQ(sorted(chunks, 8192), expected);
+    }
+}
+
+TEST(drendctl_text, words_of_requests) {
+    const std::pair<std::vector<std::string>, std::string> cases[] = {
+        {{"show", "a=1"}, "show a=1"},
+        {{"show a=b c"}, "show a=b c"},
+        {{"a=b c"}, "a='b c'"},
+        {{"a=b,c", "=b c", "a"}, "a='b,c' =b c a"},
+        {{"a='b c'", "a=\"b\\\" c\""}, "a='b c' a=\"b\\\" c\""},
+        {{"a='b' 'c'"}, "a=\"'b' 'c'\""},
+        {{"a=it's"}, "a=\"it's\""},
+        {{"a=b\\"}, "a=b\\"},
+        {{"a=b \\"}, "none: cannot be quoted, as it ends in a backslash: a=b \\"},
+    };
+    for (const auto& [words, expected] : cases) {
+        std::string error;
+        EXPECT_EQ(join_words(words, error).value_or("none: " + error), expected);
+    }
+}
+
+// What was quoted is what the library's own reader of arguments finds.
+TEST(drendctl_text, quoted_values_are_read_back) {
+    for (const std::string value :
+         {"", "a", "a, b", "it's", "\"", "'", "'\"", "\\'\\\"", "''\"\"'", "a\\b 'c' \"d\"",
+          "/a/b[name='it\\'s' or name=\"x\\\"y\"]"}) {
+        dr_str_buf_c found;
+        const std::string args = "as-json, filter=" + quoted_value(value).value() + " x=1";
+        ASSERT_EQ(dri_args_find(args.c_str(), "filter", found), 1) << args;
+        found.strip_quotes();
+        EXPECT_EQ(found, value) << args;
+        EXPECT_EQ(dri_args_find(args.c_str(), "x", found), 1) << args;
+    }
+    EXPECT_EQ(quoted_value("a\\"), std::nullopt);
+}
+
+TEST(drendctl_text, colours) {
+    const std::pair<std::string, const char*> cases[] = {
+        {"plain <a> {1}", "plain <a> {1}"},
+        {"<a>\n <b x='1>'  y=\"2\"/>3</a>",
+         "<36><a>\n <b <33>x=<32>'1>'  <33>y=<32>\"2\"<36>/><32>3<36></a><0>"},
+        {" {\"a\" : [{\"b\":\"c\\\"d\", \"e\": -1}, \"f\"],\n\"g\":null}",
+         " {<33>\"a\" <0>: [{<33>\"b\"<0>:<32>\"c\\\"d\"<0>, <33>\"e\"<0>: <35>-1<0>}, "
+         "<32>\"f\"<0>],\n<33>\"g\"<0>:<35>null<0>}"},
+    };
+    for (const auto& [text, expected] : cases) {
+        EXPECT_EQ(coloured(text, 1), expected);
+        EXPECT_EQ(coloured(text, text.size()), expected);
+    }
+    const std::string deep(5000, '[');
+    EXPECT_EQ(coloured(deep + "\"a\",\"b\"", 100), deep + "<32>\"a\"<0>,<32>\"b\"<0>");
+}
+
+TEST(drendctl_text, control_characters) {
+    const std::pair<std::string_view, const char*> cases[] = {
+        {"a\n\tb~", "a\n\tb~"},
+        {std::string_view("\0\r\x1b\x7f", 4), "\\x00\\x0d\\x1b\\x7f"},
+        {"\xc3\xa4\xe2\x82\xac\xf0\x9f\x98\x80", "\xc3\xa4\xe2\x82\xac\xf0\x9f\x98\x80"},
+        {"\x9b\xc2\x9b\xc2\xa0", "\\x9b\\xc2\\x9b\xc2\xa0"},
+        {"\xc0\x9b\xe0\x82\x9b\xed\xa0\x80", "\\xc0\\x9b\\xe0\\x82\\x9b\\xed\\xa0\\x80"},
+        {"\xf0\x80\x82\x9b\xf4\x90\x80\x80", "\\xf0\\x80\\x82\\x9b\\xf4\\x90\\x80\\x80"},
+        {"\xe2\x82\xe2\x1b\xf0\x9f", "\\xe2\\x82\\xe2\\x1b\\xf0\\x9f"},
+    };
+    for (const auto& [text, expected] : cases) {
+        EXPECT_EQ(escaped_controls(text), expected);
+    }
+}
+
+TEST(drendctl_text, menus) {
+    const auto entries =
+        menu_entries("drend show-a\tOne\n\nreload\ndrend show-ab\ttwo\tx\n");
+    EXPECT_EQ(menu_text(entries), "drend show-a   One\nreload\ndrend show-ab  two\tx\n");
+    EXPECT_THAT(menu_words(entries), ElementsAre("reload", "show-a", "show-ab"));
+    EXPECT_EQ(common_beginning({"show-a", "show-ab", "short"}), "sho");
+    EXPECT_EQ(common_beginning({}), "");
+}
+
+TEST(drendctl_text, progress) {
+    using std::chrono::milliseconds;
+    const progress_c::time_point_t start{};
+    progress_c progress(start);
+    EXPECT_EQ(progress.update(5000, start + milliseconds(999)) + progress.erase(), "");
+    EXPECT_EQ(progress.update(5000, start + milliseconds(1000)),
+              "\r\033[K5.0 kB received, 5.0 kB/s");
+    EXPECT_EQ(progress.update(9000, start + milliseconds(1249)), "");
+    EXPECT_EQ(progress.update(3000000, start + milliseconds(2000)),
+              "\r\033[K3.0 MB received, 1.5 MB/s");
+    EXPECT_EQ(progress.erase(), "\r\033[K");
+    EXPECT_EQ(progress.erase(), "");
+    EXPECT_EQ(size_text(999), "999 bytes");
+    EXPECT_EQ(size_text(999999), "1.0 MB");
+}

@@ -1,0 +1,43 @@
+// Where the text of answers goes: standard output, exact when it is a file or a pipe, and safe to
+// look at when it is a terminal or coloured.
+//
+// Writing waits for a slow reader, but not beyond an interrupt (see interrupts.h).
+#pragma once
+
+#include <cerrno>
+#include <string>
+#include <string_view>
+
+#include "control_escaper.h"
+#include "highlighter.h"
+
+class answer_output_c {
+  public:
+    answer_output_c(int fd, bool is_terminal, bool has_colours)
+        : fd_(fd), is_terminal_(is_terminal), has_colours_(has_colours) {}
+
+    // False once nothing can be written any more; what follows is dropped.
+    bool write(std::string_view text);
+    // Ends an answer: on a terminal with a line feed, if it has none.
+    void finish();
+
+    bool is_terminal() const { return is_terminal_; }
+    int fd() const { return fd_; }
+    // The reader of the pipe went away.
+    bool has_lost_reader() const { return error_ == EPIPE; }
+    // errno of the write that failed, or 0.
+    int error() const { return error_; }
+
+  private:
+    void shown(std::string_view text, std::string& out);
+    bool write_all(std::string_view bytes);
+    void write_last(std::string_view bytes);
+
+    const int fd_;
+    const bool is_terminal_;
+    const bool has_colours_;
+    int error_ = 0;
+    char last_ = '\n';
+    control_escaper_c escaper_;
+    highlighter_c highlighter_;
+};

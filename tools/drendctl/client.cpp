@@ -1,0 +1,94 @@
+#include "client.h"
+
+#include <cstdio>
+#include <cstring>
+
+#include "interrupts.h"
+#include "line_reader.h"
+#include "request_text.h"
+
+namespace {
+
+bool ends_run(outcome_e outcome) {
+    return outcome == outcome_e::lost || outcome == outcome_e::interrupted ||
+           outcome == outcome_e::not_wanted;
+}
+
+} // namespace
+
+outcome_e client_c::run(const std::string& request) {
+    const std::string complete = is_question(request) ? request : request + options_.suffix;
+    const std::string fault = request_fault(complete);
+    if (!fault.empty()) {
+        return report({outcome_e::usage, fault});
+    }
+    const outcome_s outcome = session_.ask(
+        complete, [this](std::string_view part) { return output_.write(part); });
+    return report(printed(outcome));
+}
+
+outcome_e client_c::run_lines(int fd) {
+    outcome_e first = outcome_e::answered;
+    line_reader_c lines(fd);
+    for (std::string line; lines.next(line);) {
+        if (is_blank(line) || is_remark(line)) {
+            continue;
+        }
+        const outcome_e outcome = run(line);
+        if (ends_run(outcome)) {
+            return outcome;
+        }
+        if (outcome == outcome_e::usage) {
+            fprintf(stderr, "drendctl: line %lu was not sent\n", lines.number());
+        }
+        first = first == outcome_e::answered ? outcome : first;
+    }
+    return interrupt_count() > 0 ? outcome_e::interrupted : first;
+}
+
+outcome_e client_c::list(const std::string& words) {
+    std::vector<menu_entry_s> entries;
+    outcome_s outcome = ask_menu(session_, words, session_.timeout(), entries);
+    if (outcome.what == outcome_e::answered) {
+        outcome.what = entries.empty() ? outcome_e::nothing : outcome.what;
+        output_.write(menu_text(entries));
+    }
+    return report(printed(outcome));
+}
+
+// The outcome with what became of its text.
+outcome_s client_c::printed(outcome_s outcome) {
+    output_.finish();
+    if (output_.error() == 0) {
+        return outcome;
+    }
+    if (output_.has_lost_reader()) {
+        return {outcome_e::not_wanted, ""};
+    }
+    return {outcome_e::lost, std::string("cannot write: ") + strerror(output_.error())};
+}
+
+outcome_e client_c::report(const outcome_s& outcome) const {
+    const std::string& text = outcome.error;
+    switch (outcome.what) {
+    case outcome_e::refused:
+        fprintf(stderr, "%s\n",
+                options_.reports_to_terminal ? escaped_controls(text).c_str()
+                                             : text.c_str());
+        break;
+    case outcome_e::usage:
+    case outcome_e::lost:
+        fprintf(stderr, "drendctl: %s\n", text.c_str());
+        break;
+    case outcome_e::nothing:
+        if (options_.reports_to_terminal) {
+            fprintf(stderr, "nothing to show\n");
+        }
+        break;
+    case outcome_e::answered:
+    case outcome_e::interrupted:
+    case outcome_e::not_wanted:
+        break;
+    }
+    return outcome.what;
+}

@@ -1,0 +1,44 @@
+// What the program does with requests, wherever they come from: checks and completes them, has them
+// answered on standard output, and says on standard error what went wrong.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "answer_output.h"
+#include "menu.h"
+#include "session.h"
+
+struct client_options_s {
+    std::string
+        suffix; // added to every request that is no question: " filter='...' as-json"
+    bool reports_to_terminal = false; // standard error is one
+};
+
+class client_c {
+  public:
+    client_c(session_c& session, answer_output_c& output, client_options_s options)
+        : session_(session), output_(output), options_(std::move(options)) {}
+
+    // Has one request answered.
+    outcome_e run(const std::string& request);
+    // Has the requests of `fd` answered, one to a line, until one ends the run: what cannot be
+    // answered for want of a connection, an interrupt, a reader that is gone. The first outcome
+    // other than `answered`, but for those, which are the outcome of the whole.
+    outcome_e run_lines(int fd);
+    // Prints what could follow `words`, with its help.
+    outcome_e list(const std::string& words);
+
+    // Says what is to be said about an outcome, and gives it back.
+    outcome_e report(const outcome_s& outcome) const;
+
+    session_c& session() { return session_; }
+    answer_output_c& output() { return output_; }
+
+  private:
+    outcome_s printed(outcome_s outcome);
+
+    session_c& session_;
+    answer_output_c& output_;
+    const client_options_s options_;
+};

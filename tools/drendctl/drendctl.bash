@@ -1,0 +1,45 @@
+# bash completion for drendctl: options from here, the words of requests from the daemon that the
+# command line or DRENDCTL_SOCKET names. Nothing is offered when it does not answer at once.
+# shellcheck shell=bash
+
+_drendctl() {
+  local current=${COMP_WORDS[COMP_CWORD]} words="" socket=() i
+  COMPREPLY=()
+
+  # What stands in front: the request's words, and which option waits for its value.
+  local waiting=""
+  for ((i = 1; i < COMP_CWORD; ++i)); do
+    local word=${COMP_WORDS[i]}
+    if [[ $word == "=" && $waiting == --* ]]; then
+      continue # bash splits --option=value in three
+    elif [[ -n $waiting ]]; then
+      [[ $waiting != --socket ]] || socket=(--socket "$word")
+      waiting=""
+    else
+      case $word in
+        --socket | --timeout | --filter | --color) waiting=$word ;;
+        --socket=*) socket=("$word") ;;
+        -*) ;;
+        *) words+="$word " ;;
+      esac
+    fi
+  done
+  [[ -z $waiting || $current != "=" ]] || current=""
+
+  case $waiting in
+    --socket) mapfile -t COMPREPLY < <(compgen -f -- "$current") ;;
+    --color) mapfile -t COMPREPLY < <(compgen -W "auto always never" -- "$current") ;;
+    --*) ;;
+    *)
+      if [[ $current == -* ]]; then
+        mapfile -t COMPREPLY < <(compgen -W "--socket --timeout --json --filter --list --color
+          --help --version" -- "$current")
+      else
+        mapfile -t COMPREPLY < <("${COMP_WORDS[0]}" "${socket[@]}" \
+          --complete "$words$current" 2>/dev/null </dev/null)
+      fi
+      ;;
+  esac
+}
+
+complete -F _drendctl drendctl

@@ -1,0 +1,53 @@
+// One request and its answer on a connection: the waiting, and what may cut it short.
+//
+// Lives for one request. Everything that can happen while it waits ends in one place: an
+// outcome, or another turn of waiting.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "answer_sorter.h"
+#include "chunk_decoder.h"
+#include "progress.h"
+#include "session.h"
+
+class exchange_c {
+  public:
+    exchange_c(connection_c& connection, const session_options_s& options,
+               const session_c::text_fn& text);
+
+    outcome_s run(std::string_view request);
+
+    // Whether the answer arrived to its end, so that the connection can be used again.
+    bool is_complete() const { return is_complete_; }
+
+  private:
+    using steady_clock_t = std::chrono::steady_clock;
+
+    void wait();
+    int milliseconds_to_wait() const;
+    void send();
+    void receive();
+    void follow_interrupts();
+    void take(std::string_view bytes);
+    void finish_answer();
+    void give_up_output();
+    void end(outcome_e what, const std::string& error);
+    void show_progress(const std::string& text) const;
+
+    connection_c& connection_;
+    const session_options_s& options_;
+    const session_c::text_fn& text_;
+    chunk_decoder_c decoder_;
+    answer_sorter_c sorter_;
+    progress_c progress_;
+    std::string to_send_;
+    std::uint64_t received_ = 0;
+    steady_clock_t::time_point last_arrival_;
+    bool is_listening_ = true;    // the daemon takes what is sent
+    bool is_wanted_ = true;       // `text_` takes what arrives
+    bool is_interrupted_ = false; // the daemon was asked to drop the answer
+    bool is_complete_ = false;
+    std::optional<outcome_s> outcome_;
+};

@@ -1,0 +1,203 @@
+// drendctl: the client of a daemon's management socket (docs/socket.md). See drendctl.1.
+
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <CLI/CLI.hpp>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include "client.h"
+#include "interrupts.h"
+#include "prompt.h"
+#include "request_text.h"
+
+namespace {
+
+constexpr double TIMEOUT_MAX = 1e6;
+constexpr std::chrono::milliseconds COMPLETION_TIMEOUT{1000};
+
+struct options_s {
+    std::vector<std::string> words;
+    std::string socket = "/run/netstatd.sock";
+    double timeout = 60;
+    std::string filter;
+    bool has_filter = false;
+    std::string colour = "auto";
+    bool is_json = false;
+    bool is_list = false;
+    std::string begun; // what is to be completed
+    bool is_completion = false;
+};
+
+std::string timeout_fault(const std::string& text) {
+    char* end = nullptr;
+    const double seconds = strtod(text.c_str(), &end);
+    const bool is_valid = end != text.c_str() && *end == '\0' && std::isfinite(seconds) &&
+                          seconds >= 0 && seconds <= TIMEOUT_MAX;
+    return is_valid ? "" : "not a number of seconds: " + text;
+}
+
+class formatter_c : public CLI::Formatter {
+  public:
+    std::string make_usage(const CLI::App*, std::string) const override {
+        return "Usage: drendctl [OPTIONS] [WORD... | -]\n\n"
+               "The words are the way to a command and its arguments; \"-\" reads requests "
+               "from\n"
+               "standard input, one a line. Without words there is a prompt.\n";
+    }
+};
+
+// The arguments that are no options: all behind "--", and what does not begin with "-".
+std::vector<std::string> words_of(const CLI::App& app) {
+    std::vector<std::string> words;
+    bool is_behind_mark = false;
+    for (const std::string& word : app.remaining()) {
+        if (is_behind_mark || word.size() < 2 || word[0] != '-') {
+            words.push_back(word);
+        } else if (word == "--") {
+            is_behind_mark = true;
+        } else {
+            throw CLI::ExtrasError("drendctl", {word});
+        }
+    }
+    return words;
+}
+
+void add_options(CLI::App& app, options_s& options) {
+    app.allow_extras(); // the words: an option of many values would change those in brackets
+    app.formatter(std::make_shared<formatter_c>());
+    app.add_option("--socket", options.socket, "The daemon's management socket")
+        ->type_name("PATH")
+        ->envname("DRENDCTL_SOCKET")
+        ->capture_default_str();
+    app.add_option("--timeout", options.timeout,
+                   "Give up when no byte arrives for so long; 0 is never")
+        ->type_name("SECONDS")
+        ->check(CLI::Validator(timeout_fault, ""))
+        ->capture_default_str();
+    app.add_flag("--json", options.is_json, "Ask for JSON");
+    app.add_option("--filter", options.filter, "Ask for what the filter EXPR fits")
+        ->type_name("EXPR");
+    app.add_flag("--list", options.is_list,
+                 "Show what there is, or what may follow the words");
+    app.add_option("--color", options.colour, "Colour the answers: auto, always or never")
+        ->type_name("WHEN")
+        ->check(CLI::IsMember({"auto", "always", "never"}))
+        ->capture_default_str();
+    app.add_option("--complete", options.begun)->group(""); // for the shell's completion
+    app.set_version_flag("--version", "drendctl " DREND_VERSION);
+    app.get_formatter()->column_width(24);
+}
+
+bool has_colours(const std::string& when) {
+    const char* no_colour = getenv("NO_COLOR");
+    const bool is_unwanted = no_colour != nullptr && no_colour[0] != '\0';
+    return when == "always" ||
+           (when == "auto" && isatty(STDOUT_FILENO) == 1 && !is_unwanted);
+}
+
+// A standard stream that is closed must not become the connection.
+void keep_standard_streams() {
+    for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd) {
+        if (fcntl(fd, F_GETFD) == -1) {
+            // Opened the wrong way round, so that using it is still an error.
+            [[maybe_unused]] const int opened =
+                open("/dev/null", fd == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+        }
+    }
+}
+
+session_options_s session_options(const options_s& options) {
+    session_options_s session;
+    session.path = options.socket;
+    session.timeout = std::chrono::milliseconds(std::lround(options.timeout * 1000));
+    if (options.is_completion) {
+        session.timeout = COMPLETION_TIMEOUT;
+    }
+    const bool is_apart = isatty(STDERR_FILENO) == 1 && isatty(STDOUT_FILENO) == 0;
+    session.progress_fd = is_apart && !options.is_completion ? STDERR_FILENO : -1;
+    session.watched_output = STDOUT_FILENO;
+    return session;
+}
+
+// Prints the words that can stand at the end of what is typed. Silent about everything else.
+outcome_e print_completions(session_c& session, const std::string& begun) {
+    std::vector<menu_entry_s> entries;
+    const outcome_s outcome = ask_menu(session, begun, session.timeout(), entries);
+    if (outcome.what == outcome_e::answered) {
+        for (const std::string& word : menu_words(entries)) {
+            printf("%s\n", escaped_controls(word).c_str());
+        }
+    }
+    return outcome.what;
+}
+
+outcome_e run(client_c& client, const options_s& options) {
+    const std::vector<std::string>& words = options.words;
+    const bool is_typed = words.empty() && isatty(STDIN_FILENO) == 1;
+    if (options.is_completion) {
+        return print_completions(client.session(), options.begun);
+    }
+    if (!options.is_list && is_typed) {
+        return run_prompt(client);
+    }
+    if (!options.is_list && (words.empty() || (words.size() == 1 && words[0] == "-"))) {
+        return client.run_lines(STDIN_FILENO);
+    }
+    std::string error;
+    const std::optional<std::string> request = join_words(words, error);
+    if (!request) {
+        return client.report({outcome_e::usage, error});
+    }
+    if (options.is_list) {
+        return client.list(words.empty() ? "" : *request + " ");
+    }
+    return client.run(*request);
+}
+
+outcome_e run(const options_s& options) {
+    client_options_s client_options;
+    client_options.reports_to_terminal = isatty(STDERR_FILENO) == 1;
+    if (options.has_filter) {
+        const std::optional<std::string> filter = quoted_value(options.filter);
+        if (!filter) {
+            fprintf(stderr, "drendctl: a filter cannot end in a backslash\n");
+            return outcome_e::usage;
+        }
+        client_options.suffix += " filter=" + *filter;
+    }
+    client_options.suffix += options.is_json ? " as-json" : "";
+    session_c session(session_options(options));
+    answer_output_c output(STDOUT_FILENO, isatty(STDOUT_FILENO) == 1,
+                           has_colours(options.colour));
+    client_c client(session, output, client_options);
+    return run(client, options);
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    options_s options;
+    CLI::App app(
+        "Asks a daemon through its management socket. Without words it reads requests "
+        "at a prompt.",
+        "drendctl");
+    add_options(app, options);
+    try {
+        app.parse(argc, argv);
+        options.words = words_of(app);
+    } catch (const CLI::ParseError& error) {
+        const bool is_answer = app.exit(error) == 0; // help or version, as asked
+        return static_cast<int>(is_answer ? outcome_e::answered : outcome_e::usage);
+    }
+    options.has_filter = app.count("--filter") > 0;
+    options.is_completion = app.count("--complete") > 0;
+    keep_standard_streams();
+    install_interrupts();
+    return static_cast<int>(run(options));
+}
