@@ -17,6 +17,10 @@
 #include "drend.h"
 #include "orvex_platform/sbuf.h"
 
+#ifdef __cplusplus
+extern "C" {
+#endif
+
 enum menu_match_e {
     MENU_MATCH_ENTRY,   /* an entry is to be run */
     MENU_MATCH_ANSWER,  /* the request was a question, and this is its answer */
@@ -34,5 +38,9 @@ struct menu_match_s {
  */
 enum menu_match_e menu_match(const drend_menu_entry_s* menu, const char* request,
                              struct menu_match_s* found, str_buf_s* text);
+
+#ifdef __cplusplus
+}
+#endif
 
 #endif
