@@ -16,9 +16,8 @@ int run(void* /*peer*/, void* /*parse_context*/, const char* /*argument*/) {
     return 0;
 }
 
-drend_menu_entry_s below[] = {{"show", "a", 0, nullptr, run},
-                              {"show-more", nullptr, 0, nullptr, run},
-                              {}};
+drend_menu_entry_s below[] = {
+    {"show", "a", 0, nullptr, run}, {"show-more", nullptr, 0, nullptr, run}, {}};
 drend_menu_entry_s inner[] = {{"show-rows", "r", 0, nullptr, run},
                               {"both", "b", 0, below, run},
                               {"deep", "d", 0, below, nullptr},
@@ -39,7 +38,8 @@ bool is_answer(const std::string& text) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     constexpr size_t INPUT_MAX = 4096;
-    const std::string request(reinterpret_cast<const char*>(data), std::min(size, INPUT_MAX));
+    const std::string request(reinterpret_cast<const char*>(data),
+                              std::min(size, INPUT_MAX));
     const char* begin = request.c_str();
     char area[256];
     str_buf_s* text = nullptr;
@@ -51,8 +51,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
             ? found.entry != nullptr && sbuf_len(text) == 0 &&
                   (found.argument == nullptr ||
                    (found.argument > begin && found.argument < begin + strlen(begin)))
-            : is_answer(sbuf_str(text)) &&
-                  (result == MENU_MATCH_ANSWER) != (strncmp(sbuf_str(text), "error: ", 7) == 0);
+            : is_answer(sbuf_str(text)) && (result == MENU_MATCH_ANSWER) !=
+                                               (strncmp(sbuf_str(text), "error: ", 7) == 0);
     sbuf_reset(text);
     if (!holds) {
         abort();

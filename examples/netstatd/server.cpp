@@ -36,6 +36,15 @@ void on_reload(evutil_socket_t, short, void* data) {
     }
 }
 
+// A second signal does not cut the end short.
+void block_end_signals() {
+    sigset_t ends;
+    sigemptyset(&ends);
+    sigaddset(&ends, SIGTERM);
+    sigaddset(&ends, SIGINT);
+    sigprocmask(SIG_BLOCK, &ends, nullptr);
+}
+
 event_t add_signal(daemon_s& daemon, int number, event_callback_fn callback) {
     event_t signal(evsignal_new(daemon.base, number, callback, &daemon));
     if (signal != nullptr) {
@@ -74,6 +83,7 @@ int serve(evContext loop, const mgmt_server_config_s& config) {
     printf("netstatd: serving %s\n", config.path);
     fflush(stdout);
     const int status = event_base_dispatch(daemon.base) < 0 ? 1 : 0;
+    block_end_signals();
     mgmt_server_close(server);
     return status;
 }
