@@ -137,6 +137,18 @@ TEST(drendctl_text, words_of_requests) {
     }
 }
 
+TEST(drendctl_text, typed_requests) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"show x=1 --json \t", "show x=1 as-json"},
+        {"show --json x=1", "show --json x=1"},
+        {"show  ", "show  "},
+        {"--json", "--json"},
+    };
+    for (const auto& [line, expected] : cases) {
+        EXPECT_EQ(typed_request(line), expected);
+    }
+}
+
 // What was quoted is what the library's own reader of arguments finds.
 TEST(drendctl_text, quoted_values_are_read_back) {
     for (const std::string value :

@@ -5,7 +5,7 @@
 #include <cstdint>
 
 struct daemon_counters_s {
-    std::uint64_t requests = 0;    // commands that were asked for
+    std::uint64_t requests = 0;    // commands of the command line
     std::uint64_t snapshots = 0;   // snapshots that were opened
     std::uint64_t read_errors = 0; // tables that the kernel did not give
 };

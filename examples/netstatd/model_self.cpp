@@ -10,6 +10,7 @@
 
 #include "counters.h"
 #include "model.h"
+#include "server.h"
 
 namespace {
 
@@ -59,6 +60,10 @@ int load_average(dr_meta_context_s* ctx, const void* data) {
                : DREND_SKIP_LEAF;
 }
 
+int requests(dr_meta_context_s* ctx, const void*) {
+    return drend_set_uint64_value(ctx, daemon_counters.requests + served_requests());
+}
+
 int processor_time(dr_meta_context_s* ctx, const void*) {
     return drend_set_double_value(ctx, static_cast<double>(clock()) / CLOCKS_PER_SEC);
 }
@@ -86,8 +91,7 @@ void add_self_model() {
                    {"load-1", drend_add_decimal64_leaf, load_average, &AVERAGES[0]},
                    {"load-5", drend_add_decimal64_leaf, load_average, &AVERAGES[1]},
                    {"load-15", drend_add_decimal64_leaf, load_average, &AVERAGES[2]},
-                   {"requests", drend_add_uint64_leaf, drend_get_uint64_cb,
-                    &daemon_counters.requests},
+                   {"requests", drend_add_uint64_leaf, requests},
                    {"snapshots", drend_add_uint64_leaf, drend_get_uint64_cb,
                     &daemon_counters.snapshots},
                    {"read-errors", drend_add_uint64_leaf, drend_get_uint64_cb,

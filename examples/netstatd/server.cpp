@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <utility>
 
 #include <event2/event.h>
 
@@ -15,6 +16,8 @@ struct free_event_s {
     void operator()(event* signal) const { event_free(signal); }
 };
 using event_t = std::unique_ptr<event, free_event_s>;
+
+mgmt_server_s* server = nullptr; // while it is open
 
 struct daemon_s {
     event_base* base;
@@ -55,6 +58,10 @@ event_t add_signal(daemon_s& daemon, int number, event_callback_fn callback) {
 
 } // namespace
 
+unsigned long served_requests() {
+    return server == nullptr ? 0 : mgmt_server_stats(server).requests;
+}
+
 const drend_menu_entry_s* drend_submenu(const drend_menu_entry_s* menu) {
     return find_entry(menu, "drend")->submenu;
 }
@@ -72,7 +79,6 @@ int serve(evContext loop, const mgmt_server_config_s& config) {
                                add_signal(daemon, SIGINT, on_end),
                                add_signal(daemon, SIGHUP, on_reload)};
     char error[256] = "out of memory";
-    mgmt_server_s* server = nullptr;
     if (signals[0] != nullptr && signals[1] != nullptr && signals[2] != nullptr) {
         server = mgmt_server_open(loop, &config, error, sizeof error);
     }
@@ -84,6 +90,6 @@ int serve(evContext loop, const mgmt_server_config_s& config) {
     fflush(stdout);
     const int status = event_base_dispatch(daemon.base) < 0 ? 1 : 0;
     block_end_signals();
-    mgmt_server_close(server);
+    mgmt_server_close(std::exchange(server, nullptr));
     return status;
 }

@@ -34,7 +34,7 @@ outcome_e client_c::run_lines(int fd) {
         if (is_blank(line) || is_remark(line)) {
             continue;
         }
-        const outcome_e outcome = run(line);
+        const outcome_e outcome = run(typed_request(line));
         if (ends_run(outcome)) {
             return outcome;
         }

@@ -127,7 +127,7 @@ outcome_e prompt_c::run() {
         }
         if (!is_blank(line) && !is_remark(line)) {
             remember(line.c_str());
-            if (client_.run(line) == outcome_e::not_wanted) {
+            if (client_.run(typed_request(line)) == outcome_e::not_wanted) {
                 return outcome_e::not_wanted; // nothing that is asked could be seen
             }
             forget_interrupts();
