@@ -369,7 +369,7 @@ class Answers(unittest.TestCase):
         quotes = re.findall(r"^```cpp\n(.*?)^```$", guide, re.S | re.M)
         self.assertGreater(len(quotes), 10)
         for quote in quotes:
-            self.assertIn(" ".join(quote.split()), sources)
+            self.assertTrue(" ".join(quote.split()) in sources, quote)
 
 
 def enter_namespace(scene):
