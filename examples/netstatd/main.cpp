@@ -122,7 +122,7 @@ void add_options(CLI::App& app, options_s& options) {
                        "Suspend an answer while N bytes wait for its peer");
     limits->add_option("--stall-seconds", options.server.stall_seconds,
                        "Close a peer that takes nothing for N seconds");
-    app.callback([&app, once, socket] {
+    app.callback([once, socket] {
         if (once->empty() && socket->empty()) {
             throw CLI::RequiredError("--once or --socket");
         }
