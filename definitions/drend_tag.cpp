@@ -46,7 +46,8 @@ drend_tag_c::drend_tag_c(const drend_tag_c& other)
       dt_kids(other.dt_kids), dt_commands(other.dt_commands), name_(other.name_),
       source_(other.source_), source_path_(other.source_path_),
       namespace_(other.namespace_), open_text_(other.open_text_),
-      close_text_(other.close_text_), is_leaf_list_value_(other.is_leaf_list_value_) {
+      close_text_(other.close_text_), member_text_(other.member_text_),
+      is_leaf_list_value_(other.is_leaf_list_value_) {
     tag_count.fetch_add(1, std::memory_order_relaxed);
 }
 
@@ -97,6 +98,9 @@ void drend_tag_c::make_texts() {
     close_text_.clear();
     close_text_.reserve(name_.size() + 4);
     close_text_.append("</").append(name_).append(">\n");
+    member_text_.clear();
+    member_text_.reserve(name_.size() + 5);
+    member_text_.append(1, '"').append(name_).append("\" : ");
 }
 
 drend_tag_c* drend_tag_c::find_child(const char* name) const {

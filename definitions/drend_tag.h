@@ -112,6 +112,8 @@ class drend_tag_c {
     // "<name xmlns>" and "</name>\n".
     const std::string& open_text() const { return open_text_; }
     const std::string& close_text() const { return close_text_; }
+    // "name" in its quotes, and " : ".
+    const std::string& member_text() const { return member_text_; }
 
     // The first kid of that name, or with that source, or null.
     drend_tag_c* find_child(const char* name) const;
@@ -166,6 +168,7 @@ class drend_tag_c {
     std::string namespace_;
     std::string open_text_;
     std::string close_text_;
+    std::string member_text_;
     bool is_leaf_list_value_;
 };
 

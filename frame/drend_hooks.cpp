@@ -131,6 +131,17 @@ int drend_send(void* peer, const char* format, ...) {
     return result;
 }
 
+int dri_send_text(void* peer, const char* text, size_t length) {
+    if (length >= STR_LIMIT || !str_formatter_is_system()) {
+        return drend_send(peer, "%s", text);
+    }
+    const int result = deliver(peer, text);
+    if (result == 0) {
+        ++send_counter;
+    }
+    return result;
+}
+
 int drend_va_send_to_file_ptr(FILE* stream, const char* format, va_list args) {
     return dri_unless_no_memory(static_cast<int>(DREND_ERR), [&] {
         std::string text;

@@ -8,7 +8,12 @@
 // library calls.
 #pragma once
 
+#include <cstddef>
+
 #include "drend.h"
+
+// drend_send(peer, "%s", text) for a text whose length is known.
+int dri_send_text(void* peer, const char* text, size_t length);
 
 // Runs the installed rebuild function. False when none is installed.
 bool dri_call_rebuild_menu();

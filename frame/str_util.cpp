@@ -10,6 +10,8 @@
 
 #include "frame/drend_trace.h"
 
+std::atomic<drend_vsnprintf_t> str_installed_formatter{nullptr};
+
 namespace {
 
 constexpr unsigned STACK_TEXT = 256;
@@ -17,7 +19,6 @@ constexpr unsigned STACK_TEXT = 256;
 constexpr unsigned CUT_LENGTH = STR_LIMIT - 26;
 
 // Null while the system's formatter is in force.
-std::atomic<drend_vsnprintf_t> installed_formatter{nullptr};
 
 DREND_PRINTF(3, 0)
 int system_vsnprintf(char* buffer, unsigned int size, const char* format, va_list args) {
@@ -188,7 +189,7 @@ class bracket_keeper_c {
 } // namespace
 
 unsigned int str_vappend(std::string& dst, const char* format, va_list args) {
-    const auto formatter = installed_formatter.load(std::memory_order_acquire);
+    const auto formatter = str_installed_formatter.load(std::memory_order_acquire);
     if (formatter != nullptr) {
         return format_append(dst, formatter, format, args);
     }
@@ -209,11 +210,7 @@ unsigned int str_append(std::string& dst, const char* format, ...) {
 }
 
 void str_set_vsnprintf(drend_vsnprintf_t formatter) {
-    installed_formatter.store(formatter, std::memory_order_release);
-}
-
-bool str_formatter_is_system() {
-    return installed_formatter.load(std::memory_order_acquire) == nullptr;
+    str_installed_formatter.store(formatter, std::memory_order_release);
 }
 
 const char* str_join(std::list<std::string> items, std::string& out,

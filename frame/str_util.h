@@ -7,6 +7,7 @@
 // concurrent use of that argument.
 #pragma once
 
+#include <atomic>
 #include <cstdarg>
 #include <list>
 #include <string>
@@ -26,10 +27,13 @@ unsigned int str_vappend(std::string& dst, const char* format, va_list args)
     DREND_PRINTF(2, 0);
 unsigned int str_append(std::string& dst, const char* format, ...) DREND_PRINTF(2, 3);
 
+extern std::atomic<drend_vsnprintf_t> str_installed_formatter; // null: the system's
 // Installs the formatter; null brings back the system's.
 void str_set_vsnprintf(drend_vsnprintf_t formatter);
 // Whether the system's formatter is in force.
-bool str_formatter_is_system();
+inline bool str_formatter_is_system() {
+    return str_installed_formatter.load(std::memory_order_acquire) == nullptr;
+}
 
 // Appends the items to `out`, with the separator between them. Returns out.c_str().
 const char* str_join(std::list<std::string> items, std::string& out, const char* separator);

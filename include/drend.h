@@ -141,6 +141,14 @@ DREND_API void drend_set_peer_to_file_method(drend_peer_to_file_method_t method)
 DREND_API drend_err_exit_method_t drend_set_err_exit_method(drend_err_exit_method_t method);
 
 /*
+ * Has the answers of requests collected in a buffer of `size` bytes (512 KiB at most), which is
+ * sent when it is full, when the answer is suspended and at its end: the same bytes in fewer,
+ * longer sends. 0, the default: an answer is sent piece by piece. Takes effect at the next
+ * request; while a formatter is installed nothing is collected. Any thread.
+ */
+DREND_API void drend_set_send_buffer(unsigned int size);
+
+/*
  * Installs the formatter that every text passes on its way out; NULL brings back the
  * system's vsnprintf. Any thread.
  */

@@ -12,9 +12,9 @@ bool is_list(const drend_tag_object_c* tobj) {
 
 int dr_json_cwalker_c::finalize() {
     if (answer_is_object_) {
-        send_text(peer_, "\n}");
+        output_.add("\n}");
     }
-    return status() == DREND_PEER_LOST ? 0 : drend_flush(peer_);
+    return finish_output();
 }
 
 // Key leaves that went out ahead of their row, and tags that are for the library's own use.
@@ -57,11 +57,11 @@ void dr_json_cwalker_c::open_answer(const drend_tag_object_c* tobj) {
         return;
     }
     if (has_hidden_root()) {
-        send_text(peer_, "{");
+        output_.add("{");
         answer_is_object_ = true;
         levels_.push_back(EMPTY);
     } else if (!is_list(tobj)) {
-        send_text(peer_, "{\n");
+        output_.add("{\n");
     }
 }
 
@@ -76,7 +76,7 @@ bool dr_json_cwalker_c::begin_member() {
     const bool wrote_before = level == WRITTEN;
     level = WRITTEN;
     if (wrote_before) {
-        send_text(peer_, ",");
+        output_.add(",");
     }
     return wrote_before;
 }
@@ -91,13 +91,13 @@ void dr_json_cwalker_c::push_private(const drend_tag_object_c* tobj) {
     levels_.push_back(EMPTY);
     if (!tobj->dto_tag->is_leaf_list_value()) {
         if (levels_.size() > 1 || wrote_before) {
-            send_text(peer_, "\n");
+            output_.add("\n");
         }
-        dri_indent(peer_, indent_level());
-        drend_send(peer_, "\"%s\" : ", tobj->name().c_str());
+        output_.add_indent(indent_level());
+        output_.add(tobj->dto_tag->member_text());
     }
     if (tobj->type() != DT_TYPE_LEAF) {
-        send_text(peer_, "{");
+        output_.add("{");
     }
 }
 
@@ -113,7 +113,7 @@ void dr_json_cwalker_c::open_element(const drend_tag_object_c* tobj) {
     }
     begin_member();
     levels_.push_back(EMPTY);
-    send_text(peer_, "{");
+    output_.add("{");
     emit_keys_for_parent(tobj, this);
 }
 
@@ -122,11 +122,11 @@ void dr_json_cwalker_c::push_value_private(const drend_tag_object_c* tobj,
     dr_value_c::scratch_t scratch;
     std::string_view text;
     if (!tobj->dto_tag->is_decimal64() && value.get_text(text, scratch)) {
-        send_value_text(peer_, dri_append_json_escaped, "\"", text, "\"");
+        output_.add_value(dri_json_escaper, "\"", text, "\"");
     } else {
         dr_str_buf_c formatted;
-        send_value_text(peer_, dri_append_json_escaped, "\"",
-                        value.get_value_as_string(tobj, formatted.buf()), "\"");
+        output_.add_value(dri_json_escaper, "\"",
+                          value.get_value_as_string(tobj, formatted.buf()), "\"");
     }
 }
 
@@ -138,9 +138,9 @@ int dr_json_cwalker_c::pop_private(const drend_tag_object_c* tobj) {
                            tobj->type() != DT_TYPE_LEAF_LIST &&
                            !tobj->dto_tag->is_leaf_list_value();
     if (is_object) {
-        send_text(peer_, "\n");
-        dri_indent(peer_, indent_level());
-        send_text(peer_, "}");
+        output_.add("\n");
+        output_.add_indent(indent_level());
+        output_.add("}");
     }
     levels_.pop_back();
     if (is_list(tobj)) {
@@ -148,7 +148,7 @@ int dr_json_cwalker_c::pop_private(const drend_tag_object_c* tobj) {
             list_stop(tobj);
         }
     } else if (levels_.empty()) {
-        send_text(peer_, "\n}");
+        output_.add("\n}");
     }
     return 0;
 }
@@ -158,14 +158,14 @@ void dr_json_cwalker_c::list_start(const drend_tag_object_c* tobj) {
     begin_member();
     levels_.push_back(EMPTY);
     lists_.push_back({tobj, false});
-    send_text(peer_, "\n");
-    dri_indent(peer_, indent_level());
-    drend_send(peer_, "\"%s\" : ", tobj->name().c_str());
-    send_text(peer_, "[");
+    output_.add("\n");
+    output_.add_indent(indent_level());
+    output_.add(tobj->dto_tag->member_text());
+    output_.add("[");
 }
 
 void dr_json_cwalker_c::list_stop(const drend_tag_object_c* /*tobj*/) {
-    send_text(peer_, "]");
+    output_.add("]");
     levels_.pop_back();
     lists_.pop_back();
 }

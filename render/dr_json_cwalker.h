@@ -21,7 +21,7 @@
 class dr_json_cwalker_c : public dr_context_walker_c {
   public:
     dr_json_cwalker_c(dr_tags_access_context_c& context, void* peer)
-        : dr_context_walker_c(context), peer_(peer) {}
+        : dr_context_walker_c(context, peer) {}
 
     int finalize() override;
     void push(const drend_tag_object_c* tobj) override;
@@ -50,7 +50,6 @@ class dr_json_cwalker_c : public dr_context_walker_c {
     bool begin_member();
     void open_element(const drend_tag_object_c* tobj);
 
-    void* peer_;
     std::vector<level_e> levels_;
     bool answer_is_object_ = false; // the object below a hidden root is open
     // The lists whose brackets are open, and whether they opened for a single selected row.

@@ -6,19 +6,19 @@
 
 dr_xml_cwalker_c::dr_xml_cwalker_c(dr_tags_access_context_c& context, void* peer,
                                    bool wrap_in_data)
-    : dr_context_walker_c(context), peer_(peer), wrap_in_data_(wrap_in_data) {}
+    : dr_context_walker_c(context, peer), wrap_in_data_(wrap_in_data) {}
 
 void dr_xml_cwalker_c::initialize() {
     if (wrap_in_data_) {
-        drend_send(peer_, "<%s>\n", "data");
+        output_.add("<data>\n");
     }
 }
 
 int dr_xml_cwalker_c::finalize() {
     if (wrap_in_data_) {
-        drend_send(peer_, "</%s>\n", "data");
+        output_.add("</data>\n");
     }
-    return status() == DREND_PEER_LOST ? 0 : drend_flush(peer_);
+    return finish_output();
 }
 
 int dr_xml_cwalker_c::level_at_depth(size_t depth) const {
@@ -89,9 +89,8 @@ void dr_xml_cwalker_c::print_opening(const drend_tag_object_c* tobj) {
     if (!context_.requested_style.empty() && context_.tag_depth() == 1) {
         style = " orvex:style=\"" + context_.requested_style + "\" ";
     }
-    dri_indent(peer_, indent_level());
-    drend_send(peer_, "<%s%s%s>\n", tobj->name().c_str(), style.c_str(),
-               tobj->xmlns().c_str());
+    output_.add_indent(indent_level());
+    output_.add("<" + tobj->name() + style + tobj->xmlns() + ">\n");
 }
 
 void dr_xml_cwalker_c::get_keys_for_parent(const drend_tag_object_c* tobj) {
@@ -131,10 +130,10 @@ void dr_xml_cwalker_c::flush_tag_stack_buffer() {
     for (const pending_s& entry : pending_) {
         const drend_tag_c* tag = entry.tobj->dto_tag;
         if (!tag->is_internal_tag()) {
-            dri_indent(peer_, entry.level);
-            send_text(peer_, tag->open_text().c_str());
+            output_.add_indent(entry.level);
+            output_.add(tag->open_text());
             if (tag->dt_type != DT_TYPE_LEAF) {
-                send_text(peer_, "\n");
+                output_.add("\n");
             }
         }
         if (tag->dt_type == DT_TYPE_LIST) {
@@ -149,12 +148,11 @@ void dr_xml_cwalker_c::print_keys(const drend_tag_object_c* tobj) {
         dr_list_key_val& key = keys_[i];
         if (key.owner == tobj && !key.printed) {
             key.printed = true;
-            dri_indent(peer_, key.level);
+            output_.add_indent(key.level);
             const std::string& opening = key.tag->open_text();
             const std::string& prefix = key.tag->dt_prefix;
-            send_value_text(peer_, dri_append_xml_escaped,
-                            prefix.empty() ? opening : opening + prefix, key.value,
-                            key.tag->close_text());
+            output_.add_value(dri_xml_escaper, prefix.empty() ? opening : opening + prefix,
+                              key.value, key.tag->close_text());
         }
     }
 }
@@ -190,11 +188,10 @@ void dr_xml_cwalker_c::push_value_private(const drend_tag_object_c* tobj,
 
 void dr_xml_cwalker_c::send_value(const drend_tag_c* tag, std::string_view text) {
     if (tag->is_leaf_list_value()) {
-        dri_indent(peer_, indent_level());
-        send_value_text(peer_, dri_append_xml_escaped, tag->dt_prefix, text, "\n");
+        output_.add_indent(indent_level());
+        output_.add_value(dri_xml_escaper, tag->dt_prefix, text, "\n");
     } else {
-        send_value_text(peer_, dri_append_xml_escaped, tag->dt_prefix, text,
-                        tag->close_text());
+        output_.add_value(dri_xml_escaper, tag->dt_prefix, text, tag->close_text());
     }
 }
 
@@ -215,8 +212,8 @@ int dr_xml_cwalker_c::pop_private(const drend_tag_object_c* tobj) {
     const bool closes = !tag->is_internal_tag() && !tag->is_leaf_list_value() &&
                         tag->dt_type != DT_TYPE_LEAF;
     if (was_printed && closes) {
-        dri_indent(peer_, indent_level());
-        send_text(peer_, tag->close_text().c_str());
+        output_.add_indent(indent_level());
+        output_.add(tag->close_text());
     }
     if (tag->dt_type == DT_TYPE_LIST) {
         clear_list_key_val(tobj);

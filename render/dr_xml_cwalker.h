@@ -64,7 +64,6 @@ class dr_xml_cwalker_c : public dr_context_walker_c {
     void remove_key_val(int level, const drend_tag_object_c* tobj);
 
     std::vector<pending_s> pending_;
-    void* peer_;
     const bool wrap_in_data_;
     // A stack; records above keys_used_ are kept for their memory.
     std::vector<dr_list_key_val> keys_;

@@ -10,18 +10,17 @@
 // drend_send only, and stops writing for good once a send has failed.
 #pragma once
 
-#include <string>
-#include <string_view>
-
 #include "definitions/drend_tag_object.h"
 #include "frame/drend_value.h"
-#include "render/escape.h"
+#include "render/dr_output.h"
 
 class dr_tags_access_context_c;
 
 class dr_context_walker_c {
   public:
-    explicit dr_context_walker_c(dr_tags_access_context_c& context) : context_(context) {}
+    // `peer` is whom the output goes to; a walker that sends nothing has none.
+    explicit dr_context_walker_c(dr_tags_access_context_c& context, void* peer = nullptr)
+        : context_(context), output_(peer) {}
     virtual ~dr_context_walker_c() = default;
     dr_context_walker_c(const dr_context_walker_c&) = delete;
     dr_context_walker_c& operator=(const dr_context_walker_c&) = delete;
@@ -55,35 +54,25 @@ class dr_context_walker_c {
     virtual bool need_meta_value() const { return false; }
 
     // 0, or DREND_PEER_LOST once a send has failed.
-    int status() const { return status_; }
+    int status() const { return output_.status(); }
     // The number of successful sends.
-    unsigned sends() const { return sends_; }
+    unsigned sends() const { return output_.sends(); }
     // Ends the output as a failed send would: nothing is sent any more.
-    void peer_is_lost() { status_ = DREND_PEER_LOST; }
+    void peer_is_lost() { output_.peer_is_lost(); }
+    // Sends what is collected; the walk is suspended now.
+    void release_output() { output_.release(); }
 
     bool resumed = false;  // the output continues an earlier slice
     bool deferred = false; // this walker asked for the suspension
 
   protected:
-    // Formats a text and sends it. 0, or DREND_PEER_LOST.
-    int drend_send(void* peer, const char* format, ...) DREND_PRINTF(3, 4);
-    // Sends a finished text. 0, or DREND_PEER_LOST.
-    int send_text(void* peer, const char* text);
-    // Sends `before`, the value as `escape` writes it, and `after` in one send. A value that would
-    // take the text over the limit of a send is cut itself, so that what follows it stays.
-    int send_value_text(void* peer, dri_escaper_t escape, std::string_view before,
-                        std::string_view value, std::string_view after);
-    // Sends two blanks for each level.
-    void dri_indent(void* peer, int level);
+    // Ends the output: sends what is collected and flushes, unless the peer is lost.
+    int finish_output();
     // Whether a value is printed: false for a zero that its definition suppresses.
     static bool zero_suppression_check(const drend_tag_object_c* tobj,
                                        const dr_value_c& value);
 
     dr_tags_access_context_c& context_;
+    dr_output_c output_;
     bool keys_emitted_ = false; // the keys of the current row were printed ahead
-
-  private:
-    int status_ = 0;
-    unsigned sends_ = 0;
-    std::string line_; // reused for every text that holds a value
 };

@@ -108,8 +108,11 @@ void dr_tags_access_context_c::finish_output(dr_context_walker_c& walker) {
 
 // Ends a slice: true when the walk is over, with everything given back that it held.
 bool dr_tags_access_context_c::settle(int status) {
-    const bool lost = walker_ != nullptr && walker_->status() != 0;
-    if (status == DREND_DEFER && !lost && !frames_.empty()) {
+    const bool suspends = status == DREND_DEFER && !frames_.empty();
+    if (suspends) {
+        walker_->release_output();
+    }
+    if (suspends && walker_->status() == 0) {
         return false;
     }
     give_up();

@@ -1,32 +1,75 @@
 #include "render/escape.h"
 
-#include <array>
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 
 namespace {
 
 constexpr std::string_view REPLACEMENT = "\xEF\xBF\xBD"; // U+FFFD
 
-// Bytes that stand for themselves in XML character data: printable ASCII but for the three
-// characters of markup, and the white space that XML allows.
-constexpr auto PLAIN_IN_XML = [] {
-    std::array<bool, 256> plain{};
-    for (unsigned c = 0x20; c < 0x80; ++c) {
-        plain[c] = c != '&' && c != '<' && c != '>';
-    }
-    plain['\t'] = plain['\n'] = plain['\r'] = true;
-    return plain;
-}();
+// --- plain characters: those that stand for themselves ---------------------------------------
+//
+// Nearly all bytes of nearly all values are plain, so eight of them are judged at a time. Each test
+// leaves a byte's highest bit set where it finds one; that a borrow may set it in a byte above one
+// that was found does not matter, for only whether there is any counts.
 
-// The same inside a JSON string.
-constexpr auto PLAIN_IN_JSON = [] {
-    std::array<bool, 256> plain{};
-    for (unsigned c = 0x20; c < 0x80; ++c) {
-        plain[c] = c != '"' && c != '\\';
+constexpr uint64_t EACH = 0x0101010101010101; // times a byte: that byte, eight times
+constexpr uint64_t HIGHEST = EACH * 0x80;
+
+constexpr uint64_t has_byte(uint64_t bytes, uint8_t wanted) {
+    const uint64_t zero_where_equal = bytes ^ (EACH * wanted);
+    return (zero_where_equal - EACH) & ~zero_where_equal & HIGHEST;
+}
+
+// Printable ASCII and 0x7F.
+constexpr uint64_t has_unprintable(uint64_t bytes) {
+    const uint64_t below_blank = (bytes - EACH * 0x20) & ~bytes;
+    return (below_blank | bytes) & HIGHEST;
+}
+
+struct xml_s {
+    static bool is_plain(uint8_t c) {
+        return (c >= 0x20 && c < 0x80 && c != '&' && c != '<' && c != '>') || c == '\t' ||
+               c == '\n' || c == '\r';
     }
-    return plain;
-}();
+    static bool are_plain(uint64_t bytes) {
+        static_assert(('<' | 2) == '>');
+        return (has_unprintable(bytes) | has_byte(bytes, '&') |
+                has_byte(bytes | EACH * 2, '>')) == 0;
+    }
+    static std::string_view form(std::string_view character, unsigned length,
+                                 char (&scratch)[8]);
+};
+
+struct json_s {
+    static bool is_plain(uint8_t c) {
+        return c >= 0x20 && c < 0x80 && c != '"' && c != '\\';
+    }
+    static bool are_plain(uint64_t bytes) {
+        return (has_unprintable(bytes) | has_byte(bytes, '"') | has_byte(bytes, '\\')) == 0;
+    }
+    static std::string_view form(std::string_view character, unsigned length,
+                                 char (&scratch)[8]);
+};
+
+// How many bytes at the beginning of `text` are plain.
+template <typename Format>
+size_t plain_length(std::string_view text) {
+    size_t length = 0;
+    for (uint64_t bytes; length + sizeof bytes <= text.size(); length += sizeof bytes) {
+        memcpy(&bytes, text.data() + length, sizeof bytes);
+        if (!Format::are_plain(bytes)) {
+            break;
+        }
+    }
+    while (length < text.size() && Format::is_plain(static_cast<uint8_t>(text[length]))) {
+        ++length;
+    }
+    return length;
+}
+
+// --- other characters -------------------------------------------------------------------------
 
 // What one lead byte demands: the sequence's length and the range of its second byte, which rules
 // out overlong forms, surrogates and what lies beyond U+10FFFF.
@@ -58,10 +101,7 @@ lead_s classify_lead(uint8_t lead) {
 
 // What stands for one character that is not plain. `length` is that of its UTF-8 sequence, 0 for an
 // invalid byte; `scratch` has room for a numbered escape.
-using char_form_t = std::string_view (*)(std::string_view character, unsigned length,
-                                         char (&scratch)[8]);
-
-std::string_view xml_form(std::string_view character, unsigned length, char (&)[8]) {
+std::string_view xml_s::form(std::string_view character, unsigned length, char (&)[8]) {
     switch (character.front()) {
     case '&':
         return "&amp;";
@@ -78,8 +118,8 @@ std::string_view xml_form(std::string_view character, unsigned length, char (&)[
     return forbidden ? REPLACEMENT : character;
 }
 
-std::string_view json_form(std::string_view character, unsigned length,
-                           char (&scratch)[8]) {
+std::string_view json_s::form(std::string_view character, unsigned length,
+                              char (&scratch)[8]) {
     switch (character.front()) {
     case '"':
         return "\\\"";
@@ -106,33 +146,70 @@ std::string_view json_form(std::string_view character, unsigned length,
     return length == 0 ? REPLACEMENT : character;
 }
 
-bool append_escaped(std::string& out, std::string_view text, size_t limit,
-                    const std::array<bool, 256>& is_plain, char_form_t form_of) {
-    while (!text.empty()) {
-        size_t plain = 0;
-        while (plain < text.size() && is_plain[static_cast<uint8_t>(text[plain])]) {
-            ++plain;
+// --- whole values -------------------------------------------------------------------------------
+
+// Room for everything that comes.
+struct unlimited_out_s {
+    char* at;
+    bool put_plain(std::string_view text) { return put(text); }
+    bool put(std::string_view text) {
+        memcpy(at, text.data(), text.size());
+        at += text.size();
+        return true;
+    }
+};
+
+struct limited_out_s {
+    std::string& text_;
+    size_t limit;
+    // As much of it as there is room for.
+    bool put_plain(std::string_view text) {
+        const size_t room = limit - text_.size();
+        text_.append(text.substr(0, room));
+        return text.size() <= room;
+    }
+    // All of it, or nothing.
+    bool put(std::string_view text) {
+        if (text_.size() + text.size() > limit) {
+            return false;
         }
-        const size_t room = limit - out.size();
-        out.append(text.data(), plain < room ? plain : room);
-        if (plain > room) {
+        text_ += text;
+        return true;
+    }
+};
+
+template <typename Format, typename Out>
+bool escape(Out& out, std::string_view text) {
+    for (;;) {
+        const size_t plain = plain_length<Format>(text);
+        if (!out.put_plain(text.substr(0, plain))) {
             return false;
         }
         text.remove_prefix(plain);
         if (text.empty()) {
-            break;
+            return true;
         }
         char scratch[8];
         const unsigned length = dri_utf8_length(text);
         const unsigned taken = length == 0 ? 1 : length;
-        const std::string_view form = form_of(text.substr(0, taken), length, scratch);
-        if (out.size() + form.size() > limit) {
+        if (!out.put(Format::form(text.substr(0, taken), length, scratch))) {
             return false;
         }
-        out += form;
         text.remove_prefix(taken);
     }
-    return true;
+}
+
+template <typename Format>
+char* write_escaped(char* out, std::string_view text) {
+    unlimited_out_s unlimited{out};
+    escape<Format>(unlimited, text);
+    return unlimited.at;
+}
+
+template <typename Format>
+bool append_escaped(std::string& out, std::string_view text, size_t limit) {
+    limited_out_s limited{out, limit};
+    return escape<Format>(limited, text);
 }
 
 } // namespace
@@ -157,10 +234,5 @@ unsigned dri_utf8_length(std::string_view text) {
     return lead.length;
 }
 
-bool dri_append_xml_escaped(std::string& out, std::string_view text, size_t limit) {
-    return append_escaped(out, text, limit, PLAIN_IN_XML, xml_form);
-}
-
-bool dri_append_json_escaped(std::string& out, std::string_view text, size_t limit) {
-    return append_escaped(out, text, limit, PLAIN_IN_JSON, json_form);
-}
+const dri_escaper_s dri_xml_escaper = {write_escaped<xml_s>, append_escaped<xml_s>};
+const dri_escaper_s dri_json_escaper = {write_escaped<json_s>, append_escaped<json_s>};

@@ -8,11 +8,20 @@
 #include <string>
 #include <string_view>
 
-// Appends `text` as XML character data, or as the inside of a JSON string. Stops before the
-// character that would make `out` longer than `limit` bytes; returns whether all was appended.
-using dri_escaper_t = bool (*)(std::string& out, std::string_view text, size_t limit);
-bool dri_append_xml_escaped(std::string& out, std::string_view text, size_t limit);
-bool dri_append_json_escaped(std::string& out, std::string_view text, size_t limit);
+// How many bytes one byte of a value may become.
+inline constexpr size_t DRI_ESCAPED_MAX = 6;
+
+struct dri_escaper_s {
+    // Writes `text` to `out`, which has room for DRI_ESCAPED_MAX times as many bytes. Returns the
+    // end of what was written.
+    char* (*write)(char* out, std::string_view text);
+    // Appends `text` to `out`. Stops before the character that would make `out` longer than `limit`
+    // bytes; returns whether all was appended.
+    bool (*append)(std::string& out, std::string_view text, size_t limit);
+};
+
+extern const dri_escaper_s dri_xml_escaper;  // XML character data
+extern const dri_escaper_s dri_json_escaper; // the inside of a JSON string
 
 // The length of the valid UTF-8 sequence at the beginning of `text`, which is not empty; 0 when
 // there is none.

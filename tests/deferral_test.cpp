@@ -192,6 +192,61 @@ TEST_F(deferral_test, a_walk_suspended_anywhere_gives_the_same_bytes) {
     }
 }
 
+TEST_F(deferral_test, collected_output_has_the_same_bytes) {
+    for (const bool json : {false, true}) {
+        as_json = json;
+        const std::string whole = walk();
+        for (const unsigned size : {1U, 7U, 64U, 500U, 100000U}) {
+            drend_set_send_buffer(size);
+            suspender = {};
+            output.sends = 0;
+            const std::string command = json ? "as-json" : "";
+            EXPECT_EQ(render("c", command.c_str()), whole) << size;
+            EXPECT_GE(output.sends, static_cast<int>(whole.size() / 100000 + 1));
+            EXPECT_LE(output.sends,
+                      size < 100 ? 1000 : static_cast<int>(1 + whole.size() / 400));
+            EXPECT_EQ(output.flushes, 1);
+            suspender.everywhere = true;
+            EXPECT_EQ(render("c", command.c_str()), whole) << size;
+            suspender = {};
+            render("c", command.c_str());
+            const int sends = output.sends;
+            for (output.fail_at = 0; output.fail_at < sends; ++output.fail_at) {
+                const int lost_at = output.fail_at;
+                testing::internal::CaptureStderr();
+                EXPECT_TRUE(whole.starts_with(render("c", command.c_str())));
+                testing::internal::GetCapturedStderr();
+                EXPECT_EQ(output.sends, lost_at);
+            }
+            output.fail_at = -1;
+        }
+        drend_set_send_buffer(0);
+    }
+}
+
+TEST_F(deferral_test, a_formatter_that_comes_under_way_sees_all_that_follows) {
+    static std::string seen;
+    seen.clear();
+    const std::string whole = render("c");
+    drend_set_send_buffer(100000);
+    suspender.at = 20;
+    const auto install = [] {
+        drend_set_vsnprintf([](char* buffer, unsigned size, const char* format,
+                               va_list args) {
+            const int length = vsnprintf(buffer, size, format, args);
+            seen += std::string_view(buffer,
+                                     std::min<size_t>(static_cast<size_t>(length), size));
+            return length;
+        });
+    };
+    EXPECT_EQ(render("c", nullptr, install), whole);
+    drend_set_vsnprintf(nullptr);
+    drend_set_send_buffer(0);
+    EXPECT_EQ(slices, 2);
+    EXPECT_GT(seen.size(), 100u);
+    EXPECT_TRUE(whole.ends_with(seen)); // each byte once
+}
+
 TEST_F(deferral_test, a_search_suspends_on_hidden_rows_if_the_daemon_says_so) {
     const char filter[] = "filter=\"/top/row[name='c']/name\"";
     const std::string whole = render("c", filter);
