@@ -229,6 +229,7 @@ TEST_F(deferral_test, a_formatter_that_comes_under_way_sees_all_that_follows) {
     seen.clear();
     const std::string whole = render("c");
     drend_set_send_buffer(100000);
+    suspender = {};
     suspender.at = 20;
     const auto install = [] {
         drend_set_vsnprintf([](char* buffer, unsigned size, const char* format,
