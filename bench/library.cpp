@@ -1,4 +1,4 @@
-#include "library.h"
+#include "bench/library.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -7,7 +7,7 @@
 
 #include <unistd.h>
 
-#include "sink.h"
+#include "bench/sink.h"
 
 namespace {
 
@@ -84,7 +84,9 @@ void load_definitions(const std::string& entries, unsigned count) {
     }
 }
 
-void set_routes(routes_t routes) { shown_routes = routes; }
+void set_routes(routes_t routes) {
+    shown_routes = routes;
+}
 
 const route_s* route_of(dr_meta_context_s* ctx) {
     return static_cast<const route_s*>(drend_get_element_ref(ctx));
@@ -104,7 +106,8 @@ void register_routes(const std::string& path, drend_proc_t step) {
 }
 
 std::string route_list_tag(bool has_key) {
-    std::string tag = R"({"dts_name": "route", "dts_type": "list", "dts_source": "route", )";
+    std::string tag =
+        R"({"dts_name": "route", "dts_type": "list", "dts_source": "route", )";
     tag += has_key ? R"("dts_key": ["prefix"], "dts_kids": [)" : R"("dts_kids": [)";
     for (const route_leaf_s& leaf : ROUTE_LEAVES) {
         tag += &leaf == ROUTE_LEAVES ? "\n" : ",\n";

@@ -6,8 +6,8 @@
 
 #include <string>
 
+#include "bench/routes.h"
 #include "drend.h"
-#include "routes.h"
 
 // How the library sends: each text by itself, or collected where the library has a setter for it.
 enum class sends_e { SINGLE, COLLECTED };
@@ -32,7 +32,8 @@ void register_routes(const std::string& path, drend_proc_t step);
 // The definition of a list "route" at the source "route", with the eight leaves.
 std::string route_list_tag(bool has_key);
 // A command that shows the routes below `source`.
-std::string routes_command(const std::string& name, const std::string& source, bool has_key);
+std::string routes_command(const std::string& name, const std::string& source,
+                           bool has_key);
 
 // Runs a command to its end, continuing it as often as it suspends.
 void run_command(const char* name, const char* argument);

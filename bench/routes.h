@@ -13,7 +13,6 @@
 #include <cstdint>
 #include <span>
 #include <string>
-#include <vector>
 
 struct route_s {
     std::string prefix; // unique in its table
@@ -31,7 +30,8 @@ constexpr size_t LEAVES_PER_ROUTE = 8;
 
 using routes_t = std::span<const route_s>;
 
-std::vector<route_s> make_routes(size_t count);
+// Makes a table of so many routes, which lives until the next is made.
+routes_t make_routes(size_t count);
 
 // The row behind `row`, the first one behind null; null at the end.
 const route_s* next_route(routes_t routes, const route_s* row);

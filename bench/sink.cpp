@@ -1,4 +1,4 @@
-#include "sink.h"
+#include "bench/sink.h"
 
 #include <cstdarg>
 #include <cstdio>
@@ -13,6 +13,18 @@ char buffer[65536];
 size_t used = 0;
 uint64_t flushed = 0;
 int output = -1;
+std::string* captured = nullptr;
+
+void write_out(std::string_view text) {
+    while (!text.empty()) {
+        const ssize_t length = write(output, text.data(), text.size());
+        if (length < 0) {
+            perror("sink");
+            exit(1);
+        }
+        text.remove_prefix(static_cast<size_t>(length));
+    }
+}
 
 } // namespace
 
@@ -22,16 +34,24 @@ void sink_open(int descriptor) {
 }
 
 void sink_flush() {
-    for (size_t written = 0; written < used;) {
-        const ssize_t length = write(output, buffer + written, used - written);
-        if (length < 0) {
-            perror("sink");
-            exit(1);
-        }
-        written += static_cast<size_t>(length);
+    if (captured != nullptr) {
+        captured->append(buffer, used);
+    } else {
+        write_out({buffer, used});
     }
     flushed += used;
     used = 0;
+}
+
+std::string sink_capture(const std::function<void()>& render) {
+    sink_flush();
+    std::string text;
+    captured = &text;
+    render();
+    sink_flush();
+    captured = nullptr;
+    text.shrink_to_fit();
+    return text;
 }
 
 void sink_write(std::string_view text) {
@@ -54,4 +74,6 @@ int sink_send(void* /*peer*/, const char* format, ...) {
     return 0;
 }
 
-uint64_t sink_total() { return flushed + used; }
+uint64_t sink_total() {
+    return flushed + used;
+}

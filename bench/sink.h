@@ -6,6 +6,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
+#include <string>
 #include <string_view>
 
 void sink_open(int descriptor);
@@ -13,6 +15,8 @@ void sink_write(std::string_view text);
 // The send method of a daemon: `format` is "%s", the text is the only argument.
 int sink_send(void* peer, const char* format, ...);
 void sink_flush();
+// What `render` writes, instead of the file.
+std::string sink_capture(const std::function<void()>& render);
 // The bytes written since the start.
 uint64_t sink_total();
 

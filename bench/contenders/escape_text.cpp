@@ -8,7 +8,8 @@ namespace {
 
 using special_t = std::array<bool, 256>;
 
-constexpr special_t make_special(std::string_view marks, std::string_view allowed_controls) {
+constexpr special_t make_special(std::string_view marks,
+                                 std::string_view allowed_controls) {
     special_t special{};
     for (size_t c = 0; c < 0x20; ++c) {
         special[c] = allowed_controls.find(static_cast<char>(c)) == std::string_view::npos;

@@ -13,8 +13,10 @@ json_t* route_object(const route_s& row) {
     json_object_set_new(object, "next-hop", json_string(route_next_hop(row)));
     json_object_set_new(object, "interface", json_string(route_interface(row)));
     json_object_set_new(object, "metric", json_integer(route_metric(row)));
-    json_object_set_new(object, "protocol", json_string(protocol_name(route_protocol(row))));
-    json_object_set_new(object, "age", json_integer(static_cast<json_int_t>(route_age(row))));
+    json_object_set_new(object, "protocol",
+                        json_string(protocol_name(route_protocol(row))));
+    json_object_set_new(object, "age",
+                        json_integer(static_cast<json_int_t>(route_age(row))));
     json_object_set_new(object, "active", json_boolean(route_is_active(row)));
     json_object_set_new(object, "description", json_string(route_description(row)));
     return object;

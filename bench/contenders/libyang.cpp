@@ -5,9 +5,12 @@
 
 namespace {
 
-void prepare(routes_t, bool) { yang_module(); }
+void prepare(routes_t, bool) {
+    yang_module();
+}
 
-template <LYD_FORMAT format> void print_whole(routes_t routes) {
+template <LYD_FORMAT format>
+void print_whole(routes_t routes) {
     lyd_node* tree = new_yang_routes();
     for (const route_s* row = next_route(routes, nullptr); row != nullptr;
          row = next_route(routes, row)) {
@@ -17,7 +20,8 @@ template <LYD_FORMAT format> void print_whole(routes_t routes) {
     lyd_free_all(tree);
 }
 
-template <LYD_FORMAT format> void print_each(routes_t routes) {
+template <LYD_FORMAT format>
+void print_each(routes_t routes) {
     lyd_node* tree = new_yang_routes();
     for (const route_s* row = next_route(routes, nullptr); row != nullptr;
          row = next_route(routes, row)) {
@@ -30,8 +34,9 @@ template <LYD_FORMAT format> void print_each(routes_t routes) {
 
 } // namespace
 
-const contender_s LIBYANG_TREE_CONTENDER = {"libyang tree", layout_e::SAME_DOCUMENT, prepare,
-                                            print_whole<LYD_XML>, print_whole<LYD_JSON>};
+const contender_s LIBYANG_TREE_CONTENDER = {"libyang tree", layout_e::SAME_DOCUMENT,
+                                            prepare, print_whole<LYD_XML>,
+                                            print_whole<LYD_JSON>};
 const contender_s LIBYANG_ROUTE_CONTENDER = {"libyang by route", layout_e::ROW_BY_ROW,
                                              prepare, print_each<LYD_XML>,
                                              print_each<LYD_JSON>};

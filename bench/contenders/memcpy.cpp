@@ -14,7 +14,9 @@ void prepare(routes_t routes, bool as_json) {
     });
 }
 
-void copy(routes_t) { sink_write(finished); }
+void copy(routes_t) {
+    sink_write(finished);
+}
 
 } // namespace
 

@@ -8,7 +8,9 @@
 
 namespace {
 
-const char* truth(bool value) { return value ? "true" : "false"; }
+const char* truth(bool value) {
+    return value ? "true" : "false";
+}
 
 void route_to_xml(const route_s& row) {
     std::string scratch;
@@ -33,9 +35,10 @@ void to_xml(routes_t routes) {
     emit("</routes>\n");
 }
 
-void route_to_json(const route_s& row) {
+void route_to_json(const route_s& row, const char* separator) {
     std::string scratch;
-    emit("{\n        \"prefix\" : \"%s\"", json_text(route_prefix(row), scratch));
+    emit("%s{\n        \"prefix\" : \"%s\"", separator,
+         json_text(route_prefix(row), scratch));
     emit(",\n        \"next-hop\" : \"%s\"", json_text(route_next_hop(row), scratch));
     emit(",\n        \"interface\" : \"%s\"", json_text(route_interface(row), scratch));
     emit(",\n        \"metric\" : \"%" PRIu32 "\"", route_metric(row));
@@ -51,8 +54,7 @@ void to_json(routes_t routes) {
     const char* separator = "";
     for (const route_s* row = next_route(routes, nullptr); row != nullptr;
          row = next_route(routes, row)) {
-        emit("%s", separator);
-        route_to_json(*row);
+        route_to_json(*row, separator);
         separator = ",";
     }
     emit("]\n  }\n}");

@@ -29,7 +29,8 @@ class sink_stream_c {
     char buffer_[16384];
 };
 
-template <class Writer> void write_route(Writer& writer, const route_s& row) {
+template <class Writer>
+void write_route(Writer& writer, const route_s& row) {
     writer.StartObject();
     writer.Key("prefix");
     writer.String(route_prefix(row));
@@ -50,7 +51,8 @@ template <class Writer> void write_route(Writer& writer, const route_s& row) {
     writer.EndObject();
 }
 
-template <class Writer> void write_routes(Writer& writer, routes_t routes) {
+template <class Writer>
+void write_routes(Writer& writer, routes_t routes) {
     writer.StartObject();
     writer.Key("routes");
     writer.StartObject();
@@ -84,5 +86,5 @@ void to_pretty_json(routes_t routes) {
 
 const contender_s RAPIDJSON_CONTENDER = {"RapidJSON", layout_e::SAME_DOCUMENT, nullptr,
                                          nullptr, to_json};
-const contender_s RAPIDJSON_PRETTY_CONTENDER = {
-    "RapidJSON pretty", layout_e::SAME_DOCUMENT, nullptr, nullptr, to_pretty_json};
+const contender_s RAPIDJSON_PRETTY_CONTENDER = {"RapidJSON pretty", layout_e::SAME_DOCUMENT,
+                                                nullptr, nullptr, to_pretty_json};

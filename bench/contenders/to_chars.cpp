@@ -11,13 +11,16 @@ namespace {
 
 constexpr size_t FULL = 16384;
 
-template <class Number> void append_number(std::string& out, Number number) {
+template <class Number>
+void append_number(std::string& out, Number number) {
     char digits[20];
-    const char* end = std::to_chars(digits, digits + sizeof digits, number).ptr;
+    char* end = std::to_chars(digits, digits + sizeof digits, number).ptr;
     out.append(digits, end);
 }
 
-const char* truth(bool value) { return value ? "true" : "false"; }
+const char* truth(bool value) {
+    return value ? "true" : "false";
+}
 
 void append_xml(std::string& out, const route_s& row) {
     out += "  <route>\n    <prefix>";

@@ -9,7 +9,9 @@
 
 namespace {
 
-const xmlChar* xml(const char* text) { return reinterpret_cast<const xmlChar*>(text); }
+const xmlChar* xml(const char* text) {
+    return reinterpret_cast<const xmlChar*>(text);
+}
 
 void write_text(xmlTextWriterPtr writer, const char* name, const char* text) {
     xmlTextWriterWriteElement(writer, xml(name), xml(text));

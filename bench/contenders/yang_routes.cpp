@@ -47,7 +47,8 @@ void add_text(lyd_node* row, const char* name, const char* text) {
     expect(lyd_new_term(row, nullptr, name, text, 0, nullptr));
 }
 
-template <class Number> void add_number(lyd_node* row, const char* name, Number number) {
+template <class Number>
+void add_number(lyd_node* row, const char* name, Number number) {
     char digits[24];
     *std::to_chars(digits, digits + sizeof digits, number).ptr = '\0';
     add_text(row, name, digits);
