@@ -1,5 +1,7 @@
 #include "bench/meter.h"
 
+#include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -12,7 +14,32 @@
 
 namespace {
 
+constexpr int64_t BLOCK_HEADER = 8; // what the heap itself spends on a block
+
 uint64_t calls = 0;
+bool counts_bytes = false;
+int64_t live_bytes = 0; // since counts_bytes was set
+int64_t peak_live_bytes = 0;
+
+int64_t bytes_of(void* block) {
+    return block == nullptr
+               ? 0
+               : static_cast<int64_t>(malloc_usable_size(block)) + BLOCK_HEADER;
+}
+
+void* count_block(void* block) {
+    if (counts_bytes) {
+        live_bytes += bytes_of(block);
+        peak_live_bytes = std::max(peak_live_bytes, live_bytes);
+    }
+    return block;
+}
+
+void uncount_block(void* block) {
+    if (counts_bytes) {
+        live_bytes -= bytes_of(block);
+    }
+}
 
 uint64_t status_bytes(const std::string& name) {
     std::ifstream status("/proc/self/status");
@@ -61,36 +88,61 @@ uint64_t heap_calls() {
     return calls;
 }
 
-memory_meter_c::memory_meter_c() : before_(0) {
+memory_meter_c::memory_meter_c() : resident_before_(0) {
     malloc_trim(0);
     bring_in_code();
-    before_ = status_bytes("VmRSS:");
+    resident_before_ = status_bytes("VmRSS:");
     reset_peak();
+    live_bytes = peak_live_bytes = 0;
+    counts_bytes = true;
+}
+
+memory_meter_c::~memory_meter_c() {
+    counts_bytes = false;
 }
 
 uint64_t memory_meter_c::peak_bytes() const {
-    const uint64_t peak = status_bytes("VmHWM:");
-    return peak < before_ ? 0 : peak - before_;
+    const auto heap = static_cast<uint64_t>(peak_live_bytes);
+    const uint64_t resident = status_bytes("VmHWM:");
+    return std::max(heap, resident < resident_before_ ? 0 : resident - resident_before_);
 }
 
 // The heap as the program and all its libraries see it, with a count.
 extern "C" {
 void* __libc_malloc(size_t size);
 void* __libc_calloc(size_t count, size_t size);
-void* __libc_realloc(void* memory, size_t size);
+void* __libc_realloc(void* block, size_t size);
+void* __libc_memalign(size_t alignment, size_t size);
+void __libc_free(void* block);
 
 void* malloc(size_t size) {
     ++calls;
-    return __libc_malloc(size);
+    return count_block(__libc_malloc(size));
 }
 
 void* calloc(size_t count, size_t size) {
     ++calls;
-    return __libc_calloc(count, size);
+    return count_block(__libc_calloc(count, size));
 }
 
-void* realloc(void* memory, size_t size) {
+void* realloc(void* block, size_t size) {
     ++calls;
-    return __libc_realloc(memory, size);
+    uncount_block(block);
+    return count_block(__libc_realloc(block, size));
+}
+
+void* aligned_alloc(size_t alignment, size_t size) {
+    ++calls;
+    return count_block(__libc_memalign(alignment, size));
+}
+
+int posix_memalign(void** block, size_t alignment, size_t size) {
+    *block = aligned_alloc(alignment, size);
+    return *block == nullptr ? ENOMEM : 0;
+}
+
+void free(void* block) {
+    uncount_block(block);
+    __libc_free(block);
 }
 }

@@ -4,6 +4,8 @@
 //   render_bench measure SCENARIO CONTENDER SIZE SECONDS
 //                                              runs for at least so long and prints what one run
 //                                              cost
+//   render_bench memory SCENARIO CONTENDER SIZE
+//                                              the peak of memory of the first runs
 //   render_bench write SCENARIO CONTENDER SIZE writes what one run renders to standard output
 //   render_bench count SCENARIO CONTENDER SIZE
 //                                              for callgrind with --collect-atstart=no: collects
@@ -61,7 +63,6 @@ const scenario_s& find_scenario(const scenarios_t& scenarios, std::string_view n
 }
 
 int measure(const job_s& job, double seconds) {
-    const memory_meter_c memory;
     job.warm_up();
     const uint64_t calls = heap_calls();
     const uint64_t bytes = sink_total();
@@ -73,9 +74,18 @@ int measure(const job_s& job, double seconds) {
         spent = user_ns() - start;
     } while (spent < 1e9 * seconds);
     const auto count = static_cast<double>(units);
-    printf(R"({"ns": %.3f, "allocations": %.4f, "bytes": %.3f, "peak": %)" PRIu64 "}\n",
+    printf(R"({"ns": %.3f, "allocations": %.4f, "bytes": %.3f})"
+           "\n",
            spent / count, static_cast<double>(heap_calls() - calls) / count,
-           static_cast<double>(sink_total() - bytes) / count, memory.peak_bytes());
+           static_cast<double>(sink_total() - bytes) / count);
+    return 0;
+}
+
+int measure_memory(const job_s& job) {
+    const memory_meter_c memory;
+    job.warm_up();
+    job.run();
+    printf(R"({"peak": %)" PRIu64 "}\n", memory.peak_bytes());
     return 0;
 }
 
@@ -97,7 +107,7 @@ int count_instructions(const job_s& job) {
 }
 
 int usage() {
-    fprintf(stderr, "usage: render_bench list | write|count SCENARIO CONTENDER SIZE"
+    fprintf(stderr, "usage: render_bench list | memory|write|count SCENARIO CONTENDER SIZE"
                     " | measure SCENARIO CONTENDER SIZE SECONDS\n");
     return 2;
 }
@@ -118,6 +128,9 @@ int main(int argc, char** argv) {
         find_scenario(scenarios, argv[2], argv[3]).prepare(strtoull(argv[4], nullptr, 10));
     if (verb == "measure" && argc == 6) {
         return measure(job, strtod(argv[5], nullptr));
+    }
+    if (verb == "memory") {
+        return measure_memory(job);
     }
     if (verb == "write") {
         return write_output(job);
