@@ -26,13 +26,13 @@ job_s prepare_deferral(size_t size, drend_walk_handler_t suspend) {
     if (suspend != nullptr) {
         drend_add_walk_handlers(nullptr, suspend, nullptr);
     }
-    return {[=] {
-                set_routes(routes.first(std::min<size_t>(size, 100)));
-                run_command("routes", nullptr);
-                set_routes(routes);
-            },
+    const auto render = [](routes_t shown) {
+        set_routes(shown);
+        run_command("routes", nullptr);
+    };
+    return {[=] { render(routes.first(std::min<size_t>(size, 100))); },
             [=] {
-                run_command("routes", nullptr);
+                render(routes);
                 return size * LEAVES_PER_ROUTE;
             }};
 }

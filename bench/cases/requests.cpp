@@ -98,7 +98,7 @@ job_s prepare_libyang(size_t size) {
 } // namespace
 
 void add_request_scenarios(scenarios_t& scenarios) {
-    const scenario_s base = {"request by key", "", "request", "", {}};
+    const scenario_s base = {"request by key", "", "request", "same bytes", {}};
     const auto named = [&](const char* contender) {
         scenario_s scenario = base;
         scenario.contender = contender;
@@ -113,6 +113,7 @@ void add_request_scenarios(scenarios_t& scenarios) {
                       library_request(make_routes(size), step_routes, false));
     });
     scenario_s libyang = named("libyang");
+    libyang.layout = "same document";
     libyang.prepare = prepare_libyang;
     scenarios.push_back(libyang);
 }

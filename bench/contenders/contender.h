@@ -33,4 +33,7 @@ extern const contender_s LIBYANG_ROUTE_CONTENDER;
 extern const contender_s JANSSON_CONTENDER;
 extern const contender_s MEMCPY_CONTENDER;
 
+// One route to XML as PRINTF_CONTENDER does it.
+void print_route(const route_s& row);
+
 #endif

@@ -12,25 +12,11 @@ const char* truth(bool value) {
     return value ? "true" : "false";
 }
 
-void route_to_xml(const route_s& row) {
-    std::string scratch;
-    emit("  <route>\n");
-    emit("    <prefix>%s</prefix>\n", xml_text(route_prefix(row), scratch));
-    emit("    <next-hop>%s</next-hop>\n", xml_text(route_next_hop(row), scratch));
-    emit("    <interface>%s</interface>\n", xml_text(route_interface(row), scratch));
-    emit("    <metric>%" PRIu32 "</metric>\n", route_metric(row));
-    emit("    <protocol>%s</protocol>\n", protocol_name(route_protocol(row)));
-    emit("    <age>%" PRIu64 "</age>\n", route_age(row));
-    emit("    <active>%s</active>\n", truth(route_is_active(row)));
-    emit("    <description>%s</description>\n", xml_text(route_description(row), scratch));
-    emit("  </route>\n");
-}
-
 void to_xml(routes_t routes) {
     emit("<routes>\n");
     for (const route_s* row = next_route(routes, nullptr); row != nullptr;
          row = next_route(routes, row)) {
-        route_to_xml(*row);
+        print_route(*row);
     }
     emit("</routes>\n");
 }
@@ -61,6 +47,20 @@ void to_json(routes_t routes) {
 }
 
 } // namespace
+
+void print_route(const route_s& row) {
+    std::string scratch;
+    emit("  <route>\n");
+    emit("    <prefix>%s</prefix>\n", xml_text(route_prefix(row), scratch));
+    emit("    <next-hop>%s</next-hop>\n", xml_text(route_next_hop(row), scratch));
+    emit("    <interface>%s</interface>\n", xml_text(route_interface(row), scratch));
+    emit("    <metric>%" PRIu32 "</metric>\n", route_metric(row));
+    emit("    <protocol>%s</protocol>\n", protocol_name(route_protocol(row)));
+    emit("    <age>%" PRIu64 "</age>\n", route_age(row));
+    emit("    <active>%s</active>\n", truth(route_is_active(row)));
+    emit("    <description>%s</description>\n", xml_text(route_description(row), scratch));
+    emit("  </route>\n");
+}
 
 const contender_s PRINTF_CONTENDER = {"printf", layout_e::SAME_BYTES, nullptr, to_xml,
                                       to_json};
