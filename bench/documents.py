@@ -19,13 +19,14 @@ def check(bench, groups, progress):
     done = set()
     for group in groups:
         case = group[0].case
+        table = [row for row in group if row.size == group[0].size]
         for size in compared_sizes(group[0]):
             if (case, size) not in done:
                 done.add((case, size))
-                errors += check_bytes(bench, group, size, progress)
+                errors += check_bytes(bench, table, size, progress)
         if (case, "values") not in done:
             done.add((case, "values"))
-            errors += check_values(bench, group, progress)
+            errors += check_values(bench, table, progress)
     return errors
 
 

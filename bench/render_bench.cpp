@@ -74,7 +74,7 @@ int measure(const job_s& job, double seconds) {
         spent = user_ns() - start;
     } while (spent < 1e9 * seconds);
     const auto count = static_cast<double>(units);
-    printf(R"({"ns": %.3f, "allocations": %.4f, "bytes": %.3f})"
+    printf(R"({"ns": %.3f, "allocations": %.9f, "bytes": %.3f})"
            "\n",
            spent / count, static_cast<double>(heap_calls() - calls) / count,
            static_cast<double>(sink_total() - bytes) / count);

@@ -92,35 +92,42 @@ class Bench:
 
 
 def make_groups(bench, options):
-    """The rows that take turns: those of one case and size."""
+    """The rows that take turns: those of one case and size, or of all its sizes."""
+    scenarios = bench.scenarios()
     groups = []
-    for case in dict.fromkeys(s["case"] for s in bench.scenarios()):
-        sizes = [QUICK_SIZE] if options.quick else SIZES[case]
-        for size in sizes:
-            if not re.search(options.only, case) or size > options.most:
-                continue
-            groups.append([Row(s["case"], s["contender"], s["unit"], size, s["layout"])
-                           for s in bench.scenarios() if s["case"] == case])
+    for case in dict.fromkeys(scenario["case"] for scenario in scenarios):
+        if not re.search(options.only, case):
+            continue
+        tables = [[Row(s["case"], s["contender"], s["unit"], size, s["layout"])
+                   for s in scenarios if s["case"] == case]
+                  for size in ([QUICK_SIZE] if options.quick else SIZES[case])
+                  if size <= options.most]
+        groups += [sum(tables, [])] if case in targets.SIZES_TAKE_TURNS else tables
     return groups
 
 
 def measure_group(bench, group, options):
+    """Every other round goes backwards, so that nobody always comes after the same neighbour."""
     for number in range(options.rounds):
-        for row in group:
+        for row in group if number % 2 == 0 else reversed(group):
             report.progress(f"{row.case}, {row.size}, round {number + 1}: {row.contender}")
             row.rounds.append(bench.run("measure", row, str(options.seconds)))
-    by_name = {row.contender: row for row in group}
-    base = by_name.get(BASELINES.get(group[0].case, "printf"))
+    bases = {row.size: row for row in group
+             if row.contender == BASELINES.get(row.case, "printf")}
     for row in group:
-        times = [each["ns"] for each in row.rounds]
-        row.ns = statistics.median(times)
-        row.allocations = statistics.median(each["allocations"] for each in row.rounds)
-        row.bytes_per_second = 1e9 * row.rounds[0]["bytes"] / row.ns if row.ns else 0
-        row.peak = bench.run("memory", row)["peak"]
-        if base is not None:
-            row.ratio = targets.ratio_of_rounds(row, base)
-        if options.instructions and row.size <= MOST_COUNTED:
-            row.instructions = bench.instructions(row)
+        report.progress(f"{row.case}, {row.size}: {row.contender}")
+        summarise(bench, row, bases.get(row.size), options)
+
+
+def summarise(bench, row, base, options):
+    row.ns = statistics.median(each["ns"] for each in row.rounds)
+    row.allocations = statistics.median(each["allocations"] for each in row.rounds)
+    row.bytes_per_second = 1e9 * row.rounds[0]["bytes"] / row.ns if row.ns else 0
+    row.peak = bench.run("memory", row)["peak"]
+    if base is not None:
+        row.ratio = targets.ratio_of_rounds(row, base)
+    if options.instructions and row.size <= MOST_COUNTED:
+        row.instructions = bench.instructions(row)
 
 
 def measure_load(bench, options):
@@ -146,7 +153,8 @@ def measure_load(bench, options):
 def parse_options():
     parser = argparse.ArgumentParser(description="Measures rendering against other ways to do it.")
     parser.add_argument("build", type=pathlib.Path, help="the build directory")
-    parser.add_argument("--json", type=pathlib.Path, metavar="FILE", help="write results there, too")
+    parser.add_argument("--json", type=pathlib.Path, metavar="FILE",
+                        help="write the results there, too")
     parser.add_argument("--only", default="", metavar="PATTERN", help="cases that match")
     parser.add_argument("--most", type=int, default=1_000_000, metavar="N", help="the largest size")
     parser.add_argument("--rounds", type=int, default=5)

@@ -6,6 +6,10 @@ from dataclasses import dataclass
 KIB = 1024
 # Where allocations are counted, see run.py.
 ALLOCATION_SIZES = (1_000, 10_000)
+# Cases whose sizes are compared with each other, and are measured in turns for it.
+SIZES_TAKE_TURNS = ("request by key",)
+# What the names of contenders that are not the library begin with.
+OTHERS = ("printf", "to_chars", "xmlTextWriter", "libyang", "RapidJSON", "jansson", "memcpy")
 
 
 @dataclass
@@ -41,7 +45,7 @@ class Rows:
         """Of two rows' times, in the rounds that they ran side by side where they did."""
         if one is None or other is None:
             return None
-        if one.case == other.case and one.size == other.size:
+        if one.case == other.case and (one.size == other.size or one.case in SIZES_TAKE_TURNS):
             return ratio_of_rounds(one, other)
         return one.ns / other.ns if one.ns and other.ns else None
 
@@ -51,8 +55,8 @@ class Rows:
         small, large = (self.at(case, contender, size) for size in ALLOCATION_SIZES)
         if small is None or large is None:
             return None
-        return ((large.allocations * large.size - small.allocations * small.size)
-                / (large.size - small.size))
+        growth = large.allocations * large.size - small.allocations * small.size
+        return max(0.0, round(growth / (large.size - small.size), 6))
 
 
 def ratio_of_rounds(row, base):
@@ -122,5 +126,4 @@ def judge_memory(rows):
 
 
 def is_library(row):
-    others = {"printf", "to_chars", "xmlTextWriter", "jansson tree", "memcpy", "libyang"}
-    return not (row.contender in others or row.contender.startswith(("libyang", "RapidJSON")))
+    return not row.contender.startswith(OTHERS)
