@@ -1,0 +1,119 @@
+// One route of N, asked for by its key: the whole request, from its argument to the last byte.
+//
+// The requests go round 64 routes spread over the table. "seeking" has a list procedure that goes
+// straight to the route, "scanning" one that steps through them all, "libyang" finds the route in a
+// tree that is already built. "seeking, new filter" has the library forget the filters it has
+// parsed before each request.
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <string_view>
+#include <unordered_map>
+
+#include "bench/contenders/yang_routes.h"
+#include "bench/scenario.h"
+
+namespace {
+
+constexpr size_t ASKED = 64;
+
+std::unordered_map<std::string_view, const route_s*> routes_by_prefix;
+
+int seek_route(dr_meta_context_s* ctx, const void* data) {
+    const char* prefix = drend_get_filter_name(ctx, "prefix");
+    if (prefix == nullptr) {
+        return step_routes(ctx, data);
+    }
+    const auto found = routes_by_prefix.find(prefix);
+    const bool ends = route_of(ctx) != nullptr || found == routes_by_prefix.end();
+    drend_set_element_ref(ctx, ends ? nullptr : found->second);
+    return ends ? DREND_NO_EL : DREND_OK;
+}
+
+// The prefixes that are asked for, and whose turn it is.
+class turns_c {
+  public:
+    explicit turns_c(routes_t routes) {
+        for (size_t i = 0; i < ASKED; ++i) {
+            prefixes_[i] = routes[i * routes.size() / ASKED].prefix;
+        }
+    }
+    const char* next() { return prefixes_[turn_++ % ASKED].c_str(); }
+
+  private:
+    std::array<std::string, ASKED> prefixes_;
+    size_t turn_ = 0;
+};
+
+job_s job_of(size_t requests, const std::function<void()>& ask) {
+    return {ask, [=] {
+                for (size_t i = 0; i < requests; ++i) {
+                    ask();
+                }
+                return requests;
+            }};
+}
+
+std::function<void()> library_request(routes_t routes, drend_proc_t step, bool forgets) {
+    set_routes(routes);
+    register_routes("/routes/route", step);
+    load_definitions(routes_command("routes", "/routes", true), 1);
+    return [turns = turns_c(routes), forgets]() mutable {
+        char filter[128];
+        snprintf(filter, sizeof filter, "filter=\"/routes/route[prefix='%s']\"",
+                 turns.next());
+        if (forgets) {
+            dri_reset_xpath_cache();
+        }
+        run_command("routes", filter);
+    };
+}
+
+job_s prepare_seeking(size_t size, bool forgets) {
+    const routes_t routes = make_routes(size);
+    routes_by_prefix.reserve(routes.size());
+    for (const route_s& route : routes) {
+        routes_by_prefix.emplace(route.prefix, &route);
+    }
+    return job_of(ASKED, library_request(routes, seek_route, forgets));
+}
+
+job_s prepare_libyang(size_t size) {
+    lyd_node* tree = new_yang_routes();
+    const routes_t routes = make_routes(size);
+    for (const route_s& route : routes) {
+        add_yang_route(tree, route);
+    }
+    return job_of(ASKED, [tree, turns = turns_c(routes)]() mutable {
+        char path[128];
+        snprintf(path, sizeof path, "/bench-routes:routes/route[prefix='%s']",
+                 turns.next());
+        lyd_node* route = nullptr;
+        lyd_find_path(tree, path, 0, &route);
+        print_yang(route, LYD_XML, false);
+    });
+}
+
+} // namespace
+
+void add_request_scenarios(scenarios_t& scenarios) {
+    const scenario_s base = {"request by key", "", "request", "same bytes", {}};
+    const auto named = [&](const char* contender) {
+        scenario_s scenario = base;
+        scenario.contender = contender;
+        return scenario;
+    };
+    add_for_sends(scenarios, named("seeking"),
+                  [](size_t size) { return prepare_seeking(size, false); });
+    add_for_sends(scenarios, named("seeking, new filter"),
+                  [](size_t size) { return prepare_seeking(size, true); });
+    add_for_sends(scenarios, named("scanning"), [](size_t size) {
+        return job_of(std::clamp<size_t>(100000 / size, 1, ASKED),
+                      library_request(make_routes(size), step_routes, false));
+    });
+    scenario_s libyang = named("libyang");
+    libyang.layout = "same document";
+    libyang.prepare = prepare_libyang;
+    scenarios.push_back(libyang);
+}
