@@ -5,6 +5,8 @@
 #include "frame/drend_trace.h"
 #include "frame/str_util.h"
 
+std::atomic<bool> dri_has_cmd_start{false};
+
 namespace {
 
 constexpr char MERGED_ROOT[] = "__root__";
@@ -30,7 +32,7 @@ void dr_tags_context_c::push_tag(const drend_tag_c* tag) {
     }
     const dr_step_filter_s& step = step_filters_[current_step_++];
     // An empty step is used up, but filters nothing and is not given back.
-    tags_.back()->dto_filter = step.text.empty() ? nullptr : &step;
+    get_top_tag(0)->dto_filter = step.text.empty() ? nullptr : &step;
     if (dri_trace_on(DREND_TRACE_WALK)) {
         drend_debug_trace("DR_TAGS_ACCESS: push_tag:filter: tag: %s filter: %s\n",
                           tag->name().c_str(), step.text.c_str());
@@ -38,20 +40,10 @@ void dr_tags_context_c::push_tag(const drend_tag_c* tag) {
 }
 
 void dr_tags_context_c::pop_tag() {
-    if (!tags_.empty() && tags_.back()->dto_filter != nullptr && current_step_ > 0) {
+    if (!tags_.empty() && get_top_tag(0)->dto_filter != nullptr && current_step_ > 0) {
         --current_step_;
     }
     pop_tag_without_filter();
-}
-
-void dr_tags_context_c::push_tag_without_filter(const drend_tag_c* tag) {
-    tags_.push_back(std::make_unique<drend_tag_object_c>(tag));
-}
-
-void dr_tags_context_c::pop_tag_without_filter() {
-    if (!tags_.empty()) {
-        tags_.pop_back();
-    }
 }
 
 int dr_tags_context_c::push_meta_context(const char* path, const void* element) {
@@ -63,33 +55,17 @@ int dr_tags_context_c::push_meta_context(const dr_nav_path_c& path, const char* 
     if (dri_trace_on(DREND_TRACE_WALK)) {
         drend_debug_trace("DR_TAGS_ACCESS: %s: path %s\n", "push_meta_context", shown);
     }
-    auto moved = meta_contexts_.empty()
-                     ? std::make_unique<dr_meta_context_c>()
-                     : std::make_unique<dr_meta_context_c>(*meta_contexts_.back());
-    const int status = moved->push_path(path, false, element);
+    dr_meta_context_c& moved = meta_contexts_.empty()
+                                   ? meta_contexts_.push()
+                                   : meta_contexts_.push(*get_top_meta_context(0));
+    int status = moved.push_path(path, false, element);
+    if (status == DREND_OK && moved.get_top_object() == nullptr) {
+        status = DREND_ERR; // "." before anything else leads nowhere
+    }
     if (status != DREND_OK) {
-        return status;
+        meta_contexts_.pop();
     }
-    if (moved->get_top_object() == nullptr) {
-        return DREND_ERR; // "." before anything else leads nowhere
-    }
-    meta_contexts_.push_back(std::move(moved));
-    return DREND_OK;
-}
-
-void dr_tags_context_c::pop_meta_context() {
-    if (!meta_contexts_.empty()) {
-        meta_contexts_.pop_back();
-    }
-}
-
-drend_tag_object_c* dr_tags_context_c::get_top_tag(unsigned n) const {
-    return n < tags_.size() ? tags_[tags_.size() - 1 - n].get() : nullptr;
-}
-
-dr_meta_context_c* dr_tags_context_c::get_top_meta_context(unsigned n) const {
-    return n < meta_contexts_.size() ? meta_contexts_[meta_contexts_.size() - 1 - n].get()
-                                     : nullptr;
+    return status;
 }
 
 void dr_tags_context_c::set_filter(const char* filter) {
@@ -110,7 +86,9 @@ void dri_get_cur_source(const dr_tags_context_c* ctx, std::string& out) {
 
 int drend_add_cmd_handlers(drend_cmd_handler_t start, drend_cmd_handler_t end,
                            void* user_data) {
-    return cmd_handlers.set({start, end, user_data});
+    const int status = cmd_handlers.set({start, end, user_data});
+    dri_has_cmd_start.store(cmd_handlers.get().start != nullptr, std::memory_order_relaxed);
+    return status;
 }
 
 void dri_call_cmd_start(const dr_tags_context_c* ctx, const char* command) {

@@ -13,12 +13,13 @@
 // A tags context belongs to one walk on the daemon's thread.
 #pragma once
 
-#include <memory>
+#include <atomic>
 #include <string>
 #include <vector>
 
 #include "definitions/dr_render_context.h"
 #include "definitions/drend_tag_object.h"
+#include "frame/dr_stack.h"
 #include "model/dr_meta_context.h"
 
 class dr_tags_context_c : public dr_render_context_c {
@@ -36,11 +37,17 @@ class dr_tags_context_c : public dr_render_context_c {
     // The same with a path that is cut already; `shown` is its text for the trace.
     int push_meta_context(const dr_nav_path_c& path, const char* shown,
                           const void* element);
-    void pop_meta_context();
+    void pop_meta_context() {
+        if (!meta_contexts_.empty()) {
+            meta_contexts_.pop();
+        }
+    }
 
     // The object `n` places below the top, or null.
-    drend_tag_object_c* get_top_tag(unsigned n) const;
-    dr_meta_context_c* get_top_meta_context(unsigned n) const;
+    drend_tag_object_c* get_top_tag(unsigned n) const { return tags_.from_top(n); }
+    dr_meta_context_c* get_top_meta_context(unsigned n) const {
+        return meta_contexts_.from_top(n);
+    }
     size_t tag_depth() const { return tags_.size(); }
     size_t meta_depth() const { return meta_contexts_.size(); }
 
@@ -52,12 +59,16 @@ class dr_tags_context_c : public dr_render_context_c {
 
   protected:
     // For look-ups, which leave the step filters where they are.
-    void push_tag_without_filter(const drend_tag_c* tag);
-    void pop_tag_without_filter();
+    void push_tag_without_filter(const drend_tag_c* tag) { tags_.push(tag); }
+    void pop_tag_without_filter() {
+        if (!tags_.empty()) {
+            tags_.pop();
+        }
+    }
 
   private:
-    std::vector<std::unique_ptr<drend_tag_object_c>> tags_;
-    std::vector<std::unique_ptr<dr_meta_context_c>> meta_contexts_;
+    dr_stack_c<drend_tag_object_c> tags_;
+    dr_stack_c<dr_meta_context_c> meta_contexts_;
     std::vector<dr_step_filter_s> step_filters_;
     size_t current_step_ = 0;
 };
@@ -65,6 +76,8 @@ class dr_tags_context_c : public dr_render_context_c {
 // The sources on the tag stack, bottom first, joined with "/".
 void dri_get_cur_source(const dr_tags_context_c* ctx, std::string& out);
 
+// Whether a start handler is installed: nearly never, and asked for every tag.
+extern std::atomic<bool> dri_has_cmd_start;
 // Calls the installed command handlers; see drend_add_cmd_handlers. The start handler gets "/" and
 // the name of the first tag on `ctx` that is not "__root__", or `command` when there is none.
 void dri_call_cmd_start(const dr_tags_context_c* ctx, const char* command);

@@ -4,12 +4,12 @@
 // its walk.
 #pragma once
 
+#include <atomic>
 #include <cassert>
 #include <memory>
 
 #include "definitions/dr_step_filter.h"
 #include "definitions/drend_tag.h"
-#include "frame/dr_block_pool.h"
 #include "model/dr_meta_context.h"
 
 enum dt_tag_obj_flag_e : uint32_t {
@@ -23,10 +23,21 @@ struct dr_dynamic_kids_s {
     bool finished = false;                   // the rest of the kids follow
 };
 
-class drend_tag_object_c : public dr_pooled_c<drend_tag_object_c> {
+// The number of tag objects in existence, for diagnostics. Kept with a load and a store each: an
+// exact count is not worth a locked instruction for every element that is printed.
+inline std::atomic<int> dri_dto_count{0};
+inline int dri_get_dto_count() {
+    return dri_dto_count.load(std::memory_order_relaxed);
+}
+
+class drend_tag_object_c {
   public:
-    explicit drend_tag_object_c(const drend_tag_c* tag);
-    ~drend_tag_object_c();
+    explicit drend_tag_object_c(const drend_tag_c* tag) : dto_tag(tag) {
+        dri_dto_count.store(dri_get_dto_count() + 1, std::memory_order_relaxed);
+    }
+    ~drend_tag_object_c() {
+        dri_dto_count.store(dri_get_dto_count() - 1, std::memory_order_relaxed);
+    }
     drend_tag_object_c(const drend_tag_object_c&) = delete;
     drend_tag_object_c& operator=(const drend_tag_object_c&) = delete;
 
@@ -47,6 +58,7 @@ class drend_tag_object_c : public dr_pooled_c<drend_tag_object_c> {
     bool isset_flag(uint32_t flags) const { return (dto_flags & flags) != 0; }
 
     const drend_tag_c* dto_tag;
+    bool dto_is_visit = false; // a leaf that the context of its row visits
     drend_tag_c::kids_t::const_iterator dto_kid{}; // the kid being walked
     const dr_step_filter_s* dto_filter =
         nullptr; // the request's filter at this level, or null
@@ -59,6 +71,3 @@ class drend_tag_object_c : public dr_pooled_c<drend_tag_object_c> {
   private:
     uint32_t dto_flags = 0;
 };
-
-// The number of tag objects in existence, for diagnostics.
-int dri_get_dto_count();

@@ -8,10 +8,13 @@
 #include <limits>
 #include <type_traits>
 
+#include "frame/dr_copy.h"
 #include "orvex_platform/sbuf.h"
 
 namespace {
 
+// A longer value's block is not kept for the next one.
+constexpr uint32_t BLOCK_KEPT = 4096;
 constexpr double DECIMAL64_BOUND = 9223372036854775808.0;
 
 unsigned size_of_type(dr_value_type_t type, unsigned offered) {
@@ -70,10 +73,10 @@ dr_value_c::~dr_value_c() {
 }
 
 bool dr_value_c::resize_buffer(unsigned int size) {
-    if (size <= capacity_) {
+    // The capacity stays as it is: what is longer is on the heap, though the inline area has room.
+    if (size <= capacity_ || size <= block_size_) {
         return true;
     }
-    // The capacity stays as it is, so that a value that was long once is resized each time.
     void* dvc_ptr = data_ == inline_ ? malloc(size) : realloc(data_, size);
     assert(dvc_ptr);
     if (dvc_ptr == nullptr) {
@@ -81,7 +84,17 @@ bool dr_value_c::resize_buffer(unsigned int size) {
         return false;
     }
     data_ = static_cast<char*>(dvc_ptr);
+    block_size_ = size;
     return true;
+}
+
+void dr_value_c::clear() {
+    type_ = DRV_NONE;
+    if (block_size_ > BLOCK_KEPT) {
+        free(data_);
+        data_ = inline_;
+        block_size_ = 0;
+    }
 }
 
 int dr_value_c::set_string(const char* s) {
@@ -92,7 +105,8 @@ int dr_value_c::set_string(const char* s) {
         type_ = DRV_NONE;
         return DREND_ERR;
     }
-    memcpy(data_, text, size);
+    dri_copy_text(data_, {text, size});
+    text_size_ = static_cast<uint32_t>(size - 1);
     type_ = DRV_STRING;
     return 0;
 }
@@ -105,7 +119,12 @@ int dr_value_c::set_raw_value(dr_value_type_t type, const void* bytes, unsigned 
         return DREND_ERR;
     }
     memcpy(data_, bytes, copied);
-    memset(data_ + copied, 0, room - copied);
+    if (room > copied) {
+        memset(data_ + copied, 0, room - copied);
+    }
+    if (type == DRV_STRING) {
+        text_size_ = static_cast<uint32_t>(strlen(data_));
+    }
     type_ = type;
     return 0;
 }
@@ -117,13 +136,10 @@ T dr_value_c::stored() const {
     return value;
 }
 
-bool dr_value_c::get_text(std::string_view& out, scratch_t& scratch) const {
+bool dr_value_c::print_to(std::string_view& out, scratch_t& scratch) const {
     long long number = 0;
     unsigned long long unsigned_number = 0;
     switch (type_) {
-    case DRV_STRING:
-        out = data_;
-        return true;
     case DRV_BOOLEAN:
         out = data_[0] != 0 ? "true" : "false";
         return true;

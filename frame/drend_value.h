@@ -54,6 +54,8 @@ class dr_value_c {
     // Keeps exactly the bytes of the type: `size` bytes are offered, missing ones count as
     // zero. 0, or DREND_ERR when memory ran out; the value then has no type.
     int set_raw_value(dr_value_type_t type, const void* bytes, unsigned int size);
+    // Forgets the value, and keeps its block for the next one unless it is a large one.
+    void clear();
     // Makes room for `size` bytes without keeping what is stored. Asserts that memory was
     // found and returns whether it was.
     bool resize_buffer(unsigned int size);
@@ -66,7 +68,13 @@ class dr_value_c {
 
     // The value's text without copying a stored text: a view into the value or into
     // `scratch`, NUL-terminated. False when there is no value.
-    bool get_text(std::string_view& out, scratch_t& scratch) const;
+    bool get_text(std::string_view& out, scratch_t& scratch) const {
+        if (type_ == DRV_STRING) {
+            out = {data_, text_size_};
+            return true;
+        }
+        return print_to(out, scratch);
+    }
 
     int get_string(str_buf_s* out) const;
     // As get_string; "DREND_ERR" when there is no value. Returns the text.
@@ -93,6 +101,8 @@ class dr_value_c {
     bool is_value_zero() const;
 
   private:
+    // The text of what is not itself a text.
+    bool print_to(std::string_view& out, scratch_t& scratch) const;
     template <typename T>
     T stored() const;
     template <typename T>
@@ -106,5 +116,7 @@ class dr_value_c {
     char inline_[128];
     char* data_ = inline_;
     uint32_t capacity_ = INITIAL_CAPACITY;
+    uint32_t block_size_ = 0; // of the heap block
+    uint32_t text_size_ = 0;  // of a stored text, without its NUL
     dr_value_type_t type_ = DRV_NONE;
 };

@@ -7,8 +7,20 @@
 #include "frame/str_util.h"
 
 struct dr_meta_context_c::frame_s : dr_pooled_c<dr_meta_context_c::frame_s> {
+    frame_s(dr_meta_node_c* node, const void* element_ref, frame_s* below_)
+        : object(node, element_ref), below(below_),
+          depth(below_ == nullptr ? 1 : below_->depth + 1) {}
     frame_s(const dr_meta_object_c& object_, frame_s* below_)
         : object(object_), below(below_), depth(below_ == nullptr ? 1 : below_->depth + 1) {
+    }
+
+    // For a blank object: what a new frame would be.
+    void stand_for(dr_meta_node_c* node, const void* element_ref, frame_s* below_) {
+        object.node = node;
+        object.type = node->type;
+        object.element_ref = element_ref;
+        below = below_;
+        depth = below_->depth + 1;
     }
 
     dr_meta_object_c object;
@@ -55,6 +67,8 @@ dr_meta_context_c& dr_meta_context_c::operator=(const dr_meta_context_c& other) 
 }
 
 dr_meta_context_c::~dr_meta_context_c() {
+    end_visit();
+    delete spare_;
     release(top_);
     release(maps_);
 }
@@ -72,6 +86,9 @@ const dr_meta_object_c* dr_meta_context_c::get_object_offset(unsigned n) const {
 }
 
 dr_meta_object_c* dr_meta_context_c::writable_object(unsigned n) {
+    if (is_visiting_ && n > 0) {
+        put_frames_aside();
+    }
     for (frame_s** link = &top_; *link != nullptr; link = &(*link)->below) {
         frame_s* frame = *link;
         if (frame->refs > 1) {
@@ -127,6 +144,9 @@ void dr_meta_context_c::set_attribute_name(const char* name) {
 }
 
 dr_meta_context_c::maps_s& dr_meta_context_c::writable_maps() {
+    if (is_visiting_) {
+        put_maps_aside();
+    }
     if (maps_ == nullptr) {
         maps_ = new maps_s;
     } else if (maps_->refs > 1) {
@@ -231,7 +251,7 @@ int dr_meta_context_c::call_leaf_proc(str_buf_s* out) {
 }
 
 void dr_meta_context_c::push_object(dr_meta_node_c* node, const void* element_ref) {
-    top_ = new frame_s(dr_meta_object_c(node, element_ref), top_);
+    top_ = new frame_s(node, element_ref, top_);
 }
 
 void dr_meta_context_c::pop_object() {
@@ -239,10 +259,72 @@ void dr_meta_context_c::pop_object() {
         return;
     }
     frame_s* below = top_->below;
+    if (top_->refs == 1) { // what it counted is this context's now
+        delete std::exchange(top_, below);
+        return;
+    }
     if (below != nullptr) {
         ++below->refs;
     }
-    release(std::exchange(top_, below));
+    --top_->refs;
+    top_ = below;
+}
+
+bool dr_meta_context_c::visit_leaf(const dr_nav_path_c& path, const void* element_ref) {
+    if (is_visiting_ || top_ == nullptr || !path.is_child()) {
+        return false;
+    }
+    dr_meta_node_c* leaf = path.steps().front().find_in(top_->object.node);
+    if (leaf == nullptr || !leaf->is_leaf()) {
+        return false;
+    }
+    if (spare_ == nullptr) {
+        push_child(leaf, element_ref);
+    } else {
+        const void* inherited = top_->object.element_ref;
+        spare_->stand_for(leaf, inherited != nullptr ? inherited : element_ref, top_);
+        top_ = std::exchange(spare_, nullptr);
+    }
+    is_visiting_ = true;
+    return true;
+}
+
+void dr_meta_context_c::end_visit() {
+    if (!std::exchange(is_visiting_, false)) {
+        return;
+    }
+    if (top_->refs == 1 && top_->object.is_blank()) {
+        spare_ = std::exchange(top_, top_->below);
+    } else {
+        pop_object();
+    }
+    if (has_frames_aside_) {
+        has_frames_aside_ = false;
+        release(std::exchange(top_, frames_aside_));
+    }
+    if (has_maps_aside_) {
+        has_maps_aside_ = false;
+        release(std::exchange(maps_, maps_aside_));
+    }
+}
+
+// The frames below the visited leaf are shared from here on, so that a write makes its own.
+void dr_meta_context_c::put_frames_aside() {
+    if (!has_frames_aside_) {
+        has_frames_aside_ = true;
+        frames_aside_ = top_->below;
+        ++frames_aside_->refs;
+    }
+}
+
+void dr_meta_context_c::put_maps_aside() {
+    if (!has_maps_aside_) {
+        has_maps_aside_ = true;
+        maps_aside_ = maps_;
+        if (maps_ != nullptr) {
+            ++maps_->refs;
+        }
+    }
 }
 
 int dr_meta_context_c::push_path(const char* path, bool call_list,

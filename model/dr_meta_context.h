@@ -42,6 +42,12 @@ class dr_meta_object_c {
     bool is_list_el() const { return type == DMN_TYPE_LIST_EL; }
     bool is_cont() const { return type == DMN_TYPE_CONT; }
 
+    // Whether no accessor has left anything in it.
+    bool is_blank() const {
+        return attribute_ref == nullptr && attribute_name.empty() && iterator == nullptr &&
+               !entered;
+    }
+
     // Replaces the row's reference. An iterator that the library made for the row before is
     // let go.
     void set_element_ref(const void* ref) {
@@ -63,7 +69,7 @@ class dr_meta_object_c {
     std::shared_ptr<drend_iterator_c> iterator;    // drives the list; also its element_ref
 };
 
-class dr_meta_context_c : public dr_meta_context_s, public dr_pooled_c<dr_meta_context_c> {
+class dr_meta_context_c : public dr_meta_context_s {
   public:
     using names_t = std::map<std::string, std::string>;
 
@@ -115,6 +121,13 @@ class dr_meta_context_c : public dr_meta_context_s, public dr_pooled_c<dr_meta_c
     // Drops the top object, if any, without calling anything.
     void pop_object();
 
+    // A visit: down to the leaf that the path names, a child of the top node, and back up. What is
+    // stored in this context during a visit is gone after it, as if a copy had been moved there. A
+    // visit costs less than a copy, for nearly no accessor stores anything: what it would change
+    // is put aside when it does. False, with nothing moved, when the path names no such leaf.
+    bool visit_leaf(const dr_nav_path_c& path, const void* element_ref);
+    void end_visit(); // nothing when there is none
+
     // --- calling the daemon; the top object must exist ---
 
     // Calls the procedure when the node's kind is `kind` and the object is not entered yet,
@@ -141,13 +154,26 @@ class dr_meta_context_c : public dr_meta_context_s, public dr_pooled_c<dr_meta_c
     int find_row(dr_meta_node_c* key_leaf, const std::string& wanted);
     int drop_list(int status);
     maps_s& writable_maps();
+    void put_frames_aside();
+    void put_maps_aside();
     static void release(frame_s* frame);
     static void release(maps_s* maps);
 
     frame_s* top_ = nullptr;
     maps_s* maps_ = nullptr; // null while all three maps are empty
     dr_value_c* value_ = nullptr;
+
+    // During a visit: what there was before it, once that was written to.
+    bool is_visiting_ = false;
+    bool has_frames_aside_ = false;
+    bool has_maps_aside_ = false;
+    frame_s* spare_ = nullptr; // of the last visit, for the next one
+    frame_s* frames_aside_ = nullptr;
+    maps_s* maps_aside_ = nullptr;
 };
+
+// What drend_get_skip_if_empty_leaf returns.
+extern int dri_skip_if_empty_leaf;
 
 // The context behind a procedure's handle.
 inline dr_meta_context_c* dri_get_meta_context(dr_meta_context_s* ctx) {

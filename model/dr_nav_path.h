@@ -60,6 +60,10 @@ class dr_nav_path_c {
     explicit dr_nav_path_c(const char* path);
 
     const std::vector<dr_nav_step_c>& steps() const { return steps_; }
+    // Whether it is the name of a child and nothing else.
+    bool is_child() const {
+        return steps_.size() == 1 && steps_[0].kind() == dr_nav_kind_e::CHILD;
+    }
 
   private:
     std::vector<dr_nav_step_c> steps_;

@@ -11,6 +11,7 @@
 #include "orvex_platform/inet.h"
 
 int af_sock_domain = 0;
+int dri_skip_if_empty_leaf = 0;
 
 namespace {
 
@@ -23,7 +24,6 @@ constexpr unsigned SOCKADDR_SIZE = 32;
 
 // What drend_set_str_value and generic handlers write into before the value takes a copy.
 std::map<int, drend_generic_handler_t> generic_handlers;
-int skip_if_empty_leaf = 0;
 
 dr_meta_context_c* checked(dr_meta_context_s* ctx) {
     dr_meta_context_c* dmc = dri_get_meta_context(ctx);
@@ -240,11 +240,11 @@ int drend_set_generic(dr_meta_context_s* ctx, int kind, const void* data,
 }
 
 void drend_set_skip_if_empty_leaf(int flag) {
-    skip_if_empty_leaf = flag;
+    dri_skip_if_empty_leaf = flag;
 }
 
 int drend_get_skip_if_empty_leaf(void) {
-    return skip_if_empty_leaf;
+    return dri_skip_if_empty_leaf;
 }
 
 int drend_set_element_ref(dr_meta_context_s* ctx, const void* ref) {

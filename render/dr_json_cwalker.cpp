@@ -1,5 +1,7 @@
 #include "render/dr_json_cwalker.h"
 
+#include <utility>
+
 #include "render/dr_tags_access_context.h"
 
 namespace {
@@ -25,20 +27,20 @@ bool dr_json_cwalker_c::is_skipped(const drend_tag_object_c* tobj) const {
 
 void dr_json_cwalker_c::push(const drend_tag_object_c* tobj) {
     if (!is_skipped(tobj)) {
-        push_private(tobj);
+        dr_json_cwalker_c::push_private(tobj);
     }
 }
 
 void dr_json_cwalker_c::push_value(const drend_tag_object_c* tobj,
                                    const dr_value_c& value) {
     if (!is_skipped(tobj)) {
-        push_value_private(tobj, value);
+        dr_json_cwalker_c::push_value_private(tobj, value);
     }
 }
 
 void dr_json_cwalker_c::pop(const drend_tag_object_c* tobj) {
     if (!is_skipped(tobj)) {
-        pop_private(tobj);
+        dr_json_cwalker_c::pop_private(tobj);
     }
 }
 
@@ -57,7 +59,7 @@ void dr_json_cwalker_c::open_answer(const drend_tag_object_c* tobj) {
         return;
     }
     if (has_hidden_root()) {
-        output_.add("{");
+        output_.add('{');
         answer_is_object_ = true;
         levels_.push_back(EMPTY);
     } else if (!is_list(tobj)) {
@@ -76,7 +78,7 @@ bool dr_json_cwalker_c::begin_member() {
     const bool wrote_before = level == WRITTEN;
     level = WRITTEN;
     if (wrote_before) {
-        output_.add(",");
+        output_.add(',');
     }
     return wrote_before;
 }
@@ -88,17 +90,19 @@ void dr_json_cwalker_c::push_private(const drend_tag_object_c* tobj) {
     }
     open_answer(tobj);
     const bool wrote_before = begin_member();
+    const bool has_name = !tobj->dto_tag->is_leaf_list_value();
+    if (has_name && (!levels_.empty() || wrote_before)) {
+        output_.add('\n');
+    }
+    if (tobj->type() == DT_TYPE_LEAF) {
+        holds_name_ = has_name; // for its value
+        return;
+    }
     levels_.push_back(EMPTY);
-    if (!tobj->dto_tag->is_leaf_list_value()) {
-        if (levels_.size() > 1 || wrote_before) {
-            output_.add("\n");
-        }
-        output_.add_indent(indent_level());
-        output_.add(tobj->dto_tag->member_text());
+    if (has_name) {
+        print_name(tobj, indent_level());
     }
-    if (tobj->type() != DT_TYPE_LEAF) {
-        output_.add("{");
-    }
+    output_.add('{');
 }
 
 // A row of a list, or the one row that a source with a key has selected.
@@ -113,8 +117,13 @@ void dr_json_cwalker_c::open_element(const drend_tag_object_c* tobj) {
     }
     begin_member();
     levels_.push_back(EMPTY);
-    output_.add("{");
+    output_.add('{');
     emit_keys_for_parent(tobj, this);
+}
+
+void dr_json_cwalker_c::print_name(const drend_tag_object_c* tobj, int level) {
+    output_.add_indent(level);
+    output_.add(tobj->dto_tag->member_text());
 }
 
 void dr_json_cwalker_c::push_value_private(const drend_tag_object_c* tobj,
@@ -122,25 +131,40 @@ void dr_json_cwalker_c::push_value_private(const drend_tag_object_c* tobj,
     dr_value_c::scratch_t scratch;
     std::string_view text;
     if (!tobj->dto_tag->is_decimal64() && value.get_text(text, scratch)) {
-        output_.add_value(dri_json_escaper, "\"", text, "\"");
+        print_value(tobj, text);
     } else {
         dr_str_buf_c formatted;
-        output_.add_value(dri_json_escaper, "\"",
-                          value.get_value_as_string(tobj, formatted.buf()), "\"");
+        print_value(tobj, value.get_value_as_string(tobj, formatted.buf()));
+    }
+}
+
+// A leaf's name and value; the value of a leaf-list's row stands alone.
+void dr_json_cwalker_c::print_value(const drend_tag_object_c* tobj, std::string_view text) {
+    if (std::exchange(holds_name_, false)) {
+        output_.add_element(leaf_level(), tobj->dto_tag->member_text(), dri_json_escaper,
+                            "\"", text, "\"");
+    } else {
+        output_.add_value(dri_json_escaper, "\"", text, "\"");
     }
 }
 
 int dr_json_cwalker_c::pop_private(const drend_tag_object_c* tobj) {
+    if (tobj->type() == DT_TYPE_LEAF) {
+        if (std::exchange(holds_name_, false)) {
+            print_name(tobj, leaf_level()); // no value came
+        }
+        if (levels_.empty()) {
+            output_.add("\n}");
+        }
+        return 0;
+    }
     if (levels_.empty()) {
         return 1;
     }
-    const bool is_object = tobj->type() != DT_TYPE_LEAF &&
-                           tobj->type() != DT_TYPE_LEAF_LIST &&
-                           !tobj->dto_tag->is_leaf_list_value();
-    if (is_object) {
-        output_.add("\n");
+    if (tobj->type() != DT_TYPE_LEAF_LIST && !tobj->dto_tag->is_leaf_list_value()) {
+        output_.add('\n');
         output_.add_indent(indent_level());
-        output_.add("}");
+        output_.add('}');
     }
     levels_.pop_back();
     if (is_list(tobj)) {
@@ -158,14 +182,13 @@ void dr_json_cwalker_c::list_start(const drend_tag_object_c* tobj) {
     begin_member();
     levels_.push_back(EMPTY);
     lists_.push_back({tobj, false});
-    output_.add("\n");
-    output_.add_indent(indent_level());
-    output_.add(tobj->dto_tag->member_text());
-    output_.add("[");
+    output_.add('\n');
+    print_name(tobj, indent_level());
+    output_.add('[');
 }
 
 void dr_json_cwalker_c::list_stop(const drend_tag_object_c* /*tobj*/) {
-    output_.add("]");
+    output_.add(']');
     levels_.pop_back();
     lists_.pop_back();
 }

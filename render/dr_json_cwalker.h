@@ -49,8 +49,13 @@ class dr_json_cwalker_c : public dr_context_walker_c {
     void open_answer(const drend_tag_object_c* tobj);
     bool begin_member();
     void open_element(const drend_tag_object_c* tobj);
+    void print_name(const drend_tag_object_c* tobj, int level);
+    // A leaf has no level on the comma stack, for nothing stands in it.
+    int leaf_level() const { return dr_json_cwalker_c::indent_level() + 1; }
+    void print_value(const drend_tag_object_c* tobj, std::string_view text);
 
     std::vector<level_e> levels_;
+    bool holds_name_ = false;       // a leaf's name waits for its value
     bool answer_is_object_ = false; // the object below a hidden root is open
     // The lists whose brackets are open, and whether they opened for a single selected row.
     struct list_s {

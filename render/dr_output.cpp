@@ -8,11 +8,7 @@
 
 namespace {
 
-constexpr int BLANKS_PER_LEVEL = 2;
-constexpr char BLANKS[] =
-    "                                                                "
-    "                                                                ";
-constexpr int BLANKS_SIZE = sizeof BLANKS - 1;
+constexpr size_t BLANKS_SIZE = sizeof DRI_BLANKS - 1;
 
 // What is collected must itself be sent uncut.
 constexpr unsigned SEND_BUFFER_MAX = STR_LIMIT / 2;
@@ -74,41 +70,39 @@ bool dr_output_c::may_collect(size_t size) {
 }
 
 void dr_output_c::add_slowly(std::string_view text) {
-    if (may_collect(text.size())) {
+    if (buffer_size_ > 0 && may_collect(text.size())) {
         memcpy(collected_.get() + used_, text.data(), text.size());
         used_ += text.size();
         return;
     }
-    send_collected();
+    if (used_ > 0) {
+        send_collected();
+    }
     if (status_ == 0) {
         send(text);
     }
 }
 
-void dr_output_c::add_indent(int level) {
-    const int width = level * BLANKS_PER_LEVEL;
+void dr_output_c::add_long_indent(size_t width) {
     if (width > BLANKS_SIZE) {
-        add(std::string(static_cast<size_t>(width), ' '));
+        add(std::string(width, ' '));
     } else if (width > 0) {
-        add({BLANKS + BLANKS_SIZE - width, static_cast<size_t>(width)});
+        add({DRI_BLANKS + BLANKS_SIZE - width, width});
     }
 }
 
 char* dr_output_c::write_value(char* out, const dri_escaper_s& escaper,
                                std::string_view before, std::string_view value,
                                std::string_view after) {
-    memcpy(out, before.data(), before.size());
-    out = escaper.write(out + before.size(), value);
-    memcpy(out, after.data(), after.size());
-    return out + after.size();
+    out = escaper.write(dri_copy_text(out, before), value);
+    return dri_copy_text(out, after);
 }
 
 void dr_output_c::add_value(const dri_escaper_s& escaper, std::string_view before,
                             std::string_view value, std::string_view after) {
     const size_t longest = before.size() + DRI_ESCAPED_MAX * value.size() + after.size();
     if (longest <= room() && str_formatter_is_system()) {
-        char* end =
-            write_value(collected_.get() + used_, escaper, before, value, after);
+        char* end = write_value(collected_.get() + used_, escaper, before, value, after);
         used_ = static_cast<size_t>(end - collected_.get());
         return;
     }

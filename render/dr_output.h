@@ -15,8 +15,13 @@
 #include <string>
 #include <string_view>
 
+#include "frame/dr_copy.h"
 #include "frame/str_util.h"
 #include "render/escape.h"
+
+inline constexpr char DRI_BLANKS[] =
+    "                                                                "
+    "                                                                ";
 
 class dr_output_c {
   public:
@@ -25,18 +30,56 @@ class dr_output_c {
     // Adds a finished text, which ends in a NUL behind its size.
     void add(std::string_view text) {
         if (text.size() <= room() && str_formatter_is_system()) {
-            memcpy(collected_.get() + used_, text.data(), text.size());
+            dri_copy_text(collected_.get() + used_, text);
             used_ += text.size();
         } else {
             add_slowly(text);
         }
     }
+    void add(char c) {
+        if (room() > 0 && str_formatter_is_system()) {
+            collected_[used_++] = c;
+        } else {
+            const char text[2] = {c, '\0'};
+            add_slowly({text, 1});
+        }
+    }
     // Adds two blanks for each level.
-    void add_indent(int level);
-    // Adds `before`, the value as the escaper writes it, and `after` as one text. A value that would
-    // take the text over the limit of a send is cut itself, so that what follows it stays.
-    void add_value(const dri_escaper_s& escaper, std::string_view before, std::string_view value,
-                   std::string_view after);
+    void add_indent(int level) {
+        const size_t width = 2 * static_cast<size_t>(level);
+        // Copying more blanks than that is one move.
+        if (width <= SHORT_INDENT && SHORT_INDENT <= room() && str_formatter_is_system()) {
+            memcpy(collected_.get() + used_, DRI_BLANKS, SHORT_INDENT);
+            used_ += width;
+        } else {
+            add_long_indent(width);
+        }
+    }
+    // Adds `before`, the value as the escaper writes it, and `after` as one text. A value that
+    // would take the text over the limit of a send is cut itself, so that what follows it stays.
+    void add_value(const dri_escaper_s& escaper, std::string_view before,
+                   std::string_view value, std::string_view after);
+    // add_indent, add(opening) and add_value in one.
+    void add_element(int level, std::string_view opening, const dri_escaper_s& escaper,
+                     std::string_view before, std::string_view value,
+                     std::string_view after) {
+        const size_t width = 2 * static_cast<size_t>(level);
+        const size_t longest = SHORT_INDENT + opening.size() + before.size() +
+                               DRI_ESCAPED_MAX * value.size() + after.size();
+        if (width > SHORT_INDENT || longest > room() || !str_formatter_is_system()) {
+            add_indent(level);
+            if (!opening.empty()) {
+                add(opening);
+            }
+            add_value(escaper, before, value, after);
+            return;
+        }
+        char* out = collected_.get() + used_;
+        memcpy(out, DRI_BLANKS, SHORT_INDENT);
+        out = dri_copy_text(out + width, opening);
+        out = escaper.write(dri_copy_text(out, before), value);
+        used_ = static_cast<size_t>(dri_copy_text(out, after) - collected_.get());
+    }
     // Sends what is collected, and gives its memory back.
     void release();
 
@@ -49,9 +92,12 @@ class dr_output_c {
     void peer_is_lost();
 
   private:
+    static constexpr size_t SHORT_INDENT = 32;
+
     size_t room() const { return limit_ - used_; }
     bool may_collect(size_t size);
     void add_slowly(std::string_view text);
+    void add_long_indent(size_t width);
     void send(std::string_view text);
     void send_collected();
     char* write_value(char* out, const dri_escaper_s& escaper, std::string_view before,

@@ -76,8 +76,12 @@ class dr_tags_access_context_c : public dr_tags_context_c {
 
     // --- tests and look-ups; none of them suspends, a DREND_DEFER is a failed read ---
 
-    bool filter_match(const drend_tag_object_c* tobj);
-    bool style_match(const drend_tag_c* tag) const;
+    bool filter_match(const drend_tag_object_c* tobj) {
+        return tobj->dto_filter == nullptr || step_match(tobj);
+    }
+    bool style_match(const drend_tag_c* tag) const {
+        return requested_style.empty() || tag->dt_styles.empty() || has_style(tag);
+    }
     bool presence_on(const drend_tag_c* tag);
     // The text of the leaf that the tag path leads to ("": the top tag) as its output would show
     // it. 0, or DREND_ERR with `out` untouched.
@@ -116,11 +120,18 @@ class dr_tags_access_context_c : public dr_tags_context_c {
     int walk_dynamic_kids(dr_context_walker_c* walker, drend_tag_object_c* tobj);
     int walk_static_kids(dr_context_walker_c* walker, drend_tag_object_c* tobj, int status);
     bool next_dynamic_kid(drend_tag_object_c* tobj, const drend_tag_c*& kid);
+    bool is_on_row() const {
+        const dr_meta_object_c* object = get_top_meta_type_object(0);
+        return object != nullptr && object->is_list_el();
+    }
+    int suspend_leaf(drend_tag_object_c* tobj, bool is_fresh);
     int walk_row(dr_context_walker_c* walker, drend_tag_object_c* tobj, int row_status);
     int read_leaf(dr_context_walker_c* walker, const drend_tag_object_c* tobj, bool& shown,
                   dr_value_c& value);
     bool is_suppressed(const drend_tag_object_c* tobj, const dr_value_c& value) const;
 
+    bool step_match(const drend_tag_object_c* tobj);
+    bool has_style(const drend_tag_c* tag) const;
     bool predicate_match(const drend_tag_object_c* tobj,
                          const dr_xp_predicate_s& predicate);
     void gather_filter_names(drend_tag_object_c* tobj);
@@ -138,6 +149,7 @@ class dr_tags_access_context_c : public dr_tags_context_c {
     drend_tag_object_c* command_tag_ =
         nullptr;                          // the top of the walk while it is in progress
     const drend_tag_c* in_use_ = nullptr; // the root tag whose use is owed back
+    dr_value_c leaf_value_;               // of the leaf being walked; keeps its memory
     std::vector<unsigned> pushed_;        // how many tags each push pushed
 };
 

@@ -18,6 +18,13 @@ int dr_tags_access_context_c::push_tag(const drend_tag_c* tag) {
     if (tag->source().empty()) {
         return 0;
     }
+    // A trace shows a context for each source, so there are no visits while the walk is traced.
+    if (tag->dt_type == DT_TYPE_LEAF && meta_depth() > 0 &&
+        !dri_trace_on(DREND_TRACE_WALK) &&
+        get_top_meta_context(0)->visit_leaf(tag->source_path(), element_ref_)) {
+        get_top_tag(0)->dto_is_visit = true;
+        return 0;
+    }
     const int status =
         push_meta_context(tag->source_path(), tag->source().c_str(), element_ref_);
     if (status != DREND_OK) {
@@ -34,7 +41,10 @@ int dr_tags_access_context_c::pop_tag() {
     if (tag_depth() <= 1) {
         return -1;
     }
-    if (!get_top_tag(0)->source().empty()) {
+    const drend_tag_object_c* tobj = get_top_tag(0);
+    if (tobj->dto_is_visit) {
+        get_top_meta_context(0)->end_visit();
+    } else if (!tobj->source().empty()) {
         pop_meta_context();
     }
     dr_tags_context_c::pop_tag();
@@ -227,11 +237,8 @@ int dr_tags_access_context_c::eval_terms(const std::vector<dr_map_term_s>& terms
 
 // --- filters, styles, presence --------------------------------------------------------------
 
-bool dr_tags_access_context_c::filter_match(const drend_tag_object_c* tobj) {
+bool dr_tags_access_context_c::step_match(const drend_tag_object_c* tobj) {
     const dr_step_filter_s* filter = tobj->dto_filter;
-    if (filter == nullptr) {
-        return true;
-    }
     if (dri_trace_on(DREND_TRACE_WALK)) {
         drend_debug_trace("DR_TAGS_ACCESS: filter_match: tag: %s filter: %s\n",
                           tobj->name().c_str(), filter->text.c_str());
@@ -285,10 +292,9 @@ void dr_tags_access_context_c::gather_filter_names(drend_tag_object_c* tobj) {
     }
 }
 
-bool dr_tags_access_context_c::style_match(const drend_tag_c* tag) const {
+bool dr_tags_access_context_c::has_style(const drend_tag_c* tag) const {
     const auto& styles = tag->dt_styles;
-    return requested_style.empty() || styles.empty() ||
-           std::find(styles.begin(), styles.end(), requested_style) != styles.end();
+    return std::find(styles.begin(), styles.end(), requested_style) != styles.end();
 }
 
 bool dr_tags_access_context_c::presence_on(const drend_tag_c* tag) {

@@ -1,6 +1,7 @@
 #include "render/dr_xml_cwalker.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "render/dr_tags_access_context.h"
 
@@ -25,9 +26,12 @@ int dr_xml_cwalker_c::level_at_depth(size_t depth) const {
     if (depth < 2) {
         return 0;
     }
-    const drend_tag_object_c* command =
-        context_.get_top_tag(static_cast<unsigned>(context_.tag_depth()) - 1);
-    return static_cast<int>(depth) - (command->dto_tag->is_hidden() ? 2 : 1);
+    if (levels_above_ == 0) {
+        const drend_tag_object_c* command =
+            context_.get_top_tag(static_cast<unsigned>(context_.tag_depth()) - 1);
+        levels_above_ = command->dto_tag->is_hidden() ? 2 : 1;
+    }
+    return static_cast<int>(depth) - levels_above_;
 }
 
 int dr_xml_cwalker_c::indent_level() const {
@@ -36,7 +40,7 @@ int dr_xml_cwalker_c::indent_level() const {
 
 void dr_xml_cwalker_c::push(const drend_tag_object_c* tobj) {
     if (find_key(tobj) == nullptr) {
-        push_private(tobj);
+        dr_xml_cwalker_c::push_private(tobj);
     }
 }
 
@@ -44,6 +48,10 @@ void dr_xml_cwalker_c::push_private(const drend_tag_object_c* tobj) {
     const drend_tag_c* tag = tobj->dto_tag;
     if (tag->is_leaf_list_value() ||
         (tag->is_internal_tag() && tobj->type() == DT_TYPE_LEAF)) {
+        return;
+    }
+    if (tobj->type() == DT_TYPE_LEAF) {
+        holds_leaf_ = true;
         return;
     }
     if (tobj->type() == DT_TYPE_LIST) {
@@ -60,7 +68,6 @@ bool dr_xml_cwalker_c::is_held_back(const drend_tag_object_c* tobj) const {
     switch (tobj->type()) {
     case DT_TYPE_LIST:
     case DT_TYPE_LEAF_LIST:
-    case DT_TYPE_LEAF:
         return true;
     case DT_TYPE_CONT:
         break;
@@ -77,6 +84,10 @@ bool dr_xml_cwalker_c::is_held_back(const drend_tag_object_c* tobj) const {
 
 void dr_xml_cwalker_c::hold_back(const drend_tag_object_c* tobj) {
     const int level = indent_level();
+    if (pending_.empty() || pending_.back().level <= level) {
+        pending_.push_back({level, tobj});
+        return;
+    }
     const auto behind = std::upper_bound(
         pending_.begin(), pending_.end(), level,
         [](int wanted, const pending_s& entry) { return wanted < entry.level; });
@@ -132,9 +143,7 @@ void dr_xml_cwalker_c::flush_tag_stack_buffer() {
         if (!tag->is_internal_tag()) {
             output_.add_indent(entry.level);
             output_.add(tag->open_text());
-            if (tag->dt_type != DT_TYPE_LEAF) {
-                output_.add("\n");
-            }
+            output_.add("\n");
         }
         if (tag->dt_type == DT_TYPE_LIST) {
             print_keys(entry.tobj);
@@ -162,7 +171,7 @@ void dr_xml_cwalker_c::push_value(const drend_tag_object_c* tobj, const dr_value
     if (key != nullptr && key->printed) {
         flush_tag_stack_buffer();
     } else if (zero_suppression_check(tobj, value)) {
-        push_value_private(tobj, value);
+        dr_xml_cwalker_c::push_value_private(tobj, value);
     }
 }
 
@@ -172,27 +181,29 @@ void dr_xml_cwalker_c::push_value_private(const drend_tag_object_c* tobj,
     if (tag->is_internal_tag()) {
         return;
     }
-    flush_tag_stack_buffer();
+    if (!pending_.empty()) {
+        flush_tag_stack_buffer();
+    }
     if (find_key(tobj) != nullptr) {
         return; // went out with its row's opening tag
     }
     dr_value_c::scratch_t scratch;
     std::string_view text;
     if (!tag->is_decimal64() && value.get_text(text, scratch)) {
-        send_value(tag, text);
+        print_element(tag, text);
     } else {
         dr_str_buf_c formatted;
-        send_value(tag, value.get_value_as_string(tobj, formatted.buf()));
+        print_element(tag, value.get_value_as_string(tobj, formatted.buf()));
     }
 }
 
-void dr_xml_cwalker_c::send_value(const drend_tag_c* tag, std::string_view text) {
-    if (tag->is_leaf_list_value()) {
-        output_.add_indent(indent_level());
-        output_.add_value(dri_xml_escaper, tag->dt_prefix, text, "\n");
-    } else {
-        output_.add_value(dri_xml_escaper, tag->dt_prefix, text, tag->close_text());
-    }
+// A leaf with its value; the value of a leaf-list's row has a line, but no tags of its own.
+void dr_xml_cwalker_c::print_element(const drend_tag_c* tag, std::string_view text) {
+    const bool has_tags = std::exchange(holds_leaf_, false);
+    const std::string_view opening = has_tags ? tag->open_text() : std::string_view("");
+    const std::string_view after = has_tags ? tag->close_text() : std::string_view("\n");
+    output_.add_element(indent_level(), opening, dri_xml_escaper, tag->dt_prefix, text,
+                        after);
 }
 
 bool dr_xml_cwalker_c::dont_print_empty_tag(const drend_tag_object_c* tobj) const {
@@ -201,24 +212,28 @@ bool dr_xml_cwalker_c::dont_print_empty_tag(const drend_tag_object_c* tobj) cons
 
 void dr_xml_cwalker_c::pop(const drend_tag_object_c* tobj) {
     if (find_key(tobj) == nullptr) {
-        pop_private(tobj);
+        dr_xml_cwalker_c::pop_private(tobj);
     }
 }
 
 int dr_xml_cwalker_c::pop_private(const drend_tag_object_c* tobj) {
     const drend_tag_c* tag = tobj->dto_tag;
+    if (tag->dt_type == DT_TYPE_LEAF) { // closed behind its value
+        holds_leaf_ = false;
+        return 0;
+    }
     const bool was_printed =
         tobj->isset_flag(DTO_FLAG_PRESENT) || !dont_print_empty_tag(tobj);
-    const bool closes = !tag->is_internal_tag() && !tag->is_leaf_list_value() &&
-                        tag->dt_type != DT_TYPE_LEAF;
-    if (was_printed && closes) {
+    if (was_printed && !tag->is_internal_tag()) {
         output_.add_indent(indent_level());
         output_.add(tag->close_text());
     }
     if (tag->dt_type == DT_TYPE_LIST) {
         clear_list_key_val(tobj);
     }
-    remove_key_val(indent_level(), tobj);
+    if (!pending_.empty()) {
+        remove_key_val(indent_level(), tobj);
+    }
     return 0;
 }
 

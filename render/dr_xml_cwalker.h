@@ -58,13 +58,16 @@ class dr_xml_cwalker_c : public dr_context_walker_c {
     const dr_list_key_val* find_key(const drend_tag_object_c* tobj) const;
     void flush_tag_stack_buffer();
     void print_keys(const drend_tag_object_c* tobj);
-    void send_value(const drend_tag_c* tag, std::string_view text);
+    void print_element(const drend_tag_c* tag, std::string_view text);
     bool dont_print_empty_tag(const drend_tag_object_c* tobj) const;
     void clear_list_key_val(const drend_tag_object_c* tobj);
     void remove_key_val(int level, const drend_tag_object_c* tobj);
 
-    std::vector<pending_s> pending_;
+    std::vector<pending_s> pending_; // without the leaf
+    bool holds_leaf_ = false;        // the leaf's opening tag waits for its value
     const bool wrap_in_data_;
+    // What a tag's depth on the stack is more than its level; 0 until it is known.
+    mutable int levels_above_ = 0;
     // A stack; records above keys_used_ are kept for their memory.
     std::vector<dr_list_key_val> keys_;
     size_t keys_used_ = 0;

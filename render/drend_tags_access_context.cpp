@@ -134,6 +134,7 @@ void dr_tags_access_context_c::give_up() {
 void dr_tags_access_context_c::exit_entered() {
     for (unsigned n = 0; n < meta_depth(); ++n) {
         dr_meta_context_c* context = get_top_meta_context(n);
+        context->end_visit(); // the leaf covers what was entered
         if (const dr_meta_node_c* node = context->get_top_node()) {
             context->call_exit_proc(node->type);
         }
@@ -163,19 +164,19 @@ int dr_tags_access_context_c::walk_tree(dr_context_walker_c* walker) {
     if (dri_trace_on(DREND_TRACE_WALK)) {
         trace_position(tobj);
     }
-    dri_call_cmd_start(this, "");
+    if (dri_has_cmd_start.load(std::memory_order_relaxed)) {
+        dri_call_cmd_start(this, "");
+    }
     if (!tobj->dto_tag->has_source_child()) {
         return 0;
     }
-    const dr_meta_object_c* object = get_top_meta_type_object(0);
     switch (tobj->type()) {
     case DT_TYPE_CONT:
         return walk_cont(walker, nullptr, true);
     case DT_TYPE_LIST:
     case DT_TYPE_LEAF_LIST:
         // A source that selects its row by key has positioned the walk on it already.
-        return object != nullptr && object->is_list_el() ? walk_cont(walker, nullptr, true)
-                                                         : walk_list(walker, nullptr);
+        return is_on_row() ? walk_cont(walker, nullptr, true) : walk_list(walker, nullptr);
     case DT_TYPE_LEAF:
         return walk_leaf(walker, nullptr);
     default:
@@ -374,21 +375,21 @@ int dr_tags_access_context_c::walk_leaf(dr_context_walker_c* walker,
                                         dr_defer_context_c* frame) {
     drend_tag_object_c* tobj = frame == nullptr ? get_top_tag(0) : frame->tobj;
     assert(tobj);
-    if (frame == nullptr) {
-        if (tobj->source().empty() || !filter_match(tobj) || !style_match(tobj->dto_tag)) {
-            return 0;
-        }
-        frames_.push_back({tobj, dr_defer_context_c::LEAF});
+    const bool is_fresh = frame == nullptr;
+    if (is_fresh &&
+        (tobj->source().empty() || !filter_match(tobj) || !style_match(tobj->dto_tag))) {
+        return 0;
     }
     if (dtc_ignore_defer == 0 && walker->defer_walker()) {
         walker->deferred = true;
-        return DREND_DEFER;
+        return suspend_leaf(tobj, is_fresh);
     }
-    dr_value_c value;
+    dr_value_c& value = leaf_value_;
+    value.clear();
     bool shown = false;
     const int status = read_leaf(walker, tobj, shown, value);
     if (status == DREND_DEFER) {
-        return status; // the leaf is asked again when the walk goes on
+        return suspend_leaf(tobj, is_fresh);
     }
     if (shown) {
         walker->push(tobj);
@@ -399,8 +400,18 @@ int dr_tags_access_context_c::walk_leaf(dr_context_walker_c* walker,
         }
         walker->pop(tobj);
     }
-    frames_.pop_back();
+    if (!is_fresh) {
+        frames_.pop_back();
+    }
     return status;
+}
+
+// A leaf has a frame only while it is suspended: it is asked again when the walk goes on.
+int dr_tags_access_context_c::suspend_leaf(drend_tag_object_c* tobj, bool is_fresh) {
+    if (is_fresh) {
+        frames_.push_back({tobj, dr_defer_context_c::LEAF});
+    }
+    return DREND_DEFER;
 }
 
 // Fetches and translates the value of a leaf and says whether it is to be shown.
@@ -429,8 +440,7 @@ int dr_tags_access_context_c::read_leaf(dr_context_walker_c* walker,
 // Whether a daemon's wish to leave empty leaves out applies to this one.
 bool dr_tags_access_context_c::is_suppressed(const drend_tag_object_c* tobj,
                                              const dr_value_c& value) const {
-    if (drend_get_skip_if_empty_leaf() == 0 ||
-        tobj->dto_tag->dt_data_type == DT_DATA_EMPTY ||
+    if (dri_skip_if_empty_leaf == 0 || tobj->dto_tag->dt_data_type == DT_DATA_EMPTY ||
         tobj->dto_tag->isset_flag(DT_FLAG_MANDATORY)) {
         return false;
     }

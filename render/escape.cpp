@@ -10,22 +10,22 @@ constexpr std::string_view REPLACEMENT = "\xEF\xBF\xBD"; // U+FFFD
 
 // --- plain characters: those that stand for themselves ---------------------------------------
 //
-// Nearly all bytes of nearly all values are plain, so eight of them are judged at a time. Each test
-// leaves a byte's highest bit set where it finds one; that a borrow may set it in a byte above one
-// that was found does not matter, for only whether there is any counts.
+// Nearly all bytes of nearly all values are plain, so they are judged sixteen at a time.
 
-constexpr uint64_t EACH = 0x0101010101010101; // times a byte: that byte, eight times
-constexpr uint64_t HIGHEST = EACH * 0x80;
+constexpr size_t BLOCK = 16;
+// Signed, so that the bytes from 0x80 on are below the blank as well as the control characters.
+using block_t [[gnu::vector_size(BLOCK)]] = int8_t;
 
-constexpr uint64_t has_byte(uint64_t bytes, uint8_t wanted) {
-    const uint64_t zero_where_equal = bytes ^ (EACH * wanted);
-    return (zero_where_equal - EACH) & ~zero_where_equal & HIGHEST;
+block_t load(const char* from) {
+    block_t block;
+    memcpy(&block, from, BLOCK);
+    return block;
 }
 
-// Printable ASCII and 0x7F.
-constexpr uint64_t has_unprintable(uint64_t bytes) {
-    const uint64_t below_blank = (bytes - EACH * 0x20) & ~bytes;
-    return (below_blank | bytes) & HIGHEST;
+bool has_any(block_t marks) {
+    uint64_t halves[2];
+    memcpy(halves, &marks, BLOCK);
+    return (halves[0] | halves[1]) != 0;
 }
 
 struct xml_s {
@@ -33,10 +33,9 @@ struct xml_s {
         return (c >= 0x20 && c < 0x80 && c != '&' && c != '<' && c != '>') || c == '\t' ||
                c == '\n' || c == '\r';
     }
-    static bool are_plain(uint64_t bytes) {
+    static bool are_plain(block_t block) {
         static_assert(('<' | 2) == '>');
-        return (has_unprintable(bytes) | has_byte(bytes, '&') |
-                has_byte(bytes | EACH * 2, '>')) == 0;
+        return !has_any((block < ' ') | (block == '&') | ((block | 2) == '>'));
     }
     static std::string_view form(std::string_view character, unsigned length,
                                  char (&scratch)[8]);
@@ -46,8 +45,8 @@ struct json_s {
     static bool is_plain(uint8_t c) {
         return c >= 0x20 && c < 0x80 && c != '"' && c != '\\';
     }
-    static bool are_plain(uint64_t bytes) {
-        return (has_unprintable(bytes) | has_byte(bytes, '"') | has_byte(bytes, '\\')) == 0;
+    static bool are_plain(block_t block) {
+        return !has_any((block < ' ') | (block == '"') | (block == '\\'));
     }
     static std::string_view form(std::string_view character, unsigned length,
                                  char (&scratch)[8]);
@@ -57,11 +56,8 @@ struct json_s {
 template <typename Format>
 size_t plain_length(std::string_view text) {
     size_t length = 0;
-    for (uint64_t bytes; length + sizeof bytes <= text.size(); length += sizeof bytes) {
-        memcpy(&bytes, text.data() + length, sizeof bytes);
-        if (!Format::are_plain(bytes)) {
-            break;
-        }
+    while (length + BLOCK <= text.size() && Format::are_plain(load(text.data() + length))) {
+        length += BLOCK;
     }
     while (length < text.size() && Format::is_plain(static_cast<uint8_t>(text[length]))) {
         ++length;
@@ -148,10 +144,56 @@ std::string_view json_s::form(std::string_view character, unsigned length,
 
 // --- whole values -------------------------------------------------------------------------------
 
+// Copies a text of at least `Width` and at most twice as many bytes, if all of it is plain: its
+// first and its last bytes, some of which may be the same.
+template <typename Format, size_t Width>
+bool copy_if_plain(char* out, std::string_view text) {
+    char ends[BLOCK];
+    for (size_t i = 0; i < BLOCK; i += 2 * Width) {
+        memcpy(ends + i, text.data(), Width);
+        memcpy(ends + i + Width, text.data() + text.size() - Width, Width);
+    }
+    if (!Format::are_plain(load(ends))) {
+        return false;
+    }
+    memcpy(out, ends, Width);
+    memcpy(out + text.size() - Width, ends + Width, Width);
+    return true;
+}
+
+// Copies the plain bytes at the beginning of `text` while it judges them, and takes them off it.
+template <typename Format>
+char* copy_plain(char* out, std::string_view& text) {
+    while (text.size() >= BLOCK) {
+        const block_t block = load(text.data());
+        if (!Format::are_plain(block)) {
+            break;
+        }
+        memcpy(out, &block, BLOCK);
+        out += BLOCK;
+        text.remove_prefix(BLOCK);
+    }
+    const size_t size = text.size();
+    if ((size >= 8 && size <= 16 && copy_if_plain<Format, 8>(out, text)) ||
+        (size >= 4 && size < 8 && copy_if_plain<Format, 4>(out, text))) {
+        text = {};
+        return out + size;
+    }
+    while (!text.empty() && Format::is_plain(static_cast<uint8_t>(text.front()))) {
+        *out++ = text.front();
+        text.remove_prefix(1);
+    }
+    return out;
+}
+
 // Room for everything that comes.
 struct unlimited_out_s {
     char* at;
-    bool put_plain(std::string_view text) { return put(text); }
+    template <typename Format>
+    bool take_plain(std::string_view& text) {
+        at = copy_plain<Format>(at, text);
+        return true;
+    }
     bool put(std::string_view text) {
         memcpy(at, text.data(), text.size());
         at += text.size();
@@ -163,10 +205,13 @@ struct limited_out_s {
     std::string& text_;
     size_t limit;
     // As much of it as there is room for.
-    bool put_plain(std::string_view text) {
+    template <typename Format>
+    bool take_plain(std::string_view& text) {
+        const size_t plain = plain_length<Format>(text);
         const size_t room = limit - text_.size();
-        text_.append(text.substr(0, room));
-        return text.size() <= room;
+        text_.append(text.data(), plain < room ? plain : room);
+        text.remove_prefix(plain);
+        return plain <= room;
     }
     // All of it, or nothing.
     bool put(std::string_view text) {
@@ -181,11 +226,9 @@ struct limited_out_s {
 template <typename Format, typename Out>
 bool escape(Out& out, std::string_view text) {
     for (;;) {
-        const size_t plain = plain_length<Format>(text);
-        if (!out.put_plain(text.substr(0, plain))) {
+        if (!out.template take_plain<Format>(text)) {
             return false;
         }
-        text.remove_prefix(plain);
         if (text.empty()) {
             return true;
         }
