@@ -99,9 +99,14 @@ bool take_whole_table(socket_client_c& client) {
     std::string end;
     client.send_bytes("show-synthetic-routes\n");
     client.answer_to([&](std::string_view piece) {
-        end = piece.size() > 64 ? piece.substr(piece.size() - 64) : piece;
+        end.append(piece.substr(piece.size() - std::min<size_t>(piece.size(), 64)));
+        end.erase(0, end.size() - std::min<size_t>(end.size(), 64));
     });
-    return end.ends_with("</synthetic-routes>\n");
+    if (!end.ends_with("</synthetic-routes>\n")) {
+        fprintf(stderr, "an answer ends in: %s\n", end.c_str());
+        return false;
+    }
+    return true;
 }
 
 class measure_c {
