@@ -32,7 +32,9 @@ extern std::atomic<drend_vsnprintf_t> str_installed_formatter; // null: the syst
 void str_set_vsnprintf(drend_vsnprintf_t formatter);
 // Whether the system's formatter is in force.
 inline bool str_formatter_is_system() {
-    return str_installed_formatter.load(std::memory_order_acquire) == nullptr;
+    const bool is_system =
+        str_installed_formatter.load(std::memory_order_acquire) == nullptr;
+    return __builtin_expect(is_system, true);
 }
 
 // Appends the items to `out`, with the separator between them. Returns out.c_str().

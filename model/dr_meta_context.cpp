@@ -117,6 +117,9 @@ void dr_meta_context_c::set_element_offset(unsigned n, const void* ref) {
 }
 
 const void* dr_meta_context_c::get_element_offset(unsigned n) const {
+    if (n == 0 && top_ != nullptr) { // asked for by nearly every accessor
+        return top_->object.element_ref;
+    }
     const dr_meta_object_c* object = get_object_offset(n);
     return object == nullptr ? nullptr : object->element_ref;
 }

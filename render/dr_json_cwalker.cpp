@@ -67,7 +67,8 @@ void dr_json_cwalker_c::open_answer(const drend_tag_object_c* tobj) {
     }
 }
 
-// Puts the comma behind the previous member of the current level. Whether there was one.
+// Notes that something stands in the current level from here on. Whether something did before,
+// behind which a comma belongs.
 bool dr_json_cwalker_c::begin_member() {
     if (levels_.empty()) {
         return false;
@@ -77,9 +78,6 @@ bool dr_json_cwalker_c::begin_member() {
     level_e& level = levels_[levels_.size() - (in_row ? 2 : 1)];
     const bool wrote_before = level == WRITTEN;
     level = WRITTEN;
-    if (wrote_before) {
-        output_.add(',');
-    }
     return wrote_before;
 }
 
@@ -91,9 +89,7 @@ void dr_json_cwalker_c::push_private(const drend_tag_object_c* tobj) {
     open_answer(tobj);
     const bool wrote_before = begin_member();
     const bool has_name = !tobj->dto_tag->is_leaf_list_value();
-    if (has_name && (!levels_.empty() || wrote_before)) {
-        output_.add('\n');
-    }
+    output_.add_separator(wrote_before, has_name && !levels_.empty());
     if (tobj->type() == DT_TYPE_LEAF) {
         holds_name_ = has_name; // for its value
         return;
@@ -115,7 +111,7 @@ void dr_json_cwalker_c::open_element(const drend_tag_object_c* tobj) {
         levels_.push_back(LEAF_LIST_ROW);
         return;
     }
-    begin_member();
+    output_.add_separator(begin_member(), false);
     levels_.push_back(EMPTY);
     output_.add('{');
     emit_keys_for_parent(tobj, this);
@@ -179,10 +175,9 @@ int dr_json_cwalker_c::pop_private(const drend_tag_object_c* tobj) {
 
 void dr_json_cwalker_c::list_start(const drend_tag_object_c* tobj) {
     open_answer(tobj);
-    begin_member();
+    output_.add_separator(begin_member(), true);
     levels_.push_back(EMPTY);
     lists_.push_back({tobj, false});
-    output_.add('\n');
     print_name(tobj, indent_level());
     output_.add('[');
 }

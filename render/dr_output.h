@@ -44,6 +44,22 @@ class dr_output_c {
             add_slowly({text, 1});
         }
     }
+    // Adds a comma and a line feed, or only one of them.
+    void add_separator(bool comma, bool line_feed) {
+        if (room() < 2 || !str_formatter_is_system()) {
+            if (comma) {
+                add(',');
+            }
+            if (line_feed) {
+                add('\n');
+            }
+            return;
+        }
+        collected_[used_] = ',';
+        used_ += comma;
+        collected_[used_] = '\n';
+        used_ += line_feed;
+    }
     // Adds two blanks for each level.
     void add_indent(int level) {
         const size_t width = 2 * static_cast<size_t>(level);

@@ -36,6 +36,7 @@ struct options_s {
     mgmt_server_config_s server{};
 };
 
+constexpr unsigned SEND_BUFFER = 16384;        // as much as the socket puts into a chunk
 constexpr std::uint32_t ROUTES_MAX = 16000000; // addresses in 10.0.0.0/8, nearly
 
 void add_models(std::uint32_t routes) {
@@ -134,6 +135,7 @@ int serve_socket(evContext loop, options_s& options, const drend_menu_entry_s* m
     options.server.group = options.group.empty() ? nullptr : options.group.c_str();
     options.server.menu = menu;
     drend_set_suspend_on_hidden_rows(1); // a search must not keep other peers waiting
+    drend_set_send_buffer(SEND_BUFFER);
     return serve(loop, options.server);
 }
 
