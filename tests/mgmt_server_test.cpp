@@ -270,6 +270,26 @@ TEST_F(mgmt_server_test, an_interrupt_ends_the_answer_and_keeps_the_connection) 
     EXPECT_EQ(client.ask("\x03show-rows"), document("old", 2)); // nothing to interrupt
 }
 
+TEST_F(mgmt_server_test, interrupts_without_end_are_not_answered_without_end) {
+    config_.high_water = 65536;
+    serve();
+    socket_client_c client(path_);
+    std::string flood;
+    for (int i = 0; i < 10000; ++i) {
+        flood += "x\nx\n\x03";
+    }
+    // The answers are longer than that: when nobody reads them the server stops reading, too.
+    size_t sent = 0;
+    for (int idle = 0; idle < 300 && sent < 100000000; ++idle) {
+        while (const size_t taken = client.send_some(flood)) {
+            sent += taken;
+            idle = 0;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    EXPECT_LT(sent, 2000000u);
+}
+
 TEST_F(mgmt_server_test, a_peer_that_does_not_read_costs_little_and_is_closed) {
     config_.high_water = 65536;
     config_.stall_seconds = 1;

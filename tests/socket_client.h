@@ -52,6 +52,13 @@ class socket_client_c {
         return true;
     }
 
+    // Sends what the server takes at once; 0 when that is nothing.
+    size_t send_some(std::string_view bytes) {
+        const ssize_t sent =
+            send(fd_, bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+        return sent < 0 ? 0 : static_cast<size_t>(sent);
+    }
+
     // Reads up to `size` bytes as they come. False when none come.
     bool receive(size_t size) {
         pollfd waiting{fd_, POLLIN, 0};

@@ -177,9 +177,9 @@ static void refuse_long_line(struct connection_s* connection) {
 
 /* Answers the next request that has arrived, if there is one. */
 static void answer_next(struct connection_s* connection) {
+    /* Many requests may come from somebody who reads no answers. */
     if (framed_output_waiting(&connection->output) > connection->server->config.low_water) {
-        connection->waits_for_drain =
-            true; /* many requests and nobody who reads the answers */
+        connection->waits_for_drain = true;
         return;
     }
     while (connection->state == CONNECTION_IDLE && !connection->is_closing &&
@@ -260,9 +260,16 @@ static bool is_over(const struct connection_s* connection) {
                                    framed_output_waiting(&connection->output) == 0);
 }
 
+/* An interrupt is read whatever a walk has left waiting, but not behind answers without end. */
+static bool reads_on(const struct connection_s* connection) {
+    return !connection->at_eof && !connection->is_closing &&
+           evbuffer_get_length(connection->input) < INPUT_MAX &&
+           framed_output_waiting(&connection->output) <
+               2 * connection->server->config.high_water;
+}
+
 static void set_events(struct connection_s* connection) {
-    const bool reads = !connection->at_eof && !connection->is_closing &&
-                       evbuffer_get_length(connection->input) < INPUT_MAX;
+    const bool reads = reads_on(connection);
     if (reads)
         event_add(connection->readable, NULL);
     else
