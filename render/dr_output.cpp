@@ -69,15 +69,22 @@ bool dr_output_c::may_collect(size_t size) {
     return status_ == 0;
 }
 
+// A text that is not simply put behind what is collected: because nothing is, or for want of room.
 void dr_output_c::add_slowly(std::string_view text) {
-    if (buffer_size_ > 0 && may_collect(text.size())) {
+    if (buffer_size_ > 0) {
+        collect(text);
+    } else if (status_ == 0) {
+        send(text);
+    }
+}
+
+void dr_output_c::collect(std::string_view text) {
+    if (may_collect(text.size())) {
         memcpy(collected_.get() + used_, text.data(), text.size());
         used_ += text.size();
         return;
     }
-    if (used_ > 0) {
-        send_collected();
-    }
+    send_collected();
     if (status_ == 0) {
         send(text);
     }

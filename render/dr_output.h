@@ -113,6 +113,8 @@ class dr_output_c {
     size_t room() const { return limit_ - used_; }
     bool may_collect(size_t size);
     void add_slowly(std::string_view text);
+    // Kept out of the way of single sends.
+    [[gnu::noinline]] void collect(std::string_view text);
     void add_long_indent(size_t width);
     void send(std::string_view text);
     void send_collected();
