@@ -39,7 +39,8 @@ void dr_json_cwalker_c::push_value(const drend_tag_object_c* tobj,
 }
 
 void dr_json_cwalker_c::pop(const drend_tag_object_c* tobj) {
-    if (!is_skipped(tobj)) {
+    const bool is_done = tobj->type() == DT_TYPE_LEAF && !holds_name_ && !levels_.empty();
+    if (!is_done && !is_skipped(tobj)) {
         dr_json_cwalker_c::pop_private(tobj);
     }
 }
