@@ -1,23 +1,14 @@
 #include "definitions/dr_tags_context.h"
 
 #include "definitions/dr_filter_steps.h"
-#include "frame/dr_published.h"
 #include "frame/drend_trace.h"
 #include "frame/str_util.h"
 
-std::atomic<bool> dri_has_cmd_start{false};
+dr_published_c<dr_cmd_handlers_s> dri_cmd_handlers;
 
 namespace {
 
 constexpr char MERGED_ROOT[] = "__root__";
-
-struct cmd_handlers_s {
-    drend_cmd_handler_t start = nullptr;
-    drend_cmd_handler_t end = nullptr;
-    void* user_data = nullptr;
-    bool operator==(const cmd_handlers_s&) const = default;
-};
-dr_published_c<cmd_handlers_s> cmd_handlers;
 
 void trace_line(const std::string& text) {
     drend_debug_trace("DR_TAGS_ACCESS: %s\n", text.c_str());
@@ -86,13 +77,11 @@ void dri_get_cur_source(const dr_tags_context_c* ctx, std::string& out) {
 
 int drend_add_cmd_handlers(drend_cmd_handler_t start, drend_cmd_handler_t end,
                            void* user_data) {
-    const int status = cmd_handlers.set({start, end, user_data});
-    dri_has_cmd_start.store(cmd_handlers.get().start != nullptr, std::memory_order_relaxed);
-    return status;
+    return dri_cmd_handlers.set({start, end, user_data});
 }
 
 void dri_call_cmd_start(const dr_tags_context_c* ctx, const char* command) {
-    const cmd_handlers_s& handlers = cmd_handlers.get();
+    const dr_cmd_handlers_s& handlers = dri_cmd_handlers.get();
     if (handlers.start == nullptr) {
         return;
     }
@@ -108,7 +97,7 @@ void dri_call_cmd_start(const dr_tags_context_c* ctx, const char* command) {
 }
 
 void dri_call_cmd_end(const drend_tag_c* /*tag*/) {
-    const cmd_handlers_s& handlers = cmd_handlers.get();
+    const dr_cmd_handlers_s& handlers = dri_cmd_handlers.get();
     if (handlers.end != nullptr) {
         handlers.end("", handlers.user_data);
     }

@@ -13,12 +13,12 @@
 // A tags context belongs to one walk on the daemon's thread.
 #pragma once
 
-#include <atomic>
 #include <string>
 #include <vector>
 
 #include "definitions/dr_render_context.h"
 #include "definitions/drend_tag_object.h"
+#include "frame/dr_published.h"
 #include "frame/dr_stack.h"
 #include "model/dr_meta_context.h"
 
@@ -76,8 +76,17 @@ class dr_tags_context_c : public dr_render_context_c {
 // The sources on the tag stack, bottom first, joined with "/".
 void dri_get_cur_source(const dr_tags_context_c* ctx, std::string& out);
 
+struct dr_cmd_handlers_s {
+    drend_cmd_handler_t start = nullptr;
+    drend_cmd_handler_t end = nullptr;
+    void* user_data = nullptr;
+    bool operator==(const dr_cmd_handlers_s&) const = default;
+};
+extern dr_published_c<dr_cmd_handlers_s> dri_cmd_handlers;
 // Whether a start handler is installed: nearly never, and asked for every tag.
-extern std::atomic<bool> dri_has_cmd_start;
+inline bool dri_has_cmd_start() {
+    return dri_cmd_handlers.get().start != nullptr;
+}
 // Calls the installed command handlers; see drend_add_cmd_handlers. The start handler gets "/" and
 // the name of the first tag on `ctx` that is not "__root__", or `command` when there is none.
 void dri_call_cmd_start(const dr_tags_context_c* ctx, const char* command);

@@ -41,7 +41,6 @@ std::unique_ptr<dr_daemon_context_c> read_set(const char* name) {
     for (const std::string& file : files_of(name)) {
         dri_load_file(file.c_str(), *ddc);
     }
-    ddc->index_names();
     return ddc;
 }
 
@@ -59,6 +58,20 @@ void replace_current(std::unique_ptr<dr_daemon_context_c> set) {
 int report_no_memory() {
     fputs("render definitions: out of memory\n", stderr);
     return -1;
+}
+
+// Reads a new set, has it finished aside and makes it current.
+int load(const char* name, void (*finish)(dr_daemon_context_c& set)) {
+    drend_lock_guard_c guard(loader().load_lock);
+    loader().name = name;
+    try {
+        std::unique_ptr<dr_daemon_context_c> ddc = read_set(name);
+        finish(*ddc);
+        replace_current(std::move(ddc));
+        return 0;
+    } catch (const std::bad_alloc&) {
+        return report_no_memory();
+    }
 }
 
 } // namespace
@@ -131,27 +144,11 @@ int dri_get_set_count() {
 // --- loading ---
 
 int dri_load_dir(const char* name) {
-    drend_lock_guard_c guard(loader().load_lock);
-    loader().name = name;
-    try {
-        replace_current(read_set(name));
-        return 0;
-    } catch (const std::bad_alloc&) {
-        return report_no_memory();
-    }
+    return load(name, [](dr_daemon_context_c& set) { set.index_names(); });
 }
 
 int dri_load_merged(const char* name) {
-    drend_lock_guard_c guard(loader().load_lock);
-    loader().name = name;
-    try {
-        std::unique_ptr<dr_daemon_context_c> ddc = read_set(name);
-        dri_merge_set(*ddc);
-        replace_current(std::move(ddc));
-        return 0;
-    } catch (const std::bad_alloc&) {
-        return report_no_memory();
-    }
+    return load(name, dri_merge_set);
 }
 
 int dri_reload_json() {

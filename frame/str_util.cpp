@@ -18,8 +18,6 @@ constexpr unsigned STACK_TEXT = 256;
 // A cut text keeps this many bytes of its own.
 constexpr unsigned CUT_LENGTH = STR_LIMIT - 26;
 
-// Null while the system's formatter is in force.
-
 DREND_PRINTF(3, 0)
 int system_vsnprintf(char* buffer, unsigned int size, const char* format, va_list args) {
     return vsnprintf(buffer, size, format, args);

@@ -284,8 +284,7 @@ bool dr_meta_context_c::visit_leaf(const dr_nav_path_c& path, const void* elemen
     if (spare_ == nullptr) {
         push_child(leaf, element_ref);
     } else {
-        const void* inherited = top_->object.element_ref;
-        spare_->stand_for(leaf, inherited != nullptr ? inherited : element_ref, top_);
+        spare_->stand_for(leaf, row_of_child(element_ref), top_);
         top_ = std::exchange(spare_, nullptr);
     }
     is_visiting_ = true;
@@ -301,9 +300,8 @@ void dr_meta_context_c::end_visit() {
     } else {
         pop_object();
     }
-    if (has_frames_aside_) {
-        has_frames_aside_ = false;
-        release(std::exchange(top_, frames_aside_));
+    if (frames_aside_ != nullptr) {
+        release(std::exchange(top_, std::exchange(frames_aside_, nullptr)));
     }
     if (has_maps_aside_) {
         has_maps_aside_ = false;
@@ -313,8 +311,7 @@ void dr_meta_context_c::end_visit() {
 
 // The frames below the visited leaf are shared from here on, so that a write makes its own.
 void dr_meta_context_c::put_frames_aside() {
-    if (!has_frames_aside_) {
-        has_frames_aside_ = true;
+    if (frames_aside_ == nullptr) {
         frames_aside_ = top_->below;
         ++frames_aside_->refs;
     }
@@ -375,8 +372,13 @@ void dr_meta_context_c::push_child(dr_meta_node_c* child, const void* element_re
         push_object(child, nullptr);
         return;
     }
+    push_object(child, row_of_child(element_ref));
+}
+
+// The row that a child of the top object, not itself a list, belongs to.
+const void* dr_meta_context_c::row_of_child(const void* element_ref) const {
     const void* inherited = top_->object.element_ref;
-    push_object(child, inherited != nullptr ? inherited : element_ref);
+    return inherited != nullptr ? inherited : element_ref;
 }
 
 int dr_meta_context_c::push_named(const dr_nav_step_c& step, bool call_list,

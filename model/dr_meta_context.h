@@ -154,6 +154,7 @@ class dr_meta_context_c : public dr_meta_context_s {
     int find_row(dr_meta_node_c* key_leaf, const std::string& wanted);
     int drop_list(int status);
     maps_s& writable_maps();
+    const void* row_of_child(const void* element_ref) const;
     void put_frames_aside();
     void put_maps_aside();
     static void release(frame_s* frame);
@@ -165,7 +166,6 @@ class dr_meta_context_c : public dr_meta_context_s {
 
     // During a visit: what there was before it, once that was written to.
     bool is_visiting_ = false;
-    bool has_frames_aside_ = false;
     bool has_maps_aside_ = false;
     frame_s* spare_ = nullptr; // of the last visit, for the next one
     frame_s* frames_aside_ = nullptr;

@@ -39,6 +39,7 @@ void dr_json_cwalker_c::push_value(const drend_tag_object_c* tobj,
 }
 
 void dr_json_cwalker_c::pop(const drend_tag_object_c* tobj) {
+    // Of a leaf in an open object nothing is left to be printed.
     const bool is_done = tobj->type() == DT_TYPE_LEAF && !holds_name_ && !levels_.empty();
     if (!is_done && !is_skipped(tobj)) {
         dr_json_cwalker_c::pop_private(tobj);

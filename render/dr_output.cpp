@@ -98,13 +98,6 @@ void dr_output_c::add_long_indent(size_t width) {
     }
 }
 
-char* dr_output_c::write_value(char* out, const dri_escaper_s& escaper,
-                               std::string_view before, std::string_view value,
-                               std::string_view after) {
-    out = escaper.write(dri_copy_text(out, before), value);
-    return dri_copy_text(out, after);
-}
-
 void dr_output_c::add_value(const dri_escaper_s& escaper, std::string_view before,
                             std::string_view value, std::string_view after) {
     const size_t longest = before.size() + DRI_ESCAPED_MAX * value.size() + after.size();

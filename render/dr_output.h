@@ -93,8 +93,8 @@ class dr_output_c {
         char* out = collected_.get() + used_;
         memcpy(out, DRI_BLANKS, SHORT_INDENT);
         out = dri_copy_text(out + width, opening);
-        out = escaper.write(dri_copy_text(out, before), value);
-        used_ = static_cast<size_t>(dri_copy_text(out, after) - collected_.get());
+        out = write_value(out, escaper, before, value, after);
+        used_ = static_cast<size_t>(out - collected_.get());
     }
     // Sends what is collected, and gives its memory back.
     void release();
@@ -118,8 +118,12 @@ class dr_output_c {
     void add_long_indent(size_t width);
     void send(std::string_view text);
     void send_collected();
-    char* write_value(char* out, const dri_escaper_s& escaper, std::string_view before,
-                      std::string_view value, std::string_view after);
+    static char* write_value(char* out, const dri_escaper_s& escaper,
+                             std::string_view before, std::string_view value,
+                             std::string_view after) {
+        out = escaper.write(dri_copy_text(out, before), value);
+        return dri_copy_text(out, after);
+    }
     void add_long_value(const dri_escaper_s& escaper, std::string_view before,
                         std::string_view value, std::string_view after);
 

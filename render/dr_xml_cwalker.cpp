@@ -211,9 +211,7 @@ bool dr_xml_cwalker_c::dont_print_empty_tag(const drend_tag_object_c* tobj) cons
 }
 
 void dr_xml_cwalker_c::pop(const drend_tag_object_c* tobj) {
-    if (tobj->type() == DT_TYPE_LEAF) {
-        holds_leaf_ = false; // closed behind its value
-    } else if (find_key(tobj) == nullptr) {
+    if (tobj->type() == DT_TYPE_LEAF || find_key(tobj) == nullptr) {
         dr_xml_cwalker_c::pop_private(tobj);
     }
 }

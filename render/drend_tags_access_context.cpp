@@ -164,7 +164,7 @@ int dr_tags_access_context_c::walk_tree(dr_context_walker_c* walker) {
     if (dri_trace_on(DREND_TRACE_WALK)) {
         trace_position(tobj);
     }
-    if (dri_has_cmd_start.load(std::memory_order_relaxed)) {
+    if (dri_has_cmd_start()) {
         dri_call_cmd_start(this, "");
     }
     if (!tobj->dto_tag->has_source_child()) {

@@ -2,14 +2,8 @@
 #pragma once
 
 #include "definitions/dr_render_context.h"
-#include "drend.h"
 #include "render/dr_deferral.h"
-
-// The last line of an answer for which memory ran out. Needs no memory itself.
-inline void dri_send_no_memory(void* peer) {
-    drend_send(peer, "%s", "error: out of memory\n");
-    drend_flush(peer);
-}
+#include "service/dr_answer.h"
 
 class dr_peer_cookie_c {
   public:

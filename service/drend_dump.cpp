@@ -1,7 +1,6 @@
 #include "service/drend_dump.h"
 
 #include <memory>
-#include <new>
 
 #include "frame/str_util.h"
 #include "render/dr_deferral.h"
@@ -54,12 +53,7 @@ int dri_dump_schema(void* peer) {
 }
 
 int drend_dump_schema(void* peer) {
-    try {
-        return dri_dump_schema(peer);
-    } catch (const std::bad_alloc&) {
-        dri_send_no_memory(peer);
-        return DREND_ERR;
-    }
+    return dri_answer<int>(peer, DREND_ERR, [&] { return dri_dump_schema(peer); });
 }
 
 dr_render_context_c* dri_dump(void* peer) {
@@ -74,12 +68,7 @@ dr_render_context_c* dri_dump(void* peer) {
 }
 
 void* drend_dump(void* peer) {
-    try {
-        return dri_dump(peer);
-    } catch (const std::bad_alloc&) {
-        dri_send_no_memory(peer); // the request ends here, the daemon goes on
-        return nullptr;
-    }
+    return dri_answer<void*>(peer, nullptr, [&] { return dri_dump(peer); });
 }
 
 dr_mt_dump_context_c::dr_mt_dump_context_c(void* peer) : cookie_(peer) {

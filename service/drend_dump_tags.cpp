@@ -2,10 +2,10 @@
 
 #include <cstring>
 #include <memory>
-#include <new>
 #include <utility>
 
 #include "definitions/drend_lookup.h"
+#include "service/dr_answer.h"
 
 namespace {
 
@@ -31,14 +31,10 @@ int dump_rpc(void* peer, const char* name, const char* argument, bool may_wrap) 
     }
     const bool wrap_in_data = may_wrap && strcmp(name, DRI_NETCONF_GET) == 0;
     int status = 0;
-    dr_request_c* suspended = nullptr;
-    try {
-        suspended = dri_dump_tags(peer, tag, DR_FORMAT_XML, argument, &status, wrap_in_data,
-                                  nullptr);
-    } catch (const std::bad_alloc&) {
-        dri_send_no_memory(peer); // the request ends here, the daemon goes on
-        status = DREND_ERR;
-    }
+    dr_request_c* suspended = dri_answer<dr_request_c*>(peer, nullptr, [&] {
+        return dri_dump_tags(peer, tag, DR_FORMAT_XML, argument, &status, wrap_in_data,
+                             nullptr);
+    });
     dri_release_command_tag(tag);
     if (suspended != nullptr) {
         suspended->note_suspended();

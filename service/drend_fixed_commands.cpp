@@ -2,13 +2,13 @@
 
 #include <cstring>
 #include <iterator>
-#include <new>
 
 #include "definitions/drend_load.h"
 #include "frame/dr_no_memory.h"
 #include "frame/dr_str_buf.h"
 #include "frame/drend_lock.h"
-#include "service/dr_peer_cookie.h"
+#include "service/dr_answer.h"
+#include "service/drend_dump.h"
 #include "service/drend_menu.h"
 
 namespace {
@@ -24,12 +24,12 @@ fixed_table_s& table() {
 }
 
 int dump_schema(void* peer, const char* /*argument*/) {
-    drend_dump_schema(peer);
+    dri_dump_schema(peer);
     return 0;
 }
 
 int dump_values(void* peer, const char* /*argument*/) {
-    drend_dump(peer);
+    dri_dump(peer);
     return 0;
 }
 
@@ -58,12 +58,7 @@ int handle(void* peer, void* /*parse_context*/, const char* argument) {
     if (dri_refuse_while_answering(peer)) {
         return -1;
     }
-    try {
-        return Run(peer, argument);
-    } catch (const std::bad_alloc&) {
-        dri_send_no_memory(peer);
-        return -1;
-    }
+    return dri_answer(peer, -1, [&] { return Run(peer, argument); });
 }
 
 constexpr drend_menu_entry_s OWN_COMMANDS[] = {

@@ -9,6 +9,7 @@
 #include "definitions/drend_lookup.h"
 #include "frame/drend_hooks.h"
 #include "orvex_platform/mgmt_sock.h"
+#include "service/dr_answer.h"
 #include "service/drend_dump_tags.h"
 #include "service/drend_fixed_commands.h"
 
@@ -93,15 +94,11 @@ int run_render_command(void* peer, void* parse_context, const char* argument) {
 
 // Renders a command that is in use for the length of this call.
 int dump_command(void* peer, const drend_tag_c* tag, bool is_get, const char* argument) {
-    int status = 0;
-    dr_request_c* suspended = nullptr;
-    try {
-        suspended = dri_mgmt_dump_tags(peer, tag, DR_FORMAT_XML, argument, &status, is_get,
-                                       nullptr);
-    } catch (const std::bad_alloc&) {
-        dri_send_no_memory(peer); // the request ends here, the daemon goes on
-        return DREND_ERR;
-    }
+    int status = DREND_ERR; // unless the dump says otherwise
+    dr_request_c* suspended = dri_answer<dr_request_c*>(peer, nullptr, [&] {
+        return dri_mgmt_dump_tags(peer, tag, DR_FORMAT_XML, argument, &status, is_get,
+                                  nullptr);
+    });
     if (suspended != nullptr) {
         suspended->become_cookie();
         dri_deferred(suspended);

@@ -8,16 +8,9 @@
 #include "expr/dr_xp_functions.h"
 #include "expr/dr_xp_parser.h"
 #include "expr/dr_xp_pattern.h"
+#include "repeated.h"
 
 namespace {
-
-std::string repeated(int times, const std::string& text) {
-    std::string all;
-    while (times-- > 0) {
-        all += text;
-    }
-    return all;
-}
 
 // Knows no name, and remembers which it was asked for.
 class blank_lookup_c final : public drend_value_lookup_c {

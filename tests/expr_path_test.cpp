@@ -5,16 +5,9 @@
 #include "expr/dr_map_expr.h"
 #include "expr/dr_xp_lexer.h"
 #include "expr/dr_xp_parser.h"
+#include "repeated.h"
 
 namespace {
-
-std::string repeated(int times, const std::string& text) {
-    std::string all;
-    while (times-- > 0) {
-        all += text;
-    }
-    return all;
-}
 
 using lexer_t = int (*)(const char*&, dr_str_buf_c&, const char*&);
 

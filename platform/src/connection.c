@@ -379,11 +379,6 @@ static bool make_events(struct connection_s* connection) {
            event_add(connection->readable, NULL) == 0;
 }
 
-static void free_event(struct event* event) {
-    if (event != NULL)
-        event_free(event);
-}
-
 static void free_connection(struct connection_s* connection) {
     free_event(connection->readable);
     free_event(connection->writable);

@@ -18,6 +18,11 @@ enum {
     SOCKET_MODE = 0660,
 };
 
+void free_event(struct event* event) {
+    if (event != NULL)
+        event_free(event);
+}
+
 static mgmt_server_config_s with_defaults(mgmt_server_config_s config) {
     if (config.max_peers == 0)
         config.max_peers = 1024;
@@ -225,11 +230,6 @@ static int make_events(struct mgmt_server_s* server) {
                    event_add(server->acceptable, NULL) == 0
                ? 0
                : -1;
-}
-
-static void free_event(struct event* event) {
-    if (event != NULL)
-        event_free(event);
 }
 
 static void free_server(struct mgmt_server_s* server) {

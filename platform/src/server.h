@@ -92,6 +92,8 @@ void connection_destroy(struct connection_s* connection);
 /* Gives the connection a turn after those that wait for theirs already. */
 void server_queue_turn(struct connection_s* connection);
 void server_forget_turn(struct connection_s* connection);
+/* Nothing for NULL. */
+void free_event(struct event* event);
 
 /* --- slices.c --- */
 
