@@ -24,18 +24,24 @@ int system_vsnprintf(char* buffer, unsigned int size, const char* format, va_lis
 }
 
 // Writes a format that consists of plain text, %s, %*s and whole numbers; gives up on any
-// other.
+// other. The arguments are a member because a function that takes one from a va_list parameter
+// leaves its caller's indeterminate: some machines pass the list itself, others a copy.
 class quick_format_c {
   public:
-    explicit quick_format_c(std::string& dst) : dst_(dst), start_(dst.size()) {}
+    quick_format_c(std::string& dst, va_list args) : dst_(dst), start_(dst.size()) {
+        va_copy(args_, args);
+    }
+    ~quick_format_c() { va_end(args_); }
+    quick_format_c(const quick_format_c&) = delete;
+    quick_format_c& operator=(const quick_format_c&) = delete;
 
     // False when the format needs the real formatter; `dst` is then as it was.
-    bool write(const char* format, va_list args) {
+    bool write(const char* format) {
         while (*format != '\0') {
             const char* stop = strchrnul(format, '%');
             dst_.append(format, stop);
             format = stop;
-            if (*format == '%' && !conversion(format, args)) {
+            if (*format == '%' && !conversion(format)) {
                 dst_.resize(start_);
                 return false;
             }
@@ -55,26 +61,26 @@ class quick_format_c {
     }
 
   private:
-    bool conversion(const char*& format, va_list args) {
+    bool conversion(const char*& format) {
         const std::string_view rest(format, strnlen(format, 4));
         if (rest.starts_with("%s")) {
-            text(va_arg(args, const char*));
+            text(va_arg(args_, const char*));
             format += 2;
         } else if (rest.starts_with("%*s")) {
-            const int width = va_arg(args, int);
-            padded(width, va_arg(args, const char*));
+            const int width = va_arg(args_, int);
+            padded(width, va_arg(args_, const char*));
             format += 3;
         } else if (rest.starts_with("%d")) {
-            number(va_arg(args, int));
+            number(va_arg(args_, int));
             format += 2;
         } else if (rest.starts_with("%u")) {
-            number(va_arg(args, unsigned));
+            number(va_arg(args_, unsigned));
             format += 2;
         } else if (rest.starts_with("%lld")) {
-            number(va_arg(args, long long));
+            number(va_arg(args_, long long));
             format += 4;
         } else if (rest.starts_with("%llu")) {
-            number(va_arg(args, unsigned long long));
+            number(va_arg(args_, unsigned long long));
             format += 4;
         } else {
             return false;
@@ -110,6 +116,7 @@ class quick_format_c {
 
     std::string& dst_;
     const size_t start_;
+    va_list args_;
 };
 
 // Formats with `formatter`, first on the stack and for long texts again into memory of the
@@ -191,12 +198,9 @@ unsigned int str_vappend(std::string& dst, const char* format, va_list args) {
     if (formatter != nullptr) {
         return format_append(dst, formatter, format, args);
     }
-    quick_format_c quick(dst);
-    va_list copy;
-    va_copy(copy, args);
-    const bool written = quick.write(format, copy);
-    va_end(copy);
-    return written ? quick.finish() : format_append(dst, system_vsnprintf, format, args);
+    quick_format_c quick(dst, args);
+    return quick.write(format) ? quick.finish()
+                               : format_append(dst, system_vsnprintf, format, args);
 }
 
 unsigned int str_append(std::string& dst, const char* format, ...) {

@@ -81,12 +81,16 @@ class Texts(unittest.TestCase):
             "docs/b.md": "`tests/a.cpp:there` and `tests/a.cpp:gone`\n",
             "tests/a.cpp": "TEST(a, there) {}\n",
             "frame/a.cpp": "\tint a;\n" + "x" * 101 + "\n",
+            "platform/a.c": "int f(va_list a) {\n va_list b;\n va_copy(b, a);\n"
+                            " return va_arg(b, int) + va_arg(a, int);\n}\n",
             "script/run": "end \n",
             "tests/data/golden.txt": "kept \n",
         }), [1, "docs/a.md:2: trailing white space",
              f"docs/a.md:4: refers to '{unavailable[4:]}'",
              "docs/b.md:1: no test 'gone' in tests/a.cpp", "frame/a.cpp:1: tab",
-             "frame/a.cpp:2: 101 columns", "script/run:1: trailing white space"])
+             "frame/a.cpp:2: 101 columns",
+             "platform/a.c:4: takes an argument from the parameter 'a'",
+             "script/run:1: trailing white space"])
 
     def test_clean_texts_pass(self):
         clean = {"frame/a.cpp": "int a;\n" + "x" * 100 + "\n", "raw.bin": "\udc80 "}

@@ -1,9 +1,10 @@
 #!/usr/bin/env python3
 """Checks the project's texts: check_texts.py [ROOT]
 
-Sources and documents have no trailing white space; C and C++ sources have no tabs and no line
-over 100 columns; no text at all refers to something that a reader of the project does not have;
-a test that a document names, tests/FILE:NAME, is there.
+Sources and documents have no trailing white space; C and C++ sources have no tabs, no line over
+100 columns and no argument taken from a va_list parameter, for that leaves the caller's list
+indeterminate, which only some machines show; no text at all refers to something that a reader of
+the project does not have; a test that a document names, tests/FILE:NAME, is there.
 """
 
 import pathlib
@@ -34,6 +35,19 @@ def missing_tests(root, line):
             yield f"no test '{name}' in {file}"
 
 
+VA_LIST = re.compile(r"\bva_list (\w+)([;,)])")
+VA_ARG = re.compile(r"\bva_arg\((\w+)")
+
+
+def va_list_errors(lines):
+    is_parameter = {}
+    for number, line in enumerate(lines, 1):
+        is_parameter.update((name, end != ";") for name, end in VA_LIST.findall(line))
+        for name in VA_ARG.findall(line):
+            if is_parameter.get(name):
+                yield number, f"takes an argument from the parameter '{name}'"
+
+
 def layout_errors(line, is_code):
     if line != line.rstrip():
         yield "trailing white space"
@@ -47,7 +61,10 @@ def errors_of(root, path, text):
     is_code = path.suffix in CODE
     is_text = is_code or path.suffix in PROSE or path.parts[0] in SCRIPTS
     is_text = is_text and not path.as_posix().startswith(RECORDED)
-    for number, line in enumerate(text.split("\n"), 1):
+    lines = text.split("\n")
+    for number, error in va_list_errors(lines) if is_code else ():
+        yield f"{path}:{number}: {error}"
+    for number, line in enumerate(lines, 1):
         found = list(layout_errors(line, is_code)) if is_text else []
         found += missing_tests(root, line) if path.suffix == ".md" else []
         found += [f"refers to '{m.group()}'" for m in UNAVAILABLE.finditer(line)]

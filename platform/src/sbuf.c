@@ -103,21 +103,22 @@ static int put_long_format(str_buf_s* buf, size_t at, size_t blanks, size_t leng
 
 static int put_format(str_buf_s* buf, size_t at, size_t blanks, const char* format,
                       va_list args) {
-    if (format[0] == '%' && format[1] == 's' && format[2] == '\0') {
-        const char* text = va_arg(args, const char*);
-        if (!text)
-            text = "(null)";
-        return put(buf, at, blanks, text, strlen(text));
-    }
-    char text[FORMAT_ROOM];
     va_list again;
     va_copy(again, args);
-    const int length = vsnprintf(text, sizeof(text), format, args);
     int result = -1;
-    if (length >= (int)sizeof(text))
-        result = put_long_format(buf, at, blanks, (size_t)length, format, again);
-    else if (length >= 0)
-        result = put(buf, at, blanks, text, (size_t)length);
+    if (format[0] == '%' && format[1] == 's' && format[2] == '\0') {
+        const char* text = va_arg(again, const char*);
+        if (!text)
+            text = "(null)";
+        result = put(buf, at, blanks, text, strlen(text));
+    } else {
+        char text[FORMAT_ROOM];
+        const int length = vsnprintf(text, sizeof(text), format, args);
+        if (length >= (int)sizeof(text))
+            result = put_long_format(buf, at, blanks, (size_t)length, format, again);
+        else if (length >= 0)
+            result = put(buf, at, blanks, text, (size_t)length);
+    }
     va_end(again);
     return result;
 }
