@@ -36,17 +36,6 @@ dr_published_c<rebuild_menu_s> rebuild_menu;
 
 drend_lock_c event_context_lock;
 
-void exit_with_message(int code, int /*arg*/, const char* format, ...) {
-    va_list args;
-    va_start(args, format);
-    std::string message;
-    str_vappend(message, format, args);
-    va_end(args);
-    fputs(message.c_str(), stderr);
-    fflush(stderr);
-    exit(code);
-}
-
 int write_and_flush(FILE* stream, const char* text) {
     const bool written = fputs(text, stream) != EOF;
     fflush(stream);
@@ -77,6 +66,28 @@ const char* finished_text(const char* format, va_list args) {
     const char* text = va_arg(copy, const char*);
     va_end(copy);
     return text != nullptr && strnlen(text, STR_LIMIT) < STR_LIMIT ? text : nullptr;
+}
+
+// The text of a fatal error, kept in `message` if need be; the format when memory runs out.
+DREND_PRINTF(1, 0)
+const char* message_text(const char* format, va_list args, std::string& message) {
+    if (const char* whole = finished_text(format, args)) {
+        return whole;
+    }
+    return dri_unless_no_memory(format, [&] {
+        str_vappend(message, format, args);
+        return message.c_str();
+    });
+}
+
+void exit_with_message(int code, int /*arg*/, const char* format, ...) {
+    va_list args;
+    va_start(args, format);
+    std::string message;
+    fputs(message_text(format, args, message), stderr);
+    va_end(args);
+    fflush(stderr);
+    exit(code);
 }
 
 DREND_PRINTF(2, 0)
@@ -194,13 +205,10 @@ void drend_err_exit(int code, int arg, const char* format, ...) {
     std::string message;
     va_list args;
     va_start(args, format);
-    dri_unless_no_memory(0, [&] {
-        str_vappend(message, format, args);
-        return 0;
-    });
+    const char* text = message_text(format, args, message);
     va_end(args);
     ++send_counter;
-    method(code, arg, "%s", message.empty() ? format : message.c_str());
+    method(code, arg, "%s", text);
 }
 
 void* drend_get_event_context(void) {

@@ -250,7 +250,8 @@ typedef int (*drend_proc_t)(dr_meta_context_s* ctx, const void* data);
  * fields of every row. `data` may be NULL. All functions of this group return 0. A path
  * whose procedure is registered a second time with another procedure or other data is a
  * fatal error (drend_err_exit), and so is memory that runs out; should that not end the
- * process, nothing was registered and the result is -1 for the latter.
+ * process, nothing was registered. drend_add_cont_cb alone returns -1 then, when memory ran
+ * out.
  */
 
 /* A list: `proc` steps through its rows. */

@@ -13,34 +13,26 @@ namespace {
 dr_meta_node_c* root = nullptr;
 unsigned generation = 0;
 
-int report_no_memory(const char* path) {
-    drend_err_exit(-1, 0, "meta-node at '%s' cannot be made: out of memory", path);
-    return -1;
-}
-
-// The node at `path`, made when it is missing. Null, with a fatal error, when memory ran out.
-dr_meta_node_c* make_node(const char* path) {
-    dr_meta_node_c* node = dri_unless_no_memory<dr_meta_node_c*>(
-        nullptr, [&] { return dri_find_node_from_path(path); });
-    if (node == nullptr) {
-        report_no_memory(path);
-    }
-    return node;
+void report_missing(const char* what) {
+    drend_err_exit(-1, 0, "Couldn't find/make '%s'", what);
 }
 
 // Attaches an enter or exit procedure; `which` names it in the message of a conflict.
 int attach(dr_proc_c* dr_meta_node_c::*slot, const char* which, const char* path,
            drend_proc_t proc, const void* data) {
-    dr_meta_node_c* node = make_node(path);
+    dr_meta_node_c* node = dri_find_node_from_path(path);
     if (node == nullptr) {
-        return -1;
+        return 0; // has been reported
     }
     if (node->*slot != nullptr) {
         drend_err_exit(-1, 0, "meta-node at '%s' already has %s proc", path, which);
         return 0;
     }
     node->*slot = new (std::nothrow) dr_proc_c(proc, data);
-    return node->*slot == nullptr ? report_no_memory(path) : 0;
+    if (node->*slot == nullptr) {
+        report_missing(path);
+    }
+    return 0;
 }
 
 } // namespace
@@ -93,12 +85,20 @@ unsigned dmn_generation() {
 
 dr_meta_node_c* dri_find_node_from_path(const char* path) {
     std::vector<std::string> components;
-    str_split(path, components, "/", false);
-    dr_meta_node_c* node = dmn_get_root();
-    for (const std::string& component : components) {
-        if (!component.empty()) {
-            node = node->find_or_add(component.c_str());
+    const char* wanted = path;
+    auto* node = dri_unless_no_memory<dr_meta_node_c*>(nullptr, [&] {
+        str_split(path, components, "/", false);
+        dr_meta_node_c* reached = dmn_get_root();
+        for (const std::string& component : components) {
+            if (!component.empty()) {
+                wanted = component.c_str();
+                reached = reached->find_or_add(wanted);
+            }
         }
+        return reached;
+    });
+    if (node == nullptr) {
+        report_missing(wanted);
     }
     return node;
 }
@@ -107,9 +107,9 @@ int dri_add_path(const char* path, dmn_type_e type, dmn_leaf_type_e leaf_type,
                  drend_proc_t proc, const void* data) {
     static drend_lock_c lock;
     drend_lock_guard_c guard(lock);
-    dr_meta_node_c* node = make_node(path);
+    dr_meta_node_c* node = dri_find_node_from_path(path);
     if (node == nullptr) {
-        return -1;
+        return 0; // has been reported
     }
     const bool populated = node->proc != nullptr || node->data != nullptr;
     if (proc != nullptr && populated && (node->proc != proc || node->data != data)) {
@@ -131,7 +131,7 @@ int dri_add_path(const char* path, dmn_type_e type, dmn_leaf_type_e leaf_type,
 int dri_add_cont_path(const char* path, drend_proc_t proc, const void* data) {
     static drend_lock_c lock;
     drend_lock_guard_c guard(lock);
-    dr_meta_node_c* node = make_node(path);
+    dr_meta_node_c* node = dri_find_node_from_path(path);
     if (node == nullptr) {
         return -1;
     }

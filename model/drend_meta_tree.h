@@ -95,15 +95,16 @@ void dmn_reset_root();
 // The generation of the tree; differs after each dmn_reset_root.
 unsigned dmn_generation();
 
-// The node at a registration path, with every missing node made on the way.
+// The node at a registration path, with every missing node made on the way. Null when memory runs
+// out, after the fatal error "Couldn't find/make" with the component's name.
 dr_meta_node_c* dri_find_node_from_path(const char* path);
 
 // The general registrations behind the functions of drend.h. Null arguments leave what a
-// node has.
+// node has. 0, also after a fatal error that did not end the process.
 int dri_add_path(const char* path, dmn_type_e type, dmn_leaf_type_e leaf_type,
                  drend_proc_t proc, const void* data);
 // Sets, or with a null `proc` clears, the container procedure. 0, or -1 when there is no
-// node.
+// node, which has been reported.
 int dri_add_cont_path(const char* path, drend_proc_t proc, const void* data);
 
 // Calls the installed handler with a walk's context; see drend_add_walk_handlers. The

@@ -45,9 +45,13 @@ int failing_vsnprintf(char* buffer, unsigned int /*size*/, const char*, va_list)
     return -1;
 }
 
-int reported;
-void keep_code(int code, int arg, const char* /*format*/, ...) {
-    reported = code * 10 + arg;
+std::string reported;
+void keep_report(int code, int arg, const char* format, ...) {
+    va_list args;
+    va_start(args, format);
+    reported = std::to_string(code) + " " + std::to_string(arg) + " " + format + "|" +
+               va_arg(args, const char*);
+    va_end(args);
 }
 
 std::string formatted(const char* format, ...) {
@@ -170,11 +174,13 @@ TEST_F(hooks_test, trace_lines_need_a_bit_and_a_listener) {
 TEST_F(hooks_test, a_fatal_error_ends_the_process_unless_a_method_is_installed) {
     EXPECT_EXIT(drend_err_exit(3, 0, "bad %s", "thing"), testing::ExitedWithCode(3),
                 "bad thing");
-    const auto before = drend_set_err_exit_method(keep_code);
+    const auto before = drend_set_err_exit_method(keep_report);
     drend_chars_sent_reset();
-    drend_err_exit(-1, 4, "x");
-    EXPECT_EQ(reported, -6);
+    drend_err_exit(-1, 4, "100%%");
+    EXPECT_EQ(reported, "-1 4 %s|100%");
     EXPECT_EQ(drend_chars_sent_reset(), 1);
+    drend_err_exit(-1, 0, "%s", "");
+    EXPECT_EQ(reported, "-1 0 %s|");
     drend_set_err_exit_method(nullptr);
     drend_err_exit(-1, 0, "ignored");
     drend_set_err_exit_method(before);
