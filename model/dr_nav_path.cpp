@@ -19,6 +19,7 @@ dr_nav_step_c child_step(const std::string& component, selector_s& selector) {
         return {component, selector.in_force};
     }
     dri_parse_expr(component.c_str(), selector.name, selector.key, selector.value);
+    selector.in_force.reset(); // an empty key selects nothing
     if (!selector.key.empty()) {
         selector.in_force =
             std::make_shared<dr_nav_key_s>(dr_nav_key_s{selector.key, selector.value});

@@ -4,8 +4,8 @@
 //     ../interface[name=lo]/mtu   ->   UP, CHILD interface (key name, value lo), CHILD mtu
 //
 //  1. A key that a component names stays in force for the later components of the same path
-//  that
-//     name none, as does a component's name for a later one that holds "=" but no "[".
+//     that name none; an empty one, "[=x]", ends it. A component's name stays in force for a
+//     later one that holds "=" but no "[".
 //  2. A path with an unclosed "[" ends in a BROKEN step, which fails when it is reached.
 //
 // A path is immutable but for the node that each step remembers; that memory belongs to the

@@ -1,8 +1,11 @@
 // The daemon's data model: registration, navigation, accessor calls and the value API.
 
+#include <set>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "failing_memory.h"
 #include "model/dr_meta_context.h"
 #include "render_fixture.h"
 
@@ -87,6 +90,34 @@ TEST_F(model_test, contradictory_registrations_are_fatal) {
     EXPECT_EQ(fatal_message, "meta-node at 'a' already has exit proc");
 }
 
+// Fatal is what cannot be made, too; should the process go on, one registration alone says so.
+TEST_F(model_test, a_node_that_cannot_be_made_is_fatal) {
+    if (!allocations_can_fail()) {
+        GTEST_SKIP() << "the allocation function is not this program's";
+    }
+    using add_t = int (*)(const char*, drend_proc_t, const void*);
+    const struct {
+        add_t add;
+        int failed;
+    } cases[] = {{drend_add_list, 0}, {drend_add_enter, 0}, {drend_add_cont_cb, -1}};
+    for (const auto& row : cases) {
+        std::set<std::string> messages;
+        for (long failures = 0; fatal_message != "none"; ++failures) {
+            dmn_reset_root();
+            fatal_message = "none";
+            failing_allocation = failures + 1;
+            const int result = row.add("a/b", count_call, nullptr);
+            failing_allocation = 0;
+            EXPECT_EQ(result, fatal_message == "none" ? 0 : row.failed) << failures;
+            messages.insert(fatal_message);
+        }
+        EXPECT_THAT(messages, testing::UnorderedElementsAre(
+                                  "none", "Couldn't find/make 'a/b'",
+                                  "Couldn't find/make 'a'", "Couldn't find/make 'b'"));
+        fatal_message.clear();
+    }
+}
+
 TEST_F(model_test, navigation_follows_names_dots_and_roots) {
     drend_add_str_leaf("a/b", count_call, nullptr);
     drend_add_str_leaf("a/c", count_call, nullptr);
@@ -161,6 +192,10 @@ TEST_F(model_test, a_key_selects_a_row) {
     dr_meta_context_c context;
     EXPECT_EQ(context.push_path("/t/row[name=lo]", false, nullptr), DREND_OK);
     EXPECT_TRUE(context.get_top_object()->is_list_el());
+    // An empty key ends the one in force: no row is looked for.
+    EXPECT_EQ(context.push_path("/t/row[name=lo]/../row[=x]", false, nullptr), DREND_OK);
+    EXPECT_TRUE(context.get_top_object()->is_list());
+    EXPECT_EQ(context.get_element_offset(0), nullptr);
 }
 
 TEST_F(model_test, a_key_search_shows_its_key_and_no_other_filter_to_the_list) {
