@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cstdlib>
+#include <cwchar>
 #include <map>
 #include <memory>
 #include <string_view>
@@ -18,6 +20,8 @@ constexpr size_t SIZE_MAX_PLAIN = 1024;
 // With inner anchors, what these limit takes exponential time to compile.
 constexpr size_t SIZE_MAX_ANCHORED = 128;
 constexpr size_t ANCHORS_MAX = 16;
+// Bytes of a text, taken once for each of its bytes that is no character.
+constexpr size_t RESTARTED_MAX = 1024 * 1024;
 constexpr size_t CACHE_ENTRIES = 1024;
 constexpr size_t CACHE_MEMORY = 64 * 1024 * 1024;
 
@@ -195,10 +199,36 @@ class pattern_scan_c {
     bool at_end_ = false;
 };
 
+using begins_t = std::vector<size_t>;
+
+// Where a search has to begin anew, because ".*" does not pass bytes that are no characters of the
+// locale: behind each of them. None when that would be too many for the length of the text.
+begins_t further_begins(const std::string& text) {
+    begins_t begins;
+    const auto is_ascii = [](char c) { return static_cast<unsigned char>(c) < 0x80; };
+    if (MB_CUR_MAX == 1 || std::all_of(text.begin(), text.end(), is_ascii)) {
+        return begins;
+    }
+    mbstate_t state{};
+    for (size_t at = 0; at < text.size();) {
+        const size_t length = mbrlen(text.c_str() + at, text.size() - at, &state);
+        if (length <= text.size() - at) {
+            at += std::max<size_t>(length, 1);
+            continue;
+        }
+        begins.push_back(++at);
+        state = {};
+        if (begins.size() * text.size() > RESTARTED_MAX) {
+            return {};
+        }
+    }
+    return begins;
+}
+
 class compiled_pattern_c {
   public:
     explicit compiled_pattern_c(const pattern_scan_c& scan)
-        : at_end_(scan.at_end()), size_(scan.expanded_size()) {
+        : at_front_(scan.at_front()), at_end_(scan.at_end()), size_(scan.expanded_size()) {
         std::string text = scan.at_front() ? "\\(" : ".*\\(";
         text += scan.body();
         text += "\\)";
@@ -222,14 +252,28 @@ class compiled_pattern_c {
         return states * (3072 + 10 * size_);
     }
 
-    // Whether the longest match reaches where the pattern says.
     bool matches(const std::string& text) const {
-        const auto length = static_cast<regoff_t>(text.size());
-        const regoff_t matched = re_match(&regex_, text.c_str(), length, 0, nullptr);
-        return at_end_ ? matched == length : matched >= 0;
+        if (matches_from(0, text)) {
+            return true;
+        }
+        for (const size_t begin : at_front_ ? begins_t() : further_begins(text)) {
+            if (matches_from(begin, text)) {
+                return true;
+            }
+        }
+        return false;
     }
 
   private:
+    // Whether the longest match from `begin` on reaches where the pattern says.
+    bool matches_from(size_t begin, const std::string& text) const {
+        const auto length = static_cast<regoff_t>(text.size());
+        const auto start = static_cast<regoff_t>(begin);
+        const regoff_t matched = re_match(&regex_, text.c_str(), length, start, nullptr);
+        return at_end_ ? matched == length - start : matched >= 0;
+    }
+
+    bool at_front_;
     bool at_end_;
     size_t size_;
     bool compiled_;

@@ -8,7 +8,9 @@
 //     written out; nor does one that does not compile. One ^ in front and one $ at the end (of a
 //     pattern without alternatives outside parentheses) are free; with other anchors it is 128
 //     characters, 16 anchors and no repeated group;
-//  2. a search is a single match of ".*" and the pattern, from the first byte on;
+//  2. a search is a single match of ".*" and the pattern, from the first byte on, and once more
+//     from behind each byte that is no character of the locale, which no "." passes. A text is
+//     searched up to the first such byte when their number times its length is more than 1 MiB;
 //  3. compiled patterns, which keep every state that a text took them through, are kept up to a
 //     number of 1,024 and an estimated 64 MiB and are then all forgotten. A text for which that
 //     would not suffice (20 KiB and more, when the pattern is longer than a word) is not matched.

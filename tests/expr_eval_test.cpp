@@ -1,4 +1,5 @@
 // Evaluation of expressions: operators, functions, patterns and the keys that filters name.
+#include <clocale>
 #include <gmock/gmock.h>
 #include <regex.h>
 #include <thread>
@@ -166,22 +167,49 @@ TEST(expr_patterns, agree_with_the_c_library) {
                                     "\\(a",
                                     "a\\)",
                                     "a\\)\\(b",
-                                    "\\(a\\)\\{1,2\\}b"};
-    const char* const texts[] = {"",    "a", "b",  "ab",  "ba",   "aab",         "abab",
-                                 "a^b", "$", "^a", "a$",  "42",   "]",           "\\",
-                                 "*a",  "(", "a{", "a b", "a)(b", "x\xff\x80y b"};
-    for (const char* pattern : patterns) {
-        regex_t reference;
-        const bool compiles = regcomp(&reference, pattern, 0) == 0;
-        for (const char* text : texts) {
-            const bool expected = compiles && regexec(&reference, text, 0, nullptr, 0) == 0;
-            EXPECT_EQ(dri_pattern_match(pattern, text), expected)
-                << pattern << " in " << text;
-        }
-        if (compiles) {
-            regfree(&reference);
+                                    "\\(a\\)\\{1,2\\}b",
+                                    "y",
+                                    "b$",
+                                    "\xff",
+                                    "\xff\xff*",
+                                    "\xc3\xa9",
+                                    "[^a]$",
+                                    "y.*b",
+                                    "\\by",
+                                    "\\<y",
+                                    "\\>b",
+                                    "x\\b",
+                                    "x\\>",
+                                    "\\Bb",
+                                    "[\xc3\xa9]",
+                                    ".[[:alpha:]]$",
+                                    "^.$"};
+    const char* const texts[] = {
+        "",         "a",    "b",      "ab",       "ba",
+        "aab",      "abab", "a^b",    "$",        "^a",
+        "a$",       "42",   "]",      "\\",       "*a",
+        "(",        "a{",   "a b",    "a)(b",     "x\xff\x80y b",
+        "\xc3\xa9", "\xff", "a\xffy", "\xe2\x82", "\xffx\xc3\xa9y\xe2\x82"};
+    // A byte that is no character of the locale is matched by no ".", and hides nothing behind it.
+    for (const char* locale : {"C", "C.UTF-8"}) {
+        ASSERT_NE(setlocale(LC_CTYPE, locale), nullptr);
+        dri_forget_patterns();
+        for (const char* pattern : patterns) {
+            regex_t reference;
+            const bool compiles = regcomp(&reference, pattern, 0) == 0;
+            for (const char* text : texts) {
+                const bool expected =
+                    compiles && regexec(&reference, text, 0, nullptr, 0) == 0;
+                EXPECT_EQ(dri_pattern_match(pattern, text), expected)
+                    << pattern << " in " << testing::PrintToString(text) << locale;
+            }
+            if (compiles) {
+                regfree(&reference);
+            }
         }
     }
+    setlocale(LC_CTYPE, "C");
+    dri_forget_patterns();
 }
 
 // Each of these would keep the C library busy for minutes, or take its memory.
@@ -202,6 +230,11 @@ TEST(expr_patterns, hostile_ones_match_nothing) {
     const std::string half(500000, 'a');
     EXPECT_FALSE(dri_pattern_match("a" + repeated(30, "."), half));
     EXPECT_TRUE(dri_pattern_match("needle", half + "needle" + half));
+    // Behind bytes that are no characters a search begins anew, but not without end.
+    ASSERT_NE(setlocale(LC_CTYPE, "C.UTF-8"), nullptr);
+    EXPECT_TRUE(dri_pattern_match("b", std::string(1000, '\xff') + "b"));
+    EXPECT_FALSE(dri_pattern_match("b", std::string(1100, '\xff') + "b"));
+    setlocale(LC_CTYPE, "C");
 }
 
 TEST(expr_patterns, outlive_the_bounds_of_their_cache) {
