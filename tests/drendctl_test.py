@@ -377,6 +377,45 @@ class Lines(Case):
             process.communicate(timeout=PATIENCE)
             self.assertEqual(process.returncode, 0)
 
+    UNASKED = "drendctl: the daemon has answered what nobody asked\n"
+
+    def test_answers_that_nobody_asked_for(self):
+        cases = [
+            ("a\n", [answer("1") + answer("2")], "1"),
+            ("a\nb\n", [answer("1") + b"\n", answer("2")], "12"),
+            ("a\nb\n", [answer("1"), answer("1") + answer("2")], "11"),
+            ("a\n", [answer("error: no") + answer("1")], ""),
+        ]
+        for lines, replies, output in cases:
+            left = replies.copy()
+            with self.daemon(lambda _, left=left: left.pop(0)):
+                code, *printed = self.run_it(stdin=lines)
+            self.assertEqual((code, printed[0]), (3, output), replies)
+            self.assertTrue(printed[1].endswith(self.UNASKED), printed)
+
+    def test_an_answer_that_nobody_asked_for_comes_later(self):
+        for more in (b"", b"a\n"):  # it waits when the next request or the end of input comes
+            def serve(peer):
+                while peer.line() is not None:
+                    peer.send(answer("1"))
+                    if not is_sent.is_set():
+                        self.assertTrue(is_read.wait(PATIENCE))
+                        peer.send(answer("2"))
+                        is_sent.set()
+
+            is_read, is_sent = threading.Event(), threading.Event()
+            with self.daemon(serve=serve):
+                process = subprocess.Popen([DRENDCTL], env=self.env, stdin=subprocess.PIPE,
+                                           stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+                self.addCleanup(process.kill)
+                process.stdin.write(b"a\n")
+                process.stdin.flush()
+                self.assertEqual(process.stdout.read(1), b"1")
+                is_read.set()
+                self.assertTrue(is_sent.wait(PATIENCE))
+                error = process.communicate(more, timeout=PATIENCE)[1].decode()
+            self.assertEqual((process.returncode, error), (3, self.UNASKED), more)
+
     def test_a_connection_lost_within_an_answer_ends_the_run(self):
         with self.daemon(lambda request: None if request == "b" else answer("1")) as daemon:
             self.assertEqual(self.run_it(stdin="a\nb\nc\n"),
@@ -385,6 +424,8 @@ class Lines(Case):
 
 
 class Interrupts(Case):
+    INCOMPLETE = b"drendctl: interrupted: the answer is incomplete\n"
+
     def serve(self, peer):
         peer.line()
         peer.send(chunk("<a>"))
@@ -407,11 +448,11 @@ class Interrupts(Case):
         return code, process.stdout.read(), process.stderr.read()
 
     def test_the_first_has_the_daemon_end_the_answer(self):
-        self.assertEqual(self.interrupted(True, 1), (130, b"", b""))
+        self.assertEqual(self.interrupted(True, 1), (130, b"", self.INCOMPLETE))
         self.assertEqual(self.received, [b"\x03", b""])
 
     def test_the_second_closes_at_once(self):
-        self.assertEqual(self.interrupted(False, 2), (130, b"", b""))
+        self.assertEqual(self.interrupted(False, 2), (130, b"", self.INCOMPLETE))
         self.assertEqual(self.received, [b"\x03", b""])
 
     def test_an_interrupt_frees_from_a_reader_that_does_not_read(self):
@@ -431,6 +472,33 @@ class Interrupts(Case):
             self.assertEqual(process.wait(PATIENCE), 130)
             self.wait_for(lambda: received)
         self.assertEqual(received, [b"\x03"])
+
+    def test_an_answer_that_was_read_but_not_written(self):
+        read_end, write_end = os.pipe()
+        self.addCleanup(os.close, read_end)
+        room = fcntl.fcntl(read_end, fcntl.F_GETPIPE_SZ)
+        parts, is_read = [b"x" * (room - 8000), b"x" * 16000], threading.Event()
+
+        def serve(peer):
+            def is_taken():
+                return not any(fcntl.ioctl(peer.connection, termios.TIOCOUTQ, b"    "))
+            peer.line()
+            peer.send(chunk(parts[0]))
+            self.wait_for(is_taken)
+            peer.send(answer(parts[1]))
+            self.wait_for(is_taken)
+            is_read.set()
+            peer.receive()
+
+        with self.daemon(serve=serve):
+            process = subprocess.Popen([DRENDCTL, "show-x"], env=self.env, stdout=write_end,
+                                       stderr=subprocess.PIPE)
+            self.addCleanup(process.kill)
+            os.close(write_end)
+            self.assertTrue(is_read.wait(PATIENCE))
+            process.send_signal(signal.SIGINT)
+            self.assertEqual(process.communicate(timeout=PATIENCE)[1], self.INCOMPLETE)
+        self.assertEqual(process.returncode, 130)
 
     def test_waiting_for_requests(self):
         read_end, write_end = os.pipe()
@@ -458,6 +526,8 @@ class Terminals(Case):
         hostile = answer(b"a\x1b[2J\x07\r\xc2", b"\x9b2J \x9b\xc3\xa4")
         self.assertEqual(self.shown(hostile),
                          (0, "a\\x1b[2J\\x07\\x0d\\xc2\\x9b2J \\x9b\u00e4\n"))
+        self.assertEqual(self.shown(answer('{\n  "a" : 1\n}'), "--color", "never"),
+                         (0, '{\n  "a" : 1\n}\n'))
         self.assertEqual(self.shown(answer("error: \x1bc")), (1, "error: \\x1bc\n"))
         self.assertEqual(self.shown(answer("210\n")), (4, "nothing to show\n"))
 
@@ -517,7 +587,12 @@ class Prompt(Case):
             terminal.expect("drend show-routes      Routing \\x1b[2Jtables\r\n")
             terminal.type("r?")
             terminal.expect("drend show-routes  Routing")
-            terminal.type("outes\n")
+            terminal.type("\t\t")
+            terminal.expect("outes ")
+            terminal.expect("\x07")  # there is nothing behind it
+            terminal.type("?")
+            terminal.expect("nothing can follow\r\n")
+            terminal.type("\n")
             terminal.expect("nothing to show\r\n")
             terminal.type("show x='a?'\n")
             terminal.expect("error: no show x='a?'\r\n")
@@ -568,6 +643,7 @@ class Prompt(Case):
             terminal.type("long\n")
             terminal.expect("<a>")
             terminal.type("\x03")
+            terminal.expect("drendctl: interrupted: the answer is incomplete\r\n")
             terminal.expect("drendctl> ")
             terminal.type("again\n")
             terminal.expect("done\r\n")
@@ -600,10 +676,11 @@ class Completion(Case):
             self.assertEqual(self.run_it("--list"), (0, (
                 "drend show-interfaces  Network interfaces\n"
                 "drend show-routes      Routing \x1b[2Jtables\n"), ""))
-            self.run_it("--list", "drend", "show-x")
+            self.assertEqual(self.run_it("--list", "drend", "show-x"), (4, "", ""))
             self.assertEqual(self.run_it("--complete", "drend show-i"),
                              (0, "show-interfaces\n", ""))
-        self.assertEqual(daemon.requests, ["?", "drend show-x ?", "drend show-i?"])
+            self.assertEqual(self.run_it("--complete", "drend show-i x"), (0, "", ""))
+        self.assertEqual(daemon.requests, ["?", "drend show-x ?", "drend ?", "drend show-i ?"])
         self.assertEqual(self.run_it("--complete", "drend show-i"), (3, "", ""))
 
     def completed(self, *words):
@@ -612,13 +689,14 @@ class Completion(Case):
         done = subprocess.run(["bash", "--norc", "-euc", script, "bash", DRENDCTL, *words],
                               env=self.env, capture_output=True, timeout=PATIENCE, text=True)
         self.assertEqual((done.returncode, done.stderr), (0, ""))
-        return done.stdout.split()
+        return done.stdout.splitlines() if done.stdout != "\n" else []
 
     def test_bash(self):
         shows = ["show-interfaces", "show-routes"]
         cases = [
             (("",), shows, "?"),
-            (("--json", "--filter", "/a b", "drend", "show-r"), shows[1:], "drend show-r?"),
+            (("--json", "--filter", "/a b", "drend", "show-r"), shows[1:], "drend ?"),
+            (("drend", "show-routes", ""), [], "drend show-routes ?"),
             (("--filter=/a", "drend", ""), shows, "drend ?"),
             (("--js",), ["--json"], None),
             (("--color", "al"), ["always"], None),
@@ -632,6 +710,59 @@ class Completion(Case):
         other = self.env.pop("DRENDCTL_SOCKET")
         with self.daemon(menu_answer):
             self.assertEqual(self.completed("--socket", other, "show-r"), shows[1:])
+
+    HOSTILE = ["show;touch${IFS}pwned", "show$(touch${IFS}pwned)", "show`touch${IFS}pwned`",
+               "show>pwned", "show'", "show\x1b[2J", "show\x9b", "*", "~", ";touch${IFS}pwned"]
+
+    def test_what_a_hostile_daemon_offers_is_quoted(self):
+        with self.daemon(lambda _: answer("".join(f"{word}\tx\n" for word in self.HOSTILE))):
+            self.assertEqual(self.completed("sho"), [
+                "show\\$\\(touch\\$\\{IFS\\}pwned\\)", "show\\'",
+                "show\\;touch\\$\\{IFS\\}pwned", "show\\>pwned",
+                "show\\`touch\\$\\{IFS\\}pwned\\`"])
+        with self.daemon(lambda _: answer(f"{self.HOSTILE[0]}\tx\n")) as daemon:
+            rc = pathlib.Path(self.folder, "rc")
+            rc.write_text(f"source {COMPLETION}; PS1='ready> '; cd {self.folder}\n"
+                          f"PATH={os.path.dirname(DRENDCTL)}:$PATH\n")
+            shell = Terminal(["bash", "--rcfile", rc, "-i"], self.env)
+            self.addCleanup(shell.process.kill)
+            shell.expect("ready> ")
+            shell.type("drendctl sho\t")
+            shell.expect("pwned ")
+            shell.type("\nexit\n")
+            shell.finish()
+            self.assertEqual(daemon.requests, ["sho?", self.HOSTILE[0]])
+        self.assertFalse(pathlib.Path(self.folder, "pwned").exists())
+
+    def test_no_daemon_takes_more_than_a_second(self):
+        def drips(peer):
+            peer.send(b"\n#1000000\n")
+            while not peer.connection.send(b"x") == 0:
+                time.sleep(0.05)
+
+        def floods(peer):
+            peer.send(chunk("error: "))
+            while True:
+                peer.send(chunk("x" * 100000))
+
+        late = (3, "", "drendctl: timed out: the daemon takes too long for its answer\n")
+        cases = [
+            (lambda peer: peer.receive() and peer.receive(), late),
+            (drips, late),
+            (floods, late),
+            (lambda peer: peer.line() and peer.send(chunk("x" * 1000000)),
+             (3, "", "drendctl: the menu is longer than 262144 bytes\n")),
+        ]
+        for serve, expected in cases:
+            with self.daemon(serve=serve):
+                self.assertEqual(self.run_it("--list", "--timeout", "0"), expected)
+                self.assertEqual(self.run_it("--complete", "s", "--timeout", "0"), (3, "", ""))
+        with socket.socket(socket.AF_UNIX) as listener, socket.socket(socket.AF_UNIX) as waiting:
+            listener.bind(self.folder + "/socket")
+            listener.listen(0)
+            waiting.connect(self.folder + "/socket")
+            self.assertEqual(self.run_it("--list", "--timeout", "0"), (
+                3, "", f"drendctl: cannot connect to {self.folder}/socket: timed out\n"))
 
 
 if __name__ == "__main__":

@@ -1,5 +1,10 @@
 // What drendctl makes of texts: requests, framing, answers, and their looks on a terminal.
+#include <thread>
+
 #include <gmock/gmock.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
 
 #include "expr/dri_args.h"
 #include "tools/drendctl/answer_sorter.h"
@@ -9,6 +14,7 @@
 #include "tools/drendctl/menu.h"
 #include "tools/drendctl/progress.h"
 #include "tools/drendctl/request_text.h"
+#include "tools/drendctl/session.h"
 
 using testing::ElementsAre;
 
@@ -67,6 +73,19 @@ std::string coloured(const std::string& text, size_t size) {
         out.replace(out.find('m', i), 1, ">");
     }
     return out;
+}
+
+// Answers one request, and at the end of requests sends `more`.
+void serve_once(int listener, std::string_view more) {
+    const int peer = accept(listener, nullptr, nullptr);
+    char byte = 0;
+    while (read(peer, &byte, 1) == 1 && byte != '\n') {
+    }
+    send(peer, "\n##\n", 4, MSG_NOSIGNAL);
+    while (read(peer, &byte, 1) == 1) {
+    }
+    send(peer, more.data(), more.size(), MSG_NOSIGNAL);
+    close(peer);
 }
 
 } // namespace
@@ -197,10 +216,25 @@ TEST(drendctl_text, control_characters) {
 }
 
 TEST(drendctl_text, menus) {
-    const auto entries =
-        menu_entries("drend show-a\tOne\n\nreload\ndrend show-ab\ttwo\tx\n");
+    const std::string answer = "drend show-a\tOne\n\nreload\ndrend show-ab\ttwo\tx\n";
+    const auto entries = menu_entries(answer, "");
     EXPECT_EQ(menu_text(entries), "drend show-a   One\nreload\ndrend show-ab  two\tx\n");
     EXPECT_THAT(menu_words(entries), ElementsAre("reload", "show-a", "show-ab"));
+    const std::pair<const char*, std::vector<std::string>> cases[] = {
+        {"re", {"reload"}},
+        {"d", {"drend"}},
+        {"dre ", {"show-a", "show-ab"}},
+        {" drend  show-ab", {"show-ab"}},
+        {"show-a ", {}},
+        {"show ", {}},
+        {"drend show-a", {"show-a", "show-ab"}},
+        {"drend show-a ", {}},
+        {"x", {}},
+    };
+    for (const auto& [typed, words] : cases) {
+        EXPECT_EQ(menu_words(menu_entries(answer, typed)), words) << typed;
+    }
+    EXPECT_THAT(menu_words(menu_entries("a\x1b\na\nb\n", "a")), ElementsAre("a"));
     EXPECT_EQ(common_beginning({"show-a", "show-ab", "short"}), "sho");
     EXPECT_EQ(common_beginning({}), "");
 }
@@ -219,4 +253,27 @@ TEST(drendctl_text, progress) {
     EXPECT_EQ(progress.erase(), "");
     EXPECT_EQ(size_text(999), "999 bytes");
     EXPECT_EQ(size_text(999999), "1.0 MB");
+}
+
+// However long that takes a daemon that is told to take its time.
+TEST(drendctl_text, a_session_ends_when_the_daemon_ends_it) {
+    char folder[] = "/tmp/drendctl.XXXXXX";
+    ASSERT_NE(mkdtemp(folder), nullptr);
+    sockaddr_un address = {AF_UNIX, ""};
+    snprintf(address.sun_path, sizeof address.sun_path, "%s/s", folder);
+    const int listener = socket(AF_UNIX, SOCK_STREAM, 0);
+    bind(listener, reinterpret_cast<const sockaddr*>(&address), sizeof address);
+    ASSERT_EQ(listen(listener, 1), 0);
+    for (const auto& [more, expected] :
+         {std::pair("", outcome_e::answered), std::pair("\n##\n", outcome_e::lost)}) {
+        std::thread daemon(serve_once, listener, more);
+        session_c session({address.sun_path, {}});
+        EXPECT_EQ(session.ask("x", [](std::string_view) { return true; }).what,
+                  outcome_e::answered);
+        EXPECT_EQ(session.finish(patience_s::time_point_t::max()).what, expected);
+        daemon.join();
+    }
+    close(listener);
+    unlink(address.sun_path);
+    rmdir(folder);
 }

@@ -187,7 +187,10 @@ TEST_F(mgmt_server_test, requests_find_their_entries) {
         {"\n \r\nshow-rows filter='/old-top/old-row/none'", "210\n"},
         {"sh?", "drend show-rows\tRows\n"},
         {"drend sho?", "drend show-rows\tRows\n"},
-        {"show-rows ?", "show-rows\tRows\n"},
+        {"show-rows ?", "210\n"},
+        {"show-rows name=x ? ", "210\n"}, // nothing is run
+        {"show-rows name=?", rows},
+        {"show-rows name='\xff?", rows},
         {"dump-", "error: 'dump-' is ambiguous: dump-schema, dump-render-tree\n"},
         {"drend", "error: 'drend' needs one more word: show-rows, dump-schema, dump, "
                   "dump-render-tree, xwalker, reload\n"},

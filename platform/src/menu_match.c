@@ -175,10 +175,20 @@ static bool is_question(struct word_s word) {
            *skip_blanks(word.text + word.length) == '\0';
 }
 
+/* Whether the last word of an argument is a "?" of its own, and no part of a value. */
+static bool ends_in_question(const char* argument) {
+    struct word_s word = {argument, 0};
+    for (const char* at = argument; *at != '\0'; at = skip_blanks(at + word.length))
+        word = word_at(at);
+    return word.length == 1 && *word.text == '?';
+}
+
 static bool goes_deeper(const drend_menu_entry_s* entry, const char* rest) {
     if (entry->submenu == NULL)
         return false;
-    struct candidates_s list = in_menu(entry->submenu, word_at(rest));
+    struct word_s word = word_at(rest);
+    word.length -= is_question(word) ? 1 : 0;
+    struct candidates_s list = in_menu(entry->submenu, word);
     return entry->handler == NULL || (*rest != '\0' && next_candidate(&list) != NULL);
 }
 
@@ -201,11 +211,11 @@ static enum menu_match_e match_from(const drend_menu_entry_s* menu, const char* 
             return refuse(text, meant, count,
                           is_first ? everywhere(menu) : in_menu(menu, any));
         rest = skip_blanks(word.text + word.length);
-        if (strcmp(rest, "?") == 0 && entry->submenu == NULL) {
-            append_entry(text, sbuf_str(way), NULL, entry);
-            return MENU_MATCH_ANSWER;
-        }
         if (!goes_deeper(entry, rest)) {
+            if (ends_in_question(rest)) {
+                sbuf_append(text, "210\n"); /* no entry can stand there */
+                return MENU_MATCH_ANSWER;
+            }
             found->entry = entry;
             found->argument = *rest == '\0' ? NULL : rest;
             return MENU_MATCH_ENTRY;

@@ -7,7 +7,8 @@
  *
  *  1. A word is the entry that it spells out, or the only one that it begins.
  *  2. A first word that no entry of the menu begins with is looked for in its sub-menus.
- *  3. A last word that ends in "?" asks for what could stand there.
+ *  3. A last word that ends in "?" asks for what could stand there. In an argument it is the end of
+ *     a value, but for a "?" of its own.
  *
  * Plain functions over the menu; nothing is kept.
  */

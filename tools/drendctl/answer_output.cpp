@@ -1,6 +1,7 @@
 #include "answer_output.h"
 
 #include <algorithm>
+#include <utility>
 
 #include <limits.h>
 #include <poll.h>
@@ -31,7 +32,7 @@ void answer_output_c::shown(std::string_view text, std::string& out) {
     }
 }
 
-void answer_output_c::finish() {
+bool answer_output_c::finish() {
     std::string safe;
     escaper_.finish(safe);
     std::string bytes;
@@ -43,6 +44,7 @@ void answer_output_c::finish() {
     write_last(bytes);
     last_ = '\n';
     highlighter_ = highlighter_c();
+    return std::exchange(is_whole_, true);
 }
 
 // After an interrupt what is not taken at once is dropped: the terminal takes it.
@@ -74,5 +76,6 @@ bool answer_output_c::write_all(std::string_view bytes) {
             error_ = errno;
         }
     }
+    is_whole_ = is_whole_ && bytes.empty();
     return error_ == 0;
 }

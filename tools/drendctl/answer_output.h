@@ -18,8 +18,9 @@ class answer_output_c {
 
     // False once nothing can be written any more; what follows is dropped.
     bool write(std::string_view text);
-    // Ends an answer: on a terminal with a line feed, if it has none.
-    void finish();
+    // Ends an answer: on a terminal with a line feed, if it has none. False when a part of it
+    // was not written, because of an error or an interrupt.
+    bool finish();
 
     bool is_terminal() const { return is_terminal_; }
     int fd() const { return fd_; }
@@ -37,6 +38,7 @@ class answer_output_c {
     const bool is_terminal_;
     const bool has_colours_;
     int error_ = 0;
+    bool is_whole_ = true; // as far as it was written
     char last_ = '\n';
     control_escaper_c escaper_;
     highlighter_c highlighter_;

@@ -9,6 +9,9 @@
 
 namespace {
 
+// How long a daemon is waited for that goes on when everything is answered.
+constexpr std::chrono::milliseconds END_PATIENCE{1000};
+
 bool ends_run(outcome_e outcome) {
     return outcome == outcome_e::lost || outcome == outcome_e::interrupted ||
            outcome == outcome_e::not_wanted;
@@ -48,19 +51,34 @@ outcome_e client_c::run_lines(int fd) {
 
 outcome_e client_c::list(const std::string& words) {
     std::vector<menu_entry_s> entries;
-    outcome_s outcome = ask_menu(session_, words, session_.timeout(), entries);
+    const auto deadline = patience_s::steady_clock_t::now() + MENU_PATIENCE;
+    outcome_s outcome = ask_menu(session_, words, deadline, entries);
     if (outcome.what == outcome_e::answered) {
         outcome.what = entries.empty() ? outcome_e::nothing : outcome.what;
         output_.write(menu_text(entries));
     }
-    return report(printed(outcome));
+    return finish(report(printed(outcome)), deadline);
+}
+
+outcome_e client_c::finish(outcome_e outcome) {
+    return finish(outcome, patience_s::steady_clock_t::now() + END_PATIENCE);
+}
+
+outcome_e client_c::finish(outcome_e outcome, patience_s::time_point_t deadline) {
+    if (ends_run(outcome)) {
+        return outcome;
+    }
+    const outcome_e end = report(session_.finish(deadline));
+    return end == outcome_e::answered ? outcome : end;
 }
 
 // The outcome with what became of its text.
 outcome_s client_c::printed(outcome_s outcome) {
-    output_.finish();
+    const bool is_whole = output_.finish();
     if (output_.error() == 0) {
-        return outcome;
+        return is_whole || outcome.what != outcome_e::answered
+                   ? outcome
+                   : outcome_s{outcome_e::interrupted, INCOMPLETE_TEXT};
     }
     if (output_.has_lost_reader()) {
         return {outcome_e::not_wanted, ""};
@@ -85,8 +103,12 @@ outcome_e client_c::report(const outcome_s& outcome) const {
             fprintf(stderr, "nothing to show\n");
         }
         break;
-    case outcome_e::answered:
     case outcome_e::interrupted:
+        if (!text.empty()) {
+            fprintf(stderr, "drendctl: %s\n", text.c_str());
+        }
+        break;
+    case outcome_e::answered:
     case outcome_e::not_wanted:
         break;
     }

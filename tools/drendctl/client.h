@@ -26,8 +26,10 @@ class client_c {
     // answered for want of a connection, an interrupt, a reader that is gone. The first outcome
     // other than `answered`, but for those, which are the outcome of the whole.
     outcome_e run_lines(int fd);
-    // Prints what could follow `words`, with its help.
+    // Prints what could follow `words`, with its help. Ends the session.
     outcome_e list(const std::string& words);
+    // Ends the session after what came to `outcome`, and gives the outcome of the whole.
+    outcome_e finish(outcome_e outcome);
 
     // Says what is to be said about an outcome, and gives it back.
     outcome_e report(const outcome_s& outcome) const;
@@ -37,6 +39,7 @@ class client_c {
 
   private:
     outcome_s printed(outcome_s outcome);
+    outcome_e finish(outcome_e outcome, patience_s::time_point_t deadline);
 
     session_c& session_;
     answer_output_c& output_;

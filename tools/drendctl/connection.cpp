@@ -1,9 +1,11 @@
 #include "connection.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <sys/time.h>
 #include <sys/un.h>
@@ -23,16 +25,18 @@ bool connect_to(int fd, const sockaddr_un& address) {
 }
 
 // How long connecting may take is a property of the socket; afterwards nothing waits on it.
-void limit_waiting(int fd, std::chrono::milliseconds timeout) {
+void limit_waiting(int fd, const patience_s& patience) {
+    const int most = milliseconds_until(patience.end(patience_s::steady_clock_t::now()));
+    const int milliseconds = most < 0 ? 0 : std::max(most, 1); // 0 waits for ever
     timeval limit = {};
-    limit.tv_sec = static_cast<time_t>(timeout.count() / 1000);
-    limit.tv_usec = static_cast<suseconds_t>(timeout.count() % 1000 * 1000);
+    limit.tv_sec = milliseconds / 1000;
+    limit.tv_usec = milliseconds % 1000 * 1000;
     setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
 }
 
 } // namespace
 
-bool connection_c::open(const std::string& path, std::chrono::milliseconds timeout,
+bool connection_c::open(const std::string& path, const patience_s& patience,
                         std::string& error) {
     close();
     sockaddr_un address = {};
@@ -44,7 +48,7 @@ bool connection_c::open(const std::string& path, std::chrono::milliseconds timeo
     memcpy(address.sun_path, path.data(), path.size());
     fd_ = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     if (fd_ >= 0) {
-        limit_waiting(fd_, timeout);
+        limit_waiting(fd_, patience);
     }
     if (fd_ < 0 || !connect_to(fd_, address)) {
         error = "cannot connect to " + path + ": " +
@@ -71,6 +75,19 @@ connection_c::unread_e connection_c::unread() const {
     }
     return size < 0 && (errno == EAGAIN || errno == EINTR) ? unread_e::nothing
                                                            : unread_e::end;
+}
+
+bool connection_c::ends(patience_s::time_point_t deadline) {
+    shutdown(fd_, SHUT_WR);
+    int left = 0;
+    while (unread() == unread_e::nothing && interrupt_count() == 0 &&
+           (left = milliseconds_until(deadline)) != 0) {
+        pollfd waits[] = {{fd_, POLLIN, 0}, {interrupt_fd(), POLLIN, 0}};
+        if (poll(waits, 2, left) > 0 && waits[1].revents != 0) {
+            drain_interrupt_fd();
+        }
+    }
+    return unread() != unread_e::bytes;
 }
 
 bool connection_c::send(std::string& bytes) {

@@ -4,9 +4,10 @@
 // Owns its file descriptor; one thread at a time.
 #pragma once
 
-#include <chrono>
 #include <string>
 #include <string_view>
+
+#include "patience.h"
 
 class connection_c {
   public:
@@ -15,10 +16,8 @@ class connection_c {
     connection_c(const connection_c&) = delete;
     connection_c& operator=(const connection_c&) = delete;
 
-    // Connects to the socket at `path`, waiting no longer than `timeout` (0: as long as it takes).
-    // False, with a line in `error`, when nobody answers there.
-    bool open(const std::string& path, std::chrono::milliseconds timeout,
-              std::string& error);
+    // Connects to the socket at `path`. False, with a line in `error`, when nobody answers there.
+    bool open(const std::string& path, const patience_s& patience, std::string& error);
     void close();
 
     bool is_open() const { return fd_ >= 0; }
@@ -26,6 +25,10 @@ class connection_c {
     // What the next read would come by. An error is an end.
     unread_e unread() const;
     int fd() const { return fd_; }
+
+    // Sends no more, and waits for the daemon to do the same, but not beyond `deadline` or an
+    // interrupt. False when it sends a byte before that.
+    bool ends(patience_s::time_point_t deadline);
 
     // Writes what the socket has room for and takes it from `bytes`. False when the daemon takes no
     // more, though it may still have something to say.

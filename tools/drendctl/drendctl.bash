@@ -1,9 +1,9 @@
 # bash completion for drendctl: options from here, the words of requests from the daemon that the
-# command line or DRENDCTL_SOCKET names. Nothing is offered when it does not answer at once.
+# command line or DRENDCTL_SOCKET names. Nothing is offered when it does not answer within a second.
 # shellcheck shell=bash
 
 _drendctl() {
-  local current=${COMP_WORDS[COMP_CWORD]} words="" socket=() i
+  local current=${COMP_WORDS[COMP_CWORD]} words="" socket=() offered=() i
   COMPREPLY=()
 
   # What stands in front: the request's words, and which option waits for its value.
@@ -27,7 +27,10 @@ _drendctl() {
   [[ -z $waiting || $current != "=" ]] || current=""
 
   case $waiting in
-    --socket) mapfile -t COMPREPLY < <(compgen -f -- "$current") ;;
+    --socket)
+      compopt -o filenames # has the names quoted
+      mapfile -t COMPREPLY < <(compgen -f -- "$current")
+      ;;
     --color) mapfile -t COMPREPLY < <(compgen -W "auto always never" -- "$current") ;;
     --*) ;;
     *)
@@ -35,8 +38,10 @@ _drendctl() {
         mapfile -t COMPREPLY < <(compgen -W "--socket --timeout --json --filter --list --color
           --help --version" -- "$current")
       else
-        mapfile -t COMPREPLY < <("${COMP_WORDS[0]}" "${socket[@]}" \
+        mapfile -t offered < <("${COMP_WORDS[0]}" "${socket[@]}" \
           --complete "$words$current" 2>/dev/null </dev/null)
+        # The words are whatever the daemon says, and what is completed is run by the shell.
+        [[ ${#offered[@]} -eq 0 ]] || mapfile -t COMPREPLY < <(printf '%q\n' "${offered[@]}")
       fi
       ;;
   esac

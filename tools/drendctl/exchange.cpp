@@ -12,18 +12,21 @@ namespace {
 
 constexpr char INTERRUPT = 3;
 
-std::string timeout_text(std::chrono::milliseconds timeout) {
+std::string timeout_text(const patience_s& patience, bool is_deadline) {
+    if (is_deadline) {
+        return "timed out: the daemon takes too long for its answer";
+    }
     char text[96];
     snprintf(text, sizeof text, "timed out: the daemon has sent nothing for %g s",
-             std::chrono::duration<double>(timeout).count());
+             std::chrono::duration<double>(patience.silence).count());
     return text;
 }
 
 } // namespace
 
 exchange_c::exchange_c(connection_c& connection, const session_options_s& options,
-                       const session_c::text_fn& text)
-    : connection_(connection), options_(options), text_(text),
+                       const patience_s& patience, const session_c::text_fn& text)
+    : connection_(connection), options_(options), patience_(patience), text_(text),
       sorter_([this](std::string_view part) {
           is_wanted_ = is_wanted_ && (is_interrupted_ || text_(part));
       }),
@@ -43,13 +46,14 @@ outcome_s exchange_c::run(std::string_view request) {
 }
 
 void exchange_c::end(outcome_e what, const std::string& error) {
-    outcome_ = outcome_s{is_interrupted_ ? outcome_e::interrupted : what, error};
+    outcome_ = is_interrupted_ ? outcome_s{outcome_e::interrupted, INCOMPLETE_TEXT}
+                               : outcome_s{what, error};
 }
 
 void exchange_c::follow_interrupts() {
     const int count = interrupt_count();
     if (count > 1) {
-        outcome_ = outcome_s{outcome_e::interrupted, ""};
+        outcome_ = outcome_s{outcome_e::interrupted, INCOMPLETE_TEXT};
     } else if (count == 1 && !is_interrupted_) {
         is_interrupted_ = true;
         to_send_ += INTERRUPT;
@@ -69,7 +73,11 @@ void exchange_c::wait() {
         {connection_.fd(), static_cast<short>(has_more ? POLLIN | POLLOUT : POLLIN), 0},
         {interrupt_fd(), POLLIN, 0},
         {output, 0, 0}};
-    const int ready = poll(waits, 3, milliseconds_to_wait());
+    const steady_clock_t::time_point end = patience_.end(last_arrival_);
+    const bool shows_progress = options_.progress_fd >= 0;
+    const int ready =
+        poll(waits, 3,
+             milliseconds_until(shows_progress ? std::min(end, progress_.next()) : end));
     if (ready > 0 && waits[1].revents != 0) {
         drain_interrupt_fd();
     }
@@ -77,31 +85,19 @@ void exchange_c::wait() {
         give_up_output();
     } else if (ready > 0 && (waits[0].revents & (POLLIN | POLLHUP | POLLERR)) != 0) {
         receive();
-    } else if (options_.timeout.count() > 0 &&
-               steady_clock_t::now() - last_arrival_ >= options_.timeout) {
-        end(outcome_e::lost, timeout_text(options_.timeout));
     }
-    if (options_.progress_fd >= 0) {
+    stop_waiting();
+    if (shows_progress) {
         show_progress(progress_.update(received_, steady_clock_t::now()));
     }
 }
 
-int exchange_c::milliseconds_to_wait() const {
-    using std::chrono::ceil;
-    using std::chrono::milliseconds;
+// The end of patience, whatever has arrived.
+void exchange_c::stop_waiting() {
     const steady_clock_t::time_point now = steady_clock_t::now();
-    steady_clock_t::time_point until = steady_clock_t::time_point::max();
-    if (options_.timeout.count() > 0) {
-        until = last_arrival_ + options_.timeout;
+    if (!outcome_ && now >= patience_.end(last_arrival_)) {
+        end(outcome_e::lost, timeout_text(patience_, now >= patience_.deadline));
     }
-    if (options_.progress_fd >= 0) {
-        until = std::min(until, progress_.next());
-    }
-    if (until == steady_clock_t::time_point::max()) {
-        return -1;
-    }
-    const auto left = ceil<milliseconds>(until - now).count();
-    return static_cast<int>(std::clamp<long>(left, 0, 3600000));
 }
 
 void exchange_c::receive() {
@@ -135,8 +131,8 @@ void exchange_c::take(std::string_view bytes) {
             break;
         case chunk_event_e::answer_ends:
             finish_answer();
-            // More than one answer to one request is not to be taken for the next one's.
-            is_complete_ = bytes.empty();
+            is_complete_ = true;
+            has_more_ = !bytes.empty();
             break;
         case chunk_event_e::malformed:
             end(outcome_e::lost, decoder_.error());

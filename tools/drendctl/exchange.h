@@ -15,18 +15,20 @@
 class exchange_c {
   public:
     exchange_c(connection_c& connection, const session_options_s& options,
-               const session_c::text_fn& text);
+               const patience_s& patience, const session_c::text_fn& text);
 
     outcome_s run(std::string_view request);
 
     // Whether the answer arrived to its end, so that the connection can be used again.
     bool is_complete() const { return is_complete_; }
+    // Whether more than that arrived.
+    bool has_more() const { return has_more_; }
 
   private:
-    using steady_clock_t = std::chrono::steady_clock;
+    using steady_clock_t = patience_s::steady_clock_t;
 
     void wait();
-    int milliseconds_to_wait() const;
+    void stop_waiting();
     void send();
     void receive();
     void follow_interrupts();
@@ -38,6 +40,7 @@ class exchange_c {
 
     connection_c& connection_;
     const session_options_s& options_;
+    const patience_s patience_;
     const session_c::text_fn& text_;
     chunk_decoder_c decoder_;
     answer_sorter_c sorter_;
@@ -49,5 +52,6 @@ class exchange_c {
     bool is_wanted_ = true;       // `text_` takes what arrives
     bool is_interrupted_ = false; // the daemon was asked to drop the answer
     bool is_complete_ = false;
+    bool has_more_ = false;
     std::optional<outcome_s> outcome_;
 };

@@ -19,7 +19,6 @@
 namespace {
 
 constexpr double TIMEOUT_MAX = 1e6;
-constexpr std::chrono::milliseconds COMPLETION_TIMEOUT{1000};
 
 struct options_s {
     std::vector<std::string> words;
@@ -115,10 +114,8 @@ void keep_standard_streams() {
 session_options_s session_options(const options_s& options) {
     session_options_s session;
     session.path = options.socket;
-    session.timeout = std::chrono::milliseconds(std::lround(options.timeout * 1000));
-    if (options.is_completion) {
-        session.timeout = COMPLETION_TIMEOUT;
-    }
+    session.patience.silence =
+        std::chrono::milliseconds(std::lround(options.timeout * 1000));
     const bool is_apart = isatty(STDERR_FILENO) == 1 && isatty(STDOUT_FILENO) == 0;
     session.progress_fd = is_apart && !options.is_completion ? STDERR_FILENO : -1;
     session.watched_output = STDOUT_FILENO;
@@ -128,10 +125,11 @@ session_options_s session_options(const options_s& options) {
 // Prints the words that can stand at the end of what is typed. Silent about everything else.
 outcome_e print_completions(session_c& session, const std::string& begun) {
     std::vector<menu_entry_s> entries;
-    const outcome_s outcome = ask_menu(session, begun, session.timeout(), entries);
+    const outcome_s outcome = ask_menu(
+        session, begun, patience_s::steady_clock_t::now() + MENU_PATIENCE, entries);
     if (outcome.what == outcome_e::answered) {
         for (const std::string& word : menu_words(entries)) {
-            printf("%s\n", escaped_controls(word).c_str());
+            printf("%s\n", word.c_str());
         }
     }
     return outcome.what;
@@ -144,10 +142,10 @@ outcome_e run(client_c& client, const options_s& options) {
         return print_completions(client.session(), options.begun);
     }
     if (!options.is_list && is_typed) {
-        return run_prompt(client);
+        return client.finish(run_prompt(client));
     }
     if (!options.is_list && (words.empty() || (words.size() == 1 && words[0] == "-"))) {
-        return client.run_lines(STDIN_FILENO);
+        return client.finish(client.run_lines(STDIN_FILENO));
     }
     std::string error;
     const std::optional<std::string> request = join_words(words, error);
@@ -157,7 +155,7 @@ outcome_e run(client_c& client, const options_s& options) {
     if (options.is_list) {
         return client.list(words.empty() ? "" : *request + " ");
     }
-    return client.run(*request);
+    return client.finish(client.run(*request));
 }
 
 outcome_e run(const options_s& options) {

@@ -2,12 +2,56 @@
 
 #include <algorithm>
 
+#include "control_escaper.h"
 #include "request_text.h"
 
 namespace {
 
-constexpr std::size_t ANSWER_MAX = 1 << 20; // of a menu; what is beyond is left out
+constexpr std::size_t ANSWER_MAX = 1 << 18; // of a menu
 constexpr std::size_t COLUMN_MAX = 48;
+constexpr std::string_view BLANKS = " \t";
+
+std::vector<std::string_view> words_of(std::string_view text) {
+    std::vector<std::string_view> words;
+    while (!text.empty()) {
+        const std::string_view word = text.substr(0, text.find_first_of(BLANKS));
+        text.remove_prefix(std::min(text.size(), word.size() + 1));
+        if (!word.empty()) {
+            words.push_back(word);
+        }
+    }
+    return words;
+}
+
+// A line as it is typed: whole words, and one that is begun, which may be empty.
+struct typed_s {
+    explicit typed_s(std::string_view text)
+        : begun(begun_word(text)),
+          whole(words_of(text.substr(0, text.size() - begun.size()))) {}
+
+    std::string_view begun;
+    std::vector<std::string_view> whole;
+};
+
+// The word of `way` that goes on from `typed` if the word of `way` at `first` is the first one
+// that is typed. Empty when it is not.
+std::string_view word_from(const std::vector<std::string_view>& way, std::size_t first,
+                           const typed_s& typed) {
+    const std::size_t at = first + typed.whole.size();
+    bool goes_on = at < way.size() && way[at].starts_with(typed.begun);
+    for (std::size_t i = 0; goes_on && i < typed.whole.size(); ++i) {
+        goes_on = way[first + i].starts_with(typed.whole[i]);
+    }
+    return goes_on ? way[at] : "";
+}
+
+// A first word may be one of a sub-menu: the menu's own is left out. To begin with, what is wanted
+// is what can be run, the last word.
+std::string_view next_word(const std::vector<std::string_view>& way, const typed_s& typed) {
+    const bool is_first = typed.whole.empty() && !way.empty();
+    const std::string_view word = word_from(way, is_first ? way.size() - 1 : 0, typed);
+    return word.empty() ? word_from(way, is_first ? 0 : 1, typed) : word;
+}
 
 // In characters, as far as UTF-8 tells.
 std::size_t width(std::string_view text) {
@@ -17,15 +61,18 @@ std::size_t width(std::string_view text) {
 
 } // namespace
 
-std::vector<menu_entry_s> menu_entries(std::string_view answer) {
+std::vector<menu_entry_s> menu_entries(std::string_view answer, std::string_view typed) {
+    const typed_s begun(typed);
     std::vector<menu_entry_s> entries;
     while (!answer.empty()) {
         const std::string_view line = answer.substr(0, answer.find('\n'));
         answer.remove_prefix(std::min(answer.size(), line.size() + 1));
         const std::size_t tab = line.find('\t');
-        if (!is_blank(line.substr(0, tab))) {
-            entries.push_back({std::string(line.substr(0, tab)),
-                               std::string(tab == line.npos ? "" : line.substr(tab + 1))});
+        const std::string_view way = line.substr(0, tab);
+        const std::string_view word = next_word(words_of(way), begun);
+        if (!word.empty()) {
+            const std::string_view help = tab == line.npos ? "" : line.substr(tab + 1);
+            entries.push_back({std::string(way), std::string(help), std::string(word)});
         }
     }
     return entries;
@@ -49,10 +96,16 @@ std::string menu_text(const std::vector<menu_entry_s>& entries) {
     return text;
 }
 
+std::string_view begun_word(std::string_view typed) {
+    return typed.substr(typed.find_last_of(BLANKS) + 1); // npos + 1 is 0
+}
+
 std::vector<std::string> menu_words(const std::vector<menu_entry_s>& entries) {
     std::vector<std::string> words;
     for (const menu_entry_s& entry : entries) {
-        words.push_back(entry.way.substr(entry.way.rfind(' ') + 1)); // npos + 1 is 0
+        if (entry.word == escaped_controls(entry.word)) {
+            words.push_back(entry.word);
+        }
     }
     std::sort(words.begin(), words.end());
     words.erase(std::unique(words.begin(), words.end()), words.end());
@@ -69,19 +122,25 @@ std::string common_beginning(const std::vector<std::string>& words) {
     return common;
 }
 
-outcome_s ask_menu(session_c& session, const std::string& words,
-                   std::chrono::milliseconds timeout, std::vector<menu_entry_s>& entries) {
-    const std::string question = words + "?";
+outcome_s ask_menu(session_c& session, const std::string& typed,
+                   patience_s::time_point_t deadline, std::vector<menu_entry_s>& entries) {
+    // Only a first word is never taken for an argument: a later one could run the command.
+    const std::size_t whole = typed.size() - begun_word(typed).size();
+    const std::string question = typed.substr(0, whole == 0 ? typed.npos : whole) + "?";
     const std::string fault = request_fault(question);
     if (!fault.empty()) {
         return {outcome_e::usage, fault};
     }
     std::string answer;
     const auto collect = [&answer](std::string_view part) {
-        answer += part.substr(0, ANSWER_MAX - answer.size());
-        return true;
+        answer += part.substr(0, ANSWER_MAX + 1 - answer.size());
+        return answer.size() <= ANSWER_MAX;
     };
-    const outcome_s outcome = session.ask(question, collect, timeout);
-    entries = menu_entries(answer);
+    const outcome_s outcome = session.ask(question, collect, {{}, deadline});
+    if (answer.size() > ANSWER_MAX) {
+        return {outcome_e::lost,
+                "the menu is longer than " + std::to_string(ANSWER_MAX) + " bytes"};
+    }
+    entries = menu_entries(answer, typed);
     return outcome;
 }

@@ -20,7 +20,6 @@
 namespace {
 
 constexpr int HISTORY_MAX = 1000;
-constexpr std::chrono::milliseconds QUESTION_TIMEOUT{2000};
 
 // The file of the history, its folder made; empty when there is no place for it.
 std::string history_file() {
@@ -37,11 +36,6 @@ std::string history_file() {
     std::error_code ignored; // the history then stays in memory
     std::filesystem::create_directories(folder / "drendctl", ignored);
     return (folder / "drendctl" / "history").string();
-}
-
-// The last word of what was typed before the cursor, empty after a blank.
-std::string begun_word(const std::string& typed) {
-    return typed.substr(typed.rfind(' ') + 1);
 }
 
 bool has_open_quote(const std::string& typed) {
@@ -76,7 +70,7 @@ class prompt_c {
     void redraw_after_change();
     bool wait_for_input();
     std::string typed() const;
-    outcome_e find_entries(const std::string& words);
+    outcome_e find_entries(const std::string& typed);
     void show(const std::string& text);
 
     client_c& client_;
@@ -231,10 +225,12 @@ void prompt_c::show(const std::string& text) {
     fflush(nullptr);
 }
 
-// Asks what could stand behind `words`; `nothing` when nothing could. Says why there is no answer.
-outcome_e prompt_c::find_entries(const std::string& words) {
+// Asks what could stand at the end of `typed`; `nothing` when nothing could. Says why there is no
+// answer.
+outcome_e prompt_c::find_entries(const std::string& typed) {
     const outcome_s outcome =
-        ask_menu(client_.session(), words, QUESTION_TIMEOUT, entries_);
+        ask_menu(client_.session(), typed,
+                 patience_s::steady_clock_t::now() + MENU_PATIENCE, entries_);
     forget_interrupts();
     if (outcome.what == outcome_e::lost) {
         show("\n");
@@ -255,9 +251,8 @@ unsigned char prompt_c::complete(EditLine* editor, int) {
         return found == outcome_e::nothing ? CC_REFRESH_BEEP : CC_REDISPLAY;
     }
     const std::vector<std::string> words = menu_words(self.entries_);
-    const std::string begun = begun_word(typed);
-    std::string more = common_beginning(words);
-    more.erase(0, more.starts_with(begun) ? begun.size() : more.size());
+    std::string more =
+        words.empty() ? "" : common_beginning(words).substr(begun_word(typed).size());
     more += words.size() == 1 ? " " : "";
     if (more.empty()) {
         self.show("\n" + escaped_controls(menu_text(self.entries_)));

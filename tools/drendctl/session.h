@@ -3,10 +3,10 @@
 // One request at a time: its answer is handed on as it arrives, however long it is, until it ends,
 // the daemon stops answering, nobody takes the text any more, or SIGINT comes. The first SIGINT
 // asks the daemon to drop the answer, whose rest is then discarded; the second one closes the
-// connection.
+// connection. A daemon that sends more answers than it was asked for has perhaps sent each of them
+// to the wrong request: the end of the session tells.
 #pragma once
 
-#include <chrono>
 #include <functional>
 #include <string>
 #include <string_view>
@@ -20,9 +20,12 @@ enum class outcome_e {
     usage = 2,   // nothing was asked
     lost = 3,    // no connection, or no answer that could be followed; `error` says why
     nothing = 4, // the command printed nothing
-    interrupted = 130,
-    not_wanted = 141, // the text was not taken any more
+    interrupted = 130, // `error` says what is missing, if anything
+    not_wanted = 141,  // the text was not taken any more
 };
+
+// The `error` of an answer that an interrupt cut short.
+constexpr char INCOMPLETE_TEXT[] = "interrupted: the answer is incomplete";
 
 struct outcome_s {
     outcome_e what;
@@ -31,8 +34,7 @@ struct outcome_s {
 
 struct session_options_s {
     std::string path; // of the socket
-    // How long the daemon may send no byte; 0 is for ever.
-    std::chrono::milliseconds timeout{0};
+    patience_s patience;
     int progress_fd = -1; // where progress is shown, or -1
     int watched_output =
         -1; // the answer is given up when the reader of this pipe goes; or -1
@@ -46,18 +48,23 @@ class session_c {
     explicit session_c(session_options_s options) : options_(std::move(options)) {}
 
     // Connects, if there is no connection that can be used.
-    outcome_s connect();
-
-    std::chrono::milliseconds timeout() const { return options_.timeout; }
+    outcome_s connect() { return connect(options_.patience); }
 
     // Sends `request`, which must be without faults (see request_text.h), and hands the answer to
-    // `text`. A `timeout` other than the session's can be given.
+    // `text`. Other patience than the session's can be had.
     outcome_s ask(std::string_view request, const text_fn& text);
     outcome_s ask(std::string_view request, const text_fn& text,
-                  std::chrono::milliseconds timeout);
+                  const patience_s& patience);
+
+    // Ends the session, for which a daemon that does not close its side has until `deadline`.
+    // `lost` when the daemon has answered what nobody asked.
+    outcome_s finish(patience_s::time_point_t deadline);
 
   private:
-    session_options_s options_;
+    outcome_s connect(const patience_s& patience);
+
+    const session_options_s options_;
     connection_c connection_;
     bool is_used_ = false; // the connection has answered something
+    bool adds_up_ = true;  // there was no byte beyond the answers
 };
