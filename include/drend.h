@@ -31,8 +31,7 @@
  * what an installed method does is the daemon's affair.
  *
  * From within an accessor a daemon may call everything in "Values", "Rows" and "Context"
- * below, install hooks and load definitions. It may not register or remove paths, and may
- * not render.
+ * below, install hooks and load definitions. It may not register paths, and may not render.
  *
  * Errors. What goes wrong with a request is answered to the peer or returned; what is wrong
  * in a definition file or a registration is one line on standard error. Contradictory
@@ -322,6 +321,17 @@ DREND_API int drend_set_string_value(dr_meta_context_s* ctx, const char* text);
 /* The formatted text. */
 DREND_API int drend_set_str_value(dr_meta_context_s* ctx, const char* format, ...)
     DREND_PRINTF(2, 3);
+/*
+ * The text of an address, of which `address` points to the bytes in network order, as it does for
+ * inet_ntop(3): 4 bytes, a `struct in_addr` for example; 16 bytes, a `struct in6_addr`; the 6
+ * bytes of a hardware address, shown as "00:1a:2b:3c:4d:5e". The leaf is registered with
+ * drend_add_str_leaf, or one of IPv4 addresses with drend_add_ipaddr_v4_leaf. The text is written
+ * in place, nothing is allocated for it but, once in a walk, the room of its value. DREND_ERR for
+ * NULL.
+ */
+DREND_API int drend_set_ipv4_value(dr_meta_context_s* ctx, const void* address);
+DREND_API int drend_set_ipv6_value(dr_meta_context_s* ctx, const void* address);
+DREND_API int drend_set_mac_value(dr_meta_context_s* ctx, const void* address);
 
 /*
  * Ready-made leaf procedures: register one with the address of a variable as its data, and

@@ -68,11 +68,11 @@ drend_iterator_c* own_iterator(dr_meta_context_c& dmc, drend_iterator_factory_t 
 }
 
 template <unsigned Size>
-void set_address(dr_meta_context_s* ctx, int family, const unsigned char* address) {
+int set_address(dr_meta_context_s* ctx, int family, const void* address) {
     char text[Size];
-    if (__inet_ntop(family, address, text, sizeof text) != nullptr) {
-        drend_set_string_value(ctx, text);
-    }
+    const bool is_written =
+        address != nullptr && __inet_ntop(family, address, text, sizeof text) != nullptr;
+    return is_written ? drend_set_string_value(ctx, text) : DREND_ERR;
 }
 
 } // namespace
@@ -139,6 +139,29 @@ int drend_set_str_value(dr_meta_context_s* ctx, const char* format, ...) {
     return drend_set_string_value(ctx, text);
 }
 
+int drend_set_ipv4_value(dr_meta_context_s* ctx, const void* address) {
+    return set_address<IPV4_TEXT>(ctx, PLATFORM_AF_INET, address);
+}
+
+int drend_set_ipv6_value(dr_meta_context_s* ctx, const void* address) {
+    return set_address<IPV6_TEXT>(ctx, PLATFORM_AF_INET6, address);
+}
+
+int drend_set_mac_value(dr_meta_context_s* ctx, const void* address) {
+    static constexpr char digits[] = "0123456789abcdef";
+    if (address == nullptr) {
+        return DREND_ERR;
+    }
+    char text[] = "00:00:00:00:00:00";
+    char* at = text;
+    for (const unsigned char byte : *static_cast<const unsigned char(*)[6]>(address)) {
+        at[0] = digits[byte >> 4];
+        at[1] = digits[byte & 15];
+        at += 3;
+    }
+    return drend_set_string_value(ctx, text);
+}
+
 int drend_get_boolean_cb(dr_meta_context_s* ctx, const void* data) {
     return read_variable<uint8_t>(ctx, data, drend_set_boolean_value);
 }
@@ -186,7 +209,7 @@ int drend_get_ipaddr_v4_cb(dr_meta_context_s* ctx, const void* data) {
     if (data == nullptr) {
         return DREND_ERR;
     }
-    set_address<IPV4_TEXT>(ctx, PLATFORM_AF_INET, static_cast<const unsigned char*>(data));
+    drend_set_ipv4_value(ctx, data);
     return DREND_OK;
 }
 

@@ -150,18 +150,20 @@ class Manual(unittest.TestCase):
 
 class Samples(unittest.TestCase):
     files = {
-        "a.c": "int a;\n/* [shown] */\nint b;\n/* [end] */\n",
+        "a.c": "int a;\n/* [shown] */\nint b;\n/* [end] */\n/* [c] */\nint c;\n/* [end] */\n",
         "a.json": "{}\n",
-        "docs/a.md": "<!-- a.c -->\n```c\nint b;\n```\n\n```c\nint other;\n```\n",
+        "docs/a.md": "<!-- a.c -->\n```c\nint b;\n```\n\n```c\nint other;\n```\n"
+                     "<!-- a.c c -->\n```c\nint c;\n```\n",
         "docs/man/a.3": '.\\" a.json\n.Bd -literal\n{}\n.Ed\n',
     }
 
     def test_documents_show_what_the_files_have(self):
-        self.assertEqual(run(check_samples, self.files), [0, "2 samples are as compiled"])
+        self.assertEqual(run(check_samples, self.files), [0, "3 samples are as compiled"])
         changed = {**self.files, "a.c": "int b;\nint c;\n",
                    "docs/man/a.3": '.\\" a.json\n{}\n', "docs/b.md": "<!-- b.c -->\n```\n```\n"}
         self.assertEqual(run(check_samples, changed), [
-            1, "docs/a.md: shows another a.c", "docs/b.md: shows another b.c",
+            1, "docs/a.md: shows another a.c", "docs/a.md: shows another a.c c",
+            "docs/b.md: shows another b.c",
             "docs/man/a.3: a sample's file is named, but no block follows"])
 
 

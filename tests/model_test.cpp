@@ -394,6 +394,46 @@ TEST_F(model_test, ready_made_readers_read_variables) {
     EXPECT_EQ(leaf_text(context), "kept-7");
 }
 
+TEST_F(model_test, addresses_are_set_as_texts) {
+    static struct {
+        int (*set)(dr_meta_context_s*, const void*);
+        const void* address;
+        const char* text;
+    } cases[] = {
+        {drend_set_ipv4_value, "\xc0\x00\x02\xff", "192.0.2.255"},
+        {drend_set_ipv4_value, "\0\0\0", "0.0.0.0"},
+        {drend_set_ipv6_value, "\x20\x01\x0d\xb8\0\0\0\0\0\0\0\0\0\0\xab",
+         "2001:db8::ab00"},
+        {drend_set_ipv6_value,
+         "\xff\xff\xff\xff\xff\xff\xff\xff\xff\xff\xff\xff\xff\xff\xff\xff",
+         "ffff:ffff:ffff:ffff:ffff:ffff:ffff:ffff"},
+        {drend_set_mac_value, "\x00\x1a\xb2\xc3\xd4\xff", "00:1a:b2:c3:d4:ff"},
+        {drend_set_ipv4_value, nullptr, "(failed)"},
+        {drend_set_ipv6_value, nullptr, "(failed)"},
+        {drend_set_mac_value, nullptr, "(failed)"},
+    };
+    static const auto* current = cases;
+    drend_add_str_leaf(
+        "a",
+        [](dr_meta_context_s* ctx, const void*) {
+            return current->set(ctx, current->address);
+        },
+        nullptr);
+    dr_meta_context_c context;
+    context.push_path("/a", false, nullptr);
+    dr_value_c kept; // as a walk keeps one
+    kept.resize_buffer(64);
+    for (const auto& row : cases) {
+        current = &row;
+        EXPECT_EQ(leaf_text(context), row.text);
+        failing_allocation = 1;
+        context.call_leaf_proc(kept);
+        EXPECT_EQ(failing_allocation, 1) << row.text; // nothing was allocated
+        failing_allocation = 0;
+    }
+    EXPECT_EQ(drend_set_mac_value(&context, "123456"), DREND_ERR); // outside a leaf call
+}
+
 TEST_F(model_test, socket_addresses_are_read_by_the_domain_in_force) {
     static unsigned char record[32] = {};
     record[4] = 10;

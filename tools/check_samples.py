@@ -2,7 +2,8 @@
 """Checks that documents show what is compiled: check_samples.py [ROOT]
 
 A code block of a document below docs/ that stands under `<!-- FILE -->` or, in a manual page,
-`.\\" FILE` is FILE, or what stands in it between the lines `/* [shown] */` and `/* [end] */`.
+`.\\" FILE` is FILE, or what stands in it between the lines `/* [shown] */` and `/* [end] */`. One
+under `<!-- FILE NAME -->` is what stands between `/* [NAME] */` and the next `/* [end] */`.
 """
 
 import pathlib
@@ -12,16 +13,17 @@ import sys
 from project_files import project_files
 
 BLOCKS = {
-    ".md": re.compile(r"^<!-- (\S+) -->\n```.*\n((?:.*\n)*?)```$", re.MULTILINE),
-    ".3": re.compile(r'^\.\\" (\S+)\n\.Bd .*\n((?:.*\n)*?)\.Ed$', re.MULTILINE),
+    ".md": re.compile(r"^<!-- (\S+)(?: (\w+))? -->\n```.*\n((?:.*\n)*?)```$", re.MULTILINE),
+    ".3": re.compile(r'^\.\\" (\S+)(?: (\w+))?\n\.Bd .*\n((?:.*\n)*?)\.Ed$', re.MULTILINE),
 }
 MARKS = {".md": "<!--", ".3": '.\\"'}
-SHOWN = re.compile(r"^/\* \[shown\] \*/\n(.*?)^/\* \[end\] \*/$", re.MULTILINE | re.DOTALL)
+SHOWN = r"^/\* \[%s\] \*/\n(.*?)^/\* \[end\] \*/$"
 
 
-def shown(text):
-    part = SHOWN.search(text)
-    return part.group(1) if part else text
+def shown(text, name):
+    """The part of `text` with that name; without a name, the part to be shown or all of it."""
+    part = re.search(SHOWN % (name or "shown"), text, re.MULTILINE | re.DOTALL)
+    return part.group(1) if part else None if name else text
 
 
 def errors_of(root, document):
@@ -29,8 +31,9 @@ def errors_of(root, document):
     text, kind = document.read_text(), document.suffix
     name = document.relative_to(root)
     samples = BLOCKS[kind].findall(text)
-    errors = [f"{name}: shows another {file}" for file, block in samples
-              if not (root / file).is_file() or block != shown((root / file).read_text())]
+    errors = [f"{name}: shows another {' '.join((file, part)).strip()}"
+              for file, part, block in samples
+              if not (root / file).is_file() or block != shown((root / file).read_text(), part)]
     if len(samples) != sum(line.startswith(MARKS[kind]) for line in text.split("\n")):
         errors.append(f"{name}: a sample's file is named, but no block follows")
     return len(samples), errors

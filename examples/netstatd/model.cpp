@@ -5,8 +5,6 @@
 #include <new>
 #include <string>
 
-#include "orvex_platform/sbuf.h"
-
 namespace {
 
 constexpr char SNAPSHOT_COOKIE[] = "snapshot";
@@ -30,7 +28,7 @@ int release_snapshot(dr_meta_context_s* ctx, const void*) {
 void write_hardware_address(const void* data, unsigned int length, str_buf_s* out) {
     const auto* bytes = static_cast<const unsigned char*>(data);
     for (unsigned int i = 0; i < length; ++i) {
-        sbuf_append(out, i == 0 ? "%02x" : ":%02x", bytes[i]);
+        drend_append(out, i == 0 ? "%02x" : ":%02x", bytes[i]);
     }
 }
 
@@ -60,21 +58,30 @@ int set_interface_name(dr_meta_context_s* ctx, int index) {
     return set_optional_text(ctx, snapshot ? snapshot->interface_name(index) : nullptr);
 }
 
-const char* ip_text(const nl_addr* address, char (&buffer)[INET6_ADDRSTRLEN]) {
+in6_addr ip_bytes(const nl_addr* address) {
     // The destination of a default route has no bytes at all: it is the address of zeros.
-    unsigned char bytes[sizeof(in6_addr)] = {};
+    in6_addr bytes{};
     if (nl_addr_get_len(address) <= sizeof bytes) {
-        memcpy(bytes, nl_addr_get_binary_addr(address), nl_addr_get_len(address));
+        memcpy(&bytes, nl_addr_get_binary_addr(address), nl_addr_get_len(address));
     }
-    if (inet_ntop(nl_addr_get_family(address), bytes, buffer, sizeof buffer) == nullptr) {
+    return bytes;
+}
+
+const char* ip_text(const nl_addr* address, char (&buffer)[INET6_ADDRSTRLEN]) {
+    const in6_addr bytes = ip_bytes(address);
+    if (inet_ntop(nl_addr_get_family(address), &bytes, buffer, sizeof buffer) == nullptr) {
         buffer[0] = '\0';
     }
     return buffer;
 }
 
 int set_ip_address(dr_meta_context_s* ctx, const nl_addr* address) {
-    char text[INET6_ADDRSTRLEN];
-    return set_optional_text(ctx, address == nullptr ? nullptr : ip_text(address, text));
+    if (address == nullptr) {
+        return DREND_SKIP_LEAF;
+    }
+    const in6_addr bytes = ip_bytes(address);
+    return nl_addr_get_family(address) == AF_INET6 ? drend_set_ipv6_value(ctx, &bytes)
+                                                   : drend_set_ipv4_value(ctx, &bytes);
 }
 
 const char* time_text(time_t time, char (&buffer)[TIME_TEXT]) {
