@@ -46,7 +46,7 @@ std::string call(const xp_node_c& node, drend_value_lookup_c& lookup) {
         for (const auto& argument : node.args) {
             args.push_back(evaluate(*argument, lookup));
         }
-        function(lookup, args, result);
+        function(node, lookup, args, result);
     }
     return result;
 }

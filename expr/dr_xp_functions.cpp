@@ -1,9 +1,9 @@
 #include "expr/dr_xp_functions.h"
 
+#include <cassert>
 #include <cstring>
 
 #include "drend.h"
-#include "expr/dr_xp_pattern.h"
 #include "frame/drend_trace.h"
 
 const char* const xpath_true = "true";
@@ -25,8 +25,8 @@ const char* truth(bool value) {
     return value ? xpath_true : xpath_false;
 }
 
-void dri_xp_local_name_func(drend_value_lookup_c& lookup, const args_t& args,
-                            std::string& result) {
+void dri_xp_local_name_func(const xp_node_c&, drend_value_lookup_c& lookup,
+                            const args_t& args, std::string& result) {
     result.clear();
     if (check_count(args.empty(), __func__)) {
         dr_str_buf_c name;
@@ -35,19 +35,22 @@ void dri_xp_local_name_func(drend_value_lookup_c& lookup, const args_t& args,
     }
 }
 
-void dri_xp_contains_func(drend_value_lookup_c&, const args_t& args, std::string& result) {
+void dri_xp_contains_func(const xp_node_c&, drend_value_lookup_c&, const args_t& args,
+                          std::string& result) {
     result = truth(check_count(args.size() >= 2, __func__) &&
                    args[0].find(args[1]) != std::string::npos);
 }
 
-void dri_xp_starts_with_func(drend_value_lookup_c&, const args_t& args,
+void dri_xp_starts_with_func(const xp_node_c&, drend_value_lookup_c&, const args_t& args,
                              std::string& result) {
     result = truth(check_count(args.size() >= 2, __func__) && args[0].starts_with(args[1]));
 }
 
-void dri_xp_match_func(drend_value_lookup_c&, const args_t& args, std::string& result) {
+void dri_xp_match_func(const xp_node_c& call, drend_value_lookup_c&, const args_t& args,
+                       std::string& result) {
+    assert(call.pattern);
     result = truth(check_count(args.size() >= 2, __func__) &&
-                   dri_pattern_match(args[1], args[0]));
+                   call.pattern->match(args[1], args[0]));
 }
 
 constexpr struct {
@@ -56,7 +59,7 @@ constexpr struct {
 } FUNCTIONS[] = {{"local_name", dri_xp_local_name_func},
                  {"contains", dri_xp_contains_func},
                  {"starts-with", dri_xp_starts_with_func},
-                 {"match", dri_xp_match_func}};
+                 {XP_MATCH, dri_xp_match_func}};
 
 } // namespace
 

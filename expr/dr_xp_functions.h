@@ -15,8 +15,13 @@
 #include <vector>
 
 #include "expr/drend_value_lookup.h"
+#include "expr/xp_node.h"
 
-using dr_xp_function_t = void (*)(drend_value_lookup_c& lookup,
+// The function that compiles its second argument: the parser gives its calls a place for that.
+inline constexpr char XP_MATCH[] = "match";
+
+// Called with the node of the call itself and the texts of its arguments.
+using dr_xp_function_t = void (*)(const xp_node_c& call, drend_value_lookup_c& lookup,
                                   const std::vector<std::string>& args,
                                   std::string& result);
 

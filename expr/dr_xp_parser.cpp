@@ -5,6 +5,7 @@
 #include <unordered_map>
 #include <utility>
 
+#include "expr/dr_xp_functions.h"
 #include "expr/dr_xp_lexer.h"
 
 namespace {
@@ -97,6 +98,9 @@ class expr_parser_c {
 
     int call(xp_node_c& node, int open) {
         node.type = XP_NODE_CALL;
+        if (node.text == XP_MATCH) {
+            node.pattern = std::make_shared<const dr_xp_pattern_c>();
+        }
         int nesting = open == XP_MAX_NESTING ? FAILED : 0;
         while (nesting != FAILED) {
             const int token = next();

@@ -4,9 +4,9 @@
 #include <charconv>
 #include <cstdlib>
 #include <cwchar>
-#include <map>
 #include <memory>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include <regex.h>
@@ -22,8 +22,7 @@ constexpr size_t SIZE_MAX_ANCHORED = 128;
 constexpr size_t ANCHORS_MAX = 16;
 // Bytes of a text, taken once for each of its bytes that is no character.
 constexpr size_t RESTARTED_MAX = 1024 * 1024;
-constexpr size_t CACHE_ENTRIES = 1024;
-constexpr size_t CACHE_MEMORY = 64 * 1024 * 1024;
+constexpr size_t MEMORY_MAX = 64 * 1024 * 1024;
 
 // Measures a pattern without compiling it.
 class pattern_scan_c {
@@ -225,11 +224,18 @@ begins_t further_begins(const std::string& text) {
     return begins;
 }
 
+// A pattern as the C library has it, and the text that it was made of.
 class compiled_pattern_c {
   public:
-    explicit compiled_pattern_c(const pattern_scan_c& scan)
-        : at_front_(scan.at_front()), at_end_(scan.at_end()), size_(scan.expanded_size()) {
-        std::string text = scan.at_front() ? "\\(" : ".*\\(";
+    explicit compiled_pattern_c(const std::string& pattern) : pattern_(pattern) {
+        pattern_scan_c scan(pattern_);
+        if (!scan.acceptable()) {
+            return;
+        }
+        at_front_ = scan.at_front();
+        at_end_ = scan.at_end();
+        size_ = scan.expanded_size();
+        std::string text = at_front_ ? "\\(" : ".*\\(";
         text += scan.body();
         text += "\\)";
         compiled_ = regcomp(&regex_, text.c_str(), REG_NOSUB) == 0;
@@ -242,15 +248,18 @@ class compiled_pattern_c {
     compiled_pattern_c(const compiled_pattern_c&) = delete;
     compiled_pattern_c& operator=(const compiled_pattern_c&) = delete;
 
-    bool is_compiled() const { return compiled_; }
+    bool is_of(const std::string& pattern) const { return pattern_ == pattern; }
 
-    // What the C library keeps of the pattern, and of a match with a text of `length` bytes: as
-    // measured, one state for each byte unless the pattern has fewer of them.
+    // What the C library keeps of the pattern, and of the texts of `length` bytes together that it
+    // was matched with: as measured, one state for each byte unless the pattern has fewer of them.
     size_t memory() const { return 4096 + 32 * size_ * size_; }
     size_t memory(size_t length) const {
         const size_t states = size_ < 20 ? std::min(length, size_t{1} << size_) : length;
         return states * (3072 + 10 * size_);
     }
+
+    // Whether the pattern can be matched with a text of `length` bytes.
+    bool takes(size_t length) const { return compiled_ && memory(length) <= MEMORY_MAX; }
 
     bool matches(const std::string& text) const {
         if (matches_from(0, text)) {
@@ -273,86 +282,99 @@ class compiled_pattern_c {
         return at_end_ ? matched == length - start : matched >= 0;
     }
 
-    bool at_front_;
-    bool at_end_;
-    size_t size_;
-    bool compiled_;
+    const std::string pattern_;
+    bool at_front_ = false;
+    bool at_end_ = false;
+    bool compiled_ = false;
+    size_t size_ = 0;
     mutable regex_t regex_; // locks itself while it is matched
 };
 
-using pattern_t = std::shared_ptr<const compiled_pattern_c>;
+using compiled_t = std::shared_ptr<const compiled_pattern_c>;
 
-// Null when the pattern matches nothing.
-pattern_t compile(const std::string& pattern) {
-    pattern_scan_c scan(pattern);
-    if (!scan.acceptable()) {
-        return nullptr;
-    }
-    auto compiled = std::make_shared<const compiled_pattern_c>(scan);
-    return compiled->is_compiled() ? compiled : nullptr;
-}
-
-class pattern_cache_c {
+// What was compiled for each place, of which nothing but its address is known.
+class pattern_table_c {
   public:
-    // The pattern, ready for a text of `length` bytes; null when it cannot match it.
-    pattern_t get(const std::string& pattern, size_t length) {
+    // The pattern, compiled for that place; null when it cannot match a text of `length` bytes.
+    compiled_t get(const void* place, const std::string& pattern, size_t length) {
         drend_lock_guard_c guard(lock_);
-        const auto known = patterns_.find(pattern);
-        if (known == patterns_.end()) {
-            return add(pattern, compile(pattern), length);
+        kept_s* kept = &compiled_for(place, pattern);
+        if (memory_ + kept->growth(length) > MEMORY_MAX) {
+            clear();
+            kept = &compiled_for(place, pattern);
         }
-        const pattern_t compiled = known->second;
-        if (compiled == nullptr || compiled->memory(length) > CACHE_MEMORY) {
+        if (!kept->compiled->takes(length)) {
             return nullptr;
         }
-        if (memory_ + compiled->memory(length) > CACHE_MEMORY) {
-            clear();
-            return add(pattern, compile(pattern), length);
+        memory_ += kept->growth(length);
+        kept->matched += length;
+        return kept->compiled;
+    }
+
+    void forget(const void* place) {
+        drend_lock_guard_c guard(lock_);
+        const auto found = kept_.find(place);
+        if (found != kept_.end()) {
+            memory_ -= found->second.memory();
+            kept_.erase(found);
         }
-        memory_ += compiled->memory(length);
-        return compiled;
     }
 
     void clear() {
         drend_lock_guard_c guard(lock_);
-        patterns_.clear();
+        kept_.clear();
         memory_ = 0;
     }
 
   private:
-    pattern_t add(const std::string& pattern, const pattern_t& compiled, size_t length) {
-        size_t needed = compiled == nullptr ? 0 : compiled->memory();
-        const bool matchable =
-            compiled != nullptr && compiled->memory(length) <= CACHE_MEMORY;
-        needed += matchable ? compiled->memory(length) : 0;
-        if (patterns_.size() == CACHE_ENTRIES || memory_ + needed > CACHE_MEMORY) {
-            clear();
+    struct kept_s {
+        compiled_t compiled;
+        size_t matched = 0; // bytes, of all texts
+
+        size_t memory() const { return compiled->memory() + compiled->memory(matched); }
+        // What a further text adds.
+        size_t growth(size_t length) const {
+            return compiled->takes(length)
+                       ? compiled->memory(matched + length) - compiled->memory(matched)
+                       : 0;
         }
-        patterns_.emplace(pattern, compiled);
-        memory_ += needed;
-        return matchable ? compiled : nullptr;
+    };
+
+    kept_s& compiled_for(const void* place, const std::string& pattern) {
+        const auto found = kept_.find(place);
+        if (found != kept_.end() && found->second.compiled->is_of(pattern)) {
+            return found->second;
+        }
+        kept_s made{std::make_shared<const compiled_pattern_c>(pattern)};
+        forget(place);
+        kept_s& kept = kept_[place];
+        kept = std::move(made);
+        memory_ += kept.memory();
+        return kept;
     }
 
     drend_lock_c lock_;
-    std::map<std::string, pattern_t> patterns_;
+    std::unordered_map<const void*, kept_s> kept_;
     size_t memory_ = 0; // estimated
 };
 
-pattern_cache_c& cache() {
-    static pattern_cache_c patterns;
-    return patterns;
-}
+// Made when the library is loaded, so that it outlives every parsed expression.
+pattern_table_c table;
 
 } // namespace
 
-bool dri_pattern_match(const std::string& pattern, const std::string& text) {
+dr_xp_pattern_c::~dr_xp_pattern_c() {
+    table.forget(this);
+}
+
+bool dr_xp_pattern_c::match(const std::string& pattern, const std::string& text) const {
     if (pattern.size() > PATTERN_MAX) {
         return false;
     }
-    const pattern_t compiled = cache().get(pattern, text.size());
+    const compiled_t compiled = table.get(this, pattern, text.size());
     return compiled != nullptr && compiled->matches(text);
 }
 
 void dri_forget_patterns() {
-    cache().clear();
+    table.clear();
 }

@@ -11,17 +11,27 @@
 //  2. a search is a single match of ".*" and the pattern, from the first byte on, and once more
 //     from behind each byte that is no character of the locale, which no "." passes. A text is
 //     searched up to the first such byte when their number times its length is more than 1 MiB;
-//  3. compiled patterns, which keep every state that a text took them through, are kept up to a
-//     number of 1,024 and an estimated 64 MiB and are then all forgotten. A text for which that
-//     would not suffice (20 KiB and more, when the pattern is longer than a word) is not matched.
+//  3. compiled patterns belong to the expressions that use them, one to each call of match(). They
+//     keep every state that a text took them through; when all of them together are estimated at
+//     64 MiB they are forgotten, and compiled again when needed. A text for which that would not
+//     suffice (20 KiB and more, when the pattern is longer than a word) is not matched.
 //
 // Safe from any thread.
 #pragma once
 
 #include <string>
 
-// Whether the POSIX basic regular expression matches somewhere in the text.
-bool dri_pattern_match(const std::string& pattern, const std::string& text);
+// The place in an expression that a pattern is compiled for. It keeps the last one.
+class dr_xp_pattern_c {
+  public:
+    dr_xp_pattern_c() = default;
+    ~dr_xp_pattern_c();
+    dr_xp_pattern_c(const dr_xp_pattern_c&) = delete;
+    dr_xp_pattern_c& operator=(const dr_xp_pattern_c&) = delete;
 
-// Forgets the compiled patterns.
+    // Whether the POSIX basic regular expression matches somewhere in the text.
+    bool match(const std::string& pattern, const std::string& text) const;
+};
+
+// Forgets the compiled patterns of every place.
 void dri_forget_patterns();

@@ -97,14 +97,14 @@ void trace_tree(const xp_node_c& node, size_t depth) {
 
 xp_node_c::xp_node_c(const xp_node_c& other)
     : text(other.text), kind(other.kind), type(other.type), left(copy_of(other.left)),
-      right(copy_of(other.right)), args(copy_of(other.args)),
+      right(copy_of(other.right)), args(copy_of(other.args)), pattern(other.pattern),
       more_predicates(copy_of(other.more_predicates)) {}
 
 xp_node_c::xp_node_c(xp_node_c&& other) noexcept
     : text(other.text), kind(std::exchange(other.kind, 0)),
       type(std::exchange(other.type, XP_NODE_NONE)), left(std::move(other.left)),
       right(std::move(other.right)), args(std::move(other.args)),
-      more_predicates(std::move(other.more_predicates)) {
+      pattern(std::move(other.pattern)), more_predicates(std::move(other.more_predicates)) {
     other.text.clear();
 }
 
@@ -120,6 +120,7 @@ xp_node_c& xp_node_c::operator=(xp_node_c&& other) noexcept {
     left.swap(taken.left);
     right.swap(taken.right);
     args.swap(taken.args);
+    pattern.swap(taken.pattern);
     more_predicates.swap(taken.more_predicates);
     return *this;
 }

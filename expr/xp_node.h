@@ -16,6 +16,7 @@
 #include <memory>
 #include <vector>
 
+#include "expr/dr_xp_pattern.h"
 #include "frame/dr_str_buf.h"
 
 // What a node stands for. db_dump_expr prints the text beside it.
@@ -51,7 +52,9 @@ class xp_node_c {
     int type = XP_NODE_NONE; // an xp_node_type_e
     std::unique_ptr<xp_node_c> left;
     std::unique_ptr<xp_node_c> right;
-    std::vector<std::unique_ptr<xp_node_c>> args;            // of a call
+    std::vector<std::unique_ptr<xp_node_c>> args; // of a call
+    std::shared_ptr<const dr_xp_pattern_c>
+        pattern; // of a call of match(), which copies share
     std::vector<std::unique_ptr<xp_node_c>> more_predicates; // of a step, in their order
 };
 

@@ -1,6 +1,9 @@
 // Evaluation of expressions: operators, functions, patterns and the keys that filters name.
+#include <atomic>
 #include <clocale>
+#include <dlfcn.h>
 #include <gmock/gmock.h>
+#include <optional>
 #include <regex.h>
 #include <thread>
 
@@ -34,6 +37,12 @@ const xp_node_c& tree(const std::string& expression) {
     return *path->predicates().front().node;
 }
 
+std::atomic<int> compilations{0};
+
+bool matches(const std::string& pattern, const std::string& text) {
+    return dr_xp_pattern_c().match(pattern, text);
+}
+
 std::string evaluated(const std::string& expression) {
     drend_env_value_lookup_c lookup;
     lookup.values = {
@@ -45,6 +54,14 @@ std::string evaluated(const std::string& expression) {
 }
 
 } // namespace
+
+// Counts, and does what the C library's does.
+extern "C" int regcomp(regex_t* compiled, const char* pattern, int flags) {
+    ++compilations;
+    static const auto real =
+        reinterpret_cast<decltype(&regcomp)>(dlsym(RTLD_NEXT, "regcomp"));
+    return real(compiled, pattern, flags);
+}
 
 TEST(expr_eval, operators) {
     for (const char* expression :
@@ -200,7 +217,7 @@ TEST(expr_patterns, agree_with_the_c_library) {
             for (const char* text : texts) {
                 const bool expected =
                     compiles && regexec(&reference, text, 0, nullptr, 0) == 0;
-                EXPECT_EQ(dri_pattern_match(pattern, text), expected)
+                EXPECT_EQ(matches(pattern, text), expected)
                     << pattern << " in " << testing::PrintToString(text) << locale;
             }
             if (compiles) {
@@ -222,37 +239,66 @@ TEST(expr_patterns, hostile_ones_match_nothing) {
           "x*^" + repeated(36, "\\(a*b*\\)*"),
           "\\(\\b\\|" + repeated(4, "\\(a*\\b\\|\\<b*\\)*") + "\\)*",
           repeated(120, "\\b*a*")}) {
-        EXPECT_FALSE(dri_pattern_match(pattern, text)) << pattern;
+        EXPECT_FALSE(matches(pattern, text)) << pattern;
     }
-    EXPECT_TRUE(dri_pattern_match(repeated(1024, "a"), repeated(1024, "a")));
-    EXPECT_TRUE(dri_pattern_match("^" + repeated(20, "\\(a*b*\\)*") + "$", text));
+    EXPECT_TRUE(matches(repeated(1024, "a"), repeated(1024, "a")));
+    EXPECT_TRUE(matches("^" + repeated(20, "\\(a*b*\\)*") + "$", text));
     // One state for each byte is too much for a long text; a short pattern has few.
     const std::string half(500000, 'a');
-    EXPECT_FALSE(dri_pattern_match("a" + repeated(30, "."), half));
-    EXPECT_TRUE(dri_pattern_match("needle", half + "needle" + half));
+    EXPECT_FALSE(matches("a" + repeated(30, "."), half));
+    EXPECT_TRUE(matches("needle", half + "needle" + half));
     // Behind bytes that are no characters a search begins anew, but not without end.
     ASSERT_NE(setlocale(LC_CTYPE, "C.UTF-8"), nullptr);
-    EXPECT_TRUE(dri_pattern_match("b", std::string(1000, '\xff') + "b"));
-    EXPECT_FALSE(dri_pattern_match("b", std::string(1100, '\xff') + "b"));
+    EXPECT_TRUE(matches("b", std::string(1000, '\xff') + "b"));
+    EXPECT_FALSE(matches("b", std::string(1100, '\xff') + "b"));
     setlocale(LC_CTYPE, "C");
 }
 
-TEST(expr_patterns, outlive_the_bounds_of_their_cache) {
-    for (int round = 0; round < 2; ++round) {
-        for (int i = 0; i < 1500; ++i) {
-            const std::string number = std::to_string(i);
-            ASSERT_TRUE(dri_pattern_match("^" + number + "$", number));
+TEST(expr_patterns, are_compiled_once_for_each_expression) {
+    std::vector<std::shared_ptr<const dr_xpath_c>> paths;
+    for (int i = 100; i < 1400; ++i) {
+        const std::string number = std::to_string(i);
+        paths.push_back(
+            dri_xpath_get(("a[match('" + number + "', '^" + number + "$')]").c_str()));
+    }
+    drend_env_value_lookup_c nothing;
+    dr_str_buf_c result;
+    const auto evaluate_all = [&] {
+        const int before = compilations;
+        for (const auto& path : paths) {
+            EXPECT_EQ(dri_eval_expr(*path->predicates()[0].node, nothing, result), 1);
         }
+        return compilations - before;
+    };
+    EXPECT_EQ(evaluate_all(), 1300);
+    EXPECT_EQ(evaluate_all(), 0);
+    dri_reset_xpath_cache();
+    EXPECT_EQ(evaluate_all(), 1300);
+    // What is gone takes no room from others.
+    paths.resize(1);
+    std::vector<std::optional<dr_xp_pattern_c>> places(5000);
+    for (auto& place : places) {
+        ASSERT_TRUE(place.emplace().match("^1234$", "1234"));
+        place.reset();
     }
+    EXPECT_EQ(evaluate_all(), 0);
+}
+
+TEST(expr_patterns, are_forgotten_when_they_keep_too_much) {
+    const dr_xp_pattern_c place;
+    const int before = compilations;
     for (int i = 0; i < 10000; ++i) {
-        ASSERT_TRUE(dri_pattern_match("0\\{1,20\\}x", "ge-00000000000000x"));
+        ASSERT_TRUE(place.match("0\\{1,20\\}x", "ge-00000000000000x"));
     }
+    EXPECT_GT(compilations - before, 5);
+    EXPECT_LT(compilations - before, 100);
 }
 
 TEST(expr_patterns, any_thread) {
-    const auto work = [](bool forgets) {
+    const dr_xp_pattern_c place;
+    const auto work = [&](bool forgets) {
         for (int i = 0; i < 500; ++i) {
-            EXPECT_TRUE(dri_pattern_match("a.*" + std::to_string(i % 5), "a-01234"));
+            EXPECT_TRUE(place.match("a.*" + std::to_string(i % 5), "a-01234"));
             if (forgets) {
                 dri_forget_patterns();
             }
