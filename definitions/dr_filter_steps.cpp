@@ -1,5 +1,7 @@
 #include "definitions/dr_filter_steps.h"
 
+#include <utility>
+
 #include "expr/dr_xp_lexer.h"
 #include "expr/dr_xp_parser.h"
 #include "frame/dr_str_buf.h"
@@ -17,47 +19,70 @@ void append_literal(std::string& step, const char* literal) {
     step += '\'';
 }
 
-dr_step_filter_s finished(const std::string& text) {
-    dr_step_filter_s step{text, nullptr};
-    if (!text.empty()) {
-        step.parsed = dri_xpath_get(text.c_str());
-        if (step.parsed != nullptr && step.parsed->steps().size() != 1) {
-            step.parsed = nullptr;
+class filter_cutter_c {
+  public:
+    explicit filter_cutter_c(const char* filter) : cursor_(filter) {}
+
+    // False when the steps together are too much.
+    bool cut() {
+        dr_str_buf_c text;
+        const char* start = nullptr;
+        while (!size_.is_too_much()) {
+            switch (dri_xp_lexer_next(cursor_, text, start)) {
+            case XP_TOKEN_END:
+                if (has_slash_ || !current_.empty()) {
+                    finish_step();
+                }
+                return !size_.is_too_much();
+            case XP_TOKEN_ERROR:
+                return true;
+            case XP_TOKEN_SLASH:
+                if (std::exchange(has_slash_, true) || !current_.empty()) {
+                    finish_step();
+                }
+                break;
+            case XP_TOKEN_LITERAL:
+                append_literal(current_, text);
+                break;
+            default:
+                current_ += current_.empty() ? "" : " ";
+                current_ += text.c_str();
+            }
         }
+        return false;
     }
-    return step;
-}
+
+    std::vector<dr_step_filter_s> steps;
+
+  private:
+    void finish_step() {
+        dr_step_filter_s step{std::move(current_), nullptr};
+        current_.clear();
+        if (step.text.empty()) {
+            ++size_.nodes;
+        } else {
+            step.parsed = dri_xpath_get(step.text.c_str(), size_);
+            if (step.parsed != nullptr && step.parsed->steps().size() != 1) {
+                step.parsed = nullptr;
+            }
+        }
+        steps.push_back(std::move(step));
+    }
+
+    const char* cursor_;
+    std::string current_;
+    bool has_slash_ = false;
+    dr_xp_size_s size_; // of all steps
+};
 
 } // namespace
 
-std::vector<dr_step_filter_s> dri_cut_filter(const char* filter) {
-    std::vector<dr_step_filter_s> steps;
-    std::string current;
-    unsigned slashes = 0;
-    const char* cursor = filter;
-    const char* start = nullptr;
-    dr_str_buf_c text;
-    for (;;) {
-        switch (dri_xp_lexer_next(cursor, text, start)) {
-        case XP_TOKEN_END:
-            if (slashes > 0 || !current.empty()) {
-                steps.push_back(finished(current));
-            }
-            return steps;
-        case XP_TOKEN_ERROR:
-            return steps;
-        case XP_TOKEN_SLASH:
-            if (slashes++ > 0 || !current.empty()) {
-                steps.push_back(finished(current));
-                current.clear();
-            }
-            break;
-        case XP_TOKEN_LITERAL:
-            append_literal(current, text);
-            break;
-        default:
-            current += current.empty() ? "" : " ";
-            current += text.c_str();
-        }
+bool dri_cut_filter(const char* filter, std::vector<dr_step_filter_s>& steps) {
+    filter_cutter_c cutter(filter);
+    const bool fits = cutter.cut();
+    steps.clear();
+    if (fits) {
+        steps = std::move(cutter.steps);
     }
+    return fits;
 }

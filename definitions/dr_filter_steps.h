@@ -9,4 +9,6 @@
 // makes an empty last step. Literals come out in single quotes after a blank, so that a step's text
 // parses back to the same expression. Reading stops, without the step it is in, at an unterminated
 // literal.
-std::vector<dr_step_filter_s> dri_cut_filter(const char* filter);
+//
+// Replaces `steps`. False, with no steps, when the filter as a whole is too much.
+bool dri_cut_filter(const char* filter, std::vector<dr_step_filter_s>& steps);

@@ -59,9 +59,9 @@ int dr_tags_context_c::push_meta_context(const dr_nav_path_c& path, const char* 
     return status;
 }
 
-void dr_tags_context_c::set_filter(const char* filter) {
-    step_filters_ = dri_cut_filter(filter);
+int dr_tags_context_c::set_filter(const char* filter) {
     current_step_ = 0;
+    return dri_cut_filter(filter, step_filters_) ? DREND_OK : DREND_ERR;
 }
 
 void dri_get_cur_source(const dr_tags_context_c* ctx, std::string& out) {

@@ -51,8 +51,9 @@ class dr_tags_context_c : public dr_render_context_c {
     size_t tag_depth() const { return tags_.size(); }
     size_t meta_depth() const { return meta_contexts_.size(); }
 
-    // Cuts a request's filter into its steps, replacing what was set before.
-    void set_filter(const char* filter);
+    // Cuts a request's filter into its steps, replacing what was set before. 0, or DREND_ERR, with
+    // no filter set, when it holds more than a filter may.
+    int set_filter(const char* filter);
 
     // The style that the request asks for; empty for none.
     std::string requested_style;

@@ -38,15 +38,24 @@ int enclosing(int nesting) {
     return nesting == FAILED || nesting >= XP_MAX_NESTING ? FAILED : nesting + 1;
 }
 
-// Reads tokens from a cursor that belongs to the caller. Every rule fills an empty node and
-// returns how deep its part nests, or FAILED; `open` counts what is still open around it.
+// The work of a pattern, unless it is known only when a row is judged.
+size_t work_of(const xp_node_c* pattern) {
+    while (pattern->type == XP_NODE_EXPR) {
+        pattern = pattern->left.get();
+    }
+    return pattern->kind == XP_TOKEN_LITERAL ? dri_pattern_work(pattern->text.c_str()) : 0;
+}
+
+// Reads tokens from a cursor that belongs to the caller, and counts what it makes. Every rule fills
+// an empty node and returns how deep its part nests, or FAILED; `open` counts what is still open
+// around it.
 class expr_parser_c {
   public:
-    explicit expr_parser_c(const char*& cursor) : cursor_(cursor) {}
+    expr_parser_c(const char*& cursor, dr_xp_size_s& size) : cursor_(cursor), size_(size) {}
 
     int expression(xp_node_c& node, int open) {
         node.type = XP_NODE_EXPR;
-        node.left = std::make_unique<xp_node_c>();
+        node.left = make_node();
         int nesting = operand(*node.left, open);
         while (nesting != FAILED) {
             const int type = operator_type(next());
@@ -55,11 +64,12 @@ class expr_parser_c {
                 break;
             }
             if (node.right != nullptr) {
-                auto whole = std::make_unique<xp_node_c>(std::move(node));
+                auto whole = make_node();
+                *whole = std::move(node);
                 node.left = std::move(whole);
             }
             node.type = type;
-            node.right = std::make_unique<xp_node_c>();
+            node.right = make_node();
             const int right = operand(*node.right, open);
             nesting = right == FAILED ? FAILED : enclosing(std::max(nesting, right));
         }
@@ -70,7 +80,15 @@ class expr_parser_c {
     int next() { return dri_xp_lexer_next(cursor_, text_, start_); }
     void give_back() { cursor_ = start_; }
 
+    std::unique_ptr<xp_node_c> make_node() {
+        ++size_.nodes;
+        return std::make_unique<xp_node_c>();
+    }
+
     int operand(xp_node_c& node, int open) {
+        if (size_.is_too_much()) {
+            return FAILED;
+        }
         const int token = next();
         if (token == XP_TOKEN_OPEN) {
             return in_parentheses(node, open);
@@ -98,32 +116,53 @@ class expr_parser_c {
 
     int call(xp_node_c& node, int open) {
         node.type = XP_NODE_CALL;
-        if (node.text == XP_MATCH) {
-            node.pattern = std::make_shared<const dr_xp_pattern_c>();
-        }
         int nesting = open == XP_MAX_NESTING ? FAILED : 0;
         while (nesting != FAILED) {
             const int token = next();
             if (token == XP_TOKEN_CLOSE) {
+                note_pattern(node);
                 return enclosing(nesting);
             }
             if (token == XP_TOKEN_COMMA && !node.args.empty()) {
                 continue;
             }
             give_back();
-            node.args.push_back(std::make_unique<xp_node_c>());
+            node.args.push_back(make_node());
             const int argument = expression(*node.args.back(), open + 1);
             nesting = argument == FAILED ? FAILED : std::max(nesting, argument);
         }
         return FAILED;
     }
 
+    void note_pattern(xp_node_c& call) {
+        if (call.text == XP_MATCH) {
+            call.pattern = std::make_shared<const dr_xp_pattern_c>();
+            ++size_.patterns;
+            size_.pattern_work += call.args.size() < 2 ? 0 : work_of(call.args[1].get());
+        }
+    }
+
     const char*& cursor_;
     const char* start_ = nullptr;
     dr_str_buf_c text_;
+    dr_xp_size_s& size_;
 };
 
-bool parse_predicate(const char*& cursor, xp_node_c& step) {
+int parse_expr(const char*& cursor, xp_node_c& node, dr_xp_size_s& size) {
+    xp_node_c tree;
+    ++size.nodes;
+    if (expr_parser_c(cursor, size).expression(tree, 0) == FAILED) {
+        return -1;
+    }
+    node.kind = 0;
+    node.type = tree.type;
+    node.left = std::move(tree.left);
+    node.right = std::move(tree.right);
+    node.args.clear();
+    return 0;
+}
+
+bool parse_predicate(const char*& cursor, xp_node_c& step, dr_xp_size_s& size) {
     xp_node_c* root = &step;
     if (step.type != XP_NODE_NONE) {
         step.more_predicates.push_back(std::make_unique<xp_node_c>());
@@ -131,24 +170,26 @@ bool parse_predicate(const char*& cursor, xp_node_c& step) {
     }
     dr_str_buf_c text;
     const char* start = nullptr;
-    return dri_xp_parse_expr(cursor, *root) == 0 &&
+    return parse_expr(cursor, *root, size) == 0 &&
            dri_xp_lexer_next(cursor, text, start) == XP_TOKEN_CLOSE_BRACKET;
 }
 
-std::shared_ptr<const dr_xpath_c> parse_path(const char* cursor) {
+// Null when the path does not parse or is too much; `size` counts what was parsed either way.
+std::shared_ptr<const dr_xpath_c> parse_path(const char* cursor, dr_xp_size_s& size) {
     std::vector<xp_node_c> steps(1);
     dr_str_buf_c text;
     const char* start = nullptr;
-    for (;;) {
+    for (size.nodes = 1; !size.is_too_much();) {
         switch (dri_xp_lexer_next(cursor, text, start)) {
         case XP_TOKEN_END:
         case XP_TOKEN_ERROR:
-            return std::make_shared<const dr_xpath_c>(std::move(steps));
+            return std::make_shared<const dr_xpath_c>(std::move(steps), size);
         case XP_TOKEN_SLASH:
             steps.emplace_back();
+            ++size.nodes;
             break;
         case XP_TOKEN_OPEN_BRACKET:
-            if (!parse_predicate(cursor, steps.back())) {
+            if (!parse_predicate(cursor, steps.back(), size)) {
                 return nullptr;
             }
             break;
@@ -156,6 +197,7 @@ std::shared_ptr<const dr_xpath_c> parse_path(const char* cursor) {
             steps.back().text += text;
         }
     }
+    return nullptr;
 }
 
 class path_cache_c {
@@ -213,7 +255,8 @@ void note_facts(const xp_node_c& node, dr_xp_predicate_s& predicate) {
 
 } // namespace
 
-dr_xpath_c::dr_xpath_c(std::vector<xp_node_c> steps) : steps_(std::move(steps)) {
+dr_xpath_c::dr_xpath_c(std::vector<xp_node_c> steps, const dr_xp_size_s& size)
+    : steps_(std::move(steps)), size_(size) {
     for (const xp_node_c& step : steps_) {
         if (step.type != XP_NODE_NONE) {
             add_predicate(step);
@@ -230,16 +273,22 @@ void dr_xpath_c::add_predicate(const xp_node_c& root) {
     predicates_.push_back(predicate);
 }
 
-std::shared_ptr<const dr_xpath_c> dri_xpath_get(const char* text) {
+std::shared_ptr<const dr_xpath_c> dri_xpath_get(const char* text, dr_xp_size_s& so_far) {
     const std::string key(text);
+    dr_xp_size_s size;
     auto path = cache().find(key);
-    if (path == nullptr) {
-        path = parse_path(text);
-        if (path != nullptr) {
-            cache().keep(key, path);
-        }
+    if (path != nullptr) {
+        size = path->size();
+    } else if ((path = parse_path(text, size)) != nullptr) {
+        cache().keep(key, path);
     }
-    return path;
+    so_far.add(size);
+    return so_far.is_too_much() ? nullptr : path;
+}
+
+std::shared_ptr<const dr_xpath_c> dri_xpath_get(const char* text) {
+    dr_xp_size_s size;
+    return dri_xpath_get(text, size);
 }
 
 int dri_xpath_parse(const char* text, std::vector<xp_node_c>& steps) {
@@ -252,16 +301,8 @@ int dri_xpath_parse(const char* text, std::vector<xp_node_c>& steps) {
 }
 
 int dri_xp_parse_expr(const char*& cursor, xp_node_c& node) {
-    xp_node_c tree;
-    if (expr_parser_c(cursor).expression(tree, 0) == FAILED) {
-        return -1;
-    }
-    node.kind = 0;
-    node.type = tree.type;
-    node.left = std::move(tree.left);
-    node.right = std::move(tree.right);
-    node.args.clear();
-    return 0;
+    dr_xp_size_s size;
+    return parse_expr(cursor, node, size);
 }
 
 void dri_forget_paths() {

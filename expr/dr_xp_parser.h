@@ -8,7 +8,9 @@
 //     arguments   expressions, with or without commas between them
 //
 // What nests deeper than XP_MAX_NESTING does not parse. Operators count, too: each one encloses
-// everything to its left. Time and memory are proportional to the text.
+// everything to its left. Time and memory are proportional to the text, and bounded: whoever parses
+// several paths that belong together counts them together, and parsing stops where they hold too
+// much.
 //
 // Parsed paths are kept in a cache of at most 1,024 entries and 128 KiB of text, which is emptied
 // when it is full; texts of more than 4 KiB are parsed each time. It has no lock: paths are parsed
@@ -20,6 +22,28 @@
 
 #include "expr/xp_node.h"
 
+inline constexpr size_t XP_NODES_MAX = 4096;
+inline constexpr size_t XP_PATTERNS_MAX = 256;
+// As much as one pattern of 1,024 characters.
+inline constexpr size_t XP_PATTERN_WORK_MAX = 1024 * 1024;
+
+// How much paths hold.
+struct dr_xp_size_s {
+    size_t nodes = 0;        // of trees, and steps
+    size_t patterns = 0;     // calls of match()
+    size_t pattern_work = 0; // see dri_pattern_work; of patterns that are literals
+
+    bool is_too_much() const {
+        return nodes > XP_NODES_MAX || patterns > XP_PATTERNS_MAX ||
+               pattern_work > XP_PATTERN_WORK_MAX;
+    }
+    void add(const dr_xp_size_s& other) {
+        nodes += other.nodes;
+        patterns += other.patterns;
+        pattern_work += other.pattern_work;
+    }
+};
+
 // One predicate of a path and what a walk asks about it again and again.
 struct dr_xp_predicate_s {
     const xp_node_c* node; // the root of its tree
@@ -29,7 +53,7 @@ struct dr_xp_predicate_s {
 
 class dr_xpath_c {
   public:
-    explicit dr_xpath_c(std::vector<xp_node_c> steps);
+    dr_xpath_c(std::vector<xp_node_c> steps, const dr_xp_size_s& size);
     dr_xpath_c(const dr_xpath_c&) = delete;
     dr_xpath_c& operator=(const dr_xpath_c&) = delete;
 
@@ -37,23 +61,30 @@ class dr_xpath_c {
     const std::vector<xp_node_c>& steps() const { return steps_; }
     // The predicates of all steps, in the order in which they were written.
     const std::vector<dr_xp_predicate_s>& predicates() const { return predicates_; }
+    const dr_xp_size_s& size() const { return size_; }
 
   private:
     void add_predicate(const xp_node_c& root);
 
     const std::vector<xp_node_c> steps_;
+    const dr_xp_size_s size_;
     std::vector<dr_xp_predicate_s> predicates_;
 };
 
-// The parsed path, shared with the cache; null when it does not parse. A literal that is never
-// closed ends the path there, unless it lies in a predicate.
+// The parsed path, shared with the cache; null when it does not parse or is too much together with
+// what was counted `so_far`, to which it is added. A literal that is never closed ends the path
+// there, unless it lies in a predicate.
+std::shared_ptr<const dr_xpath_c> dri_xpath_get(const char* text, dr_xp_size_s& so_far);
+
+// The same for a path that is counted alone.
 std::shared_ptr<const dr_xpath_c> dri_xpath_get(const char* text);
 
 // The same, as a copy. 0, or -1 with `steps` as it was.
 int dri_xpath_parse(const char* text, std::vector<xp_node_c>& steps);
 
-// Parses the expression at `cursor` and leaves the cursor behind it. 0 with the tree in `node`,
-// whose text stays, or -1 with `node` as it was and the cursor somewhere in the expression.
+// Parses the expression at `cursor`, counted alone, and leaves the cursor behind it. 0 with the
+// tree in `node`, whose text stays, or -1 with `node` as it was and the cursor somewhere in the
+// expression.
 int dri_xp_parse_expr(const char*& cursor, xp_node_c& node);
 
 // Empties the cache.

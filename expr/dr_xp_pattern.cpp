@@ -53,10 +53,13 @@ class pattern_scan_c {
     }
     // How many characters it has with every interval written out.
     size_t expanded_size() const { return total_.size; }
+    // Whether something that is repeated holds repetitions itself.
+    bool repeats_repetitions() const { return repeats_repetitions_; }
 
   private:
     struct measure_s {
         size_t size = 0;
+        size_t repetitions = 0;
         size_t repeated_groups = 0;
         size_t anchors = 0; // or characters that might be some
     };
@@ -181,6 +184,9 @@ class pattern_scan_c {
         total_.size += std::max<size_t>(total_.size - last_.size, 1) * more;
         total_.anchors += (total_.anchors - last_.anchors) * more;
         total_.repeated_groups += last_is_single_ ? 0 : 1;
+        repeats_repetitions_ =
+            repeats_repetitions_ || total_.repetitions > last_.repetitions;
+        ++total_.repetitions;
         last_is_single_ = false;
         return true;
     }
@@ -194,6 +200,7 @@ class pattern_scan_c {
     measure_s last_; // what was measured before the last item or group
     bool last_is_single_ = true;
     bool has_alternatives_ = false; // outside every group
+    bool repeats_repetitions_ = false;
     bool at_front_ = false;
     bool at_end_ = false;
 };
@@ -373,6 +380,18 @@ bool dr_xp_pattern_c::match(const std::string& pattern, const std::string& text)
     }
     const compiled_t compiled = table.get(this, pattern, text.size());
     return compiled != nullptr && compiled->matches(text);
+}
+
+size_t dri_pattern_work(std::string_view pattern) {
+    if (pattern.size() > PATTERN_MAX) {
+        return 0;
+    }
+    pattern_scan_c scan(pattern);
+    if (!scan.acceptable()) {
+        return 0;
+    }
+    const size_t size = scan.expanded_size();
+    return size * size * (scan.repeats_repetitions() ? 16 : 1);
 }
 
 void dri_forget_patterns() {

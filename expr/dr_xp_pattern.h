@@ -20,6 +20,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 // The place in an expression that a pattern is compiled for. It keeps the last one.
 class dr_xp_pattern_c {
@@ -32,6 +33,10 @@ class dr_xp_pattern_c {
     // Whether the POSIX basic regular expression matches somewhere in the text.
     bool match(const std::string& pattern, const std::string& text) const;
 };
+
+// What compiling a pattern takes at most, in no unit: the square of its size, or sixteen times that
+// when what is repeated holds repetitions. 0 for one that matches nothing.
+size_t dri_pattern_work(std::string_view pattern);
 
 // Forgets the compiled patterns of every place.
 void dri_forget_patterns();

@@ -3,6 +3,7 @@
 #include "expr/dri_args.h"
 #include "render/dr_json_cwalker.h"
 #include "render/dr_xml_cwalker.h"
+#include "service/dr_answer.h"
 #include "service/dr_derived_filter.h"
 
 dr_request_c::dr_request_c(void* peer, const drend_tag_c* top_tag)
@@ -38,8 +39,9 @@ bool dr_request_c::run(int format, const char* args, bool wrap_in_data,
     }
     output_ = make_walker(format, wrap_in_data);
     own_walker(output_);
-    if (filter != nullptr) {
-        set_filter(dri_simplify_filter(filter).c_str());
+    if (filter != nullptr && set_filter(dri_simplify_filter(filter).c_str()) != 0) {
+        status_ = dri_send_error(cookie_.peer(), "error: the filter is too large\n");
+        return true;
     }
     output_->initialize();
     dri_call_cmd_start(nullptr, "");

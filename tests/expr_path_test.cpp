@@ -131,10 +131,38 @@ TEST(expr_parser, nesting_is_bounded) {
         EXPECT_EQ(reparsed(nested(256 / shape.each + 1)), "-1") << shape.open;
         EXPECT_EQ(reparsed(nested(200000)), "-1") << shape.open;
     }
-    // Length is not.
-    EXPECT_EQ(dri_xpath_get(repeated(10000, "a/").c_str())->steps().size(), 10001U);
-    const auto wide = dri_xpath_get(("a[f(" + repeated(10000, "b ") + ")]").c_str());
-    EXPECT_EQ(wide->steps()[0].left->args.size(), 10000U);
+}
+
+// What a path may hold, to the last piece; of several paths, what they hold together.
+TEST(expr_parser, size_is_bounded) {
+    struct {
+        const char *open, *each, *close;
+        int most;
+    } const cases[] = {
+        {"", "a/", "", 4095},
+        {"a", "[x]", "", 2047},
+        {"a", "[x='y']", "", 1365},
+        {"a[f(", "b ", ")]", 2046},
+        {"a[f(", "match() ", ")]", 256},
+        {"a", "[match(x, y)]", "", 256},
+        {"a[f(", "match(x, 'abcdefghijklmnopqrstuvwxyz0123456789abcdefghijklmnopqrst') ",
+         ")]", 256},
+        {"a[f(", "match(x, ('a\\{256\\}')) ", ")]", 16},
+        {"a[f(", "match(x, '\\(a*b*\\)\\{20\\}') ", ")]", 10},
+        {"a[f(", "match(x, '\\(a\\)\\1') ", ")]",
+         256}, // matches nothing, so it costs nothing
+    };
+    for (const auto& [open, each, close, most] : cases) {
+        const auto with = [&](int n) { return open + repeated(n, each) + close; };
+        EXPECT_NE(dri_xpath_get(with(most).c_str()), nullptr) << open << each;
+        EXPECT_EQ(dri_xpath_get(with(most + 1).c_str()), nullptr) << open << each;
+        EXPECT_EQ(dri_xpath_get(with(100000).c_str()), nullptr) << open << each;
+    }
+    dr_xp_size_s together;
+    for (int i = 0; i < 3; ++i) { // parsed once, counted each time
+        EXPECT_NE(dri_xpath_get(("a" + repeated(600, "[x]")).c_str(), together), nullptr);
+    }
+    EXPECT_EQ(dri_xpath_get(("a" + repeated(600, "[x]")).c_str(), together), nullptr);
 }
 
 TEST(expr_parser, facts_about_predicates) {

@@ -8,6 +8,7 @@
 #include "orvex_platform/mgmt_sock.h"
 #include "render/dr_deferral.h"
 #include "render_fixture.h"
+#include "repeated.h"
 #include "service/drend_fixed_commands.h"
 #include "service/drend_menu.h"
 
@@ -178,6 +179,35 @@ TEST_F(service_test, requests_are_answered_whatever_they_print) {
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "Invalid top node for subcode '1'\n");
     EXPECT_EQ(request("xwalker"), 0);
     EXPECT_THAT(take_text(), HasSubstr("xwalker"));
+}
+
+// The whole filter counts, in whatever steps and predicates: parsing it stops there.
+TEST_F(service_test, a_filter_that_is_too_large_is_refused) {
+    static int handled;
+    handled = 0;
+    const auto count = [](const char*, void*) { ++handled; };
+    drend_add_cmd_handlers(count, count, nullptr);
+    start(nullptr, 1);
+    const char refused[] = "error: the filter is too large\n";
+    for (const std::string& filter :
+         {repeated(4100, "/"), "/t" + repeated(2100, "[x]") + "/row[name='a']",
+          "/t" + repeated(1100, "[x]") + "/row" + repeated(1100, "[x]"),
+          "/t/row" + repeated(4, "/x[f(" + repeated(75, "match(x, 'a') ") + ")]")}) {
+        EXPECT_EQ(request("rows", ("filter=\"" + filter + "\"").c_str()), 0);
+        EXPECT_EQ(take_text(), refused) << filter.substr(0, 50);
+        EXPECT_EQ(request("rows", ("as-json filter=\"" + filter + "\"").c_str()), 0);
+        EXPECT_EQ(take_text(), refused) << filter.substr(0, 50);
+    }
+    EXPECT_EQ(output.flushes, output.sends);
+    EXPECT_EQ(handled, 0);
+    output.fail_at = output.sends;
+    const std::string argument = "filter='" + repeated(5000, "/") + "'";
+    EXPECT_EQ(request("rows", argument.c_str()), DREND_PEER_LOST);
+    output.fail_at = -1;
+    const std::string largest = "/t[" + repeated(254, "'1' and ") + "'1']/row" +
+                                repeated(1190, "[name='b']") + "/name";
+    EXPECT_EQ(request("rows", ("filter=\"" + largest + "\"").c_str()), 0);
+    EXPECT_THAT(take_text(), HasSubstr("<name>b</name>"));
 }
 
 TEST_F(service_test, a_suspended_request_belongs_to_its_peer) {
