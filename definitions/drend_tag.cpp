@@ -4,6 +4,7 @@
 #include <atomic>
 
 #include "frame/drend_trace.h"
+#include "frame/escape.h"
 #include "orvex_platform/sbuf.h"
 
 namespace {
@@ -98,9 +99,9 @@ void drend_tag_c::make_texts() {
     close_text_.clear();
     close_text_.reserve(name_.size() + 4);
     close_text_.append("</").append(name_).append(">\n");
-    member_text_.clear();
-    member_text_.reserve(name_.size() + 5);
-    member_text_.append(1, '"').append(name_).append("\" : ");
+    member_text_.assign(1, '"');
+    dri_json_escaper.append(member_text_, name_, std::string::npos);
+    member_text_.append("\" : ");
 }
 
 drend_tag_c* drend_tag_c::find_child(const char* name) const {
@@ -121,6 +122,14 @@ drend_tag_c* drend_tag_c::find_child_from_mt_source(const char* source) const {
         }
     }
     return nullptr;
+}
+
+std::string_view drend_tag_c::decimal64_text(const dr_value_c& value,
+                                             dr_value_c::scratch_t& scratch) const {
+    std::string_view text;
+    return value.get_decimal64_text(text, scratch, dt_decimal64_fraction)
+               ? text
+               : std::string_view("Conversion Error");
 }
 
 int drend_tag_c::translate_value(str_buf_s* text, bool& is_expression) const {
@@ -149,11 +158,7 @@ int drend_tag_c::translate_value(dr_value_c& value,
         return DREND_OK;
     }
     dr_value_c::scratch_t scratch;
-    std::string_view text;
-    if (!value.get_text(text, scratch)) {
-        text = "DREND_ERR"; // the text that a value without one shows
-    }
-    const dr_map_pair_s* pair = dt_map->find(text);
+    const dr_map_pair_s* pair = dt_map->find(value.text(scratch));
     if (pair == nullptr) {
         return DREND_ERR;
     }

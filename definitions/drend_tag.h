@@ -62,7 +62,7 @@ enum dt_flag_e : uint32_t {
     DT_FLAG_HIDDEN = 0x08,           // not printed itself: choice, case, a merged root
     DT_FLAG_KEY = 0x10,              // named as a key by its parent
     DT_FLAG_ZERO_SUPPRESSION = 0x20, // not printed while its value is zero
-    DT_FLAG_INTERNAL = 0x40,         // for the library's own use, never printed
+    DT_FLAG_INTERNAL = 0x40,         // for the library's own use, never printed in XML
     DT_FLAG_MANDATORY = 0x80,        // printed even when empty
 };
 
@@ -112,12 +112,22 @@ class drend_tag_c {
     // "<name xmlns>" and "</name>\n".
     const std::string& open_text() const { return open_text_; }
     const std::string& close_text() const { return close_text_; }
-    // "name" in its quotes, and " : ".
+    // "name" in its quotes, escaped, and " : ".
     const std::string& member_text() const { return member_text_; }
 
     // The first kid of that name, or with that source, or null.
     drend_tag_c* find_child(const char* name) const;
     drend_tag_c* find_child_from_mt_source(const char* source) const;
+
+    // What is shown for a value of this tag, as a leaf, as a key and to look-ups. A text is shown
+    // as it is. Anything else is shown by a decimal64 with its digits, or as "Conversion Error"
+    // when there are none, and by others as dr_value_c::text. A view into the value or `scratch`,
+    // NUL-terminated.
+    std::string_view value_text(const dr_value_c& value,
+                                dr_value_c::scratch_t& scratch) const {
+        const bool is_plain = !is_decimal64() || value.type() == DRV_STRING;
+        return is_plain ? value.text(scratch) : decimal64_text(value, scratch);
+    }
 
     // Translates a value through the value map. DREND_OK, also without a map, or DREND_ERR when
     // nothing in it matches; the value is then as it was. When the new text is an expression that
@@ -161,6 +171,8 @@ class drend_tag_c {
   private:
     void destroy_kids();
     void make_texts();
+    std::string_view decimal64_text(const dr_value_c& value,
+                                    dr_value_c::scratch_t& scratch) const;
 
     std::string name_;
     std::string source_;

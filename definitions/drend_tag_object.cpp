@@ -5,11 +5,9 @@
 // A member of the value, defined here because only this floor knows what a tag is.
 const char* dr_value_c::get_value_as_string(const drend_tag_object_c* tag,
                                             str_buf_s* out) const {
-    if (tag == nullptr || !tag->dto_tag->is_decimal64()) {
-        return c_str(out);
-    }
-    if (get_decimal64(out, tag->dto_tag->dt_decimal64_fraction) != 0) {
-        sbuf_cpy(out, "Conversion Error");
-    }
+    scratch_t scratch;
+    sbuf_cpy(
+        out,
+        (tag == nullptr ? text(scratch) : tag->dto_tag->value_text(*this, scratch)).data());
     return sbuf_str(out);
 }

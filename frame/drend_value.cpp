@@ -175,9 +175,8 @@ int dr_value_c::get_string(str_buf_s* out) const {
 }
 
 const char* dr_value_c::c_str(str_buf_s* out) const {
-    if (get_string(out) != 0) {
-        sbuf_cpy(out, "DREND_ERR");
-    }
+    scratch_t scratch;
+    sbuf_cpy(out, text(scratch).data());
     return sbuf_str(out);
 }
 
@@ -191,30 +190,42 @@ int dr_value_c::get_boolean(str_buf_s* out) const {
     return 0;
 }
 
-int dr_value_c::get_decimal64(str_buf_s* out, unsigned char fraction_digits) const {
+bool dr_value_c::get_decimal64_text(std::string_view& out, scratch_t& scratch,
+                                    unsigned char fraction_digits) const {
     static constexpr char zeros[] = "000000000000000000";
     unsigned long long unsigned_number = 0;
     long long number = 0;
+    int length = 0;
     if (is_float() || is_double()) {
         const double x =
             is_float() ? static_cast<double>(stored<float>()) : stored<double>();
         if (!in_decimal64_range(x, fraction_digits)) {
-            return DRV_NO_CONVERSION;
+            return false;
         }
-        sbuf_printf(out, "%0.*f", fraction_digits, x);
-        return 0;
+        length = snprintf(scratch, sizeof scratch, "%0.*f", fraction_digits, x);
+    } else if (get_uintegral(unsigned_number) == 0 &&
+               in_decimal64_range(static_cast<double>(unsigned_number), fraction_digits)) {
+        length = snprintf(scratch, sizeof scratch, "%llu.%.*s", unsigned_number,
+                          fraction_digits, zeros);
+    } else if (get_integral(number) == 0 &&
+               in_decimal64_range(static_cast<double>(number), fraction_digits)) {
+        length =
+            snprintf(scratch, sizeof scratch, "%lld.%.*s", number, fraction_digits, zeros);
+    } else {
+        return false;
     }
-    if (get_uintegral(unsigned_number) == 0 &&
-        in_decimal64_range(static_cast<double>(unsigned_number), fraction_digits)) {
-        sbuf_printf(out, "%llu.%.*s", unsigned_number, fraction_digits, zeros);
-        return 0;
+    out = {scratch, static_cast<size_t>(length)};
+    return true;
+}
+
+int dr_value_c::get_decimal64(str_buf_s* out, unsigned char fraction_digits) const {
+    scratch_t scratch;
+    std::string_view text;
+    if (!get_decimal64_text(text, scratch, fraction_digits)) {
+        return DRV_NO_CONVERSION;
     }
-    if (get_integral(number) == 0 &&
-        in_decimal64_range(static_cast<double>(number), fraction_digits)) {
-        sbuf_printf(out, "%lld.%.*s", number, fraction_digits, zeros);
-        return 0;
-    }
-    return DRV_NO_CONVERSION;
+    sbuf_cpy(out, text.data());
+    return 0;
 }
 
 int dr_value_c::get_integral(long long& out) const {

@@ -76,13 +76,22 @@ class dr_value_c {
         return print_to(out, scratch);
     }
 
+    // The same; "DREND_ERR" when there is no value.
+    std::string_view text(scratch_t& scratch) const {
+        std::string_view found;
+        return get_text(found, scratch) ? found : std::string_view("DREND_ERR");
+    }
+    // As get_text, with that many digits behind the point. A text is parsed as an integer. False
+    // when the value is no number within the range of such a decimal64.
+    bool get_decimal64_text(std::string_view& out, scratch_t& scratch,
+                            unsigned char fraction_digits) const;
+
     int get_string(str_buf_s* out) const;
-    // As get_string; "DREND_ERR" when there is no value. Returns the text.
+    // As text(), which it leaves in `out`, too.
     const char* c_str(str_buf_s* out) const;
     int get_boolean(str_buf_s* out) const;
     int get_decimal64(str_buf_s* out, unsigned char fraction_digits) const;
-    // The text that output shows for this value under `tag` (null: no tag): a decimal64 tag
-    // formats the number, "Conversion Error" when it cannot. Defined where tags are known.
+    // What drend_tag_c::value_text says, or c_str without a tag. Defined where tags are known.
     const char* get_value_as_string(const drend_tag_object_c* tag, str_buf_s* out) const;
 
     int get_integral(long long& out) const;

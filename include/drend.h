@@ -234,11 +234,18 @@ typedef struct dr_meta_context_s dr_meta_context_s;
  *   leaf        DREND_OK with a value set, DREND_SKIP_LEAF to leave the leaf out, DREND_DEFER
  *               to be asked again later (set no value then), DREND_ERR when there is no value
  *   container   DREND_OK with the next child set by drend_set_attribute_name and one of
- *               drend_set_attribute_ref and drend_set_element_ref, DREND_NO_EL at the end
+ *               drend_set_attribute_ref and drend_set_element_ref, DREND_NO_EL at the end; a
+ *               place without a child's name is passed over
  *   enter, exit not examined
  *
- * A look-up for a filter or a key cannot suspend: DREND_DEFER from a leaf is a failed read
- * there.
+ * A leaf is also looked up: for a filter, as a key ahead of its row, by val() in a value map and
+ * for a container's presence. A look-up cannot suspend. DREND_DEFER is a failed read there, and
+ * so is DREND_OK without a value. What that comes to:
+ *
+ *   filter      the name has no value: it equals the empty text only
+ *   key         the key is printed where it stands among its row's leaves, and may suspend there
+ *   val()       the leaf that has the value map is left out
+ *   presence    the container is there
  */
 typedef int (*drend_proc_t)(dr_meta_context_s* ctx, const void* data);
 

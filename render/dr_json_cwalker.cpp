@@ -19,21 +19,24 @@ int dr_json_cwalker_c::finalize() {
     return finish_output();
 }
 
-// Key leaves that went out ahead of their row, and tags that are for the library's own use.
-bool dr_json_cwalker_c::is_skipped(const drend_tag_object_c* tobj) const {
+// Whether a tag is not printed itself: what is hidden, and the value of a leaf-list that stands
+// elsewhere than in a row of one, where it has neither name nor place.
+bool dr_json_cwalker_c::is_left_out(const drend_tag_object_c* tobj) const {
     const drend_tag_c* tag = tobj->dto_tag;
-    return tag->is_internal_tag() || (keys_emitted_ && tag->isset_flag(DT_FLAG_KEY));
+    return tobj->type() == DT_TYPE_LEAF
+               ? tag->is_leaf_list_value() && !is_in_leaf_list_row()
+               : tag->is_hidden() || tag->is_leaf_list_value();
 }
 
 void dr_json_cwalker_c::push(const drend_tag_object_c* tobj) {
-    if (!is_skipped(tobj)) {
+    if (find_key(tobj) == nullptr) {
         dr_json_cwalker_c::push_private(tobj);
     }
 }
 
 void dr_json_cwalker_c::push_value(const drend_tag_object_c* tobj,
                                    const dr_value_c& value) {
-    if (!is_skipped(tobj)) {
+    if (find_key(tobj) == nullptr) {
         dr_json_cwalker_c::push_value_private(tobj, value);
     }
 }
@@ -41,7 +44,7 @@ void dr_json_cwalker_c::push_value(const drend_tag_object_c* tobj,
 void dr_json_cwalker_c::pop(const drend_tag_object_c* tobj) {
     // Of a leaf in an open object nothing is left to be printed.
     const bool is_done = tobj->type() == DT_TYPE_LEAF && !holds_name_ && !levels_.empty();
-    if (!is_done && !is_skipped(tobj)) {
+    if (!is_done && find_key(tobj) == nullptr) {
         dr_json_cwalker_c::pop_private(tobj);
     }
 }
@@ -52,7 +55,7 @@ int dr_json_cwalker_c::indent_level() const {
 
 bool dr_json_cwalker_c::has_hidden_root() const {
     const auto bottom = static_cast<unsigned>(context_.tag_depth()) - 1;
-    return context_.get_top_tag(bottom)->dto_tag->is_hidden();
+    return is_left_out(context_.get_top_tag(bottom));
 }
 
 // Opens the object that encloses the whole output, before its first member.
@@ -75,22 +78,24 @@ bool dr_json_cwalker_c::begin_member() {
     if (levels_.empty()) {
         return false;
     }
-    // The value of a leaf-list's row is an element of the list itself.
-    const bool in_row = levels_.back() == LEAF_LIST_ROW && levels_.size() > 1;
-    level_e& level = levels_[levels_.size() - (in_row ? 2 : 1)];
+    // What stands in a leaf-list's row is an element of the list itself.
+    level_e& level = levels_[levels_.size() - (is_in_leaf_list_row() ? 2 : 1)];
     const bool wrote_before = level == WRITTEN;
     level = WRITTEN;
     return wrote_before;
 }
 
 void dr_json_cwalker_c::push_private(const drend_tag_object_c* tobj) {
+    if (is_left_out(tobj)) {
+        return;
+    }
     if (is_list(tobj)) {
         open_element(tobj);
         return;
     }
     open_answer(tobj);
+    const bool has_name = !is_in_leaf_list_row();
     const bool wrote_before = begin_member();
-    const bool has_name = !tobj->dto_tag->is_leaf_list_value();
     output_.add_separator(wrote_before, has_name && !levels_.empty());
     if (tobj->type() == DT_TYPE_LEAF) {
         holds_name_ = has_name; // for its value
@@ -126,17 +131,14 @@ void dr_json_cwalker_c::print_name(const drend_tag_object_c* tobj, int level) {
 
 void dr_json_cwalker_c::push_value_private(const drend_tag_object_c* tobj,
                                            const dr_value_c& value) {
-    dr_value_c::scratch_t scratch;
-    std::string_view text;
-    if (!tobj->dto_tag->is_decimal64() && value.get_text(text, scratch)) {
-        print_value(tobj, text);
-    } else {
-        dr_str_buf_c formatted;
-        print_value(tobj, value.get_value_as_string(tobj, formatted.buf()));
+    if (is_left_out(tobj)) {
+        return;
     }
+    dr_value_c::scratch_t scratch;
+    print_value(tobj, tobj->dto_tag->value_text(value, scratch));
 }
 
-// A leaf's name and value; the value of a leaf-list's row stands alone.
+// A leaf's name and value; in a leaf-list's row the value stands alone.
 void dr_json_cwalker_c::print_value(const drend_tag_object_c* tobj, std::string_view text) {
     if (std::exchange(holds_name_, false)) {
         output_.add_element(leaf_level(), tobj->dto_tag->member_text(), dri_json_escaper,
@@ -147,6 +149,9 @@ void dr_json_cwalker_c::print_value(const drend_tag_object_c* tobj, std::string_
 }
 
 int dr_json_cwalker_c::pop_private(const drend_tag_object_c* tobj) {
+    if (is_left_out(tobj)) {
+        return levels_.empty() ? 1 : 0;
+    }
     if (tobj->type() == DT_TYPE_LEAF) {
         if (std::exchange(holds_name_, false)) {
             print_name(tobj, leaf_level()); // no value came
@@ -159,13 +164,14 @@ int dr_json_cwalker_c::pop_private(const drend_tag_object_c* tobj) {
     if (levels_.empty()) {
         return 1;
     }
-    if (tobj->type() != DT_TYPE_LEAF_LIST && !tobj->dto_tag->is_leaf_list_value()) {
+    if (tobj->type() != DT_TYPE_LEAF_LIST) {
         output_.add('\n');
         output_.add_indent(indent_level());
         output_.add('}');
     }
     levels_.pop_back();
     if (is_list(tobj)) {
+        clear_keys(tobj);
         if (lists_.back().is_single_row) {
             list_stop(tobj);
         }
@@ -176,15 +182,24 @@ int dr_json_cwalker_c::pop_private(const drend_tag_object_c* tobj) {
 }
 
 void dr_json_cwalker_c::list_start(const drend_tag_object_c* tobj) {
+    if (is_left_out(tobj)) {
+        return;
+    }
     open_answer(tobj);
-    output_.add_separator(begin_member(), true);
+    const bool has_name = !is_in_leaf_list_row();
+    output_.add_separator(begin_member(), has_name);
     levels_.push_back(EMPTY);
     lists_.push_back({tobj, false});
-    print_name(tobj, indent_level());
+    if (has_name) {
+        print_name(tobj, indent_level());
+    }
     output_.add('[');
 }
 
-void dr_json_cwalker_c::list_stop(const drend_tag_object_c* /*tobj*/) {
+void dr_json_cwalker_c::list_stop(const drend_tag_object_c* tobj) {
+    if (is_left_out(tobj)) {
+        return;
+    }
     output_.add(']');
     levels_.pop_back();
     lists_.pop_back();

@@ -7,11 +7,13 @@
 //     0  1                 2              3
 //
 //  1. Every value is a JSON string, numbers included.
-//  2. Below a hidden root (definitions merged under one name) the answer is one object, which opens
-//     with the first output; nothing is sent when nothing is printed.
+//  2. Below a root that is not printed itself (definitions merged under one name) the answer is one
+//     object, which opens with the first output; nothing is sent when nothing is printed.
 //  3. A command whose own top tag is a list prints that member alone, without an object around it.
-//  4. A row's keys come first. Once keys were printed so, key leaves are skipped where they stand
-//     for the rest of the walk.
+//  4. A row's keys come first, and are skipped where they stand. A key that could not be read ahead
+//     is an ordinary leaf of its row.
+//  5. An array has no names: what stands in the row of a leaf-list is printed without its own.
+//  6. Internal tags are printed like any other.
 #pragma once
 
 #include <vector>
@@ -41,10 +43,13 @@ class dr_json_cwalker_c : public dr_context_walker_c {
     enum level_e : char {
         EMPTY,
         WRITTEN,       // a member or element stands in it
-        LEAF_LIST_ROW, // a row of a leaf-list, which prints nothing until its value comes
+        LEAF_LIST_ROW, // a row of a leaf-list, which prints nothing itself
     };
 
-    bool is_skipped(const drend_tag_object_c* tobj) const;
+    bool is_left_out(const drend_tag_object_c* tobj) const;
+    bool is_in_leaf_list_row() const {
+        return !levels_.empty() && levels_.back() == LEAF_LIST_ROW;
+    }
     bool has_hidden_root() const;
     void open_answer(const drend_tag_object_c* tobj);
     bool begin_member();

@@ -16,8 +16,8 @@
 #include <string_view>
 
 #include "frame/dr_copy.h"
+#include "frame/escape.h"
 #include "frame/str_util.h"
-#include "render/escape.h"
 
 inline constexpr char DRI_BLANKS[] =
     "                                                                "

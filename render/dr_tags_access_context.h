@@ -84,7 +84,7 @@ class dr_tags_access_context_c : public dr_tags_context_c {
     }
     bool presence_on(const drend_tag_c* tag);
     // The text of the leaf that the tag path leads to ("": the top tag) as its output would show
-    // it. 0, or DREND_ERR with `out` untouched.
+    // it. 0, or DREND_ERR with `out` untouched, also when the leaf's procedure set no value.
     int get_leaf_value(const char* path, dr_str_buf_c& out);
     // Replaces a text "=..." by its value. 0, also for other texts, or -1 with the text untouched.
     int eval_expression(str_buf_s* text);
@@ -99,7 +99,8 @@ class dr_tags_access_context_c : public dr_tags_context_c {
     // `context` null: the top meta context.
     int get_next_element(dr_meta_context_c* context);
 
-    // While set, values are shown as the daemon gives them, without the value map.
+    // While set, values are shown as the daemon gives them, without the value map; look-ups give
+    // them without the digits of a decimal64, too.
     bool raw_values = false;
 
   protected:

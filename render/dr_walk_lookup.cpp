@@ -177,7 +177,7 @@ int dr_tags_access_context_c::get_leaf_value(const char* path, dr_str_buf_c& out
     return status;
 }
 
-// The text of the leaf on top, as its output would show it.
+// The text of the leaf on top, as its output would show it or raw.
 int dr_tags_access_context_c::read_top_leaf(dr_str_buf_c& out) {
     const drend_tag_object_c* tobj = get_top_tag(0);
     dr_meta_context_c* context = get_top_meta_context(0);
@@ -185,17 +185,17 @@ int dr_tags_access_context_c::read_top_leaf(dr_str_buf_c& out) {
         return DREND_ERR;
     }
     dr_value_c value;
-    if (context->call_leaf_proc(value) != DREND_OK) {
-        return DREND_ERR; // also for DREND_DEFER: a look-up cannot suspend
-    }
-    if (tobj->dto_tag->dt_map != nullptr && !raw_values && translate(tobj, value) != 0) {
+    dr_value_c::scratch_t scratch;
+    // DREND_DEFER is a failed read, too: a look-up cannot suspend.
+    if (context->call_leaf_proc(value) != DREND_OK || value.type() == DRV_NONE) {
         return DREND_ERR;
     }
-    if (tobj->dto_tag->is_decimal64()) {
-        value.get_value_as_string(tobj, out.buf());
-        return DREND_OK;
+    const drend_tag_c* tag = tobj->dto_tag;
+    if (tag->dt_map != nullptr && !raw_values && translate(tobj, value) != 0) {
+        return DREND_ERR;
     }
-    return value.get_string(out.buf()) == 0 ? DREND_OK : DREND_ERR;
+    out = (raw_values ? value.text(scratch) : tag->value_text(value, scratch)).data();
+    return DREND_OK;
 }
 
 int dr_tags_access_context_c::eval_expression(str_buf_s* text) {

@@ -105,36 +105,15 @@ void dr_xml_cwalker_c::print_opening(const drend_tag_object_c* tobj) {
 }
 
 void dr_xml_cwalker_c::get_keys_for_parent(const drend_tag_object_c* tobj) {
-    for (const std::string& key : tobj->dto_tag->dt_keys) {
-        const drend_tag_c* tag = tobj->dto_tag->find_child(key.c_str());
-        dr_str_buf_c text;
-        if (tag == nullptr || tag->is_internal_tag() ||
-            context_.get_leaf_value(key.c_str(), text) != 0) {
+    for (const std::string& name : tobj->dto_tag->dt_keys) {
+        const drend_tag_c* tag = tobj->dto_tag->find_child(name.c_str());
+        if (tag != nullptr && tag->is_internal_tag()) {
             continue;
         }
-        if (keys_used_ == keys_.size()) {
-            keys_.emplace_back();
-        }
-        dr_list_key_val& record = keys_[keys_used_++];
-        record.owner = tobj;
-        record.tag = tag;
-        record.value = text.c_str();
-        record.level = level_at_depth(context_.tag_depth() + 1);
-        record.printed = false;
-    }
-}
-
-// The record of a key leaf that is printed ahead of its row's content, or null for other leaves.
-const dr_list_key_val* dr_xml_cwalker_c::find_key(const drend_tag_object_c* tobj) const {
-    if (!tobj->dto_tag->isset_flag(DT_FLAG_KEY)) {
-        return nullptr;
-    }
-    for (size_t i = keys_used_; i-- > 0;) {
-        if (keys_[i].tag == tobj->dto_tag) {
-            return &keys_[i];
+        if (dr_list_key_val* key = read_key(tobj, name)) {
+            key->level = level_at_depth(context_.tag_depth() + 1);
         }
     }
-    return nullptr;
 }
 
 void dr_xml_cwalker_c::flush_tag_stack_buffer() {
@@ -188,13 +167,7 @@ void dr_xml_cwalker_c::push_value_private(const drend_tag_object_c* tobj,
         return; // went out with its row's opening tag
     }
     dr_value_c::scratch_t scratch;
-    std::string_view text;
-    if (!tag->is_decimal64() && value.get_text(text, scratch)) {
-        print_element(tag, text);
-    } else {
-        dr_str_buf_c formatted;
-        print_element(tag, value.get_value_as_string(tobj, formatted.buf()));
-    }
+    print_element(tag, tag->value_text(value, scratch));
 }
 
 // A leaf with its value; the value of a leaf-list's row has a line, but no tags of its own.
@@ -224,23 +197,17 @@ int dr_xml_cwalker_c::pop_private(const drend_tag_object_c* tobj) {
     }
     const bool was_printed =
         tobj->isset_flag(DTO_FLAG_PRESENT) || !dont_print_empty_tag(tobj);
-    if (was_printed && !tag->is_internal_tag()) {
+    if (was_printed && !tag->is_internal_tag() && !tag->is_leaf_list_value()) {
         output_.add_indent(indent_level());
         output_.add(tag->close_text());
     }
     if (tag->dt_type == DT_TYPE_LIST) {
-        clear_list_key_val(tobj);
+        clear_keys(tobj);
     }
     if (!pending_.empty()) {
         remove_key_val(indent_level(), tobj);
     }
     return 0;
-}
-
-void dr_xml_cwalker_c::clear_list_key_val(const drend_tag_object_c* tobj) {
-    while (keys_used_ > 0 && keys_[keys_used_ - 1].owner == tobj) {
-        --keys_used_;
-    }
 }
 
 void dr_xml_cwalker_c::remove_key_val(int level, const drend_tag_object_c* tobj) {

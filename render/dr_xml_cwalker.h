@@ -10,23 +10,14 @@
 //  2. A row's keys are read when the row opens and printed directly behind its opening tag; a key
 //     that was printed so is not printed again where it stands among the leaves. A key whose
 //     read failed is an ordinary leaf.
-//  3. Internal tags print nothing themselves.
+//  3. Internal tags print nothing themselves. The value of a leaf-list has no tags of its own,
+//     whatever its type.
 #pragma once
 
-#include <string>
 #include <string_view>
 #include <vector>
 
 #include "render/drend_context_walker.h"
-
-// A key of a row, held back together with the row's opening tag.
-struct dr_list_key_val {
-    const drend_tag_object_c* owner; // the row
-    const drend_tag_c* tag;          // the key's leaf
-    std::string value;               // its text, not escaped
-    int level;                       // of indentation
-    bool printed;
-};
 
 class dr_xml_cwalker_c : public dr_context_walker_c {
   public:
@@ -55,12 +46,10 @@ class dr_xml_cwalker_c : public dr_context_walker_c {
     void hold_back(const drend_tag_object_c* tobj);
     void print_opening(const drend_tag_object_c* tobj);
     void get_keys_for_parent(const drend_tag_object_c* tobj);
-    const dr_list_key_val* find_key(const drend_tag_object_c* tobj) const;
     void flush_tag_stack_buffer();
     void print_keys(const drend_tag_object_c* tobj);
     void print_element(const drend_tag_c* tag, std::string_view text);
     bool dont_print_empty_tag(const drend_tag_object_c* tobj) const;
-    void clear_list_key_val(const drend_tag_object_c* tobj);
     void remove_key_val(int level, const drend_tag_object_c* tobj);
 
     std::vector<pending_s> pending_; // without the leaf
@@ -68,7 +57,4 @@ class dr_xml_cwalker_c : public dr_context_walker_c {
     const bool wrap_in_data_;
     // What a tag's depth on the stack is more than its level; 0 until it is known.
     mutable int levels_above_ = 0;
-    // A stack; records above keys_used_ are kept for their memory.
-    std::vector<dr_list_key_val> keys_;
-    size_t keys_used_ = 0;
 };

@@ -14,21 +14,55 @@ bool dr_context_walker_c::zero_suppression_check(const drend_tag_object_c* tobj,
 
 void dr_context_walker_c::emit_keys_for_parent(const drend_tag_object_c* tobj,
                                                dr_context_walker_c* walker) {
-    for (const std::string& key : tobj->dto_tag->dt_keys) {
-        const drend_tag_c* tag = tobj->dto_tag->find_child(key.c_str());
-        dr_str_buf_c text;
-        if (tag == nullptr || tag->is_internal_tag() ||
-            context_.get_leaf_value(key.c_str(), text) != 0) {
+    for (const std::string& name : tobj->dto_tag->dt_keys) {
+        const dr_list_key_val* key = read_key(tobj, name);
+        if (key == nullptr) {
             continue;
         }
         dr_value_c value;
-        value.set_string(text);
-        keys_emitted_ = true;
-        context_.push_key_tag(tag);
+        value.set_string(key->value.c_str());
+        context_.push_key_tag(key->tag);
         const drend_tag_object_c* key_object = context_.get_top_tag(0);
         walker->push_private(key_object);
         walker->push_value_private(key_object, value);
         walker->pop_private(key_object);
         context_.pop_key_tag();
+    }
+}
+
+dr_list_key_val* dr_context_walker_c::read_key(const drend_tag_object_c* row,
+                                               const std::string& name) {
+    const drend_tag_c* tag = row->dto_tag->find_child(name.c_str());
+    dr_str_buf_c text;
+    if (tag == nullptr || context_.get_leaf_value(name.c_str(), text) != 0) {
+        return nullptr;
+    }
+    if (keys_used_ == keys_.size()) {
+        keys_.emplace_back();
+    }
+    dr_list_key_val& key = keys_[keys_used_++];
+    key.owner = row;
+    key.tag = tag;
+    key.value = text.c_str();
+    key.level = 0;
+    key.printed = false;
+    return &key;
+}
+
+const dr_list_key_val* dr_context_walker_c::find_key(const drend_tag_object_c* tobj) const {
+    if (!tobj->dto_tag->isset_flag(DT_FLAG_KEY)) {
+        return nullptr;
+    }
+    for (size_t i = keys_used_; i-- > 0;) {
+        if (keys_[i].tag == tobj->dto_tag) {
+            return &keys_[i];
+        }
+    }
+    return nullptr;
+}
+
+void dr_context_walker_c::clear_keys(const drend_tag_object_c* row) {
+    while (keys_used_ > 0 && keys_[keys_used_ - 1].owner == row) {
+        --keys_used_;
     }
 }

@@ -10,11 +10,23 @@
 // drend_send only, and stops writing for good once a send has failed.
 #pragma once
 
+#include <string>
+#include <vector>
+
 #include "definitions/drend_tag_object.h"
 #include "frame/drend_value.h"
 #include "render/dr_output.h"
 
 class dr_tags_access_context_c;
+
+// A key that is printed ahead of its row's content.
+struct dr_list_key_val {
+    const drend_tag_object_c* owner; // the row
+    const drend_tag_c* tag;          // the key's leaf
+    std::string value;               // its text, not escaped
+    int level;                       // of indentation
+    bool printed;
+};
 
 class dr_context_walker_c {
   public:
@@ -72,7 +84,18 @@ class dr_context_walker_c {
     static bool zero_suppression_check(const drend_tag_object_c* tobj,
                                        const dr_value_c& value);
 
+    // Reads a key ahead of its row's content. Its record, valid until the next key is read, or null
+    // when it is no leaf or cannot be read: then it is printed where it stands.
+    dr_list_key_val* read_key(const drend_tag_object_c* row, const std::string& name);
+    // The record of a key leaf that was read ahead of its row's content, or null for other leaves.
+    const dr_list_key_val* find_key(const drend_tag_object_c* tobj) const;
+    // Forgets the keys of a row, which is the innermost one that has any.
+    void clear_keys(const drend_tag_object_c* row);
+
     dr_tags_access_context_c& context_;
     dr_output_c output_;
-    bool keys_emitted_ = false; // the keys of the current row were printed ahead
+    // The keys of the rows that are open, innermost last; records above keys_used_ are kept for
+    // their memory.
+    std::vector<dr_list_key_val> keys_;
+    size_t keys_used_ = 0;
 };

@@ -256,6 +256,69 @@ TEST_F(noted_row_test, a_list_as_a_whole_is_judged_by_its_name_only) {
     }
 }
 
+TEST_F(behaviour_test, look_ups_give_what_is_shown_and_val_what_the_daemon_set) {
+    static double number = 7;
+    drend_add_double_leaf(
+        "/d",
+        [](dr_meta_context_s* ctx, const void*) {
+            return drend_set_decimal64_value(ctx, number);
+        },
+        nullptr);
+    drend_add_int32_leaf(
+        "/n",
+        [](dr_meta_context_s* ctx, const void*) { return drend_set_int32_value(ctx, 7); },
+        nullptr);
+    drend_add_str_leaf("/t", read_text, "1.5");
+    const int statuses[] = {DREND_OK, DREND_DEFER, DREND_ERR};
+    for (const int& status : statuses) {
+        drend_add_str_leaf(("/u" + std::to_string(status)).c_str(),
+                           [](dr_meta_context_s*, const void* data) {
+                               return *static_cast<const int*>(data);
+                           },
+                           &status);
+    }
+    const std::string fraction =
+        R"("dts_data_type": "decimal64", "dts_data_decimal64_fraction": 2)";
+    const std::string unset_map = R"("dts_map": [["DREND_ERR", "x"], ["*", "x"]])";
+    const auto leaf = [](const char* name, const char* source, const std::string& more) {
+        return R"({"dts_name": ")" + std::string(name) +
+               R"(", "dts_type": "leaf", "dts_source": ")" + source + "\", " + more + "},";
+    };
+    define_kids(leaf("d", "d", fraction) + leaf("t", "t", fraction) +
+                leaf("sum", "d",
+                     fraction + R"json(, "dts_map": [["*", "='1'+val('../n')+'0'"]])json") +
+                leaf("u", "u0", unset_map) + leaf("v", "u1", unset_map) +
+                leaf("w", "u-1", unset_map) +
+                leaf("unset", "n", R"json("dts_map": [["*", "=val('../u0')"]])json") +
+                leaf("defers", "n", R"json("dts_map": [["*", "=val('../u1')"]])json") +
+                R"({"dts_name": "n", "dts_type": "leaf", "dts_source": "n"})");
+    dr_tags_access_context_c walk(nullptr);
+    walk.push_tag(dri_get_command_tag_by_name("c"));
+    const std::tuple<const char*, const char*, const char*> cases[] = {
+        // what a look-up gives, and what it gives raw; null: nothing
+        {"d", "7.00", "7.000000e+00"},  {"t", "1.5", "1.5"},
+        {"sum", "170", "7.000000e+00"}, {"n", "7", "7"},
+        {"u", nullptr, nullptr},        {"v", nullptr, nullptr},
+        {"w", nullptr, nullptr},        {"unset", nullptr, "7"},
+        {"defers", nullptr, "7"},
+    };
+    for (const auto& [name, shown, raw] : cases) {
+        for (const auto& [is_raw, text] : {std::pair(false, shown), std::pair(true, raw)}) {
+            walk.raw_values = is_raw;
+            dr_str_buf_c found;
+            EXPECT_EQ(walk.get_leaf_value(name, found),
+                      text == nullptr ? DREND_ERR : DREND_OK)
+                << name;
+            EXPECT_STREQ(found, text == nullptr ? "" : text) << name;
+        }
+    }
+    EXPECT_EQ(render_filtered("/t[(sum='170') and (u='')]/sum"),
+              "<t>\n  <sum>170</sum>\n</t>\n");
+    EXPECT_EQ(render_filtered("/t/unset"), "");
+    EXPECT_EQ(render_filtered("/t/defers"), "");
+    EXPECT_EQ(slices, 1);
+}
+
 TEST_F(behaviour_test, presence_counts_for_containers_only) {
     drend_add_list("/row", step_noted, nullptr);
     drend_add_str_leaf("/no", read_text, "false");
@@ -305,6 +368,18 @@ TEST_F(behaviour_test, a_dynamic_container_may_mark_its_place_by_rows_of_its_own
         says_so = ending;
         EXPECT_EQ(render("c"), "<t>\n  <r>\n    <s>\n      <c>3</c>\n      <a>1</a>\n"
                                "      <b>1</b>\n    </s>\n  </r>\n</t>\n");
+    }
+}
+
+TEST_F(behaviour_test, a_presence_leaf_that_gives_no_text_says_present) {
+    static int status;
+    drend_add_str_leaf(
+        "/p", [](dr_meta_context_s*, const void*) { return status; }, nullptr);
+    define_kids(R"({"dts_name": "p", "dts_source": "p", "dts_presence": "yes"})");
+    for (const int answer : {DREND_DEFER, DREND_ERR, DREND_OK, DREND_SKIP_LEAF}) {
+        status = answer;
+        EXPECT_EQ(render("c"), "<t>\n  <p>\n  </p>\n</t>\n") << answer;
+        EXPECT_EQ(slices, 1);
     }
 }
 

@@ -1,4 +1,4 @@
-#include "render/escape.h"
+#include "frame/escape.h"
 
 #include <cstdint>
 #include <cstdio>

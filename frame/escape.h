@@ -1,4 +1,4 @@
-// Makes the bytes of a daemon's value safe to stand in an output format.
+// Makes the bytes of a daemon's value, or of a name, safe to stand in an output format.
 //
 // Values are untrusted: they may hold markup, control characters or bytes that are no UTF-8. Each
 // byte that is not part of a valid UTF-8 sequence, and each character that the format forbids,
