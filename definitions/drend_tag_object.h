@@ -18,9 +18,9 @@ enum dt_tag_obj_flag_e : uint32_t {
 
 // What a walk remembers of a container whose kids the daemon names while it is walked.
 struct dr_dynamic_kids_s {
-    const void* inherited_ref = nullptr;     // the row that the container belongs to
-    std::vector<const drend_tag_c*> visited; // kids that were named
-    bool finished = false;                   // the rest of the kids follow
+    const void* inherited_ref = nullptr; // the row that the container belongs to
+    std::vector<bool> visited;           // by kid: whether it was named
+    bool finished = false;               // the rest of the kids follow
 };
 
 // The number of tag objects in existence, for diagnostics. Kept with a load and a store each: an

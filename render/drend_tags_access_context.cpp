@@ -254,6 +254,7 @@ bool dr_tags_access_context_c::open_cont(dr_context_walker_c* walker,
     if (context->get_top_node()->cont_proc != nullptr) {
         tobj->dto_dynamic = std::make_unique<dr_dynamic_kids_s>();
         tobj->dto_dynamic->inherited_ref = context->get_element_offset(0);
+        tobj->dto_dynamic->visited.resize(tag->dt_kids.size());
         context->set_attribute_ref(nullptr);
     }
     return true;
@@ -261,13 +262,15 @@ bool dr_tags_access_context_c::open_cont(dr_context_walker_c* walker,
 
 int dr_tags_access_context_c::walk_dynamic_kids(dr_context_walker_c* walker,
                                                 drend_tag_object_c* tobj) {
+    const auto& kids = tobj->dto_tag->dt_kids;
     int status = DREND_OK;
     const drend_tag_c* kid = nullptr;
     while (next_dynamic_kid(tobj, kid)) {
         if (kid == nullptr || push_tag(kid) != 0) {
             continue;
         }
-        tobj->dto_dynamic->visited.push_back(kid);
+        const auto at = std::find(kids.begin(), kids.end(), kid) - kids.begin();
+        tobj->dto_dynamic->visited[static_cast<size_t>(at)] = true;
         status = walk_tree(walker);
         if (status == DREND_DEFER || walker->status() != 0) {
             return status;
@@ -279,7 +282,7 @@ int dr_tags_access_context_c::walk_dynamic_kids(dr_context_walker_c* walker,
 }
 
 // Asks the daemon for the next child's name. False at the end; a name that no kid has gives a null
-// kid.
+// kid, and so does an empty one, for a kid without a source stands at no child.
 bool dr_tags_access_context_c::next_dynamic_kid(drend_tag_object_c* tobj,
                                                 const drend_tag_c*& kid) {
     dr_meta_context_c* context = get_top_meta_context(0);
@@ -296,7 +299,8 @@ bool dr_tags_access_context_c::next_dynamic_kid(drend_tag_object_c* tobj,
         context->set_top_element(inherited);
         return false;
     }
-    kid = tobj->dto_tag->find_child_from_mt_source(object->attribute_name.c_str());
+    const std::string& name = object->attribute_name;
+    kid = name.empty() ? nullptr : tobj->dto_tag->find_child_from_mt_source(name.c_str());
     return true;
 }
 
@@ -304,11 +308,9 @@ int dr_tags_access_context_c::walk_static_kids(dr_context_walker_c* walker,
                                                drend_tag_object_c* tobj, int status) {
     const auto& kids = tobj->dto_tag->dt_kids;
     for (; tobj->dto_kid != kids.end(); ++tobj->dto_kid) {
-        const drend_tag_c* kid = *tobj->dto_kid;
-        const bool visited = tobj->dto_dynamic != nullptr &&
-                             std::count(tobj->dto_dynamic->visited.begin(),
-                                        tobj->dto_dynamic->visited.end(), kid) != 0;
-        if (visited || push_tag(kid) != 0) {
+        const auto at = static_cast<size_t>(tobj->dto_kid - kids.begin());
+        const bool visited = tobj->dto_dynamic != nullptr && tobj->dto_dynamic->visited[at];
+        if (visited || push_tag(*tobj->dto_kid) != 0) {
             continue;
         }
         status = walk_tree(walker);

@@ -1,9 +1,12 @@
 // Rules of docs/behaviour.md that no subsystem's own test proves.
 
 #include <cstring>
+#include <limits>
 #include <tuple>
+#include <utility>
 
 #include "definitions/drend_load.h"
+#include "failing_memory.h"
 #include "frame/str_util.h"
 #include "render/dr_tags_access_context.h"
 #include "render/dr_xml_cwalker.h"
@@ -381,6 +384,73 @@ TEST_F(behaviour_test, a_presence_leaf_that_gives_no_text_says_present) {
         EXPECT_EQ(render("c"), "<t>\n  <p>\n  </p>\n</t>\n") << answer;
         EXPECT_EQ(slices, 1);
     }
+}
+
+namespace {
+
+// Marks a place and names no child, or the one that its data names.
+int mark_ten(dr_meta_context_s* ctx, const void* data) {
+    static const char places[10] = {};
+    void* at = nullptr;
+    drend_get_attribute_ref(ctx, &at);
+    const char* next = at == nullptr ? places : static_cast<const char*>(at) + 1;
+    asked += "*";
+    EXPECT_LT(asked.size(), 1000U);
+    if (next == std::end(places) || asked.size() >= 1000) {
+        return DREND_NO_EL;
+    }
+    drend_set_attribute_name(ctx, static_cast<const char*>(data));
+    drend_set_attribute_ref(ctx, const_cast<char*>(next));
+    return DREND_OK;
+}
+
+} // namespace
+
+TEST_F(behaviour_test, a_place_without_a_name_is_no_kids) {
+    drend_add_cont_cb("/unnamed", mark_ten, nullptr);
+    drend_add_cont_cb("/empty", mark_ten, "");
+    drend_add_str_leaf("/v", read_text, "1");
+    const auto container = [](const char* name) {
+        return R"({"dts_name": ")" + std::string(name) + R"(", "dts_source": ")" + name +
+               R"(", "dts_kids": [{"dts_name": "group", "dts_kids": [
+                   {"dts_name": "a", "dts_type": "leaf", "dts_source": "/v"}]}]})";
+    };
+    define_kids(container("unnamed") + "," + container("empty"));
+    const std::string content = "    <group>\n      <a>1</a>\n    </group>\n";
+    EXPECT_EQ(render("c"), "<t>\n  <unnamed>\n" + content + "  </unnamed>\n  <empty>\n" +
+                               content + "  </empty>\n</t>\n");
+    EXPECT_EQ(asked.size(), 4 * 11U); // by each container and by its group
+}
+
+TEST_F(behaviour_test, a_name_given_many_times_is_remembered_once) {
+    if (!allocations_can_fail()) {
+        GTEST_SKIP() << "another allocation function is in place";
+    }
+    static size_t places;
+    drend_add_cont_cb(
+        "/many",
+        [](dr_meta_context_s* ctx, const void*) {
+            void* at = nullptr;
+            drend_get_attribute_ref(ctx, &at);
+            const size_t next = reinterpret_cast<size_t>(at) + 1;
+            drend_set_attribute_name(ctx, "a");
+            drend_set_attribute_ref(ctx, reinterpret_cast<void*>(next));
+            return static_cast<int>(next > places ? DREND_NO_EL : DREND_OK);
+        },
+        nullptr);
+    drend_add_str_leaf(
+        "/many/a",
+        [](dr_meta_context_s*, const void*) { return static_cast<int>(DREND_SKIP_LEAF); },
+        nullptr);
+    define_kids(R"({"dts_name": "m", "dts_source": "many", "dts_kids": [
+        {"dts_name": "a", "dts_type": "leaf", "dts_source": "a"}]})");
+    const auto allocations = [&](size_t named) {
+        places = named;
+        failing_allocation = std::numeric_limits<long>::max();
+        render("c");
+        return std::numeric_limits<long>::max() - std::exchange(failing_allocation, 0);
+    };
+    EXPECT_EQ(allocations(100000), allocations(1));
 }
 
 TEST_F(behaviour_test, a_walk_keeps_its_walker_and_val_keeps_the_raw_flag) {
