@@ -1,5 +1,7 @@
 #include "frame/drend_lock.h"
 
+#include <cassert>
+
 drend_lock_c::drend_lock_c() {
     pthread_mutexattr_init(&attribute_);
     pthread_mutexattr_settype(&attribute_, PTHREAD_MUTEX_RECURSIVE);
@@ -8,10 +10,14 @@ drend_lock_c::drend_lock_c() {
 
 drend_lock_c::~drend_lock_c() {
     // Unlocking a mutex that nobody holds is undefined; destroying a held one is, too.
-    while (held_ > 0 && unlock() == 0) {
+    int unlocked = 0;
+    while (held_ > 0 && unlocked == 0) {
+        unlocked = unlock();
     }
     pthread_mutexattr_destroy(&attribute_);
-    pthread_mutex_destroy(&mutex_);
+    [[maybe_unused]] const int destroyed = pthread_mutex_destroy(&mutex_);
+    assert(destroyed == 0 ||
+           unlocked != 0); // another thread's hold cannot be given up here
 }
 
 int drend_lock_c::lock() {

@@ -1,6 +1,9 @@
 // The frame: hooks, output channel, string utilities and typed values.
 
+#include <cerrno>
 #include <cstring>
+#include <memory>
+#include <thread>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -71,6 +74,7 @@ class hooks_test : public testing::Test {
         drend_set_vsnprintf(nullptr);
         drend_set_debugtrace_cb(nullptr);
         drend_set_trace_flag(0);
+        drend_set_peer_to_file_method(nullptr);
         send_result = 0;
     }
 };
@@ -108,6 +112,21 @@ TEST_F(hooks_test, without_a_method_text_goes_to_standard_output) {
     setbuf(full, nullptr);
     EXPECT_EQ(drend_send_file_ptr(full, "text"), DREND_PEER_LOST);
     fclose(full);
+}
+
+TEST_F(hooks_test, text_for_a_stream_is_formatted_and_flushed) {
+    static std::unique_ptr<FILE, int (*)(FILE*)> peers_stream{nullptr, fclose};
+    char* text = nullptr;
+    size_t size = 0;
+    peers_stream.reset(open_memstream(&text, &size)); // `text` is what has been flushed
+    EXPECT_EQ(drend_send_file_ptr(peers_stream.get(), "%s-%d", "a", 5), 0);
+    EXPECT_STREQ(text, "a-5");
+    drend_set_peer_to_file_method(
+        [](void* peer) { return peer == &sent ? peers_stream.get() : nullptr; });
+    EXPECT_EQ(drend_send_peer_ptr(&sent, "+%d", 7), 0);
+    EXPECT_STREQ(text, "a-5+7");
+    peers_stream.reset();
+    free(text);
 }
 
 TEST_F(hooks_test, every_byte_passes_an_installed_formatter) {
@@ -186,6 +205,14 @@ TEST_F(hooks_test, a_fatal_error_ends_the_process_unless_a_method_is_installed) 
     drend_set_err_exit_method(before);
 }
 
+TEST_F(hooks_test, the_event_context_is_kept) {
+    int context = 0;
+    EXPECT_EQ(drend_set_event_context(&context), 0);
+    EXPECT_EQ(drend_get_event_context(), &context);
+    std::thread([] { EXPECT_EQ(drend_set_event_context(nullptr), 0); }).join();
+    EXPECT_EQ(drend_get_event_context(), nullptr);
+}
+
 TEST_F(hooks_test, statuses_have_names) {
     char text[32];
     EXPECT_STREQ(drend_status_text(DREND_NO_EL, text, sizeof text), "DREND_NO_EL");
@@ -193,11 +220,12 @@ TEST_F(hooks_test, statuses_have_names) {
 }
 
 TEST(lock, is_recursive_and_may_be_destroyed_while_held) {
+    drend_lock_c lock;
     {
-        drend_lock_c lock;
         drend_lock_guard_c outer(lock);
         drend_lock_guard_c inner(lock);
     }
+    EXPECT_EQ(lock.unlock(), EPERM); // nobody holds it
     {
         drend_lock_c held;
         held.lock();

@@ -284,6 +284,8 @@ TEST_F(Load, ANameSelectsAnApplicationsFiles) {
     EXPECT_EQ(dri_get_command_tag_by_name("own"), nullptr); // nothing loaded yet
     EXPECT_EQ(dri_load_dir(path.c_str()), 0);
     EXPECT_EQ(dri_get_count(), 1U); // the pattern holds the name's directory too
+    EXPECT_EQ(dri_reload_json(), 0);
+    EXPECT_EQ(dri_get_count(), 1U); // the same application's
     EXPECT_EQ(dri_load_dir(nullptr), 0);
     EXPECT_EQ(dri_get_count(), 2U);
     dri_set_dir_path("/no/such/directory");

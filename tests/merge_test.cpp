@@ -63,7 +63,7 @@ class Merge : public testing::Test {
 TEST_F(Merge, TwoFilesOfOneNameGiveThreeCommands) {
     add("get", "r(x=1(y))", "show r");
     add("other", "o");
-    add("get", "r(x(z=2),w)");
+    add("get", "r(x(z=2),w)", "show r too");
     dri_merge_set(set);
     EXPECT_EQ(commands(), "get-0 other get-1 get");
     const drend_command_c* combined = set.find_command("get");

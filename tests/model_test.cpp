@@ -66,9 +66,42 @@ TEST_F(model_test, paths_name_nodes_in_order_of_registration) {
     EXPECT_STREQ(z->child_list.front()->name, "b");
     EXPECT_STREQ(z->child_list.back()->name, "a");
     EXPECT_EQ(dri_find_node_from_path("//"), dmn_get_root());
-    EXPECT_EQ(z->find_child("a")->leaf_type, DMN_LEAF_STR);
     dmn_reset_root();
     EXPECT_TRUE(dmn_get_root()->child_list.empty());
+}
+
+TEST_F(model_test, a_leafs_registration_notes_its_type) {
+    const struct {
+        int (*add)(const char*, drend_proc_t, const void*);
+        int code;
+    } cases[] = {{drend_add_boolean_leaf, 1},    {drend_add_uint8_leaf, 1},
+                 {drend_add_uint16_leaf, 2},     {drend_add_uint32_leaf, 3},
+                 {drend_add_uint64_leaf, 4},     {drend_add_int8_leaf, 5},
+                 {drend_add_int16_leaf, 6},      {drend_add_int32_leaf, 7},
+                 {drend_add_int64_leaf, 8},      {drend_add_str_leaf, 9},
+                 {drend_add_ipaddr_v4_leaf, 10}, {drend_add_xsockaddr_leaf, 10},
+                 {drend_add_generic_leaf, 12},   {drend_add_double_leaf, 15},
+                 {drend_add_decimal64_leaf, 16}, {drend_add_list, 0}};
+    for (const auto& row : cases) {
+        row.add("a", nullptr, nullptr); // each instead of the one before
+        EXPECT_EQ(dmn_get_root()->find_child("a")->leaf_type, row.code);
+    }
+}
+
+TEST_F(model_test, references_are_found_by_their_distance) {
+    static const char one = 0;
+    static const char two = 0;
+    drend_add_str_leaf("a/b", count_call, nullptr);
+    dr_meta_context_c context;
+    context.push_path("/a/b", false, nullptr);
+    EXPECT_EQ(drend_get_element_ref_offset_max(&context), 3U); // the root, a and b
+    drend_set_element_ref(&context, &one);
+    drend_set_element_ref_offset(&context, 2, &two);
+    drend_set_element_ref_offset(&context, 3, &two); // beyond
+    const void* const found[] = {&one, nullptr, &two, nullptr};
+    for (unsigned n = 0; n < 4; ++n) {
+        EXPECT_EQ(drend_get_element_ref_offset(&context, n), found[n]) << n;
+    }
 }
 
 TEST_F(model_test, contradictory_registrations_are_fatal) {
