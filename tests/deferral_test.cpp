@@ -51,10 +51,12 @@ const std::vector<row_s> ROWS = {{"a", 1, {{"a1", 11}, {"a2", 12}}},
                                  {"c", 3, {{"c1", 31}, {"c2", 32}, {"c3", 0}}}};
 
 int enters;
+std::map<const void*, int> name_readings; // by row, since it was stepped to
 
 int suspending_rows(dr_meta_context_s* ctx, const void* data) {
     const int status =
         data == nullptr ? step_rows_below(ctx, nullptr) : step_rows(ctx, data);
+    name_readings[drend_get_element_ref(ctx)] = 0;
     return status == DREND_OK && suspender.wants(suspender_s::LIST) ? DREND_DEFER : status;
 }
 
@@ -65,6 +67,21 @@ int suspending_number(dr_meta_context_s* ctx, const void*) {
     }
     suspender.leaf_was_read();
     return status;
+}
+
+// A key: it may suspend where it stands, but not where it is read ahead, for a look-up cannot wait.
+int suspending_name(dr_meta_context_s* ctx, const void*) {
+    if (name_readings[drend_get_element_ref(ctx)]++ > 0 &&
+        suspender.wants(suspender_s::LEAF)) {
+        return DREND_DEFER;
+    }
+    suspender.leaf_was_read();
+    return read_name(ctx, nullptr);
+}
+
+int read_is_odd(dr_meta_context_s* ctx, const void*) {
+    const auto* row = static_cast<const row_s*>(drend_get_element_ref(ctx));
+    return drend_set_boolean_value(ctx, row->number % 2);
 }
 
 int name_children(dr_meta_context_s* ctx, const void*) {
@@ -78,7 +95,7 @@ int name_children(dr_meta_context_s* ctx, const void*) {
     return DREND_OK;
 }
 
-constexpr char DEFINITION[] = R"([{"dc_name": "c", "dc_tag": {"dts_name": "top",
+constexpr char DEFINITION[] = R"json([{"dc_name": "c", "dc_tag": {"dts_name": "top",
     "dts_source": "/top", "dts_kids": [
     {"dts_name": "ch", "dts_type": "choice", "dts_kids": [
       {"dts_name": "row", "dts_type": "list", "dts_key": ["name"], "dts_source": "row",
@@ -90,14 +107,18 @@ constexpr char DEFINITION[] = R"([{"dc_name": "c", "dc_tag": {"dts_name": "top",
          "dts_kids": [
             {"dts_name": "name", "dts_type": "leaf", "dts_source": "name"},
             {"dts_name": "number", "dts_type": "leaf", "dts_source": "number",
-             "dts_zero_suppression": "true"}]},
+             "dts_zero_suppression": "true"},
+            {"dts_name": "word", "dts_type": "leaf", "dts_source": "number",
+             "dts_map": [["12", "twelve"], ["*", "='no '+val('../odd')"]]},
+            {"dts_name": "present", "dts_source": "odd", "dts_presence": "yes", "dts_kids": [
+                {"dts_name": "again", "dts_type": "leaf", "dts_source": "../number"}]}]},
         {"dts_name": "dynamic", "dts_source": "dynamic", "dts_kids": [
             {"dts_name": "first", "dts_type": "leaf", "dts_source": "first"},
             {"dts_name": "rest", "dts_type": "leaf", "dts_source": "rest"},
             {"dts_name": "second", "dts_type": "leaf", "dts_source": "second"}]}]}]},
     {"dts_name": "names", "dts_type": "leaf-list", "dts_source": "row", "dts_kids": [
         {"dts_name": "__zor_leaf_list_value__", "dts_type": "leaf",
-         "dts_source": "name"}]}]}}])";
+         "dts_source": "number"}]}]}}])json";
 
 class deferral_test : public render_test {
   protected:
@@ -105,11 +126,12 @@ class deferral_test : public render_test {
         suspender = {};
         enters = 0;
         drend_add_list("/top/row", suspending_rows, &ROWS);
-        drend_add_str_leaf("/top/row/name", read_name, nullptr);
+        drend_add_str_leaf("/top/row/name", suspending_name, nullptr);
         drend_add_int32_leaf("/top/row/number", suspending_number, nullptr);
         drend_add_list("/top/row/below", suspending_rows, nullptr);
-        drend_add_str_leaf("/top/row/below/name", read_name, nullptr);
+        drend_add_str_leaf("/top/row/below/name", suspending_name, nullptr);
         drend_add_int32_leaf("/top/row/below/number", suspending_number, nullptr);
+        drend_add_boolean_leaf("/top/row/below/odd", read_is_odd, nullptr);
         drend_add_cont_cb("/top/row/dynamic", name_children, nullptr);
         for (const char* leaf : {"first", "second", "rest"}) {
             const std::string path = std::string("/top/row/dynamic/") + leaf;
@@ -173,10 +195,13 @@ TEST_F(deferral_test, a_walk_suspended_anywhere_gives_the_same_bytes) {
         suspender = {};
         const std::string whole = walk();
         EXPECT_EQ(slices, 1);
-        EXPECT_NE(whole.find(json ? "\"number\" : \"32\"" : "<number>32</number>"),
-                  std::string::npos);
+        for (const char* found : {json ? "\"number\" : \"32\"" : "<number>32</number>",
+                                  json ? "\"word\" : \"twelve\"" : "<word>twelve</word>",
+                                  json ? "\"again\" : \"31\"" : "<again>31</again>"}) {
+            EXPECT_NE(whole.find(found), std::string::npos) << found;
+        }
         const int places = suspender.asked;
-        ASSERT_GT(places, 60);
+        ASSERT_GT(places, 90);
         for (suspender.at = 0; suspender.at < places; ++suspender.at) {
             ASSERT_EQ(walk(), whole) << "suspended at " << suspender.at;
             ASSERT_EQ(slices, 2);
@@ -305,25 +330,66 @@ TEST_F(deferral_test, definitions_may_be_replaced_at_every_suspension) {
     EXPECT_EQ(dri_acquire_command_tag("c"), nullptr);
 }
 
+namespace {
+
+// Two sets of hooks. Each notes that it was called, and whether with the argument of the other.
+int arguments[2];
+int hooked_calls[2];
+int strange_arguments;
+
+template <int Set>
+int hooked(const void* argument) {
+    ++hooked_calls[Set];
+    strange_arguments += argument != &arguments[Set];
+    return 0;
+}
+
+template <int Set>
+void set_hooks() {
+    drend_add_cmd_handlers([](const char*, void* data) { hooked<Set>(data); },
+                           [](const char*, void* data) { hooked<Set>(data); },
+                           &arguments[Set]);
+    drend_add_walk_handlers(
+        [](dr_meta_context_s*, void* data) { return hooked<Set>(data); },
+        [](dr_meta_context_s*, void* data) {
+            return hooked<Set>(data) + suspender.wants(suspender_s::HANDLER);
+        },
+        &arguments[Set]);
+    drend_set_vsnprintf([](char* buffer, unsigned size, const char* format, va_list args) {
+        return hooked<Set>(&arguments[Set]) + vsnprintf(buffer, size, format, args);
+    });
+    drend_set_debugtrace_cb(
+        [](const char*, va_list) { return hooked<Set>(&arguments[Set]); });
+    drend_set_trace_flag(Set);
+    drend_set_event_context(&arguments[Set]);
+}
+
+} // namespace
+
 TEST_F(deferral_test, other_threads_may_reload_and_set_hooks_during_walks) {
     const std::string whole = walk();
     std::atomic<bool> stop{false};
     std::thread other([&] {
-        while (!stop) {
-            dri_reload_json();
-            drend_set_debugtrace_cb(nullptr);
-            drend_set_trace_flag(0);
-            drend_set_vsnprintf(nullptr);
-            drend_add_cmd_handlers(nullptr, nullptr, nullptr);
-            drend_set_event_context(nullptr);
+        for (unsigned i = 0; !stop; ++i) {
+            set_hooks<0>();
+            set_hooks<1>();
+            if (i % 64 == 0) {
+                dri_reload_json();
+            }
         }
     });
     suspender.everywhere = true;
-    for (int i = 0; i < 30; ++i) {
+    for (int i = 0; i < 30 || hooked_calls[0] == 0 || hooked_calls[1] == 0; ++i) {
         EXPECT_EQ(walk(), whole);
     }
     stop = true;
     other.join();
+    EXPECT_EQ(strange_arguments, 0);
+    drend_add_cmd_handlers(nullptr, nullptr, nullptr);
+    drend_set_vsnprintf(nullptr);
+    drend_set_debugtrace_cb(nullptr);
+    drend_set_trace_flag(0);
+    drend_set_event_context(nullptr);
     dri_reload_json();
     EXPECT_EQ(dri_get_set_count(), 1);
 }
