@@ -620,8 +620,9 @@ DREND_API int drend_defer_continue(void* walk);
 DREND_API extern int dtc_ignore_defer;
 
 /*
- * Non-zero: a wish to suspend is heeded on rows that a filter hides, too, so that a search through
- * a large table does not keep the daemon from its loop. 0, the default: it passes unheeded there.
+ * Non-zero: a wish to suspend is heeded on rows that a filter hides, too, and the walk handler is
+ * also asked between the predicates that a row is judged by, so that a search does not keep the
+ * daemon from its loop. 0, the default: a wish passes unheeded there.
  */
 DREND_API void drend_set_suspend_on_hidden_rows(int flag);
 

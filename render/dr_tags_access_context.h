@@ -7,7 +7,8 @@
 //     frame stack     tag stack         what a resumption does
 //     leaf            mtu               reads the leaf again
 //     container       interface         goes on with the kid after it
-//     list            interface         goes on with the next row
+//     list            interface         goes on with the next row, or with the rest of the
+//                                       predicates that its row is judged by
 //     container       interfaces        ...
 //
 //  1. The walk is running, suspended (frames left, root tag in use) or finished (no frames).
@@ -32,6 +33,7 @@ struct dr_defer_context_c {
 
     drend_tag_object_c* tobj; // not owned
     int kind;
+    size_t predicate = 0; // of a list: the one that its row is to be judged by next
 };
 
 class dr_tags_access_context_c : public dr_tags_context_c {
@@ -132,6 +134,9 @@ class dr_tags_access_context_c : public dr_tags_context_c {
     bool is_suppressed(const drend_tag_object_c* tobj, const dr_value_c& value) const;
 
     bool step_match(const drend_tag_object_c* tobj);
+    bool step_is_for(const drend_tag_object_c* tobj) const;
+    int judge_row(const drend_tag_object_c* tobj);
+    bool row_has_to_wait() const;
     bool has_style(const drend_tag_c* tag) const;
     bool predicate_match(const drend_tag_object_c* tobj,
                          const dr_xp_predicate_s& predicate);

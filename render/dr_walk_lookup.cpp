@@ -238,6 +238,18 @@ int dr_tags_access_context_c::eval_terms(const std::vector<dr_map_term_s>& terms
 // --- filters, styles, presence --------------------------------------------------------------
 
 bool dr_tags_access_context_c::step_match(const drend_tag_object_c* tobj) {
+    if (!step_is_for(tobj)) {
+        return false;
+    }
+    const auto& predicates = tobj->dto_filter->parsed->predicates();
+    return std::all_of(predicates.begin(), predicates.end(),
+                       [&](const dr_xp_predicate_s& predicate) {
+                           return predicate_match(tobj, predicate);
+                       });
+}
+
+// Whether the step parses and names the tag, if anything.
+bool dr_tags_access_context_c::step_is_for(const drend_tag_object_c* tobj) const {
     const dr_step_filter_s* filter = tobj->dto_filter;
     if (dri_trace_on(DREND_TRACE_WALK)) {
         drend_debug_trace("DR_TAGS_ACCESS: filter_match: tag: %s filter: %s\n",
@@ -250,15 +262,27 @@ bool dr_tags_access_context_c::step_match(const drend_tag_object_c* tobj) {
         return false;
     }
     const xp_node_c& step = filter->parsed->steps().front();
-    if (step.text.size() != 0 && !(step.text == tobj->name())) {
-        return false;
+    return step.text.size() == 0 || step.text == tobj->name();
+}
+
+// Judges the row of the list on top: DREND_OK, DREND_NO_EL when it is hidden, or DREND_DEFER when
+// the rest of the predicates has to wait for the next slice. Each slice gets one further.
+int dr_tags_access_context_c::judge_row(const drend_tag_object_c* tobj) {
+    size_t next = std::exchange(frames_.back().predicate, 0);
+    if (next == 0 && !step_is_for(tobj)) {
+        return DREND_NO_EL;
     }
-    for (const dr_xp_predicate_s& predicate : filter->parsed->predicates()) {
-        if (!predicate_match(tobj, predicate)) {
-            return false;
+    const auto& predicates = tobj->dto_filter->parsed->predicates();
+    while (next < predicates.size()) {
+        if (!predicate_match(tobj, predicates[next])) {
+            return DREND_NO_EL;
+        }
+        if (++next < predicates.size() && row_has_to_wait()) {
+            frames_.back().predicate = next;
+            return DREND_DEFER;
         }
     }
-    return true;
+    return DREND_OK;
 }
 
 bool dr_tags_access_context_c::predicate_match(const drend_tag_object_c* tobj,

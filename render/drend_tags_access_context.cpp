@@ -333,6 +333,11 @@ int dr_tags_access_context_c::walk_list(dr_context_walker_c* walker,
         gather_filter_names(tobj);
         walker->list_start(tobj);
         get_top_meta_context(0)->call_enter_proc(DMN_TYPE_LIST);
+    } else if (frame->predicate != 0) {
+        const int status = walk_row(walker, tobj, DREND_OK);
+        if (status == DREND_DEFER || walker->status() != 0) {
+            return status;
+        }
     }
     for (;;) {
         int status = walker->list_element_walk_start(tobj);
@@ -361,7 +366,11 @@ int dr_tags_access_context_c::walk_list(dr_context_walker_c* walker,
 // Shows the current row, unless it is filtered out. `row_status` is what the list procedure said.
 int dr_tags_access_context_c::walk_row(dr_context_walker_c* walker,
                                        drend_tag_object_c* tobj, int row_status) {
-    if (!filter_match(tobj)) {
+    const int judged = tobj->dto_filter == nullptr ? DREND_OK : judge_row(tobj);
+    if (judged == DREND_DEFER) {
+        return judged;
+    }
+    if (judged != DREND_OK) {
         // A suspension asked for on a hidden row passes unheeded, unless the daemon wants it.
         return walker->list_element_walk_stop(
             tobj, suspends_on_hidden_rows != 0 ? row_status : DREND_OK);
@@ -371,6 +380,12 @@ int dr_tags_access_context_c::walk_row(dr_context_walker_c* walker,
         return status;
     }
     return walker->list_element_walk_stop(tobj, row_status);
+}
+
+// Whether a row that is being judged is to wait: a filter may have thousands of predicates.
+bool dr_tags_access_context_c::row_has_to_wait() const {
+    return suspends_on_hidden_rows != 0 && dtc_ignore_defer == 0 &&
+           dri_call_walk_suspend(get_top_meta_context(0));
 }
 
 int dr_tags_access_context_c::walk_leaf(dr_context_walker_c* walker,

@@ -15,6 +15,7 @@
 #include "render/dr_tags_access_context.h"
 #include "render/dr_xml_cwalker.h"
 #include "render_fixture.h"
+#include "repeated.h"
 
 namespace {
 
@@ -157,6 +158,18 @@ class deferral_test : public render_test {
         EXPECT_EQ(dri_inuse_count(), 0u);
     }
 
+    // A command whose filters never ask the suspender.
+    void define_searched() {
+        drend_add_str_leaf("/top/row/id", read_name, nullptr);
+        drend_add_str_leaf("/top/row/below/id", read_name, nullptr);
+        define(R"([{"dc_name": "searched", "dc_tag": {"dts_name": "top",
+            "dts_source": "/top", "dts_kids": [
+            {"dts_name": "row", "dts_type": "list", "dts_source": "row", "dts_kids": [
+                {"dts_name": "id", "dts_type": "leaf", "dts_source": "id"},
+                {"dts_name": "sub", "dts_type": "list", "dts_source": "below", "dts_kids": [
+                    {"dts_name": "id", "dts_type": "leaf", "dts_source": "id"}]}]}]}}])");
+    }
+
     bool as_json = false;
 
     // Renders with the suspending walker; calls `between` while the walk is suspended.
@@ -284,6 +297,57 @@ TEST_F(deferral_test, a_search_suspends_on_hidden_rows_if_the_daemon_says_so) {
         EXPECT_EQ(render("c", filter), whole);
         EXPECT_EQ(slices, 1 + flag);
     }
+    drend_set_suspend_on_hidden_rows(0);
+}
+
+TEST_F(deferral_test, a_row_suspends_between_its_predicates_if_the_daemon_says_so) {
+    define_searched();
+    for (const std::string form : {"", "as-json "}) {
+        const std::string argument = form +
+                                     "filter=\"/top/row[id][starts-with('c', id)][id='c']"
+                                     "/sub[id][match(id, 'c2')]/id\"";
+        const char* const wish = argument.c_str();
+        suspender = {};
+        const std::string whole = render("searched", wish);
+        EXPECT_NE(whole.find("c2"), std::string::npos);
+        EXPECT_EQ(whole.find("c1"), std::string::npos);
+        const int rows = suspender.asked;
+        drend_set_suspend_on_hidden_rows(1);
+        suspender = {};
+        EXPECT_EQ(render("searched", wish), whole);
+        const int places = suspender.asked;
+        // Rows a and b fail at their second predicate; c and its three rows come to their last.
+        EXPECT_EQ(places - rows, 1 + 1 + 2 + 3);
+        for (int at = 0; at < places; ++at) {
+            suspender = {};
+            suspender.at = at;
+            ASSERT_EQ(render("searched", wish), whole) << "suspended at " << at;
+            ASSERT_EQ(slices, 2);
+            suspender = {};
+            suspender.at = at;
+            ASSERT_EQ(drend_dump_rpc(nullptr, "searched", wish), DREND_DEFER);
+            drend_drop_walk(drend_take_suspended_rpc());
+            ASSERT_EQ(enters, 0);
+        }
+        dtc_ignore_defer = 1;
+        suspender = {};
+        suspender.everywhere = true;
+        EXPECT_EQ(render("searched", wish), whole);
+        EXPECT_EQ(slices, 1);
+        dtc_ignore_defer = 0;
+        drend_set_suspend_on_hidden_rows(0);
+    }
+}
+
+// Whoever always wishes to suspend gets one predicate to a slice.
+TEST_F(deferral_test, each_slice_judges_a_row_further) {
+    define_searched();
+    drend_add_walk_handlers(
+        nullptr, [](dr_meta_context_s*, void*) { return 1; }, nullptr);
+    drend_set_suspend_on_hidden_rows(1);
+    const std::string filter = "filter=\"/top/row" + repeated(1000, "[id='c']") + "/id\"";
+    EXPECT_NE(render("searched", filter.c_str()).find("<id>c</id>"), std::string::npos);
+    EXPECT_EQ(slices, 1 + 2 + 999); // after each hidden row, then within the third
     drend_set_suspend_on_hidden_rows(0);
 }
 

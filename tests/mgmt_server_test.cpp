@@ -80,7 +80,6 @@ class mgmt_server_test : public render_test {
     ~mgmt_server_test() override {
         stop();
         platform_close_loop(&loop_);
-        drend_set_suspend_on_hidden_rows(0);
         EXPECT_EQ(open_lists, 0);
         EXPECT_EQ(dri_inuse_count(), 0u);
         EXPECT_EQ(dri_get_set_count(), 1);
@@ -446,7 +445,6 @@ TEST_F(mgmt_server_test, a_daemon_may_continue_its_walks_itself) {
 }
 
 TEST_F(mgmt_server_test, a_search_keeps_nobody_waiting) {
-    drend_set_suspend_on_hidden_rows(1);
     config_.slice_usec = 200;
     serve();
     table_size = 99999999;

@@ -134,7 +134,6 @@ int serve_socket(evContext loop, options_s& options, const drend_menu_entry_s* m
     options.server.path = options.socket.c_str();
     options.server.group = options.group.empty() ? nullptr : options.group.c_str();
     options.server.menu = menu;
-    drend_set_suspend_on_hidden_rows(1); // a search must not keep other peers waiting
     drend_set_send_buffer(SEND_BUFFER);
     return serve(loop, options.server);
 }

@@ -41,7 +41,8 @@ static bool peer_has_enough(struct connection_s* connection) {
     return framed_output_waiting(&connection->output) >= high_water;
 }
 
-/* The walk handler, asked after each row. Walks that are nobody's peer's are not this server's. */
+/* The walk handler, asked after each row and between the predicates of one. Walks that are nobody's
+ * peer's are not this server's. */
 static int is_slice_over(dr_meta_context_s* ctx, void* data) {
     (void)ctx;
     const struct mgmt_server_s* server = data;
@@ -72,10 +73,12 @@ static void on_suspended(void* data, void* walk) {
 void slices_install(struct mgmt_server_s* server) {
     drend_set_send_method_w_return(mgmt_sock_send);
     drend_add_walk_handlers(NULL, is_slice_over, server);
+    drend_set_suspend_on_hidden_rows(1); /* a search must not keep other peers waiting */
     drend_set_reschedule_handler(on_suspended, server);
 }
 
 void slices_uninstall(void) {
     drend_add_walk_handlers(NULL, NULL, NULL);
+    drend_set_suspend_on_hidden_rows(0);
     drend_set_reschedule_handler(NULL, NULL);
 }

@@ -8,11 +8,12 @@
  *        +------------- chunks, as fast as the client takes them <------------------+
  *
  * A long answer is given in slices. While the server is open it decides when a walk for one of its
- * peers is suspended (its walk handler asks after each row) and when it goes on (its reschedule
- * handler): a slice ends when its time is used up or more waits for the peer than it may, and the
- * next one begins when the other peers have had their turn and this one has taken enough. A walk
- * of nobody's peer is continued by the event library's idle timer. A daemon that installs handlers
- * of its own after opening the server has its own way; the server then finishes the answers.
+ * peers is suspended (its walk handler is asked after each row, also one that a filter hides, and
+ * between the predicates of a row) and when it goes on (its reschedule handler): a slice ends when
+ * its time is used up or more waits for the peer than it may, and the next one begins when the
+ * other peers have had their turn and this one has taken enough. A walk of nobody's peer is
+ * continued by the event library's idle timer. A daemon that installs handlers of its own after
+ * opening the server has its own way; the server then finishes the answers.
  *
  * Everything here belongs to the thread that runs the loop.
  */
@@ -57,14 +58,14 @@ typedef struct mgmt_server_stats_s {
 /*
  * Opens the socket, with mode 0660, and serves `config->menu` on it from the loop of `loop` on. A
  * socket file that nobody serves any more is replaced. Installs the send method, walk handlers and
- * reschedule handler of the render library. NULL with one line, without its end, in `error` of
- * `size` bytes when it cannot. There is one server at a time.
+ * reschedule handler of the render library, and has searches suspend on hidden rows. NULL with one
+ * line, without its end, in `error` of `size` bytes when it cannot. There is one server at a time.
  */
 mgmt_server_s* mgmt_server_open(evContext loop, const mgmt_server_config_s* config,
                                 char* error, size_t size);
 
 /*
- * Closes every peer, ending its walk, removes the socket and uninstalls the handlers. What was
+ * Closes every peer, ending its walk, removes the socket and takes all of that back. What was
  * waiting for the peers goes out as far as they take it at once. Nothing for NULL. Not from within
  * a request.
  */
