@@ -14,6 +14,14 @@ thread_local long failing_allocation = 0;
     }
     return memory;
 }
+// The checkers' own nothrow form would not go with the functions below.
+[[gnu::noinline]] void* operator new(size_t size, const std::nothrow_t&) noexcept {
+    try {
+        return ::operator new(size);
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
+}
 [[gnu::noinline]] void operator delete(void* memory) noexcept {
     free(memory);
 }
