@@ -77,11 +77,12 @@ void dri_get_cur_source(const dr_tags_context_c* ctx, std::string& out) {
 
 int drend_add_cmd_handlers(drend_cmd_handler_t start, drend_cmd_handler_t end,
                            void* user_data) {
-    return dri_cmd_handlers.set({start, end, user_data});
+    dri_cmd_handlers.set({start, end, user_data});
+    return 0;
 }
 
 void dri_call_cmd_start(const dr_tags_context_c* ctx, const char* command) {
-    const dr_cmd_handlers_s& handlers = dri_cmd_handlers.get();
+    const dr_cmd_handlers_s handlers = dri_cmd_handlers.get();
     if (handlers.start == nullptr) {
         return;
     }
@@ -97,7 +98,7 @@ void dri_call_cmd_start(const dr_tags_context_c* ctx, const char* command) {
 }
 
 void dri_call_cmd_end(const drend_tag_c* /*tag*/) {
-    const dr_cmd_handlers_s& handlers = dri_cmd_handlers.get();
+    const dr_cmd_handlers_s handlers = dri_cmd_handlers.get();
     if (handlers.end != nullptr) {
         handlers.end("", handlers.user_data);
     }

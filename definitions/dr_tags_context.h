@@ -81,12 +81,11 @@ struct dr_cmd_handlers_s {
     drend_cmd_handler_t start = nullptr;
     drend_cmd_handler_t end = nullptr;
     void* user_data = nullptr;
-    bool operator==(const dr_cmd_handlers_s&) const = default;
 };
 extern dr_published_c<dr_cmd_handlers_s> dri_cmd_handlers;
 // Whether a start handler is installed: nearly never, and asked for every tag.
 inline bool dri_has_cmd_start() {
-    return dri_cmd_handlers.get().start != nullptr;
+    return dri_cmd_handlers.was_set() && dri_cmd_handlers.get().start != nullptr;
 }
 // Calls the installed command handlers; see drend_add_cmd_handlers. The start handler gets "/" and
 // the name of the first tag on `ctx` that is not "__root__", or `command` when there is none.

@@ -1,44 +1,67 @@
 // A group of hook values that are set together and read without a lock.
 //
-// A reader must never see one setter's function with another setter's argument. Every group
-// that is ever set is kept for the life of the process, once, and published by a single
-// pointer; a daemon that switches between a few groups therefore costs a few records,
-// however often.
+// A reader must never see one setter's function with another setter's argument. The group is kept
+// as words beside a version, which is odd while a setter is at work: a reader that finds the same
+// even version before and after the words has read one group, and any other reads again under the
+// setters' lock. Nothing is allocated, however often a group is set.
 //
 // Any thread sets; any thread reads.
 #pragma once
 
-#include <algorithm>
+#include <array>
 #include <atomic>
-#include <forward_list>
+#include <bit>
+#include <cstdint>
 
-#include "frame/dr_no_memory.h"
 #include "frame/drend_lock.h"
 
-// T is a plain record with operator== and a usable default value.
+// T is a plain record of pointers with a usable default value.
 template <typename T>
 class dr_published_c {
   public:
-    // The group in force. The reference stays valid for good.
-    const T& get() const { return *current_.load(std::memory_order_acquire); }
+    // Whether a group other than the default may be in force; one load.
+    bool was_set() const { return was_set_.load(std::memory_order_relaxed); }
 
-    // 0, or -1 with the group in force unchanged when memory ran out.
-    int set(const T& value) {
+    // The group in force.
+    T get() const {
+        if (!was_set_.load(std::memory_order_acquire)) {
+            return T{};
+        }
+        const unsigned before = version_.load(std::memory_order_acquire);
+        const words_t words = read();
+        if (before % 2 == 0 && version_.load(std::memory_order_relaxed) == before) {
+            return std::bit_cast<T>(words);
+        }
         drend_lock_guard_c guard(lock_);
-        return dri_unless_no_memory(-1, [&] {
-            auto known = std::find(kept_.begin(), kept_.end(), value);
-            if (known == kept_.end()) {
-                kept_.push_front(value);
-                known = kept_.begin();
-            }
-            current_.store(&*known, std::memory_order_release);
-            return 0;
-        });
+        return std::bit_cast<T>(read());
+    }
+
+    void set(const T& value) {
+        const auto words = std::bit_cast<words_t>(value);
+        drend_lock_guard_c guard(lock_);
+        const unsigned version = version_.load(std::memory_order_relaxed);
+        version_.store(version + 1, std::memory_order_relaxed);
+        for (size_t n = 0; n < words.size(); ++n) {
+            words_[n].store(words[n], std::memory_order_release); // not before the version
+        }
+        version_.store(version + 2, std::memory_order_release);
+        was_set_.store(true, std::memory_order_release);
     }
 
   private:
-    const T initial_{};
-    std::atomic<const T*> current_{&initial_};
-    std::forward_list<T> kept_;
-    drend_lock_c lock_;
+    using words_t = std::array<uintptr_t, sizeof(T) / sizeof(uintptr_t)>;
+    static_assert(sizeof(words_t) == sizeof(T));
+
+    words_t read() const {
+        words_t words;
+        for (size_t n = 0; n < words.size(); ++n) {
+            words[n] = words_[n].load(std::memory_order_acquire); // not after the version
+        }
+        return words;
+    }
+
+    std::array<std::atomic<uintptr_t>, sizeof(T) / sizeof(uintptr_t)> words_{};
+    std::atomic<unsigned> version_{0};
+    std::atomic<bool> was_set_{false};
+    mutable drend_lock_c lock_;
 };

@@ -30,7 +30,6 @@ int send_counter = 0;
 struct rebuild_menu_s {
     drend_rebuild_menu_fn_t function = nullptr;
     void* argument = nullptr;
-    bool operator==(const rebuild_menu_s&) const = default;
 };
 dr_published_c<rebuild_menu_s> rebuild_menu;
 
@@ -227,7 +226,7 @@ void drend_set_rebuild_menu(drend_rebuild_menu_fn_t function, void* argument) {
 }
 
 bool dri_call_rebuild_menu() {
-    const rebuild_menu_s& hook = rebuild_menu.get();
+    const rebuild_menu_s hook = rebuild_menu.get();
     if (hook.function == nullptr) {
         return false;
     }

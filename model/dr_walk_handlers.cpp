@@ -7,7 +7,6 @@ struct walk_handlers_s {
     drend_walk_handler_t start = nullptr;
     drend_walk_handler_t suspend = nullptr;
     void* data = nullptr;
-    bool operator==(const walk_handlers_s&) const = default;
 };
 dr_published_c<walk_handlers_s> walk_handlers;
 
@@ -15,17 +14,18 @@ dr_published_c<walk_handlers_s> walk_handlers;
 
 int drend_add_walk_handlers(drend_walk_handler_t start, drend_walk_handler_t suspend,
                             void* data) {
-    return walk_handlers.set({start, suspend, data});
+    walk_handlers.set({start, suspend, data});
+    return 0;
 }
 
 void dri_call_walk_start(dr_meta_context_s* ctx) {
-    const walk_handlers_s& handlers = walk_handlers.get();
+    const walk_handlers_s handlers = walk_handlers.get();
     if (handlers.start != nullptr) {
         handlers.start(ctx, handlers.data);
     }
 }
 
 bool dri_call_walk_suspend(dr_meta_context_s* ctx) {
-    const walk_handlers_s& handlers = walk_handlers.get();
+    const walk_handlers_s handlers = walk_handlers.get();
     return handlers.suspend != nullptr && handlers.suspend(ctx, handlers.data) != 0;
 }
