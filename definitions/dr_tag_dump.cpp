@@ -3,17 +3,14 @@
 
 #include <set>
 
-#include "definitions/drend_load.h"
+#include "definitions/drend_lookup.h"
 #include "frame/str_util.h"
 #include "orvex_platform/sbuf.h"
 
 namespace {
 
-constexpr char DEFAULT_COMMAND[] = "corvane-netconf-get";
-
-struct release_tag_s {
-    void operator()(const drend_tag_c* tag) const { dri_release_command_tag(tag); }
-};
+// What is sent at once is below the limit of a send.
+constexpr size_t PIECE_MAX = STR_LIMIT / 2;
 
 // A tag whose kids are being printed.
 struct level_s {
@@ -29,6 +26,30 @@ std::string app_names(const drend_tag_c& tag) {
     std::string joined;
     str_join(std::vector<std::string>(sorted.begin(), sorted.end()), joined, " ");
     return joined;
+}
+
+// A word that a peer sent: what could move a terminal's cursor is shown as its code.
+std::string without_controls(const char* word) {
+    std::string shown;
+    for (; *word != '\0'; ++word) {
+        const auto byte = static_cast<unsigned char>(*word);
+        const bool is_plain = byte >= ' ' && byte < 0x7f;
+        str_append(shown, is_plain ? "%c" : "\\x%02x", byte);
+    }
+    return shown;
+}
+
+// Sends a text of any length, cut behind ends of lines where it is too long for one send.
+int send_lines(void* peer, std::string_view text) {
+    int status = 0;
+    while (!text.empty() && status == 0) {
+        const size_t end = text.substr(0, PIECE_MAX).rfind('\n');
+        const std::string piece(
+            text.substr(0, end == std::string_view::npos ? PIECE_MAX : end + 1));
+        status = drend_send(peer, "%s", piece.c_str());
+        text.remove_prefix(piece.size());
+    }
+    return status;
 }
 
 void dump_head(const drend_tag_c& tag, str_buf_s* out, int indent) {
@@ -62,14 +83,13 @@ void drend_tag_c::dump(str_buf_s* out, int indent) const {
 }
 
 int dri_dump_render_tree(void* peer, const char* name) {
-    const char* wanted = name == nullptr ? DEFAULT_COMMAND : name;
-    const std::unique_ptr<const drend_tag_c, release_tag_s> tag(
-        dri_acquire_command_tag(wanted));
+    const char* wanted = name == nullptr ? DRI_NETCONF_GET : name;
+    const dri_used_tag_t tag(dri_acquire_command_tag(wanted));
     if (!tag) {
-        return drend_send(peer, "Couldn't find '%s'\n", wanted);
+        return drend_send(peer, "Couldn't find '%s'\n", without_controls(wanted).c_str());
     }
     dr_str_buf_c text;
     tag->dump(text.buf(), 0);
     text += "\n";
-    return drend_send(peer, "%s", text.c_str());
+    return send_lines(peer, text.c_str());
 }

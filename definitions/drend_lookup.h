@@ -6,6 +6,7 @@
 #pragma once
 
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -22,6 +23,12 @@ drend_tag_c* dri_get_command_tag(unsigned index);
 const char* dri_get_command_help(unsigned index);
 // The root tag, put in use for the caller, who takes the use back (dri_release_command_tag).
 drend_tag_c* dri_acquire_command_tag(unsigned index);
+
+// A root tag in use, which takes the use back when it goes out of scope.
+struct dri_release_tag_s {
+    void operator()(const drend_tag_c* tag) const { dri_release_command_tag(tag); }
+};
+using dri_used_tag_t = std::unique_ptr<const drend_tag_c, dri_release_tag_s>;
 
 // The root tag of the merged schema, or null.
 drend_tag_c* dri_get_netconf_get_tag();
