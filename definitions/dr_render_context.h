@@ -1,8 +1,7 @@
-// dr_render_context_c: the base of everything that answers one request and can be suspended.
+// dr_render_context_c: the base of every context that walks for one request.
 //
-// A suspended context may be deleted before its turn comes, when its peer closes. Timers that are
-// still due then hold a stale pointer, so every continuation asks the registry kept here first.
-// Belongs to the daemon's thread.
+// Belongs to the daemon's thread. Whose a context is while its walk is suspended is not known here;
+// see dr_suspendable_c.
 #pragma once
 
 class dr_render_context_c {
@@ -11,28 +10,10 @@ class dr_render_context_c {
     dr_render_context_c(const dr_render_context_c&) = delete;
     dr_render_context_c& operator=(const dr_render_context_c&) = delete;
 
-    // Continues a suspended walk. This object when it is suspended again, null when it is finished;
-    // in delete-when-done mode it is gone then.
+    // Continues a suspended walk. This object when it is suspended again, null when the walk is
+    // over.
     virtual dr_render_context_c* defer_continue() { return nullptr; }
-    virtual ~dr_render_context_c();
-    // The peer is gone: ends and deletes this context, at once or, when it is running, as soon as
-    // its slice ends.
-    virtual void abandon() { delete this; }
-    // Memory ran out in a slice: tells the peer, ends and deletes this context.
-    virtual void end_without_memory() { delete this; }
-
-    // Non-zero: the context finalizes and deletes its walker and then itself when its walk ends.
-    int delete_when_done = 0;
-
-    // Notes that a timer may be holding this context.
-    void note_suspended();
-    // The suspended context at that address, or null when there is none (any more).
-    static dr_render_context_c* find_suspended(void* address);
-
-  private:
-    bool noted_ = false;
-    dr_render_context_c* previous_noted_ = nullptr;
-    dr_render_context_c* next_noted_ = nullptr;
+    virtual ~dr_render_context_c() = default;
 };
 
 // The number of contexts ever made.

@@ -301,7 +301,7 @@ DREND_API int drend_add_generic_leaf(const char* path, drend_proc_t proc, const 
  * The walk handlers: `start` is called when a walk begins and when it is continued, its
  * result is not used; `suspend` is called after every row that a list procedure gives and
  * returns non-zero to have the walk suspended once that row is shown. Both get `data`. NULL
- * removes one. Replaces earlier handlers. Returns 0, or -1 when memory ran out. Any thread.
+ * removes one. Replaces earlier handlers. Returns 0. Any thread.
  */
 typedef int (*drend_walk_handler_t)(dr_meta_context_s* ctx, void* data);
 DREND_API int drend_add_walk_handlers(drend_walk_handler_t start,
@@ -506,8 +506,7 @@ DREND_API int drend_dir_init(void);
 /*
  * `start` is called when a command starts, with "", and before each of its elements is
  * walked, with the path of the command's top element; `end` when the command ends, with "".
- * NULL removes a handler; both replace earlier ones. Returns 0, or -1 when memory ran out.
- * Any thread.
+ * NULL removes a handler; both replace earlier ones. Returns 0. Any thread.
  */
 typedef void (*drend_cmd_handler_t)(const char* command, void* user_data);
 DREND_API int drend_add_cmd_handlers(drend_cmd_handler_t start, drend_cmd_handler_t end,
@@ -517,9 +516,9 @@ DREND_API int drend_add_cmd_handlers(drend_cmd_handler_t start, drend_cmd_handle
  * Runs the command `name` for `peer` and sends its answer as XML, or as JSON when the
  * argument text says as-json. `argument` is the request's argument text, or NULL; it may
  * hold a filter, filter='/interfaces/interface[name="lo"]', and the command's input
- * parameters, name=lo. Returns 0 when the answer is complete or the command is unknown (one
- * line on standard error), DREND_DEFER when it was suspended; the walk then waits to be
- * taken.
+ * parameters, name=lo. Returns 0 when the answer is complete, or when the command is unknown
+ * or a send failed (one line each on standard error), DREND_DEFER when it was suspended; the
+ * walk then waits to be taken; -1 when memory ran out, which the peer was told.
  */
 DREND_API int drend_dump_rpc(void* peer, const char* name, const char* argument);
 
@@ -528,13 +527,21 @@ DREND_API int drend_dump_rpc_no_root_data_tag(void* peer, const char* name,
                                               const char* argument);
 
 /*
- * The walk that the last drend_dump_rpc suspended, once; NULL when there is none. It then
- * belongs to the caller, who continues it with drend_defer_continue until that returns 0,
- * or drops it. One that nobody takes is dropped when the next drend_dump_rpc is suspended.
+ * The handle of the walk that the last drend_dump_rpc suspended, once; NULL when there is none.
+ * The walk then belongs to the caller, who continues it with drend_defer_continue until that
+ * returns 0, or drops it. One that nobody takes is dropped when the next drend_dump_rpc is
+ * suspended.
+ *
+ * A handle stands for one walk and is not given to another one later: that a walk is gone is
+ * known however old the handle is. It points to nothing.
  */
 DREND_API void* drend_take_suspended_rpc(void);
 
-/* Ends a suspended walk and gives back what it holds. Nothing for NULL or one that is gone. */
+/*
+ * Ends a suspended walk and gives back what it holds: at once or, when it is called in a slice
+ * of that walk, at the end of the slice, which sends nothing from then on. A peer whose cookie
+ * it is loses the cookie. Nothing for NULL or a walk that is gone.
+ */
 DREND_API void drend_drop_walk(void* walk);
 
 /*
@@ -543,8 +550,8 @@ DREND_API void drend_drop_walk(void* walk);
  * command printed nothing, one line of error while an earlier request of the peer is
  * suspended. A suspended walk becomes the peer's cookie and is handed to the reschedule
  * handler; without one it waits for its peer to close. Returns 0, DREND_PEER_LOST when a
- * send failed, or -1 for a refused request or an unknown subcode (one line on standard
- * error).
+ * send failed, after which nothing more was sent, or -1 for a refused request, an unknown
+ * subcode (one line on standard error) or memory that ran out.
  */
 DREND_API int drend_dump_tags(void* peer, unsigned int subcode, const char* argument);
 
@@ -552,9 +559,9 @@ DREND_API int drend_dump_tags(void* peer, unsigned int subcode, const char* argu
 DREND_API int drend_dump_schema(void* peer);
 
 /*
- * Sends every leaf's path and value to `peer`. NULL when it is finished; else the suspended
- * dump, which is the peer's cookie, belongs to the library and has been handed to the
- * reschedule handler.
+ * Sends every leaf's path and value to `peer`, or one line of error while an earlier request of
+ * the peer is suspended. NULL when that is done; else the handle of the suspended dump, which is
+ * the peer's cookie, belongs to the library and has been handed to the reschedule handler.
  */
 DREND_API void* drend_dump(void* peer);
 
@@ -601,8 +608,8 @@ DREND_API int drend_menu_get_command_subcode(unsigned int index);
 /* ---- Suspended output -------------------------------------------------------------------- */
 
 /*
- * Called with `arg` and each walk that was suspended; has drend_defer_continue called with
- * the walk when the loop is idle.
+ * Called with `arg` and the handle of each walk that was suspended; has drend_defer_continue
+ * called with the handle when the loop is idle.
  */
 typedef void (*drend_reschedule_handler_t)(void* arg, void* walk);
 
@@ -611,8 +618,9 @@ DREND_API void drend_set_reschedule_handler(drend_reschedule_handler_t handler, 
 
 /*
  * Continues a suspended walk. Returns 1 when it was suspended again (and handed to the
- * reschedule handler), 0 when it is finished and gone, -1 when `walk` is NULL or no
- * suspended walk: one whose peer has closed meanwhile is recognised.
+ * reschedule handler), 0 when it is finished and gone, -1 when `walk` is NULL or the handle of
+ * no suspended walk: of one that is gone, or is in its slice now. It takes the same time
+ * however many walks are suspended.
  */
 DREND_API int drend_defer_continue(void* walk);
 
@@ -629,9 +637,9 @@ DREND_API void drend_set_suspend_on_hidden_rows(int flag);
 /* The number of contexts made for requests since the start; for diagnostics. */
 DREND_API extern int drc_count;
 
-/* One cookie for each peer holds its suspended walk; these methods reach it. Setters return
- * the method installed before. The clean-up function given to the set-up method is to be
- * called with the cookie when the peer closes. */
+/* One cookie for each peer holds the handle of its suspended walk; these methods reach it.
+ * Setters return the method installed before. The clean-up function given to the set-up method
+ * is to be called with the cookie when the peer closes. */
 typedef void* (*drend_get_cookie_method_t)(void* peer);
 typedef int (*drend_set_cookie_method_t)(void* peer, void* cookie);
 typedef void (*drend_cookie_cleanup_t)(void* cookie);

@@ -1,10 +1,10 @@
 #include "render/dr_deferral.h"
 
 #include <atomic>
-#include <new>
 
 #include "frame/dr_published.h"
 #include "orvex_platform/eventlib.h"
+#include "render/dr_suspendable.h"
 
 namespace {
 
@@ -14,7 +14,6 @@ constexpr long IDLE_NANOSECONDS = 100;
 struct reschedule_s {
     drend_reschedule_handler_t handler = nullptr;
     void* arg = nullptr;
-    bool operator==(const reschedule_s&) const = default;
 };
 dr_published_c<reschedule_s> reschedule;
 
@@ -44,30 +43,23 @@ void dri_set_eventlib_rescheduler(void* event_context) {
     drend_set_reschedule_handler(set_idle_timer, event_context);
 }
 
-void dri_deferred(dr_render_context_c* walk) {
-    walk->note_suspended();
-    const reschedule_s& hook = reschedule.get();
+void dri_deferred(void* handle) {
+    const reschedule_s hook = reschedule.get();
     if (hook.handler != nullptr) {
-        hook.handler(hook.arg, walk);
+        hook.handler(hook.arg, handle);
     }
 }
 
 int drend_defer_continue(void* walk) {
-    dr_render_context_c* context = dr_render_context_c::find_suspended(walk);
-    if (context == nullptr) {
-        return DREND_ERR;
+    const int status = dr_suspendable_c::go_on(walk);
+    if (status == 1) {
+        dri_deferred(walk);
     }
-    dr_render_context_c* again = nullptr;
-    try {
-        again = context->defer_continue();
-    } catch (const std::bad_alloc&) {
-        context->end_without_memory(); // the request ends here, the daemon goes on
-    }
-    if (again == nullptr) {
-        return 0;
-    }
-    dri_deferred(again);
-    return 1;
+    return status;
+}
+
+void drend_drop_walk(void* walk) {
+    dr_suspendable_c::end(walk, dr_suspendable_c::end_e::DROPPED);
 }
 
 drend_get_cookie_method_t drend_set_get_cookie_method(drend_get_cookie_method_t method) {
@@ -107,7 +99,12 @@ void dri_set_cookie_cleanup(void* peer, drend_cookie_cleanup_t cleanup) {
 void dri_cleanup_cookie(void* cookie) {
     if (const auto method = cleanup_method.load(std::memory_order_acquire)) {
         method(cookie);
-    } else if (dr_render_context_c* walk = dr_render_context_c::find_suspended(cookie)) {
-        walk->abandon();
+    } else {
+        dr_suspendable_c::end(cookie, dr_suspendable_c::end_e::PEER_CLOSED);
     }
+}
+
+bool dri_is_answering(void* peer) {
+    void* cookie = dri_get_cookie(peer);
+    return cookie != nullptr && dr_suspendable_c::is_kept(cookie);
 }

@@ -48,8 +48,8 @@ class dr_tags_access_context_c : public dr_tags_context_c {
     // --- rendering ---
 
     // Renders the tag on top of the tag stack with `walker`, or with the one it holds when that is
-    // null. A context in delete-when-done mode owns its walker. DREND_DEFER when the
-    // walk is suspended; DREND_ERR without a tag or walker; else the last status met.
+    // null; the walker stays the caller's. DREND_DEFER when the walk is suspended; DREND_ERR
+    // without a tag or walker; else the last status met.
     int get_value(dr_context_walker_c* walker);
 
     int walk_tree(dr_context_walker_c* walker);
@@ -105,12 +105,6 @@ class dr_tags_access_context_c : public dr_tags_context_c {
     // them without the digits of a decimal64, too.
     bool raw_values = false;
 
-  protected:
-    // Gives a walker to a context that deletes itself when done, before the walk begins.
-    void own_walker(dr_context_walker_c* walker) { walker_ = walker; }
-    // What a context that deletes itself does with its walker when the walk has ended.
-    virtual void finish_output(dr_context_walker_c& walker);
-
   private:
     bool settle(int status);
     void give_up();
@@ -150,7 +144,7 @@ class dr_tags_access_context_c : public dr_tags_context_c {
     int eval_terms(const std::vector<dr_map_term_s>& terms, std::string& out);
 
     void* element_ref_;
-    dr_context_walker_c* walker_ = nullptr;
+    dr_context_walker_c* walker_ = nullptr; // not owned
     std::vector<dr_defer_context_c> frames_;
     drend_tag_object_c* command_tag_ =
         nullptr;                          // the top of the walk while it is in progress

@@ -38,9 +38,6 @@ dr_tags_access_context_c::dr_tags_access_context_c(void* element_ref)
 
 dr_tags_access_context_c::~dr_tags_access_context_c() {
     exit_entered();
-    if (delete_when_done != 0) {
-        delete walker_;
-    }
     release_in_use();
     if (dri_retirement_waits()) {
         dri_free_daemon_context(nullptr);
@@ -90,20 +87,8 @@ dr_tags_access_context_c* dr_tags_access_context_c::defer_continue() {
     if (!settle(status)) {
         return this;
     }
-    if (delete_when_done != 0) {
-        if (walker_ != nullptr) {
-            finish_output(*walker_);
-        }
-        delete this; // with the walker; retries the retirement of definitions
-        return nullptr;
-    }
     walker_ = nullptr;
-    dri_free_daemon_context(nullptr);
     return nullptr;
-}
-
-void dr_tags_access_context_c::finish_output(dr_context_walker_c& walker) {
-    walker.finalize();
 }
 
 // Ends a slice: true when the walk is over, with everything given back that it held.

@@ -3,7 +3,7 @@
 #include <memory>
 
 #include "frame/str_util.h"
-#include "render/dr_deferral.h"
+#include "render/dr_answer.h"
 
 namespace {
 
@@ -56,24 +56,25 @@ int drend_dump_schema(void* peer) {
     return dri_answer<int>(peer, DREND_ERR, [&] { return dri_dump_schema(peer); });
 }
 
-dr_render_context_c* dri_dump(void* peer) {
+void* dri_dump(void* peer) {
     auto dump = std::make_unique<dr_mt_dump_context_c>(peer);
-    if (dump->run() != DREND_DEFER) {
+    if (dump->run()) {
         return nullptr;
     }
-    dr_mt_dump_context_c* suspended = dump.release();
-    suspended->become_cookie();
-    dri_deferred(suspended);
-    return suspended;
+    void* handle =
+        dr_suspendable_c::keep(std::move(dump), dr_suspendable_c::keeper_e::PEER);
+    dri_deferred(handle);
+    return handle;
 }
 
 void* drend_dump(void* peer) {
+    if (dri_refuse_while_answering(peer)) {
+        return nullptr;
+    }
     return dri_answer<void*>(peer, nullptr, [&] { return dri_dump(peer); });
 }
 
-dr_mt_dump_context_c::dr_mt_dump_context_c(void* peer) : cookie_(peer) {
-    delete_when_done = 1;
-}
+dr_mt_dump_context_c::dr_mt_dump_context_c(void* peer) : dr_suspendable_c(peer) {}
 
 dr_mt_dump_context_c::~dr_mt_dump_context_c() {
     while (const dr_meta_node_c* node = position_.get_top_node()) {
@@ -82,30 +83,23 @@ dr_mt_dump_context_c::~dr_mt_dump_context_c() {
     }
 }
 
-int dr_mt_dump_context_c::run() {
+bool dr_mt_dump_context_c::run() {
     dri_call_walk_start(&position_);
-    const int status = dump_internal("", "/");
-    if (status != DREND_DEFER) {
-        finish();
-    }
-    return status;
+    return end_slice(dump_internal("", "/") == DREND_DEFER);
 }
 
 void dr_mt_dump_context_c::finish() {
-    if (!cookie_.is_gone()) {
-        drend_send(cookie_.peer(), "%s", END_OF_DUMP);
-        drend_flush(cookie_.peer());
+    if (!is_gone()) {
+        drend_send(peer(), "%s", END_OF_DUMP);
+        drend_flush(peer());
     }
 }
 
 dr_mt_dump_context_c* dr_mt_dump_context_c::defer_continue() {
-    is_running_ = true;
     dri_call_walk_start(&position_);
-    while (!frames_.empty() && !cookie_.is_gone()) {
+    while (!frames_.empty() && !is_gone()) {
         const dr_dump_context_c frame = frames_.back();
-        const int status = resume(frame);
-        if (status == DREND_DEFER && !cookie_.is_gone()) {
-            is_running_ = false;
+        if (go_on_with(frame) == DREND_DEFER) {
             return this;
         }
         // A row is left by its list, which goes on with the next one.
@@ -113,25 +107,11 @@ dr_mt_dump_context_c* dr_mt_dump_context_c::defer_continue() {
             position_.push_path("..", false, nullptr);
         }
     }
-    finish();
-    delete this;
     return nullptr;
 }
 
-void dr_mt_dump_context_c::end_without_memory() {
-    cookie_.send_no_memory();
-    delete this;
-}
-
-void dr_mt_dump_context_c::abandon() {
-    cookie_.peer_is_gone();
-    if (!is_running_) {
-        delete this;
-    }
-}
-
 // Goes on with the node of a frame after what was suspended inside of it.
-int dr_mt_dump_context_c::resume(const dr_dump_context_c& frame) {
+int dr_mt_dump_context_c::go_on_with(const dr_dump_context_c& frame) {
     switch (frame.kind) {
     case dr_dump_context_c::LEAF:
         frames_.pop_back();
@@ -185,8 +165,8 @@ int dr_mt_dump_context_c::dump_kids_from_here(const std::string& prefix) {
     while (position_.get_top_object()->child_pos != node->child_list.end()) {
         const dr_meta_node_c* child = *position_.get_top_object()->child_pos;
         status = dump_internal(prefix, child->name);
-        if (status == DREND_DEFER || cookie_.is_gone()) {
-            return status;
+        if (status == DREND_DEFER || is_gone()) {
+            return DREND_DEFER; // the end of the dump leaves what it is inside of
         }
         ++position_.writable_object(0)->child_pos;
     }
@@ -212,7 +192,7 @@ int dr_mt_dump_context_c::dump_rows(const std::string& path) {
         }
         position_.set_top_type(DMN_TYPE_LIST_EL);
         const int dumped = dump_kid_values(path);
-        if (dumped == DREND_DEFER || status == DREND_DEFER || cookie_.is_gone()) {
+        if (dumped == DREND_DEFER || status == DREND_DEFER || is_gone()) {
             return DREND_DEFER;
         }
     }
@@ -231,7 +211,7 @@ int dr_mt_dump_context_c::dump_leaf(const std::string& path) {
     }
     dr_str_buf_c text;
     if (status == DREND_OK && value.get_string(text.buf()) == 0) {
-        send_line(cookie_.peer(), "%-40s  :  [%s]\n", path.c_str(), text.c_str());
+        send_line(peer(), "%-40s  :  [%s]\n", path.c_str(), text.c_str());
     }
     frames_.pop_back();
     return status;

@@ -8,16 +8,15 @@
 #include <vector>
 
 #include "definitions/dr_render_context.h"
-#include "frame/drend_value.h"
 #include "model/dr_meta_context.h"
-#include "service/dr_peer_cookie.h"
+#include "render/dr_suspendable.h"
 
 // Sends every registered path with its kind, then "\n\n". The result of the last send.
 int dri_dump_schema(void* peer);
 
-// Sends every leaf's path and value, then "\n\n". Null when it is finished; else the suspended
-// dump, which is handed to the reschedule handler, is the peer's cookie and ends itself.
-dr_render_context_c* dri_dump(void* peer);
+// Sends every leaf's path and value, then "\n\n". Null when it is finished; else the handle of the
+// suspended dump, which is the peer's cookie and was handed to the reschedule handler.
+void* dri_dump(void* peer);
 
 // One node that the dump is inside of.
 struct dr_dump_context_c {
@@ -27,18 +26,14 @@ struct dr_dump_context_c {
     std::string path;
 };
 
-class dr_mt_dump_context_c final : public dr_render_context_c {
+class dr_mt_dump_context_c final : public dr_render_context_c, public dr_suspendable_c {
   public:
     explicit dr_mt_dump_context_c(void* peer);
     ~dr_mt_dump_context_c() override;
 
-    // Dumps everything. DREND_DEFER when it was suspended.
-    int run();
-    void become_cookie() { cookie_.take(this); }
-
+    // Dumps everything. True when the dump is finished.
+    bool run();
     dr_mt_dump_context_c* defer_continue() override;
-    void abandon() override;
-    void end_without_memory() override;
 
   private:
     int dump_internal(const std::string& prefix, const char* name);
@@ -48,11 +43,10 @@ class dr_mt_dump_context_c final : public dr_render_context_c {
     int dump_list(const std::string& path);
     int dump_rows(const std::string& path);
     int dump_leaf(const std::string& path);
-    int resume(const dr_dump_context_c& frame);
-    void finish();
+    int go_on_with(const dr_dump_context_c& frame);
+    bool resume() override { return defer_continue() != nullptr; }
+    void finish() override;
 
-    dr_peer_cookie_c cookie_;
     dr_meta_context_c position_;
     std::vector<dr_dump_context_c> frames_; // deepest last
-    bool is_running_ = false;
 };

@@ -5,40 +5,30 @@
 #include <utility>
 
 #include "definitions/drend_lookup.h"
-#include "service/dr_answer.h"
+#include "render/dr_answer.h"
 
 namespace {
 
 // The walk that drend_dump_rpc suspended and nobody has taken yet.
-dr_render_context_c* suspended_rpc = nullptr;
+void* suspended_rpc = nullptr;
 
-dr_request_c* run_request(std::unique_ptr<dr_request_c> request, int format,
-                          const char* args, int* status, bool wrap_in_data,
-                          const char* filter) {
-    if (!request->run(format, args, wrap_in_data, filter)) {
-        *status = 0;
-        return request.release();
-    }
+std::unique_ptr<dr_request_c> run_request(std::unique_ptr<dr_request_c> request, int format,
+                                          const char* args, int* status, bool wrap_in_data,
+                                          const char* filter) {
+    const bool is_over = request->run(format, args, wrap_in_data, filter);
     *status = request->status();
-    return nullptr;
+    return is_over ? nullptr : std::move(request);
 }
 
-int dump_rpc(void* peer, const char* name, const char* argument, bool may_wrap) {
-    const drend_tag_c* tag = dri_acquire_command_tag(name);
-    if (tag == nullptr) {
-        fprintf(stderr, "Invalid top node for rpc '%s'\n", name);
-        return 0;
-    }
-    const bool wrap_in_data = may_wrap && strcmp(name, DRI_NETCONF_GET) == 0;
+int render_rpc(void* peer, const drend_tag_c* tag, const char* name, const char* argument,
+               bool wrap_in_data) {
     int status = 0;
-    dr_request_c* suspended = dri_answer<dr_request_c*>(peer, nullptr, [&] {
-        return dri_dump_tags(peer, tag, DR_FORMAT_XML, argument, &status, wrap_in_data,
-                             nullptr);
-    });
-    dri_release_command_tag(tag);
+    std::unique_ptr<dr_request_c> suspended =
+        dri_dump_tags(peer, tag, DR_FORMAT_XML, argument, &status, wrap_in_data, nullptr);
     if (suspended != nullptr) {
-        suspended->note_suspended();
-        delete std::exchange(suspended_rpc, suspended);
+        void* walk = dr_suspendable_c::keep(std::move(suspended),
+                                            dr_suspendable_c::keeper_e::CALLER);
+        drend_drop_walk(std::exchange(suspended_rpc, walk));
         return DREND_DEFER;
     }
     if (status == DREND_PEER_LOST) {
@@ -47,18 +37,30 @@ int dump_rpc(void* peer, const char* name, const char* argument, bool may_wrap) 
     return 0;
 }
 
+int dump_rpc(void* peer, const char* name, const char* argument, bool may_wrap) {
+    const dri_used_tag_t tag(dri_acquire_command_tag(name));
+    if (tag == nullptr) {
+        fprintf(stderr, "Invalid top node for rpc '%s'\n", name);
+        return 0;
+    }
+    const bool wrap_in_data = may_wrap && strcmp(name, DRI_NETCONF_GET) == 0;
+    return dri_answer<int>(peer, DREND_ERR, [&] {
+        return render_rpc(peer, tag.get(), name, argument, wrap_in_data);
+    });
+}
+
 } // namespace
 
-dr_request_c* dri_dump_tags(void* peer, const drend_tag_c* top_tag, int format,
-                            const char* args, int* status, bool wrap_in_data,
-                            const char* filter) {
+std::unique_ptr<dr_request_c> dri_dump_tags(void* peer, const drend_tag_c* top_tag,
+                                            int format, const char* args, int* status,
+                                            bool wrap_in_data, const char* filter) {
     return run_request(std::make_unique<dr_request_c>(peer, top_tag), format, args, status,
                        wrap_in_data, filter);
 }
 
-dr_request_c* dri_mgmt_dump_tags(void* peer, const drend_tag_c* top_tag, int format,
-                                 const char* args, int* status, bool wrap_in_data,
-                                 const char* filter) {
+std::unique_ptr<dr_request_c> dri_mgmt_dump_tags(void* peer, const drend_tag_c* top_tag,
+                                                 int format, const char* args, int* status,
+                                                 bool wrap_in_data, const char* filter) {
     drend_chars_sent_reset();
     auto request = std::make_unique<dr_request_c>(peer, top_tag);
     request->answer_even_when_empty();
@@ -75,10 +77,4 @@ int drend_dump_rpc_no_root_data_tag(void* peer, const char* name, const char* ar
 
 void* drend_take_suspended_rpc(void) {
     return std::exchange(suspended_rpc, nullptr);
-}
-
-void drend_drop_walk(void* walk) {
-    if (dr_render_context_c* suspended = dr_render_context_c::find_suspended(walk)) {
-        suspended->abandon();
-    }
 }

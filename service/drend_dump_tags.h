@@ -1,7 +1,7 @@
 // Runs one render command for one peer.
 //
-// Daemon's thread. A result that is not null is the suspended walk: it finishes everything itself
-// when it is continued, and belongs to the caller until then.
+// Daemon's thread. A result that is not null is the suspended request, to be kept
+// (dr_suspendable_c::keep); it finishes everything itself when it is continued.
 #pragma once
 
 #include "service/dr_request.h"
@@ -9,12 +9,12 @@
 // Null when the command is finished, with `status` 0 or DREND_PEER_LOST. `args` and `filter` may be
 // null; a filter among the arguments replaces `filter`, one derived from the command's input
 // parameters replaces both.
-dr_request_c* dri_dump_tags(void* peer, const drend_tag_c* top_tag, int format,
-                            const char* args, int* status, bool wrap_in_data,
-                            const char* filter);
+std::unique_ptr<dr_request_c> dri_dump_tags(void* peer, const drend_tag_c* top_tag,
+                                            int format, const char* args, int* status,
+                                            bool wrap_in_data, const char* filter);
 
 // The same for requests of the menu, whose peer always gets an answer: the bare code 210 when the
 // command prints nothing.
-dr_request_c* dri_mgmt_dump_tags(void* peer, const drend_tag_c* top_tag, int format,
-                                 const char* args, int* status, bool wrap_in_data,
-                                 const char* filter);
+std::unique_ptr<dr_request_c> dri_mgmt_dump_tags(void* peer, const drend_tag_c* top_tag,
+                                                 int format, const char* args, int* status,
+                                                 bool wrap_in_data, const char* filter);

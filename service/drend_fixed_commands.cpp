@@ -7,7 +7,7 @@
 #include "frame/dr_no_memory.h"
 #include "frame/dr_str_buf.h"
 #include "frame/drend_lock.h"
-#include "service/dr_answer.h"
+#include "render/dr_answer.h"
 #include "service/drend_dump.h"
 #include "service/drend_menu.h"
 
@@ -93,11 +93,13 @@ int drend_add_fixed_commands(const drend_menu_entry_s* entries, int n) {
 }
 
 unsigned dri_fixed_count() {
+    drend_lock_guard_c guard(table().lock);
     return static_cast<unsigned>(table().entries.size());
 }
 
-const drend_menu_entry_s& dri_fixed_command(unsigned index) {
-    return table().entries[index];
+drend_menu_entry_s dri_fixed_command(unsigned index) {
+    drend_lock_guard_c guard(table().lock);
+    return index < table().entries.size() ? table().entries[index] : drend_menu_entry_s{};
 }
 
 std::vector<drend_menu_entry_s> dri_copy_fixed_commands() {

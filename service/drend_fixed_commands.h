@@ -1,7 +1,6 @@
 // The fixed commands: the library's own service commands and those that a daemon adds.
 //
-// The table only grows. It is guarded by its lock where it grows or is copied; the daemon's thread,
-// which is the one that adds to it, reads it without. The functions for daemons are declared in
+// The table only grows, and is guarded by its lock. The functions for daemons are declared in
 // drend.h.
 #pragma once
 
@@ -13,8 +12,8 @@
 int drend_init_fixed_commands();
 
 unsigned dri_fixed_count();
-// The entry at `index`, which is below the count.
-const drend_menu_entry_s& dri_fixed_command(unsigned index);
+// The entry at `index`; an all-zero one beyond the last.
+drend_menu_entry_s dri_fixed_command(unsigned index);
 // A copy of the whole table.
 std::vector<drend_menu_entry_s> dri_copy_fixed_commands();
 

@@ -9,13 +9,11 @@
 #include "definitions/drend_lookup.h"
 #include "frame/drend_hooks.h"
 #include "orvex_platform/mgmt_sock.h"
-#include "service/dr_answer.h"
+#include "render/dr_answer.h"
 #include "service/drend_dump_tags.h"
 #include "service/drend_fixed_commands.h"
 
 namespace {
-
-constexpr char BUSY[] = "error: a request of this peer is still being answered\n";
 
 // Replaced sub-menus, by the place that they were replaced at; one each is kept.
 struct replaced_menu_s {
@@ -74,36 +72,61 @@ drend_menu_entry_s* make_drend_menu() {
     return make_menu(entries);
 }
 
-void close_peer_walk(void* cookie) {
-    dri_cleanup_cookie(cookie);
-}
-
 int report_subcode(const char* format, unsigned subcode) {
     fprintf(stderr, format, subcode);
     return -1;
 }
 
-int run_render_command(void* peer, void* parse_context, const char* argument) {
-    const auto subcode = static_cast<unsigned>(ms_parse_get_subcode(parse_context));
-    mgmt_sock_set_drend_close_method(peer, close_peer_walk);
-    if (dri_get_command_tag(subcode) == nullptr) {
-        return report_subcode("Invalid top node for subcode '%d'\n", subcode);
+// What a subcode of the menu stands for: a render command, a fixed one (whose words are not null),
+// or nothing.
+struct chosen_s {
+    bool is_rendered = false;
+    dri_used_tag_t tag; // of the render command; null when it has none
+    bool is_get = false;
+    drend_menu_entry_s fixed{};
+};
+
+// Looks at counts and entry under one lock: other threads may be loading.
+chosen_s choose(unsigned subcode) {
+    drend_lock_guard_c guard(dri_definitions_lock());
+    chosen_s chosen;
+    const unsigned rendered = loaded_count();
+    chosen.is_rendered = subcode < rendered;
+    if (!chosen.is_rendered) {
+        chosen.fixed = dri_fixed_command(subcode - rendered);
+        return chosen;
     }
-    return drend_dump_tags(peer, subcode, argument);
+    chosen.tag.reset(dri_acquire_command_tag(subcode));
+    chosen.is_get = strcmp(dri_get_command_string(subcode), DRI_NETCONF_GET) == 0;
+    return chosen;
 }
 
-// Renders a command that is in use for the length of this call.
-int dump_command(void* peer, const drend_tag_c* tag, bool is_get, const char* argument) {
-    int status = DREND_ERR; // unless the dump says otherwise
-    dr_request_c* suspended = dri_answer<dr_request_c*>(peer, nullptr, [&] {
-        return dri_mgmt_dump_tags(peer, tag, DR_FORMAT_XML, argument, &status, is_get,
-                                  nullptr);
-    });
+int render(void* peer, const chosen_s& chosen, const char* argument) {
+    int status = 0;
+    auto suspended = dri_mgmt_dump_tags(peer, chosen.tag.get(), DR_FORMAT_XML, argument,
+                                        &status, chosen.is_get, nullptr);
     if (suspended != nullptr) {
-        suspended->become_cookie();
-        dri_deferred(suspended);
+        dri_deferred(
+            dr_suspendable_c::keep(std::move(suspended), dr_suspendable_c::keeper_e::PEER));
     }
     return status;
+}
+
+int run_rendered(void* peer, unsigned subcode, const chosen_s& chosen,
+                 const char* argument) {
+    if (chosen.tag == nullptr) {
+        return report_subcode("Invalid top node for subcode '%d'\n", subcode);
+    }
+    if (dri_refuse_while_answering(peer)) {
+        return -1;
+    }
+    return dri_answer<int>(peer, DREND_ERR, [&] { return render(peer, chosen, argument); });
+}
+
+int run_render_command(void* peer, void* parse_context, const char* argument) {
+    const auto subcode = static_cast<unsigned>(ms_parse_get_subcode(parse_context));
+    mgmt_sock_set_drend_close_method(peer, dri_cleanup_cookie);
+    return run_rendered(peer, subcode, choose(subcode), argument);
 }
 
 } // namespace
@@ -111,6 +134,7 @@ int dump_command(void* peer, const drend_tag_c* tag, bool is_get, const char* ar
 // --- the sub-menu -------------------------------------------------------------------------
 
 int dri_append_parse_menu(drend_menu_entry_s* entries, unsigned n) {
+    drend_lock_guard_c guard(dri_definitions_lock());
     const unsigned count = std::min(n, loaded_count());
     for (unsigned i = 0; i < count; ++i) {
         entries[i] = {dri_get_command_string(i), dri_get_command_help(i),
@@ -143,40 +167,19 @@ int dri_run_menu_rebuild(void* peer) {
 
 // --- running an entry -----------------------------------------------------------------------
 
-bool dri_refuse_while_answering(void* peer) {
-    if (dr_render_context_c::find_suspended(dri_get_cookie(peer)) == nullptr) {
-        return false;
-    }
-    drend_send(peer, BUSY);
-    return true;
-}
-
 int drend_dump_tags(void* peer, unsigned int subcode, const char* argument) {
-    if (subcode >= drend_menu_get_count()) {
+    const chosen_s chosen = choose(subcode);
+    if (chosen.is_rendered) {
+        return run_rendered(peer, subcode, chosen, argument);
+    }
+    if (chosen.fixed.command == nullptr) {
         return report_subcode("drend:subcode out of range '%d'\n", subcode);
     }
     if (dri_refuse_while_answering(peer)) {
         return -1;
     }
-    const unsigned rendered = loaded_count();
-    if (subcode >= rendered) {
-        dri_fixed_command(subcode - rendered).handler(peer, nullptr, argument);
-        return 0;
-    }
-    const drend_tag_c* tag = nullptr;
-    bool is_get = false;
-    {
-        drend_lock_guard_c guard(dri_definitions_lock());
-        tag = dri_acquire_command_tag(subcode);
-        is_get =
-            tag != nullptr && strcmp(dri_get_command_string(subcode), DRI_NETCONF_GET) == 0;
-    }
-    if (tag == nullptr) {
-        return report_subcode("Invalid top node for subcode '%d'\n", subcode);
-    }
-    const int status = dump_command(peer, tag, is_get, argument);
-    dri_release_command_tag(tag);
-    return status;
+    chosen.fixed.handler(peer, nullptr, argument);
+    return 0;
 }
 
 // --- queries ------------------------------------------------------------------------------
@@ -186,23 +189,21 @@ unsigned int drend_menu_get_count(void) {
 }
 
 const char* drend_menu_get_command_string(unsigned int index) {
+    drend_lock_guard_c guard(dri_definitions_lock());
     const unsigned rendered = loaded_count();
-    if (index < rendered) {
-        return dri_get_command_string(index);
-    }
-    return index < drend_menu_get_count() ? dri_fixed_command(index - rendered).command
-                                          : nullptr;
+    return index < rendered ? dri_get_command_string(index)
+                            : dri_fixed_command(index - rendered).command;
 }
 
 const char* drend_menu_get_command_help(unsigned int index) {
+    drend_lock_guard_c guard(dri_definitions_lock());
     if (index < loaded_count()) {
         return dri_get_command_help(index);
     }
     // Counted back by the number of fixed commands, not by that of the render commands: the two
     // queries agree only when both numbers are equal.
-    const unsigned fixed = index - dri_fixed_count();
-    return index < drend_menu_get_count() && fixed < dri_fixed_count()
-               ? dri_fixed_command(fixed).help
+    return index < drend_menu_get_count()
+               ? dri_fixed_command(index - dri_fixed_count()).help
                : nullptr;
 }
 

@@ -19,6 +19,3 @@ void dri_rebuild_menu(void* submenu);
 
 // Runs the installed rebuild function. 0, or -1 with a line for the peer when there is none.
 int dri_run_menu_rebuild(void* peer);
-
-// Whether an earlier request of the peer is suspended; the peer then gets a line that says so.
-bool dri_refuse_while_answering(void* peer);

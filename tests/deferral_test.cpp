@@ -458,6 +458,34 @@ TEST_F(deferral_test, other_threads_may_reload_and_set_hooks_during_walks) {
     EXPECT_EQ(dri_get_set_count(), 1);
 }
 
+TEST_F(deferral_test, handlers_never_get_the_data_of_others) {
+    static int data[2];
+    static std::atomic<int> strays;
+    strays = 0;
+    static const auto check = [](const void* given, int own) {
+        strays += given != &data[own];
+        return 0;
+    };
+    const drend_walk_handler_t handlers[] = {
+        [](dr_meta_context_s*, void* given) { return check(given, 0); },
+        [](dr_meta_context_s*, void* given) { return check(given, 1); }};
+    std::atomic<bool> stop{false};
+    drend_add_walk_handlers(handlers[0], handlers[0], &data[0]);
+    std::thread other([&] {
+        for (unsigned i = 0; !stop; ++i) {
+            drend_add_walk_handlers(handlers[i % 2], handlers[i % 2], &data[i % 2]);
+        }
+    });
+    dr_meta_context_c context;
+    for (int i = 0; i < 500000; ++i) {
+        dri_call_walk_start(&context);
+        dri_call_walk_suspend(&context);
+    }
+    stop = true;
+    other.join();
+    EXPECT_EQ(strays, 0);
+}
+
 TEST_F(deferral_test, a_walk_dropped_at_any_suspension_leaves_nothing_behind) {
     const std::string whole = walk();
     const int places = suspender.asked;
@@ -480,6 +508,61 @@ TEST_F(deferral_test, a_walk_dropped_at_any_suspension_leaves_nothing_behind) {
         drend_drop_walk(walk);
     }
     EXPECT_EQ(drend_defer_continue(nullptr), DREND_ERR);
+}
+
+TEST_F(deferral_test, a_handle_stands_for_one_walk_for_good) {
+    const std::string whole = walk();
+    const auto suspend = [this] {
+        suspender = {};
+        suspender.at = 12;
+        output.text.clear();
+        EXPECT_EQ(drend_dump_rpc(nullptr, "c", nullptr), DREND_DEFER);
+        return drend_take_suspended_rpc();
+    };
+    std::vector<void*> old;
+    for (int i = 0; i < 50; ++i) {
+        void* walk = suspend(); // where one before it lay, most likely
+        for (void* handle : old) {
+            EXPECT_NE(handle, walk);
+            EXPECT_EQ(drend_defer_continue(handle), DREND_ERR);
+            drend_drop_walk(handle);
+            dri_cleanup_cookie(handle);
+        }
+        old.push_back(walk);
+        if (i % 2 == 0) {
+            EXPECT_EQ(drend_defer_continue(walk), 0);
+            EXPECT_EQ(output.text, whole);
+        } else {
+            drend_drop_walk(walk);
+        }
+    }
+}
+
+TEST_F(deferral_test, a_walk_may_be_dropped_in_its_own_slice) {
+    static void* running;
+    drend_add_int32_leaf(
+        "/own",
+        [](dr_meta_context_s* ctx, const void*) {
+            if (running == nullptr) {
+                return static_cast<int>(DREND_DEFER);
+            }
+            EXPECT_EQ(drend_defer_continue(running), DREND_ERR); // it runs
+            drend_drop_walk(running);
+            return drend_set_int32_value(ctx, 1);
+        },
+        nullptr);
+    define(R"([{"dc_name": "own", "dc_tag": {"dts_name": "top", "dts_source": "/top",
+        "dts_kids": [{"dts_name": "row", "dts_type": "list", "dts_source": "row",
+        "dts_kids": [{"dts_name": "name", "dts_type": "leaf", "dts_source": "name"},
+        {"dts_name": "own", "dts_type": "leaf", "dts_source": "/own"}]}]}}])");
+    running = nullptr;
+    ASSERT_EQ(drend_dump_rpc(nullptr, "own", nullptr), DREND_DEFER);
+    running = drend_take_suspended_rpc();
+    output = {};
+    EXPECT_EQ(drend_defer_continue(running), 0);
+    EXPECT_EQ(output.text, "");
+    EXPECT_EQ(output.flushes, 0);
+    EXPECT_EQ(drend_defer_continue(running), DREND_ERR);
 }
 
 TEST_F(deferral_test, a_peer_lost_in_a_later_slice_ends_the_walk) {
@@ -508,7 +591,7 @@ TEST_F(deferral_test, the_event_loop_continues_a_walk_when_it_is_idle) {
     suspender.everywhere = true;
     output.text.clear();
     ASSERT_EQ(drend_dump_rpc(nullptr, "c", nullptr), DREND_DEFER);
-    dri_deferred(static_cast<dr_render_context_c*>(drend_take_suspended_rpc()));
+    dri_deferred(drend_take_suspended_rpc());
     event_base_dispatch(base);
     EXPECT_EQ(output.text, whole);
 
@@ -516,7 +599,7 @@ TEST_F(deferral_test, the_event_loop_continues_a_walk_when_it_is_idle) {
     suspender.at = 3;
     ASSERT_EQ(drend_dump_rpc(nullptr, "c", nullptr), DREND_DEFER);
     void* dropped = drend_take_suspended_rpc();
-    dri_deferred(static_cast<dr_render_context_c*>(dropped));
+    dri_deferred(dropped);
     drend_drop_walk(dropped); // before its timer fires
     output.text.clear();
     event_base_dispatch(base);

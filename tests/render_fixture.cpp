@@ -22,6 +22,7 @@ int record(void* /*peer*/, const char* format, ...) {
     const char* text = va_arg(args, const char*);
     va_end(args);
     if (recording->fail_at >= 0 && recording->sends >= recording->fail_at) {
+        ++recording->failed;
         return DREND_PEER_LOST;
     }
     ++recording->sends;

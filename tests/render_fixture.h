@@ -18,6 +18,7 @@ struct recorded_output_s {
     int sends = 0;
     int flushes = 0;
     int fail_at = -1; // the connection is lost at the send of this number
+    int failed = 0;   // sends since then
 };
 
 class render_test : public testing::Test {

@@ -1,5 +1,8 @@
 // The daemon's view of a running library: start-up, menu, requests by entry, dumps, look-ups.
 
+#include <atomic>
+#include <thread>
+
 #include <gmock/gmock.h>
 
 #include "definitions/drend_lookup.h"
@@ -230,65 +233,166 @@ TEST_F(service_test, a_suspended_request_belongs_to_its_peer) {
     EXPECT_EQ(log, "end ");
     EXPECT_EQ(mgmt_sock_get_drend_cookie(peer_), nullptr);
 
+    EXPECT_EQ(request("rows"), 0);
+    void* const cookie = mgmt_sock_get_drend_cookie(peer_);
+    take_text();
+    EXPECT_EQ(drend_dump(peer_), nullptr); // nor a dump beside it
+    EXPECT_EQ(take_text(), "error: a request of this peer is still being answered\n");
+    EXPECT_EQ(mgmt_sock_get_drend_cookie(peer_), cookie);
+    run_idle();
+    take_text();
+    log.clear();
+
     // One that shows nothing until its last slice, while others are being sent to.
     EXPECT_EQ(request("rows", "filter=/t/row/none"), 0);
     drend_send(nullptr, "to somebody else\n");
     take_text();
     run_idle();
     EXPECT_EQ(take_text(), "210\n");
-    EXPECT_EQ(log, "end end ");
+    EXPECT_EQ(log, "end ");
 }
 
-TEST_F(service_test, a_peer_may_close_before_during_and_after_a_slice) {
-    static void* closing;
-    closing = nullptr;
-    // Closes the peer from within a leaf, as a failed write would.
+TEST_F(service_test, a_dropped_walk_leaves_its_peer_free) {
+    start(nullptr, 1);
+    suspend_rows = true;
+    request("rows");
+    ASSERT_EQ(waiting.size(), 1u);
+    drend_drop_walk(waiting[0]);
+    EXPECT_EQ(mgmt_sock_get_drend_cookie(peer_), nullptr);
+    waiting.clear();
+    take_text();
+
+    void* other = mgmt_sock_open_local(stdout);
+    drend_dump_tags(other, 0, nullptr); // may lie where the dropped one lay
+    const std::string begun = take_text();
+    EXPECT_EQ(request("rows"), 0); // not taken for busy
+    close_peer();                  // ends its own walk only
+    take_text();
+    run_idle();
+    EXPECT_EQ(begun + take_text(), ROWS_XML);
+    drend_set_flush_method(nullptr);
+    mgmt_sock_close(other);
+}
+
+TEST_F(service_test, a_walk_may_end_before_during_and_after_a_slice) {
+    static void* ending;
+    static void (*end)(void*);
+    static int inside;
+    inside = 0;
+    // Ends the walk from within a leaf, as a failed write would.
     drend_add_str_leaf(
-        "/t/row/below/name",
+        "/t/row/below/box/name",
         [](dr_meta_context_s* ctx, const void*) {
-            dri_cleanup_cookie(closing);
+            if (ending != nullptr) {
+                end(ending);
+            }
             return drend_set_string_value(ctx, "n");
         },
         nullptr);
+    for (const char* path : {"/t", "/t/row", "/t/row/below", "/t/row/below/box"}) {
+        drend_add_enter(
+            path, [](dr_meta_context_s*, const void*) { return ++inside; }, nullptr);
+        drend_add_exit(
+            path, [](dr_meta_context_s*, const void*) { return --inside; }, nullptr);
+    }
     define(
         R"([{"dc_name": "deep", "dc_tag": {"dts_name": "t", "dts_source": "/t", "dts_kids": [
         {"dts_name": "row", "dts_type": "list", "dts_source": "row", "dts_kids": [
             {"dts_name": "below", "dts_type": "list", "dts_source": "below", "dts_kids": [
-                {"dts_name": "n", "dts_type": "leaf", "dts_source": "name"},
+                {"dts_name": "n", "dts_type": "leaf", "dts_source": "box/name"},
                 {"dts_name": "m", "dts_type": "leaf", "dts_source": "number"}]}]}]}}])");
     start(nullptr, 1);
     suspend_rows = true;
-    for (const char* command : {"deep", "dump"}) {
-        request(command);
-        ASSERT_EQ(waiting.size(), 1u);
-        dri_cleanup_cookie(waiting[0]); // between two slices
-        take_text();
-        EXPECT_EQ(dri_inuse_count(), 0u);
-        run_idle();
-        EXPECT_EQ(take_text(), "") << command;
-        mgmt_sock_set_drend_cookie(peer_, nullptr);
+    const struct {
+        void (*end)(void* walk);
+        bool closes; // the peer; else the library frees it
+    } ends[] = {{dri_cleanup_cookie, true}, {drend_drop_walk, false}};
+    for (const auto& row : ends) {
+        const auto after_end = [&] {
+            if (row.closes) {
+                EXPECT_NE(mgmt_sock_get_drend_cookie(peer_), nullptr); // not touched
+                mgmt_sock_set_drend_cookie(peer_, nullptr);
+            }
+            EXPECT_EQ(mgmt_sock_get_drend_cookie(peer_), nullptr);
+            EXPECT_EQ(dri_inuse_count(), 0u);
+            EXPECT_EQ(inside, 0);
+        };
+        for (const char* command : {"deep", "dump"}) {
+            ending = nullptr;
+            request(command);
+            ASSERT_EQ(waiting.size(), 1u);
+            row.end(waiting[0]); // between two slices
+            after_end();
+            take_text();
+            run_idle();
+            EXPECT_EQ(take_text(), "") << command;
 
-        request(command);
-        ASSERT_EQ(waiting.size(), 1u);
-        closing = waiting[0];
-        take_text();
-        const int flushes = output.flushes;
-        run_idle(); // in the middle of one
-        EXPECT_EQ(take_text().find("210"), std::string::npos);
-        EXPECT_EQ(output.flushes, flushes) << command;
-        EXPECT_EQ(dri_inuse_count(), 0u);
-        closing = nullptr;
-        mgmt_sock_set_drend_cookie(peer_, nullptr);
+            request(command);
+            ASSERT_EQ(waiting.size(), 1u);
+            ending = waiting[0];
+            end = row.end;
+            take_text();
+            const int flushes = output.flushes;
+            run_idle(); // in the middle of one
+            after_end();
+            EXPECT_EQ(take_text().find("210"), std::string::npos);
+            EXPECT_EQ(output.flushes, flushes) << command;
 
-        request(command);
-        ASSERT_EQ(waiting.size(), 1u);
-        run_idle();
-        take_text();
-        EXPECT_EQ(mgmt_sock_get_drend_cookie(peer_), nullptr);
+            ending = nullptr;
+            request(command);
+            ASSERT_EQ(waiting.size(), 1u);
+            run_idle();
+            take_text();
+            EXPECT_EQ(mgmt_sock_get_drend_cookie(peer_), nullptr);
+        }
     }
     request("deep");
     close_peer(); // the socket calls the close function with the cookie
     run_idle();
+}
+
+TEST_F(service_test, a_peer_that_is_lost_at_any_send_is_told_nothing_more) {
+    define(R"([{"dc_name": "corvane-netconf-get", "dc_tag": {"dts_name": "t",
+        "dts_source": "/t", "dts_kids": [{"dts_name": "row", "dts_type": "list",
+        "dts_source": "row", "dts_kids": [
+            {"dts_name": "name", "dts_type": "leaf", "dts_source": "name"}]}]}}])");
+    start(nullptr, 1);
+    const struct {
+        const char* word;
+        const char* argument;
+    } requests[] = {{"rows", nullptr},
+                    {"rows", "as-json"},
+                    {"rows", "filter=/none"}, // answered with the bare code
+                    {"corvane-netconf-get", nullptr},
+                    {"corvane-netconf-get", "as-json"}};
+    for (const unsigned buffer : {0U, 100000U}) {
+        drend_set_send_buffer(buffer);
+        for (const auto& row : requests) {
+            output = {};
+            EXPECT_EQ(request(row.word, row.argument), 0);
+            const int sends = output.sends;
+            for (int lost_at = 0; lost_at < sends; ++lost_at) {
+                output = {};
+                output.fail_at = lost_at;
+                EXPECT_EQ(request(row.word, row.argument), DREND_PEER_LOST) << lost_at;
+                EXPECT_EQ(output.failed, 1) << row.word << lost_at;
+            }
+            output = {};
+            drend_dump_rpc(peer_, row.word, row.argument);
+            output.fail_at = output.sends - 1;
+            if (output.fail_at < 0) {
+                continue; // by its name a command may print nothing
+            }
+            output.sends = 0;
+            testing::internal::CaptureStderr();
+            EXPECT_EQ(drend_dump_rpc(peer_, row.word, row.argument), 0);
+            EXPECT_EQ(testing::internal::GetCapturedStderr(),
+                      "Write failure for rpc '" + std::string(row.word) + "'\n");
+            EXPECT_EQ(output.failed, 1);
+        }
+    }
+    drend_set_send_buffer(0);
+    output = {};
 }
 
 TEST_F(service_test, every_request_may_be_suspended_lost_or_dropped_anywhere) {
@@ -327,24 +431,21 @@ TEST_F(service_test, every_request_may_be_suspended_lost_or_dropped_anywhere) {
             continue; // does not look at its sends
         }
         for (suspend_at = -1; suspend_at < 1; ++suspend_at) {
-            output.sends = 0;
+            output = {};
             rows_seen = 0;
-            output.fail_at = -1;
             request(row.word, row.argument);
             run_idle();
-            take_text();
             const int sends = output.sends;
             for (int lost_at = 0; lost_at < sends; ++lost_at) {
-                output.sends = 0;
+                output = {};
                 rows_seen = 0;
                 output.fail_at = lost_at;
                 const int status = request(row.word, row.argument);
                 EXPECT_EQ(status, waiting.empty() ? DREND_PEER_LOST : 0);
                 run_idle();
-                EXPECT_EQ(output.sends, lost_at);
+                EXPECT_EQ(output.failed, 1);
                 EXPECT_EQ(dri_inuse_count(), 0u);
-                output.fail_at = -1;
-                take_text();
+                output = {};
                 rows_seen = 0;
                 request(row.word, row.argument);
                 run_idle();
@@ -386,6 +487,11 @@ TEST_F(service_test, memory_that_runs_out_ends_the_request_and_nothing_else) {
                     {"dump-render-tree", "rows"},
                     {"reload", nullptr}};
     output.text.reserve(1 << 20); // the recording is not what is tested
+    failing_allocation = 5;
+    EXPECT_EQ(drend_dump_rpc(peer_, "rows", "as-json"), DREND_ERR);
+    EXPECT_EQ(failing_allocation, 0);
+    EXPECT_THAT(take_text(), testing::EndsWith("error: out of memory\n"));
+    output.text.reserve(1 << 20);
     for (const auto& row : requests) {
         dri_reset_xpath_cache();
         request(row.word, row.argument);
@@ -467,6 +573,96 @@ TEST_F(service_test, daemons_add_fixed_commands) {
     EXPECT_EQ(words().back(), "extra");
     EXPECT_EQ(drend_dump_tags(peer_, drend_menu_get_count() - 1, "arg"), 0);
     EXPECT_EQ(take_text(), "<arg>");
+}
+
+TEST_F(service_test, the_menu_holds_while_another_thread_loads) {
+    static int calls;
+    calls = 0;
+    const drend_menu_entry_s last[] = {{"last", "The last", 0, nullptr,
+                                        [](void*, void*, const char*) { return ++calls; }}};
+    start(nullptr, 1);
+    ASSERT_EQ(drend_add_fixed_commands(last, 1), 0);
+    std::string many = "[";
+    for (int i = 0; i < 40; ++i) {
+        many += i == 0 ? "{" : ", {";
+        many += "\"dc_name\": \"" + std::to_string(i) + "\"}";
+    }
+    many += "]";
+    std::atomic<bool> stop{false};
+    std::thread loader([&] {
+        while (!stop) {
+            for (const std::string& set : {std::string("[]"), many}) {
+                redefine(0, set);
+                dri_reload_json();
+            }
+        }
+    });
+    // The last command when there are 40 others, and beyond the menu when there are none.
+    const unsigned index = 40 + dri_fixed_count() - 1;
+    testing::internal::CaptureStderr();
+    int found = 0;
+    int answered = 0;
+    for (int i = 0; i < 100000; ++i) {
+        const char* text = drend_menu_get_command_string(index);
+        if (text != nullptr && text != last[0].command) {
+            ADD_FAILURE() << "not an entry of the menu";
+            break;
+        }
+        found += text != nullptr;
+        answered += drend_dump_tags(peer_, index, nullptr) == 0;
+    }
+    stop = true;
+    loader.join();
+    testing::internal::GetCapturedStderr();
+    EXPECT_GT(found, 0);
+    EXPECT_LT(found, 100000);
+    EXPECT_EQ(answered, calls);
+}
+
+TEST_F(service_test, handlers_that_are_set_again_and_again_take_no_memory) {
+    if (!allocations_can_fail()) {
+        GTEST_SKIP() << "the allocation function is not this program's";
+    }
+    constexpr long supply = 1000000;
+    static int data[1000];
+    failing_allocation = supply;
+    for (int& datum : data) {
+        drend_add_walk_handlers([](dr_meta_context_s*, void*) { return 0; }, nullptr,
+                                &datum);
+        drend_add_cmd_handlers(
+            nullptr, [](const char*, void*) {}, &datum);
+        drend_set_reschedule_handler([](void*, void*) {}, &datum);
+    }
+    EXPECT_EQ(failing_allocation, supply);
+    failing_allocation = 0;
+}
+
+TEST_F(service_test, a_tree_of_any_length_is_sent_whole) {
+    std::string kids;
+    for (int i = 0; i < 12000; ++i) {
+        kids += i == 0 ? "{" : ", {";
+        kids += "\"dts_source\": \"some/path/to/it\", \"dts_name\": \"kid" +
+                std::to_string(i) + "\"}";
+    }
+    define(R"([{"dc_name": "large", "dc_app_name": "anapp", "dc_tag": {"dts_name": "t",
+        "dts_kids": [)" +
+           kids + "]}}]");
+    start(nullptr, 1);
+    request("dump-render-tree", "large");
+    EXPECT_GT(output.text.size(), 1U << 20);
+    EXPECT_TRUE(output.text.ends_with("  }\n}\n\n"));
+    EXPECT_EQ(output.text.find("truncated"), std::string::npos);
+    for (const int i : {0, 6000, 11999}) {
+        EXPECT_NE(output.text.find("\n  kid" + std::to_string(i) + " {\n"),
+                  std::string::npos);
+    }
+    output.fail_at = 1;
+    output.sends = 0;
+    request("dump-render-tree", "large");
+    EXPECT_EQ(output.failed, 1);
+    output = {};
+    request("dump-render-tree", "a\x1b[2J\x9b\x7f\"~");
+    EXPECT_EQ(take_text(), "Couldn't find 'a\\x1b[2J\\x9b\\x7f\"~'\n");
 }
 
 TEST_F(service_test, dumps_show_schema_values_and_trees) {

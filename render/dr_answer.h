@@ -5,11 +5,12 @@
 #include <new>
 
 #include "drend.h"
+#include "render/dr_deferral.h"
 
-// Sends the last line of such an answer, "error: " and the reason. Needs no memory itself. 0, or
+// Sends the last line of such an answer, or its only one. Needs no memory itself. 0, or
 // DREND_PEER_LOST.
-inline int dri_send_error(void* peer, const char* line) {
-    if (drend_send(peer, "%s", line) != 0) {
+inline int dri_send_last_line(void* peer, const char* line) {
+    if (drend_send(peer, "%s", line) < 0) {
         return DREND_PEER_LOST;
     }
     drend_flush(peer);
@@ -17,7 +18,7 @@ inline int dri_send_error(void* peer, const char* line) {
 }
 
 inline void dri_send_no_memory(void* peer) {
-    dri_send_error(peer, "error: out of memory\n");
+    dri_send_last_line(peer, "error: out of memory\n");
 }
 
 // What `function` returns; `on_failure`, after that line, when memory runs out in it. The request
@@ -30,4 +31,13 @@ Result dri_answer(void* peer, Result on_failure, Function&& function) {
         dri_send_no_memory(peer);
         return on_failure;
     }
+}
+
+// Whether an earlier answer to the peer is suspended; the peer then gets a line that says so.
+inline bool dri_refuse_while_answering(void* peer) {
+    if (!dri_is_answering(peer)) {
+        return false;
+    }
+    drend_send(peer, "error: a request of this peer is still being answered\n");
+    return true;
 }
