@@ -8,13 +8,13 @@
 
 namespace {
 
-void append_literal(std::string& step, const char* literal) {
+void append_literal(std::string& step, const std::string& literal) {
     step += " '";
-    for (const char* c = literal; *c != '\0'; ++c) {
-        if (*c == '\'') {
+    for (const char c : literal) {
+        if (c == '\'') {
             step += '\\'; // a bare quote would end the literal when the step is parsed
         }
-        step += *c;
+        step += c;
     }
     step += '\'';
 }
@@ -25,10 +25,9 @@ class filter_cutter_c {
 
     // False when the steps together are too much.
     bool cut() {
-        dr_str_buf_c text;
-        const char* start = nullptr;
         while (!size_.is_too_much()) {
-            switch (dri_xp_lexer_next(cursor_, text, start)) {
+            const dr_xp_token_s token = dri_xp_next_token(cursor_);
+            switch (token.code) {
             case XP_TOKEN_END:
                 if (has_slash_ || !current_.empty()) {
                     finish_step();
@@ -42,11 +41,11 @@ class filter_cutter_c {
                 }
                 break;
             case XP_TOKEN_LITERAL:
-                append_literal(current_, text);
+                append_literal(current_, token.text());
                 break;
             default:
                 current_ += current_.empty() ? "" : " ";
-                current_ += text.c_str();
+                current_ += token.span;
             }
         }
         return false;

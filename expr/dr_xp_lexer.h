@@ -11,6 +11,9 @@
 // No state; safe from any thread.
 #pragma once
 
+#include <string>
+#include <string_view>
+
 #include "frame/dr_str_buf.h"
 
 // What dri_xp_lexer_next returns.
@@ -33,11 +36,23 @@ enum xp_token_e : int {
     XP_TOKEN_CLOSE_BRACKET = ']',
 };
 
-// Reads the next token and moves `cursor` behind it. `text` becomes the token's text, that of a
-// one-character token included, and is left alone at the end; `start` is where the token began:
-// setting the cursor to it gives the token back. After an error the cursor stands at the quote.
+// A token where it stands in the text that is read.
+struct dr_xp_token_s {
+    int code; // an xp_token_e
+    std::string_view
+        span; // within its quotes; a literal's has the backslashes that keep quotes
+    const char* start; // where it began: setting the cursor to it gives the token back
+
+    std::string text() const;
+};
+
+// Reads the next token and moves `cursor` behind it. After an error the cursor stands at the quote.
 //
 // A quote ends a word, and the word is lost: ab'c' is the literal c.
+dr_xp_token_s dri_xp_next_token(const char*& cursor);
+
+// The same: `text` becomes the token's text, that of a one-character token included, and is left
+// alone at the end.
 int dri_xp_lexer_next(const char*& cursor, dr_str_buf_c& text, const char*& start);
 
 // What dri_map_lexer_next returns.

@@ -77,8 +77,11 @@ class expr_parser_c {
     }
 
   private:
-    int next() { return dri_xp_lexer_next(cursor_, text_, start_); }
-    void give_back() { cursor_ = start_; }
+    int next() {
+        token_ = dri_xp_next_token(cursor_);
+        return token_.code;
+    }
+    void give_back() { cursor_ = token_.start; }
 
     std::unique_ptr<xp_node_c> make_node() {
         ++size_.nodes;
@@ -96,7 +99,7 @@ class expr_parser_c {
         if (token != XP_TOKEN_WORD && token != XP_TOKEN_LITERAL) {
             return FAILED;
         }
-        node.text = text_;
+        node.text = token_.text();
         node.kind = token;
         node.type = XP_NODE_VALUE;
         if (next() == XP_TOKEN_OPEN) {
@@ -143,8 +146,7 @@ class expr_parser_c {
     }
 
     const char*& cursor_;
-    const char* start_ = nullptr;
-    dr_str_buf_c text_;
+    dr_xp_token_s token_{};
     dr_xp_size_s& size_;
 };
 
@@ -168,19 +170,16 @@ bool parse_predicate(const char*& cursor, xp_node_c& step, dr_xp_size_s& size) {
         step.more_predicates.push_back(std::make_unique<xp_node_c>());
         root = step.more_predicates.back().get();
     }
-    dr_str_buf_c text;
-    const char* start = nullptr;
     return parse_expr(cursor, *root, size) == 0 &&
-           dri_xp_lexer_next(cursor, text, start) == XP_TOKEN_CLOSE_BRACKET;
+           dri_xp_next_token(cursor).code == XP_TOKEN_CLOSE_BRACKET;
 }
 
 // Null when the path does not parse or is too much; `size` counts what was parsed either way.
 std::shared_ptr<const dr_xpath_c> parse_path(const char* cursor, dr_xp_size_s& size) {
     std::vector<xp_node_c> steps(1);
-    dr_str_buf_c text;
-    const char* start = nullptr;
     for (size.nodes = 1; !size.is_too_much();) {
-        switch (dri_xp_lexer_next(cursor, text, start)) {
+        const dr_xp_token_s token = dri_xp_next_token(cursor);
+        switch (token.code) {
         case XP_TOKEN_END:
         case XP_TOKEN_ERROR:
             return std::make_shared<const dr_xpath_c>(std::move(steps), size);
@@ -194,7 +193,7 @@ std::shared_ptr<const dr_xpath_c> parse_path(const char* cursor, dr_xp_size_s& s
             }
             break;
         default:
-            steps.back().text += text;
+            steps.back().text += token.text();
         }
     }
     return nullptr;

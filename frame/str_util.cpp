@@ -255,28 +255,40 @@ unsigned int str_split(const char* src, std::vector<std::string>& out,
     }
 }
 
-int dri_get_quoted_str(const char* s, dr_str_buf_c& out, const char*& end) {
+bool dri_find_end_quote(const char* s, const char*& end) {
     const char quote = *s;
+    end = s + 1;
+    for (const char* found = quote == '\0' ? nullptr : strchr(end, quote); found != nullptr;
+         found = strchr(end, quote)) {
+        if (found == end || found[-1] != '\\') {
+            end = found;
+            return true;
+        }
+        end = found + 1;
+    }
+    if (dri_trace_on(DREND_TRACE_ERROR)) {
+        drend_debug_trace("DR_ERROR: Missing end quote");
+    }
+    return false;
+}
+
+std::string dri_unquoted(std::string_view inside, char quote) {
     std::string text;
-    for (const char* begin = s + 1;;) {
-        const char* found = strchr(begin, quote);
-        if (quote == '\0' || found == nullptr) {
-            if (dri_trace_on(DREND_TRACE_ERROR)) {
-                drend_debug_trace("DR_ERROR: Missing end quote");
-            }
-            out = text;
-            return -1;
+    for (size_t begin = 0;;) {
+        const size_t found = inside.find(quote, begin);
+        if (found == std::string_view::npos) {
+            return text.append(inside, begin);
         }
-        end = found;
-        const bool escaped = found > begin && found[-1] == '\\';
-        text.append(begin, escaped ? found - 1 : found);
-        if (!escaped) {
-            out = text;
-            return 0;
-        }
+        text.append(inside, begin, found - 1 - begin);
         text += quote;
         begin = found + 1;
     }
+}
+
+int dri_get_quoted_str(const char* s, dr_str_buf_c& out, const char*& end) {
+    const bool closed = dri_find_end_quote(s, end);
+    out = dri_unquoted(std::string_view(s + 1, end), *s);
+    return closed ? 0 : -1;
 }
 
 int dri_parse_expr(const char* expr, std::string& name, std::string& key,

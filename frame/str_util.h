@@ -53,6 +53,13 @@ const char* str_xlate(const std::string& in, std::string& out, char from, char t
 unsigned int str_split(const char* src, std::vector<std::string>& out,
                        const char* separators, bool keep_brackets);
 
+// Finds the end of the quoted string that begins at `s`, whose first character is its quote; a
+// backslash before a quote keeps it inside. True with `end` at the closing quote, or false, which
+// is traced, with `end` behind the last quote that was kept.
+bool dri_find_end_quote(const char* s, const char*& end);
+// The text between the quotes, without the backslashes that keep quotes in it.
+std::string dri_unquoted(std::string_view inside, char quote);
+
 // Reads the quoted string that begins at `s`, whose first character is its quote. A
 // backslash keeps the quote after it in the text. 0 with `end` at the closing quote, or -1
 // when there is none; `out` then holds what was read.
