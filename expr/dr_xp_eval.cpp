@@ -28,18 +28,18 @@ bool is_number(const char* text) {
 [[gnu::noinline]] std::string value_of(const xp_node_c& node,
                                        drend_value_lookup_c& lookup) {
     if (node.kind == XP_TOKEN_LITERAL) {
-        return node.text.c_str();
+        return node.text;
     }
     dr_str_buf_c value;
-    if (lookup.get_value(node.text, value)) {
+    if (lookup.get_value(node.text.c_str(), value)) {
         return value.c_str();
     }
-    return is_number(node.text) ? node.text.c_str() : "";
+    return is_number(node.text.c_str()) ? node.text : std::string();
 }
 
 std::string call(const xp_node_c& node, drend_value_lookup_c& lookup) {
     std::string result;
-    const dr_xp_function_t function = dri_find_function(node.text);
+    const dr_xp_function_t function = dri_find_function(node.text.c_str());
     if (function != nullptr) {
         std::vector<std::string> args;
         args.reserve(node.args.size());
@@ -115,12 +115,12 @@ bool is_value(const xp_node_c* node, int kind) {
 void gather_equality(const xp_node_c& node, drend_value_lookup_c& lookup,
                      std::map<std::string, std::string>& out) {
     if (!is_value(node.left.get(), XP_TOKEN_WORD) ||
-        !is_value(node.right.get(), XP_TOKEN_LITERAL) || node.right->text == "") {
+        !is_value(node.right.get(), XP_TOKEN_LITERAL) || node.right->text.empty()) {
         return;
     }
     dr_str_buf_c name;
-    if (lookup.get_meta_name(node.left->text, name)) {
-        out[name.c_str()] = node.right->text.c_str();
+    if (lookup.get_meta_name(node.left->text.c_str(), name)) {
+        out[name.c_str()] = node.right->text;
     }
 }
 

@@ -43,7 +43,7 @@ size_t work_of(const xp_node_c* pattern) {
     while (pattern->type == XP_NODE_EXPR) {
         pattern = pattern->left.get();
     }
-    return pattern->kind == XP_TOKEN_LITERAL ? dri_pattern_work(pattern->text.c_str()) : 0;
+    return pattern->kind == XP_TOKEN_LITERAL ? dri_pattern_work(pattern->text) : 0;
 }
 
 // Reads tokens from a cursor that belongs to the caller, and counts what it makes. Every rule fills

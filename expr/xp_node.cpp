@@ -101,11 +101,10 @@ xp_node_c::xp_node_c(const xp_node_c& other)
       more_predicates(copy_of(other.more_predicates)) {}
 
 xp_node_c::xp_node_c(xp_node_c&& other) noexcept
-    : text(other.text), kind(std::exchange(other.kind, 0)),
+    : text(std::move(other.text)), kind(std::exchange(other.kind, 0)),
       type(std::exchange(other.type, XP_NODE_NONE)), left(std::move(other.left)),
       right(std::move(other.right)), args(std::move(other.args)),
       pattern(std::move(other.pattern)), more_predicates(std::move(other.more_predicates)) {
-    other.text.clear();
 }
 
 xp_node_c& xp_node_c::operator=(const xp_node_c& other) {
@@ -114,7 +113,7 @@ xp_node_c& xp_node_c::operator=(const xp_node_c& other) {
 
 xp_node_c& xp_node_c::operator=(xp_node_c&& other) noexcept {
     xp_node_c taken(std::move(other)); // before anything is freed: it may be part of this
-    text = taken.text;
+    text.swap(taken.text);
     kind = taken.kind;
     type = taken.type;
     left.swap(taken.left);
@@ -137,7 +136,7 @@ void dri_xpath_dump(const std::vector<xp_node_c>& steps, dr_str_buf_c& out) {
     std::string text;
     for (const xp_node_c& step : steps) {
         const bool is_first = &step == &steps.front();
-        if (is_first && step.text == "") {
+        if (is_first && step.text.empty()) {
             continue;
         }
         text += is_first ? "" : "/";

@@ -14,6 +14,7 @@
 #pragma once
 
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "expr/dr_xp_pattern.h"
@@ -47,7 +48,7 @@ class xp_node_c {
     // Makes the node what a new one is.
     void reset();
 
-    dr_str_buf_c text;       // a step's name, a value's text or a function's name
+    std::string text;        // a step's name, a value's text or a function's name
     int kind = 0;            // of a value: XP_TOKEN_WORD or XP_TOKEN_LITERAL
     int type = XP_NODE_NONE; // an xp_node_type_e
     std::unique_ptr<xp_node_c> left;

@@ -262,7 +262,7 @@ bool dr_tags_access_context_c::step_is_for(const drend_tag_object_c* tobj) const
         return false;
     }
     const xp_node_c& step = filter->parsed->steps().front();
-    return step.text.size() == 0 || step.text == tobj->name();
+    return step.text.empty() || step.text == tobj->name();
 }
 
 // Judges the row of the list on top: DREND_OK, DREND_NO_EL when it is hidden, or DREND_DEFER when
