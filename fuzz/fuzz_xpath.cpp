@@ -1,13 +1,15 @@
 // Filters of any bytes: parsed, copied, printed, evaluated and gathered from.
 //
 // The input is a filter, and also a value-map expression. Asserted: short texts come from the cache
-// the second time, a copy prints what the original prints, and truth is one of two texts.
+// the second time, a copy prints what the original prints, truth is one of two texts, and neither a
+// path nor all steps of a filter together hold more than they may.
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <map>
 #include <string>
 
+#include "definitions/dr_filter_steps.h"
 #include "drend.h"
 #include "expr/dr_map_expr.h"
 #include "expr/dr_xp_eval.h"
@@ -40,6 +42,19 @@ void evaluate(const xp_node_c& tree) {
     require(names.count("") == 0);
 }
 
+void cut(const std::string& filter) {
+    std::vector<dr_step_filter_s> steps;
+    dr_xp_size_s together;
+    require(dri_cut_filter(filter.c_str(), steps) || steps.empty());
+    for (const dr_step_filter_s& step : steps) {
+        if (step.parsed != nullptr) {
+            require(step.parsed->steps().size() == 1);
+            together.add(step.parsed->size());
+        }
+    }
+    require(!together.is_too_much());
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
@@ -51,7 +66,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     std::vector<xp_node_c> steps;
     require((dri_xpath_parse(text.c_str(), steps) == 0) == (path != nullptr));
     require(text.size() > 4096 || dri_xpath_get(text.c_str()) == path);
+    cut(text);
     if (path != nullptr) {
+        require(!path->size().is_too_much());
         require(dump(steps) == dump(path->steps()));
         for (const dr_xp_predicate_s& predicate : path->predicates()) {
             evaluate(*predicate.node);
