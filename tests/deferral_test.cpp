@@ -512,7 +512,7 @@ TEST_F(deferral_test, a_walk_dropped_at_any_suspension_leaves_nothing_behind) {
 
 TEST_F(deferral_test, a_handle_stands_for_one_walk_for_good) {
     const std::string whole = walk();
-    const auto suspend = [this] {
+    const auto suspend = [] {
         suspender = {};
         suspender.at = 12;
         output.text.clear();
