@@ -5,7 +5,6 @@
 
 #include "definitions/drend_lookup.h"
 #include "frame/str_util.h"
-#include "orvex_platform/sbuf.h"
 
 namespace {
 
@@ -53,13 +52,14 @@ int send_lines(void* peer, std::string_view text) {
 }
 
 void dump_head(const drend_tag_c& tag, str_buf_s* out, int indent) {
-    sbuf_indent_append(out, indent, "%s {\n", tag.name().c_str());
-    sbuf_indent_append(out, indent + 1,
-                       "dt_type: %d, dt_data_type: %d, dt_flags: %d, apps: %s\n",
-                       tag.dt_type, tag.dt_data_type, static_cast<int>(tag.dt_flags),
-                       app_names(tag).c_str());
+    dri_must_write(sbuf_indent_append(out, indent, "%s {\n", tag.name().c_str()));
+    dri_must_write(sbuf_indent_append(
+        out, indent + 1, "dt_type: %d, dt_data_type: %d, dt_flags: %d, apps: %s\n",
+        tag.dt_type, tag.dt_data_type, static_cast<int>(tag.dt_flags),
+        app_names(tag).c_str()));
     if (!tag.source().empty()) {
-        sbuf_indent_append(out, indent + 1, "source: %s\n", tag.source().c_str());
+        dri_must_write(
+            sbuf_indent_append(out, indent + 1, "source: %s\n", tag.source().c_str()));
     }
 }
 
@@ -73,7 +73,8 @@ void drend_tag_c::dump(str_buf_s* out, int indent) const {
         level_s& level = levels.back();
         if (level.next == level.tag->dt_kids.end()) {
             levels.pop_back();
-            sbuf_indent_append(out, indent + static_cast<int>(levels.size()), "}\n");
+            dri_must_write(
+                sbuf_indent_append(out, indent + static_cast<int>(levels.size()), "}\n"));
             continue;
         }
         const drend_tag_c* kid = *level.next++;
@@ -85,11 +86,12 @@ void drend_tag_c::dump(str_buf_s* out, int indent) const {
 int dri_dump_render_tree(void* peer, const char* name) {
     const char* wanted = name == nullptr ? DRI_NETCONF_GET : name;
     const dri_used_tag_t tag(dri_acquire_command_tag(wanted));
-    if (!tag) {
-        return drend_send(peer, "Couldn't find '%s'\n", without_controls(wanted).c_str());
-    }
     dr_str_buf_c text;
-    tag->dump(text.buf(), 0);
-    text += "\n";
+    if (tag) {
+        tag->dump(text.buf(), 0);
+        text += "\n";
+    } else {
+        text = "Couldn't find '" + without_controls(wanted) + "'\n";
+    }
     return send_lines(peer, text.c_str());
 }

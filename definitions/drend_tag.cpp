@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <atomic>
 
+#include "frame/dr_str_buf.h"
 #include "frame/drend_trace.h"
 #include "frame/escape.h"
-#include "orvex_platform/sbuf.h"
 
 namespace {
 
@@ -146,7 +146,7 @@ int drend_tag_c::translate_value(str_buf_s* text, bool& is_expression) const {
                           pair->to.c_str());
     }
     if (const char* to = new_text(*pair, is_expression)) {
-        sbuf_cpy(text, to);
+        dri_must_write(sbuf_cpy(text, to));
     }
     return DREND_OK;
 }

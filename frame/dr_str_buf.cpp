@@ -3,29 +3,29 @@
 #include <cstring>
 
 dr_str_buf_c& dr_str_buf_c::operator=(const char* text) {
-    sbuf_cpy(buffer_, text);
+    dri_must_write(sbuf_cpy(buffer_, text));
     return *this;
 }
 
 dr_str_buf_c& dr_str_buf_c::operator=(const dr_str_buf_c& other) {
     if (this != &other) {
-        sbuf_cpy(buffer_, other.c_str());
+        dri_must_write(sbuf_cpy(buffer_, other.c_str()));
     }
     return *this;
 }
 
 dr_str_buf_c& dr_str_buf_c::operator=(char c) {
-    sbuf_printf(buffer_, "%c", c);
+    dri_must_write(sbuf_printf(buffer_, "%c", c));
     return *this;
 }
 
 dr_str_buf_c& dr_str_buf_c::operator+=(const char* text) {
-    sbuf_append(buffer_, "%s", text);
+    dri_must_write(sbuf_append(buffer_, "%s", text));
     return *this;
 }
 
 dr_str_buf_c& dr_str_buf_c::operator+=(char c) {
-    sbuf_append(buffer_, "%c", c);
+    dri_must_write(sbuf_append(buffer_, "%c", c));
     return *this;
 }
 

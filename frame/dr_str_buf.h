@@ -1,11 +1,13 @@
 // dr_str_buf_c, an owning wrapper of the platform's string buffer, and sbuf_once_c, the
 // scope guard of one that lives on the stack.
 //
-// Texts of up to about 200 characters live inside the object; longer ones on the heap. Not
-// safe for concurrent use of one object.
+// Texts of up to about 200 characters live inside the object; longer ones on the heap. Memory that
+// runs out is std::bad_alloc, with the content as it was. Not safe for concurrent use of one
+// object.
 #pragma once
 
 #include <concepts>
+#include <new>
 #include <string>
 
 #include "orvex_platform/sbuf.h"
@@ -13,10 +15,17 @@
 // The room inside an object, in bytes, the buffer's record included.
 inline constexpr unsigned DR_STR_BUF_AREA = 256;
 
+// For the result of a platform function that writes into a buffer: no text is silently lost.
+inline void dri_must_write(int status) {
+    if (status != 0) {
+        throw std::bad_alloc();
+    }
+}
+
 class dr_str_buf_c {
   public:
     dr_str_buf_c() { sbuf_init_buf(&buffer_, area_, sizeof area_); }
-    dr_str_buf_c(const char* text) : dr_str_buf_c() { sbuf_cpy(buffer_, text); }
+    dr_str_buf_c(const char* text) : dr_str_buf_c() { *this = text; }
     dr_str_buf_c(const dr_str_buf_c& other) : dr_str_buf_c(other.c_str()) {}
     ~dr_str_buf_c() {
         if (buffer_ != nullptr) {

@@ -5,6 +5,7 @@
 
 #include "definitions/drend_load.h"
 #include "drend.h"
+#include "frame/dr_no_memory.h"
 #include "orvex_platform/mgmt_sock.h"
 #include "render/dr_deferral.h"
 #include "service/drend_fixed_commands.h"
@@ -42,10 +43,17 @@ drend_menu_entry_s* drend_init(void* event_context, const drend_menu_entry_s* me
     const auto entries = static_cast<unsigned>(std::max(count, 1));
     drend_menu_entry_s* extended = extended_menu(menu, entries);
     dri_set_eventlib_rescheduler(event_context);
-    if (extended != nullptr) {
-        drend_set_rebuild_menu(dri_rebuild_menu, &extended[entries - 1].submenu);
-        dri_run_menu_rebuild(nullptr);
+    if (extended == nullptr) {
+        return nullptr;
     }
+    void* submenu = &extended[entries - 1].submenu;
+    const int built =
+        dri_unless_no_memory(-1, [submenu] { return dri_rebuild_menu(submenu), 0; });
+    if (built != 0) {
+        free(extended);
+        return nullptr;
+    }
+    drend_set_rebuild_menu(dri_rebuild_menu, submenu);
     return extended;
 }
 

@@ -9,7 +9,7 @@
 #include <type_traits>
 
 #include "frame/dr_copy.h"
-#include "orvex_platform/sbuf.h"
+#include "frame/dr_str_buf.h"
 
 namespace {
 
@@ -72,20 +72,19 @@ dr_value_c::~dr_value_c() {
     }
 }
 
-bool dr_value_c::resize_buffer(unsigned int size) {
+void dr_value_c::resize_buffer(unsigned int size) {
     // The capacity stays as it is: what is longer is on the heap, though the inline area has room.
     if (size <= capacity_ || size <= block_size_) {
-        return true;
+        return;
     }
     void* dvc_ptr = data_ == inline_ ? malloc(size) : realloc(data_, size);
-    assert(dvc_ptr);
+    assert(dvc_ptr || data_ == inline_);
     if (dvc_ptr == nullptr) {
         type_ = DRV_NONE;
-        return false;
+        throw std::bad_alloc();
     }
     data_ = static_cast<char*>(dvc_ptr);
     block_size_ = size;
-    return true;
 }
 
 void dr_value_c::clear() {
@@ -100,11 +99,10 @@ void dr_value_c::clear() {
 int dr_value_c::set_string(const char* s) {
     const char* text = s == nullptr ? "" : s;
     const size_t size = strlen(text) + 1;
-    if (size > std::numeric_limits<unsigned>::max() ||
-        !resize_buffer(static_cast<unsigned>(size))) {
-        type_ = DRV_NONE;
-        return DREND_ERR;
+    if (size > std::numeric_limits<unsigned>::max()) {
+        throw std::bad_alloc();
     }
+    resize_buffer(static_cast<unsigned>(size));
     dri_copy_text(data_, {text, size});
     text_size_ = static_cast<uint32_t>(size - 1);
     type_ = DRV_STRING;
@@ -115,9 +113,7 @@ int dr_value_c::set_raw_value(dr_value_type_t type, const void* bytes, unsigned 
     const unsigned kept = size_of_type(type, size);
     const unsigned copied = std::min(kept, size);
     const unsigned room = type == DRV_STRING ? kept + 1 : kept;
-    if (!resize_buffer(room)) {
-        return DREND_ERR;
-    }
+    resize_buffer(room);
     memcpy(data_, bytes, copied);
     if (room > copied) {
         memset(data_ + copied, 0, room - copied);
@@ -170,13 +166,13 @@ int dr_value_c::get_string(str_buf_s* out) const {
     if (!get_text(text, scratch)) {
         return DRV_NO_CONVERSION;
     }
-    sbuf_cpy(out, text.data());
+    dri_must_write(sbuf_cpy(out, text.data()));
     return 0;
 }
 
 const char* dr_value_c::c_str(str_buf_s* out) const {
     scratch_t scratch;
-    sbuf_cpy(out, text(scratch).data());
+    dri_must_write(sbuf_cpy(out, text(scratch).data()));
     return sbuf_str(out);
 }
 
@@ -186,7 +182,7 @@ int dr_value_c::get_boolean(str_buf_s* out) const {
     if (!get_text(text, scratch)) {
         return DRV_NO_CONVERSION;
     }
-    sbuf_cpy(out, text == "0" || text == "false" ? "false" : "true");
+    dri_must_write(sbuf_cpy(out, text == "0" || text == "false" ? "false" : "true"));
     return 0;
 }
 
@@ -224,7 +220,7 @@ int dr_value_c::get_decimal64(str_buf_s* out, unsigned char fraction_digits) con
     if (!get_decimal64_text(text, scratch, fraction_digits)) {
         return DRV_NO_CONVERSION;
     }
-    sbuf_cpy(out, text.data());
+    dri_must_write(sbuf_cpy(out, text.data()));
     return 0;
 }
 

@@ -4,11 +4,11 @@
 //     inline area (128 bytes, of which 4 are used)          values of up to 4 bytes
 //     data ----> heap block                                 longer ones
 //
-//  1. Conversions are lenient in stated ways: negatives of any size pass the signed getters
-//  and are
+//  1. Conversions are lenient in stated ways: negatives of any size pass the signed getters and are
 //     cut to their width, unsigned values up to the full width wrap.
 //  2. Getters return 0, or -2 and leave their output alone.
 //  3. A value cannot be copied: a copy would share the heap block.
+//  4. Memory that runs out is std::bad_alloc, in setters and in getters that write a text.
 //
 // Not safe for concurrent use of one object.
 #pragma once
@@ -49,16 +49,16 @@ class dr_value_c {
     dr_value_c(const dr_value_c&) = delete;
     dr_value_c& operator=(const dr_value_c&) = delete;
 
-    // A copy of `s`; null is the empty text. 0, or DREND_ERR when memory ran out.
+    // A copy of `s`; null is the empty text. Returns 0, as the next one does.
     int set_string(const char* s);
     // Keeps exactly the bytes of the type: `size` bytes are offered, missing ones count as
-    // zero. 0, or DREND_ERR when memory ran out; the value then has no type.
+    // zero.
     int set_raw_value(dr_value_type_t type, const void* bytes, unsigned int size);
     // Forgets the value, and keeps its block for the next one unless it is a large one.
     void clear();
-    // Makes room for `size` bytes without keeping what is stored. Asserts that memory was
-    // found and returns whether it was.
-    bool resize_buffer(unsigned int size);
+    // Makes room for `size` bytes without keeping what is stored. Asserts that a block could be
+    // enlarged.
+    void resize_buffer(unsigned int size);
 
     dr_value_type_t type() const { return type_; }
     bool is_integral() const { return type_ >= DRV_INT8 && type_ <= DRV_INT64; }

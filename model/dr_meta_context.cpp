@@ -30,7 +30,7 @@ struct dr_meta_context_c::frame_s : dr_pooled_c<dr_meta_context_c::frame_s> {
 };
 
 struct dr_meta_context_c::maps_s {
-    names_t cached_values;
+    std::map<std::string, std::string, std::less<>> cached_values;
     std::map<std::string, void*, std::less<>> daemon_cookies;
     names_t filter_names;
     unsigned refs = 1;
@@ -205,10 +205,12 @@ int dr_meta_context_c::call_enter_proc(dmn_type_e kind) {
     if (node->enter == nullptr || node->type != kind || obj->entered) {
         return DREND_OK;
     }
+    writable_object(0); // made its own while nothing is owed
     const int result = node->enter->proc(this, node->enter->data);
     dr_meta_object_c* entered = writable_object(0);
     entered->entered = true;
     entered->entered_by = this;
+    check_memory();
     return result;
 }
 
@@ -222,6 +224,7 @@ int dr_meta_context_c::call_exit_proc(dmn_type_e kind) {
     const int result =
         node->exit == nullptr ? DREND_OK : node->exit->proc(this, node->exit->data);
     writable_object(0)->entered = false;
+    no_memory_ = false; // nothing is shown of what it stored
     return result;
 }
 
@@ -232,7 +235,17 @@ int dr_meta_context_c::call_list_proc() {
         return DREND_ERR;
     }
     const int result = node->proc(this, node->data);
-    return result == DREND_OK && dri_call_walk_suspend(this) ? DREND_DEFER : result;
+    const bool suspends = result == DREND_OK && dri_call_walk_suspend(this);
+    check_memory();
+    return suspends ? DREND_DEFER : result;
+}
+
+int dr_meta_context_c::call_cont_proc() {
+    const dr_meta_node_c* node = get_top_node();
+    assert(node && node->cont_proc);
+    const int result = node->cont_proc(this, node->data);
+    check_memory();
+    return result;
 }
 
 int dr_meta_context_c::call_leaf_proc(dr_value_c& value) {
@@ -244,6 +257,7 @@ int dr_meta_context_c::call_leaf_proc(dr_value_c& value) {
     dr_value_c* outer = std::exchange(value_, &value);
     const int result = node->proc(this, node->data);
     value_ = outer;
+    check_memory();
     return result;
 }
 

@@ -20,6 +20,7 @@
 #include <list>
 #include <map>
 #include <memory>
+#include <new>
 #include <string>
 
 #include "frame/dr_block_pool.h"
@@ -129,18 +130,32 @@ class dr_meta_context_c : public dr_meta_context_s {
     void end_visit(); // nothing when there is none
 
     // --- calling the daemon; the top object must exist ---
+    //
+    // Whether a procedure looks at the results of the calls that it makes is the daemon's affair;
+    // once memory ran out in one of them, the call below throws std::bad_alloc all the same.
 
     // Calls the procedure when the node's kind is `kind` and the object is not entered yet,
     // or is entered by this context. DREND_OK when nothing was called.
     int call_enter_proc(dmn_type_e kind);
     int call_exit_proc(dmn_type_e kind);
     int call_list_proc();
+    int call_cont_proc();
     int call_leaf_proc(dr_value_c& value);
     // The value's text; what the procedure or the conversion returned.
     int call_leaf_proc(str_buf_s* out);
 
     // Where the running leaf procedure's value goes; null outside a leaf call.
     dr_value_c* value() const { return value_; }
+
+    // Memory ran out in a call that was made from this context: noted by the call, thrown by
+    // whoever called the daemon, once it is back.
+    void note_no_memory() { no_memory_ = true; }
+    void check_memory() {
+        if (__builtin_expect(no_memory_, false)) {
+            no_memory_ = false;
+            throw std::bad_alloc();
+        }
+    }
 
   private:
     struct frame_s;
@@ -163,6 +178,7 @@ class dr_meta_context_c : public dr_meta_context_s {
     frame_s* top_ = nullptr;
     maps_s* maps_ = nullptr; // null while all three maps are empty
     dr_value_c* value_ = nullptr;
+    bool no_memory_ = false;
 
     // During a visit: what there was before it, once that was written to.
     bool is_visiting_ = false;

@@ -1,5 +1,5 @@
 #include "frame/dr_published.h"
-#include "model/drend_meta_tree.h"
+#include "model/dr_meta_context.h"
 
 namespace {
 
@@ -22,6 +22,7 @@ void dri_call_walk_start(dr_meta_context_s* ctx) {
     const walk_handlers_s handlers = walk_handlers.get();
     if (handlers.start != nullptr) {
         handlers.start(ctx, handlers.data);
+        dri_get_meta_context(ctx)->check_memory();
     }
 }
 

@@ -107,8 +107,9 @@ int dri_add_path(const char* path, dmn_type_e type, dmn_leaf_type_e leaf_type,
 // node, which has been reported.
 int dri_add_cont_path(const char* path, drend_proc_t proc, const void* data);
 
-// Calls the installed handler with a walk's context; see drend_add_walk_handlers. The
-// second tells whether suspension is asked for.
+// Calls the installed handler with a walk's context; see drend_add_walk_handlers. Memory that runs
+// out in a call that the start handler makes is std::bad_alloc. The second tells whether
+// suspension is asked for.
 void dri_call_walk_start(dr_meta_context_s* ctx);
 bool dri_call_walk_suspend(dr_meta_context_s* ctx);
 

@@ -22,8 +22,9 @@ constexpr unsigned SOCKADDR_IPV4_OFFSET = 4;
 constexpr unsigned SOCKADDR_IPV6_OFFSET = 12;
 constexpr unsigned SOCKADDR_SIZE = 32;
 
-// What drend_set_str_value and generic handlers write into before the value takes a copy.
 std::map<int, drend_generic_handler_t> generic_handlers;
+// Whether an append of the running generic handler's failed; handlers need not look.
+thread_local bool append_failed = false;
 
 dr_meta_context_c* checked(dr_meta_context_s* ctx) {
     dr_meta_context_c* dmc = dri_get_meta_context(ctx);
@@ -36,10 +37,24 @@ dr_value_c* value_of(dr_meta_context_s* ctx) {
     return ctx == nullptr ? nullptr : dri_get_meta_context(ctx)->value();
 }
 
+// Makes a call of an accessor's. When memory runs out in it the result is DREND_ERR, and the
+// context knows, for an accessor need not look at results.
+template <typename Function>
+int unless_no_memory(dr_meta_context_s* ctx, Function&& function) {
+    try {
+        return function();
+    } catch (const std::bad_alloc&) {
+        checked(ctx)->note_no_memory();
+        return DREND_ERR;
+    }
+}
+
 template <typename T>
 int set_value(dr_meta_context_s* ctx, dr_value_type_t type, T value) {
     dr_value_c* out = value_of(ctx);
-    return out == nullptr ? DREND_ERR : out->set_raw_value(type, &value, sizeof value);
+    return out == nullptr ? DREND_ERR : unless_no_memory(ctx, [&] {
+        return out->set_raw_value(type, &value, sizeof value);
+    });
 }
 
 // Reads a variable of type T at `data` and sets it through `setter`.
@@ -127,16 +142,21 @@ int drend_set_decimal64_value(dr_meta_context_s* ctx, double value) {
 
 int drend_set_string_value(dr_meta_context_s* ctx, const char* text) {
     dr_value_c* out = value_of(ctx);
-    return out == nullptr ? DREND_ERR : out->set_string(text);
+    return out == nullptr ? DREND_ERR
+                          : unless_no_memory(ctx, [&] { return out->set_string(text); });
 }
 
 int drend_set_str_value(dr_meta_context_s* ctx, const char* format, ...) {
-    dr_str_buf_c text;
+    dr_value_c* out = value_of(ctx);
     va_list args;
     va_start(args, format);
-    sbuf_vappend(text.buf(), format, args);
+    const int status = out == nullptr ? DREND_ERR : unless_no_memory(ctx, [&] {
+        dr_str_buf_c text;
+        dri_must_write(sbuf_vappend(text.buf(), format, args));
+        return out->set_string(text);
+    });
     va_end(args);
-    return drend_set_string_value(ctx, text);
+    return status;
 }
 
 int drend_set_ipv4_value(dr_meta_context_s* ctx, const void* address) {
@@ -248,6 +268,7 @@ int drend_append(str_buf_s* out, const char* format, ...) {
     va_start(args, format);
     const int status = sbuf_vappend(out, format, args);
     va_end(args);
+    append_failed = append_failed || status != 0;
     return status;
 }
 
@@ -257,9 +278,13 @@ int drend_set_generic(dr_meta_context_s* ctx, int kind, const void* data,
     if (found == generic_handlers.end() || found->second == nullptr) {
         return DREND_ERR;
     }
-    dr_str_buf_c text;
-    found->second(data, length, text.buf());
-    return drend_set_string_value(ctx, text);
+    return unless_no_memory(ctx, [&] {
+        dr_str_buf_c text;
+        append_failed = false;
+        found->second(data, length, text.buf());
+        dri_must_write(append_failed ? -1 : 0);
+        return drend_set_string_value(ctx, text);
+    });
 }
 
 void drend_set_skip_if_empty_leaf(int flag) {
@@ -280,7 +305,7 @@ void* drend_get_element_ref(dr_meta_context_s* ctx) {
 
 int drend_set_element_ref_offset(dr_meta_context_s* ctx, unsigned int offset,
                                  const void* ref) {
-    return dri_unless_no_memory(DREND_ERR, [&] {
+    return unless_no_memory(ctx, [&] {
         checked(ctx)->set_element_offset(offset, ref);
         return DREND_OK;
     });
@@ -299,33 +324,37 @@ void* drend_get_iterator_c(dr_meta_context_s* ctx, unsigned int offset) {
 }
 
 const char* drend_get_filter_name(dr_meta_context_s* ctx, const char* name) {
-    const auto& names = checked(ctx)->filter_names();
-    const auto found = names.find(name);
-    return found == names.end() ? nullptr : found->second.c_str();
+    for (const auto& [filtered, text] : checked(ctx)->filter_names()) { // a handful
+        if (filtered == name) {
+            return text.c_str();
+        }
+    }
+    return nullptr;
 }
 
 int drend_iterator_c_it_cb(dr_meta_context_s* ctx, const void* data) {
-    auto* current = static_cast<drend_iterator_c*>(drend_get_element_ref(ctx));
-    if (current == nullptr) {
-        const auto factory =
-            reinterpret_cast<drend_iterator_factory_t>(const_cast<void*>(data));
-        current = dri_unless_no_memory<drend_iterator_c*>(
-            nullptr, [&] { return own_iterator(*checked(ctx), factory); });
+    return unless_no_memory(ctx, [&] {
+        auto* current = static_cast<drend_iterator_c*>(drend_get_element_ref(ctx));
         if (current == nullptr) {
-            return DREND_ERR;
+            const auto factory =
+                reinterpret_cast<drend_iterator_factory_t>(const_cast<void*>(data));
+            current = own_iterator(*checked(ctx), factory);
+            if (current == nullptr) {
+                return DREND_ERR;
+            }
+            current->first(ctx);
+        } else {
+            current->next(ctx);
         }
-        current->first(ctx);
-    } else {
-        current->next(ctx);
-    }
-    if (current->at_end(ctx)) {
-        drend_set_element_ref(ctx, nullptr);
-    }
-    return DREND_OK;
+        if (current->at_end(ctx)) {
+            drend_set_element_ref(ctx, nullptr);
+        }
+        return DREND_OK;
+    });
 }
 
 int drend_set_cookie(dr_meta_context_s* ctx, const char* name, void* cookie) {
-    return dri_unless_no_memory(DREND_ERR, [&] {
+    return unless_no_memory(ctx, [&] {
         checked(ctx)->set_daemon_cookie(name, cookie);
         return DREND_OK;
     });
@@ -339,7 +368,7 @@ int drend_add_str_cached(dr_meta_context_s* ctx, const char* name, const char* f
                          ...) {
     va_list args;
     va_start(args, format);
-    const int status = dri_unless_no_memory(DREND_ERR, [&] {
+    const int status = unless_no_memory(ctx, [&] {
         std::string text;
         str_vappend(text, format, args);
         checked(ctx)->add_cached_value(name, text);
@@ -350,7 +379,7 @@ int drend_add_str_cached(dr_meta_context_s* ctx, const char* name, const char* f
 }
 
 int drend_set_attribute_name(dr_meta_context_s* ctx, const char* name) {
-    return dri_unless_no_memory(DREND_ERR, [&] {
+    return unless_no_memory(ctx, [&] {
         if (name != nullptr) {
             checked(ctx)->set_attribute_name(name);
         }
@@ -359,7 +388,7 @@ int drend_set_attribute_name(dr_meta_context_s* ctx, const char* name) {
 }
 
 int drend_set_attribute_ref(dr_meta_context_s* ctx, void* ref) {
-    return dri_unless_no_memory(DREND_ERR, [&] {
+    return unless_no_memory(ctx, [&] {
         checked(ctx)->set_attribute_ref(ref);
         return DREND_OK;
     });

@@ -207,7 +207,7 @@ int dr_tags_access_context_c::eval_expression(str_buf_s* text) {
     if (dri_map_expr_parse(sbuf_str(text), terms) != 0 || eval_terms(terms, result) != 0) {
         return -1;
     }
-    sbuf_cpy(text, result.c_str());
+    dri_must_write(sbuf_cpy(text, result.c_str()));
     return 0;
 }
 

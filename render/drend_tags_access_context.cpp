@@ -272,8 +272,7 @@ bool dr_tags_access_context_c::next_dynamic_kid(drend_tag_object_c* tobj,
                                                 const drend_tag_c*& kid) {
     dr_meta_context_c* context = get_top_meta_context(0);
     const void* inherited = tobj->dto_dynamic->inherited_ref;
-    const dr_meta_node_c* node = context->get_top_node();
-    const int status = node->cont_proc(context, node->data);
+    const int status = context->call_cont_proc();
     const dr_meta_object_c* object = context->get_top_object();
     const bool marked =
         object->attribute_ref != nullptr ||

@@ -46,7 +46,7 @@ drend_menu_entry_s* make_menu(const std::vector<drend_menu_entry_s>& entries) {
     }
     auto* menu = static_cast<drend_menu_entry_s*>(calloc(1, size));
     if (menu == nullptr) {
-        return nullptr;
+        throw std::bad_alloc();
     }
     auto* texts = reinterpret_cast<char*>(menu + entries.size() + 1);
     drend_menu_entry_s* at = menu;
@@ -147,14 +147,11 @@ void dri_rebuild_menu(void* submenu) {
     if (submenu == nullptr) {
         return;
     }
-    try {
-        if (drend_menu_entry_s* menu = make_drend_menu()) {
-            auto** place = static_cast<drend_menu_entry_s**>(submenu);
-            keep_until_next_rebuild(submenu, std::exchange(*place, menu));
-        }
-    } catch (const std::bad_alloc&) {
-        return; // the menu stays as it is
-    }
+    replaced_menus.reserve(replaced_menus.size() +
+                           1); // nothing may fail once there is a menu
+    drend_menu_entry_s* menu = make_drend_menu();
+    auto** place = static_cast<drend_menu_entry_s**>(submenu);
+    keep_until_next_rebuild(submenu, std::exchange(*place, menu));
 }
 
 int dri_run_menu_rebuild(void* peer) {

@@ -14,7 +14,7 @@ int dri_append_parse_menu(drend_menu_entry_s* entries, unsigned n);
 
 // Builds the sub-menu that the drend_menu_entry_s pointer at `submenu` leads to anew, with texts of
 // its own. The menu before is kept until the rebuild after this one, because a handler may be
-// running out of it. Nothing for null, or when memory runs out.
+// running out of it. Nothing for null. When memory runs out, std::bad_alloc: the menu is as it was.
 void dri_rebuild_menu(void* submenu);
 
 // Runs the installed rebuild function. 0, or -1 with a line for the peer when there is none.

@@ -1,9 +1,9 @@
 // Memory that runs out where a test wants it to: the allocation functions of a test program that
-// links failing_memory.cpp.
+// links failing_memory.cpp, which the libraries that it uses call, too.
 #pragma once
 
 // The allocation of this thread, counted from 1, that fails; 0: none does. Counts down to 0.
 extern thread_local long failing_allocation;
 
-// False under a checker that puts its own allocation function in place of the program's.
+// False under a checker that puts its own allocation functions in place of the program's.
 bool allocations_can_fail();
