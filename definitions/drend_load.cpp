@@ -8,10 +8,13 @@
 #include <utility>
 
 #include "definitions/dr_current_set.h"
+#include "definitions/dr_load_steps.h"
+#include "frame/str_util.h"
 
 namespace {
 
 std::atomic<int> set_count{0};
+std::atomic<dri_is_taken_t> is_taken_name{nullptr};
 
 struct loader_s {
     drend_lock_c definitions_lock; // guards `current`
@@ -25,23 +28,50 @@ loader_s& loader() {
     return state;
 }
 
-std::vector<std::string> files_of(const char* name) {
+std::vector<std::string> files_of(const char* name, dr_findings_c& findings) {
     std::vector<std::string> files;
-    if (name == nullptr) {
-        drend_get_filenames(nullptr, "*.json", files);
-    } else {
+    if (name != nullptr) {
         files.push_back(std::string(name) + ".json");
-        dri_get_all_files_by_pattern(name, files);
+    }
+    for (const std::string& directory : dri_directories(nullptr)) {
+        dri_append_matches(directory, dri_pattern(name).c_str(), files, findings);
     }
     return files;
 }
 
-std::unique_ptr<dr_daemon_context_c> read_set(const char* name) {
+// Says where was looked for what.
+void add_no_file(const char* name, dr_findings_c& findings) {
+    std::string directories;
+    str_join(dri_directories(nullptr), directories, ", ");
+    findings.add(dr_finding_e::LEFT_OUT, directories,
+                 "no file is called '" + dri_pattern(name) + "'");
+}
+
+std::unique_ptr<dr_daemon_context_c> read_set(const char* name, bool wants_files,
+                                              dr_findings_c& findings) {
     auto ddc = std::make_unique<dr_daemon_context_c>();
-    for (const std::string& file : files_of(name)) {
-        dri_load_file(file.c_str(), *ddc);
+    for (const std::string& file : files_of(name, findings)) {
+        std::string text;
+        if (dri_read_text(file.c_str(), text, findings)) {
+            dri_read_definitions(file.c_str(), text, *ddc, findings);
+            wants_files = false;
+        }
+    }
+    if (wants_files && !findings.is_incomplete()) {
+        add_no_file(name, findings);
     }
     return ddc;
+}
+
+// Reads one file and says what is wrong with it.
+int read_file(const char* path, dr_daemon_context_c& set) {
+    dr_findings_c findings;
+    std::string text;
+    const int status = dri_read_text(path, text, findings)
+                           ? dri_read_definitions(path, text, set, findings)
+                           : -1;
+    findings.print(stderr);
+    return status;
 }
 
 // Makes a set (null: none) current and retires the one before.
@@ -55,22 +85,39 @@ void replace_current(std::unique_ptr<dr_daemon_context_c> set) {
     dri_free_daemon_context(replaced);
 }
 
+bool has_current() {
+    drend_lock_guard_c guard(loader().definitions_lock);
+    return loader().current != nullptr;
+}
+
 int report_no_memory() {
-    fputs("render definitions: out of memory\n", stderr);
+    dr_findings_c findings;
+    findings.note_no_memory();
+    findings.print(stderr);
     return -1;
 }
 
-// Reads a new set, has it finished aside and makes it current.
-int load(const char* name, void (*finish)(dr_daemon_context_c& set)) {
+using finish_t = void (*)(dr_daemon_context_c& set);
+
+// Reads a new set, has it finished aside and makes it current. A daemon that has definitions does
+// not lose them to a directory that it cannot open; one that starts takes what there is.
+int load(const char* name, finish_t finish, dr_findings_c& findings) {
     drend_lock_guard_c guard(loader().load_lock);
     loader().name = name;
+    const bool replaces = has_current();
     try {
-        std::unique_ptr<dr_daemon_context_c> ddc = read_set(name);
+        std::unique_ptr<dr_daemon_context_c> ddc = read_set(name, replaces, findings);
         finish(*ddc);
+        findings.print(stderr);
+        if (replaces && findings.is_incomplete()) {
+            return -1;
+        }
         replace_current(std::move(ddc));
         return 0;
     } catch (const std::bad_alloc&) {
-        return report_no_memory();
+        findings.note_no_memory();
+        findings.print(stderr);
+        return -1;
     }
 }
 
@@ -144,16 +191,33 @@ int dri_get_set_count() {
 // --- loading ---
 
 int dri_load_dir(const char* name) {
-    return load(name, [](dr_daemon_context_c& set) { set.index_names(); });
+    dr_findings_c findings;
+    return load(
+        name, [](dr_daemon_context_c& set) { set.index_names(); }, findings);
 }
 
 int dri_load_merged(const char* name) {
-    return load(name, dri_merge_set);
+    dr_findings_c findings;
+    return load(name, dri_merge_set, findings);
+}
+
+int dri_reload_json(dr_findings_c& findings) {
+    drend_lock_guard_c guard(loader().load_lock);
+    return load(loader().name, dri_merge_set, findings);
 }
 
 int dri_reload_json() {
-    drend_lock_guard_c guard(loader().load_lock);
-    return dri_load_merged(loader().name);
+    dr_findings_c findings;
+    return dri_reload_json(findings);
+}
+
+void dri_set_taken_names(dri_is_taken_t is_taken) {
+    is_taken_name.store(is_taken, std::memory_order_release);
+}
+
+bool dri_is_taken_name(const char* name) {
+    const dri_is_taken_t is_taken = is_taken_name.load(std::memory_order_acquire);
+    return is_taken != nullptr && is_taken(name);
 }
 
 int dri_schema_merge() {
@@ -174,12 +238,16 @@ int dri_load_filename(const char* path) {
         if (loader().current == nullptr) {
             loader().current = new dr_daemon_context_c;
         }
-        const int status = dri_load_file(path, *loader().current);
+        const int status = read_file(path, *loader().current);
         loader().current->index_names();
         return status;
     } catch (const std::bad_alloc&) {
         return report_no_memory();
     }
+}
+
+int dri_load_file(const char* path, dr_daemon_context_c& set) {
+    return read_file(path, set);
 }
 
 int dri_load_file_ex(const char* name, dr_daemon_context_c& set) {

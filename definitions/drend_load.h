@@ -21,6 +21,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "definitions/dr_findings.h"
 #include "definitions/drend_command.h"
 #include "definitions/drend_tag.h"
 
@@ -68,7 +69,8 @@ void dri_set_dir_path(const char* path);
 std::string dri_dir_path();
 
 // Appends the paths of the files that match a shell pattern in `directory`, or in the render
-// directories when it is null, in the order in which the directories list them. Returns 0.
+// directories when it is null, in the order in which the directories list them. Directories that
+// cannot be read are passed over. Returns 0.
 int drend_get_filenames(const char* directory, const char* pattern,
                         std::vector<std::string>& out);
 // The files of application `name` in the render directories.
@@ -78,25 +80,34 @@ std::string dri_resolve_filename(const char* name);
 
 // --- loading ---
 
-// Reads one file into a set. 0, or -1 when it could not be opened (silently) or parsed (one line
-// on standard error). What a faulty entry leaves out does not keep the others from loading.
+// Reads one file into a set. 0, or -1 when it is missing (silently), could not be read or could not
+// be parsed (one line on standard error). What a faulty entry leaves out, with a line, does not
+// keep the others from loading.
 int dri_load_file(const char* path, dr_daemon_context_c& set);
 // Resolves a file's name first. Returns 0.
 int dri_load_file_ex(const char* name, dr_daemon_context_c& set);
 // Reads one file into the current set, made when there is none.
 int dri_load_filename(const char* path);
 // Loads a new set and makes it current. `name` selects an application's files, null all files; the
-// pointer is kept for reloads, so the text must stay. 0, or -1 when memory ran out; the set that
-// was current then stays.
+// pointer is kept for reloads, so the text must stay. What is wrong with a file leaves it or a part
+// of it out, with a line on standard error. 0, or -1 when memory ran out or, while a set is
+// current, something that is there could not be read; the set that was current then stays.
 int dri_load_dir(const char* name);
 // Merges the commands of the current set that share a name. 0, or -1 when memory ran out.
 int dri_schema_merge();
 // The two in one, as a daemon starts: the set is merged aside, so that no look-up of another thread
-// sees it before. 0, or -1 when memory ran out; the set that was current then stays.
+// sees it before. Fails as dri_load_dir does.
 int dri_load_merged(const char* name);
-// Loads again what was loaded last, merges it and makes it current. 0, or -1 when memory ran out;
-// the set that was current then stays.
+// Loads again what was loaded last, merges it and makes it current, unless that fails as
+// dri_load_dir does. Whoever asks may have what standard error is told.
+int dri_reload_json(dr_findings_c& findings);
 int dri_reload_json();
+
+// Tells whether a name belongs to a fixed command: definitions of commands may not have it. Null,
+// the default: no name does. Any thread.
+using dri_is_taken_t = bool (*)(const char* name);
+void dri_set_taken_names(dri_is_taken_t is_taken);
+bool dri_is_taken_name(const char* name);
 
 // --- retirement ---
 

@@ -1,18 +1,24 @@
-// Reads one definitions file into a set. The only source that knows jansson.
+// Adds what the text of a definitions file says to a set. The only source that knows jansson.
 //
 // The members of a tag object are sorted out in one pass over the object, and the tree of
 // tags is read with a stack of its own: how deep a file nests is the file's choice.
-#include "definitions/drend_load.h"
+//
+// A tag that would not come out as an element of an XML document is left out with its kids.
+#include "definitions/dr_load_steps.h"
 
+#include <algorithm>
 #include <array>
+#include <atomic>
 #include <cctype>
-#include <cstdio>
+#include <cstdlib>
 #include <iterator>
 #include <jansson.h>
 #include <memory>
 #include <new>
 
 #include "definitions/dr_tag_words.h"
+#include "definitions/dr_xml_text.h"
+#include "frame/drend_lock.h"
 #include "frame/drend_trace.h"
 
 namespace {
@@ -21,9 +27,6 @@ namespace {
 
 struct release_json_s {
     void operator()(json_t* value) const { json_decref(value); }
-};
-struct close_file_s {
-    void operator()(FILE* file) const { fclose(file); }
 };
 
 const char* text_of(const json_t* value) {
@@ -179,33 +182,87 @@ std::unique_ptr<drend_tag_c> make_tag(const tag_members_t& members) {
     return tag;
 }
 
+// --- what comes out as an element ---
+
+// How much a finding shows: of a text, in bytes, and of a tag's path.
+constexpr size_t SHOWN = 64;
+constexpr size_t SHOWN_LEVELS = 8;
+// The library prints it on the top element when a style is asked for.
+constexpr std::string_view STYLE_ATTRIBUTE = "orvex:style";
+
+// As much of a text as is shown.
+std::string shown(std::string_view text) {
+    size_t size = std::min(text.size(), SHOWN);
+    while (size < text.size() && size > 0 && (text[size] & 0xC0) == 0x80) {
+        --size; // not half a character
+    }
+    return std::string(text.substr(0, size)) + (size < text.size() ? "..." : "");
+}
+
+// Style words of commands and their parameters become the value of an attribute.
+std::string fault_of_styles(const drend_tag_c& tag) {
+    for (const std::string& style : tag.dt_styles) {
+        if (!dri_is_xml_attribute(style)) {
+            return "dts_style: '" + shown(style) + "' is no text of an attribute";
+        }
+    }
+    return "";
+}
+
+// What keeps a tag from being an element; empty: nothing.
+std::string fault_of(const drend_tag_c& tag, bool is_top) {
+    if (tag.is_hidden()) {
+        return ""; // only its kids are printed
+    }
+    if (tag.name().empty()) {
+        return "an element needs a name";
+    }
+    if (!dri_is_xml_name(tag.name())) {
+        return "'" + shown(tag.name()) + "' is no name of an element";
+    }
+    if (!dri_are_xml_attributes(tag.xmlns(), is_top ? STYLE_ATTRIBUTE : "")) {
+        return "dts_namespace is no list of attributes";
+    }
+    if (!dri_is_xml_content(tag.dt_prefix)) {
+        return "dts_prefix is no text of an element";
+    }
+    return fault_of_styles(tag);
+}
+
 class tag_reader_c {
   public:
     // Input kids become loose tags.
-    explicit tag_reader_c(std::vector<drend_tag_c*>& loose_tags)
-        : loose_tags_(loose_tags) {}
+    tag_reader_c(std::vector<drend_tag_c*>& loose_tags, dr_findings_c& findings)
+        : loose_tags_(loose_tags), findings_(findings) {}
 
-    // The tree of tags that an object describes. Null when it is no object.
-    std::unique_ptr<drend_tag_c> read(json_t* object) {
+    // Reads the tree of tags that an object describes, null when it is no object. False when the
+    // root itself has to be left out. `place` is where the object stands.
+    bool read(json_t* object, const std::string& place,
+              std::unique_ptr<drend_tag_c>& root) {
         levels_.clear();
+        place_ = place;
+        root = nullptr;
         if (!json_is_object(object)) {
-            return nullptr;
+            return true;
         }
         const tag_members_t members = members_of(object);
-        std::unique_ptr<drend_tag_c> root = make_tag(members);
+        root = make_tag(members);
+        if (!is_sound(*root, fault_of(*root, true), 1)) {
+            return false;
+        }
         open(*root, members, false);
         while (!levels_.empty()) {
             level_s& level = levels_.back();
             if (level.next_input_kid < count_of(level.input_kids)) {
-                add_input_kid(*level.tag,
+                add_input_kid(level,
                               json_array_get(level.input_kids, level.next_input_kid++));
             } else if (level.next_kid < count_of(level.kids)) {
-                add_kid(*level.tag, json_array_get(level.kids, level.next_kid++));
+                add_kid(level, json_array_get(level.kids, level.next_kid++));
             } else {
                 close();
             }
         }
-        return root;
+        return true;
     }
 
   private:
@@ -225,26 +282,46 @@ class tag_reader_c {
             {&tag, is_input_kid, members[MEMBER_INPUT_KIDS], 0, members[MEMBER_KIDS], 0});
     }
 
-    void add_input_kid(drend_tag_c& parent, json_t* object) {
-        if (!json_is_object(object)) {
-            return;
+    // Whether a tag, kid number `position` of the innermost one, has no fault; else a finding.
+    bool is_sound(const drend_tag_c& tag, const std::string& fault, size_t position) {
+        if (fault.empty()) {
+            return true;
         }
-        const tag_members_t members = members_of(object);
-        std::unique_ptr<drend_tag_c> kid = make_tag(members);
-        loose_tags_.push_back(kid.get());
-        drend_tag_c* owned = kid.release();
-        parent.dt_input_kids.push_back(owned);
-        open(*owned, members, true);
+        const size_t hidden = levels_.size() - std::min(levels_.size(), SHOWN_LEVELS);
+        std::string path = hidden > 0 ? ".../" : "";
+        for (size_t i = hidden; i < levels_.size(); ++i) {
+            path += shown(levels_[i].tag->name()) + "/";
+        }
+        path +=
+            tag.name().empty() ? "[" + std::to_string(position) + "]" : shown(tag.name());
+        findings_.add(dr_finding_e::LEFT_OUT, place_ + ", tag " + path, fault);
+        return false;
     }
 
-    void add_kid(drend_tag_c& parent, json_t* object) {
+    void add_input_kid(const level_s& level, json_t* object) {
         if (!json_is_object(object)) {
             return;
         }
         const tag_members_t members = members_of(object);
         std::unique_ptr<drend_tag_c> kid = make_tag(members);
-        parent.dt_kids.push_back(kid.get());
-        open(*kid.release(), members, false);
+        if (is_sound(*kid, fault_of_styles(*kid), level.next_input_kid)) {
+            loose_tags_.push_back(kid.get());
+            drend_tag_c* owned = kid.release();
+            level.tag->dt_input_kids.push_back(owned);
+            open(*owned, members, true);
+        }
+    }
+
+    void add_kid(const level_s& level, json_t* object) {
+        if (!json_is_object(object)) {
+            return;
+        }
+        const tag_members_t members = members_of(object);
+        std::unique_ptr<drend_tag_c> kid = make_tag(members);
+        if (is_sound(*kid, fault_of(*kid, false), level.next_kid)) {
+            level.tag->dt_kids.push_back(kid.get());
+            open(*kid.release(), members, false);
+        }
     }
 
     // The kids of the innermost tag are complete.
@@ -278,95 +355,155 @@ class tag_reader_c {
     }
 
     std::vector<drend_tag_c*>& loose_tags_;
+    dr_findings_c& findings_;
+    std::string place_; // of the tree
     std::vector<level_s> levels_;
 };
 
-// --- files ---
+// --- texts ---
 
-class file_reader_c {
+// Notes the allocations that fail in jansson: it goes on after some of them, with a shorter text.
+class json_memory_c {
   public:
-    file_reader_c(const char* path, dr_daemon_context_c& set)
-        : path_(path), set_(set), command_tags_(set.loose_tags),
-          event_tags_(set.loose_event_tags) {}
+    json_memory_c() : guard_(lock()) {
+        has_failed_ = false;
+        json_malloc_t found = nullptr;
+        json_get_alloc_funcs(&found, &free_);
+        malloc_.store(found, std::memory_order_relaxed);
+        json_set_alloc_funcs(allocate, free_);
+    }
+    ~json_memory_c() {
+        json_malloc_t now = nullptr;
+        json_free_t free_now = nullptr;
+        json_get_alloc_funcs(&now, &free_now);
+        if (now == allocate) { // the daemon has not set its own meanwhile
+            json_set_alloc_funcs(malloc_.load(std::memory_order_relaxed), free_);
+        }
+    }
+    json_memory_c(const json_memory_c&) = delete;
+    json_memory_c& operator=(const json_memory_c&) = delete;
 
-    int read() {
-        const std::unique_ptr<json_t, release_json_s> root = parse();
+    bool has_failed() const { return has_failed_; }
+
+  private:
+    static drend_lock_c& lock() {
+        static drend_lock_c one_at_a_time;
+        return one_at_a_time;
+    }
+
+    // Called for whoever uses jansson meanwhile.
+    static void* allocate(size_t size) {
+        void* memory = malloc_.load(std::memory_order_relaxed)(size);
+        has_failed_ = has_failed_ || memory == nullptr;
+        return memory;
+    }
+
+    static inline std::atomic<json_malloc_t> malloc_{malloc};
+    static inline thread_local bool has_failed_ = false;
+    drend_lock_guard_c guard_;
+    json_free_t free_ = nullptr;
+};
+
+class text_reader_c {
+  public:
+    text_reader_c(const char* path, dr_daemon_context_c& set, dr_findings_c& findings)
+        : path_(path), set_(set), findings_(findings),
+          command_tags_(set.loose_tags, findings),
+          event_tags_(set.loose_event_tags, findings) {}
+
+    int read(const std::string& text) {
+        const std::unique_ptr<json_t, release_json_s> root = parse(text);
         if (!root) {
             return -1;
         }
         if (!json_is_array(root.get())) {
-            fprintf(stderr, "json load error: %s : the root is not an array\n", path_);
+            findings_.add(dr_finding_e::LEFT_OUT, path_, "the root is not an array");
             return -1;
         }
         for (size_t i = 0; i < json_array_size(root.get()); ++i) {
-            read_entry(json_array_get(root.get(), i), static_cast<int>(i) + 1);
+            read_entry(json_array_get(root.get(), i), std::to_string(i + 1));
         }
         return 0;
     }
 
   private:
-    std::unique_ptr<json_t, release_json_s> parse() const {
-        const std::unique_ptr<FILE, close_file_s> file(fopen(path_, "re"));
-        if (!file) {
-            return nullptr;
-        }
+    std::unique_ptr<json_t, release_json_s> parse(const std::string& text) {
         json_error_t error;
-        std::unique_ptr<json_t, release_json_s> root(json_loadf(file.get(), 0, &error));
+        const json_memory_c memory;
+        std::unique_ptr<json_t, release_json_s> root(
+            json_loadb(text.data(), text.size(), 0, &error));
+        if (memory.has_failed()) {
+            throw std::bad_alloc();
+        }
         if (!root) {
-            fprintf(stderr, "json load error: %s : %d:%d - %s\n", path_, error.line,
-                    error.column, error.text);
+            findings_.add(dr_finding_e::LEFT_OUT,
+                          path_ + " : " + std::to_string(error.line) + ":" +
+                              std::to_string(error.column),
+                          error.text);
         }
         return root;
     }
 
-    void read_entry(json_t* entry, int number) {
-        try {
-            if (json_is_string(json_object_get(entry, "dc_name"))) {
-                read_command(entry);
-            } else if (json_is_string(json_object_get(entry, "dc_external_notify_name"))) {
-                read_event(entry);
-            } else if (json_is_string(json_object_get(entry, "dc_notify_leaf"))) {
-                read_notification_leaf(entry);
-            } else {
-                fprintf(stderr,
-                        "json parse error in %s at entry %d: Neither a command nor a "
-                        "notification, moving on to next entry",
-                        path_, number);
-            }
-        } catch (const std::bad_alloc&) {
-            fprintf(stderr, "json load error: %s : entry %d - out of memory\n", path_,
-                    number);
+    void read_entry(json_t* entry, const std::string& number) {
+        const std::string place = path_ + " : entry " + number;
+        if (json_is_string(json_object_get(entry, "dc_name"))) {
+            read_command(entry, place);
+        } else if (json_is_string(json_object_get(entry, "dc_external_notify_name"))) {
+            read_event(entry, place);
+        } else if (json_is_string(json_object_get(entry, "dc_notify_leaf"))) {
+            read_notification_leaf(entry);
+        } else {
+            findings_.add(dr_finding_e::SKIPPED_ENTRY, path_ + " at entry " + number,
+                          "Neither a command nor a notification, moving on to next entry");
         }
     }
 
-    void read_command(json_t* entry) {
+    void read_command(json_t* entry, const std::string& entry_place) {
         const auto text = [entry](const char* member) {
             return text_of(json_object_get(entry, member));
         };
-        auto owned = std::make_unique<drend_command_c>(
+        const std::string place =
+            entry_place + ", command '" + shown(text("dc_name")) + "'";
+        if (dri_is_taken_name(text("dc_name"))) {
+            findings_.add(dr_finding_e::LEFT_OUT, place, "a fixed command has this name");
+            return;
+        }
+        std::unique_ptr<drend_tag_c> tag;
+        if (!command_tags_.read(json_object_get(entry, "dc_tag"), place, tag)) {
+            return;
+        }
+        auto command = std::make_unique<drend_command_c>(
             text("dc_name"), text("dc_full_command"), text("dc_cli_command"),
             text("dc_cli_merge_tag"), text("dc_app_name"), text("dc_top_of_output"),
             text("dc_help"),
             static_cast<int32_t>(integer_of(json_object_get(entry, "dc_message_id"), -1)));
-        owned->dc_load_order = static_cast<unsigned>(set_.commands.size());
-        set_.commands.push_back(owned.get());
-        drend_command_c* command = owned.release();
-        std::unique_ptr<drend_tag_c> tag =
-            command_tags_.read(json_object_get(entry, "dc_tag"));
+        command->dc_load_order = static_cast<unsigned>(set_.commands.size());
         if (tag) {
-            tag->dt_commands.insert(command);
+            tag->dt_commands.insert(command.get());
         }
-        command->dc_tag = tag.release();
+        set_.commands.push_back(command.get());
+        command.release()->dc_tag = tag.release();
     }
 
-    void read_event(json_t* entry) {
+    void read_event(json_t* entry, const std::string& entry_place) {
         const auto text = [entry](const char* member) {
             return text_of(json_object_get(entry, member));
         };
+        const std::string place =
+            entry_place + ", notification '" + shown(text("dc_external_notify_name")) + "'";
         auto event = std::make_unique<drend_event_c>(
             text("dc_app_name"), text("dc_external_notify_name"),
             text("dc_internal_notify_name"), dri_pasted_namespace(text("dc_namespace")));
-        event->dc_tag = event_tags_.read(json_object_get(entry, "dc_tag")).release();
+        std::unique_ptr<drend_tag_c> tag;
+        if (!dri_are_xml_attributes(event->dc_namespace, "")) {
+            findings_.add(dr_finding_e::LEFT_OUT, place,
+                          "dc_namespace is no list of attributes");
+            return;
+        }
+        if (!event_tags_.read(json_object_get(entry, "dc_tag"), place, tag)) {
+            return;
+        }
+        event->dc_tag = tag.release();
         auto& events = set_.external_events[event->dc_internal_notify_name];
         events.push_back(event.get());
         event.release();
@@ -389,14 +526,16 @@ class file_reader_c {
         }
     }
 
-    const char* path_;
+    const std::string path_;
     dr_daemon_context_c& set_;
+    dr_findings_c& findings_;
     tag_reader_c command_tags_;
     tag_reader_c event_tags_;
 };
 
 } // namespace
 
-int dri_load_file(const char* path, dr_daemon_context_c& set) {
-    return file_reader_c(path, set).read();
+int dri_read_definitions(const char* path, const std::string& text,
+                         dr_daemon_context_c& set, dr_findings_c& findings) {
+    return text_reader_c(path, set, findings).read(text);
 }

@@ -309,7 +309,11 @@ DREND_API int drend_add_walk_handlers(drend_walk_handler_t start,
 
 /* ---- Values: called by a leaf procedure to hand its value over --------------------------- */
 
-/* Set the value of the leaf being read. 0, or DREND_ERR outside a leaf procedure. */
+/*
+ * Set the value of the leaf being read. 0, or DREND_ERR outside a leaf procedure or when memory ran
+ * out. The latter ends the request with an error whatever the accessor returns. That goes for all
+ * setters here and in "Rows" and "Context".
+ */
 DREND_API int drend_set_boolean_value(dr_meta_context_s* ctx, int32_t value);
 DREND_API int drend_set_int8_value(dr_meta_context_s* ctx, int8_t value);
 DREND_API int drend_set_int16_value(dr_meta_context_s* ctx, int16_t value);
@@ -443,7 +447,7 @@ DREND_API int drend_set_cookie(dr_meta_context_s* ctx, const char* name, void* c
 DREND_API void* drend_get_cookie(dr_meta_context_s* ctx, const char* name);
 
 /* Stores a formatted text under `name` for drend_get_cached_cb. A NULL name is ignored.
- * Returns 0. */
+ * Returns 0, or DREND_ERR. */
 DREND_API int drend_add_str_cached(dr_meta_context_s* ctx, const char* name,
                                    const char* format, ...) DREND_PRINTF(3, 4);
 
@@ -493,13 +497,16 @@ DREND_API drend_menu_entry_s* drend_init(void* event_context,
                                          const drend_menu_entry_s* menu, int count,
                                          const char* load_arg);
 
-/* For a daemon without a menu: loads the definitions of application `load_arg` (NULL: all)
- * and merges them. 0, or -1. `load_arg` must stay valid. */
+/*
+ * For a daemon without a menu: loads the definitions of application `load_arg` (NULL: all) and
+ * merges them. `load_arg` must stay valid. What is wrong with a file is reported on standard error
+ * and left out. 0, or -1 when memory ran out or, while there are definitions in force, a directory
+ * or file could not be read; those in force then stay.
+ */
 DREND_API int drend_app_init(const char* load_arg);
 
 /*
- * Loads every definition file and merges definitions of one name. Returns the number of
- * commands, or -1. Files that are broken are reported on standard error and left out.
+ * The same for every definition file. Returns the number of commands, or -1.
  */
 DREND_API int drend_dir_init(void);
 

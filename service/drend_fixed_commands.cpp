@@ -1,5 +1,6 @@
 #include "service/drend_fixed_commands.h"
 
+#include <algorithm>
 #include <cstring>
 #include <iterator>
 
@@ -45,8 +46,15 @@ int say_no_xwalker(void* peer, const char* /*argument*/) {
 }
 
 int reload(void* peer, const char* /*argument*/) {
-    const int reloaded = dri_reload_json();
-    const int rebuilt = dri_run_menu_rebuild(peer);
+    int reloaded = -1;
+    int rebuilt = -1;
+    dri_answer(peer, 0, [&] {
+        dr_findings_c findings;
+        reloaded = dri_reload_json(findings);
+        findings.send(peer);
+        return 0;
+    });
+    dri_answer(peer, 0, [&] { return rebuilt = dri_run_menu_rebuild(peer); });
     const bool failed = reloaded != 0 || rebuilt != 0;
     drend_send(peer, "%s", failed ? "error reloading\n" : "finish reloading\n");
     return rebuilt;
@@ -70,6 +78,14 @@ constexpr drend_menu_entry_s OWN_COMMANDS[] = {
     {"reload", "Reloads json files", 0, nullptr, handle<reload>},
 };
 
+bool is_fixed_command(const char* name) {
+    drend_lock_guard_c guard(table().lock);
+    const auto& entries = table().entries;
+    return std::any_of(entries.begin(), entries.end(), [name](const auto& entry) {
+        return strcmp(entry.command, name) == 0;
+    });
+}
+
 // Appends entries, or leaves the table as it was and returns -1.
 int append(const drend_menu_entry_s* first, const drend_menu_entry_s* last) {
     return dri_unless_no_memory(-1, [&] {
@@ -82,6 +98,7 @@ int append(const drend_menu_entry_s* first, const drend_menu_entry_s* last) {
 
 int drend_init_fixed_commands() {
     drend_lock_guard_c guard(table().lock);
+    dri_set_taken_names(is_fixed_command);
     return table().entries.empty()
                ? append(std::begin(OWN_COMMANDS), std::end(OWN_COMMANDS))
                : 0;

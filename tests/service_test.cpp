@@ -1,9 +1,11 @@
 // The daemon's view of a running library: start-up, menu, requests by entry, dumps, look-ups.
 
 #include <atomic>
+#include <filesystem>
 #include <thread>
 
 #include <gmock/gmock.h>
+#include <unistd.h>
 
 #include "definitions/drend_lookup.h"
 #include "failing_memory.h"
@@ -561,6 +563,37 @@ TEST_F(service_test, reload_replaces_definitions_and_menu) {
     EXPECT_EQ(take_text(), "Missing rebuild_menu_fnerror reloading\n");
 }
 
+TEST_F(service_test, reload_says_what_it_left_out) {
+    start(nullptr, 1);
+    const std::string directory = dri_prefix() + "/usr/lib/render";
+    const auto reload = [this] {
+        testing::internal::CaptureStderr();
+        EXPECT_EQ(request("reload"), 0);
+        const std::string answer = take_text();
+        EXPECT_THAT(answer, testing::StartsWith(testing::internal::GetCapturedStderr()));
+        return answer;
+    };
+    redefine(0, R"([{"dc_name": "n", "dc_tag": {"dts_name": "\n"}}, {}])");
+    EXPECT_EQ(reload(),
+              "json load error: " + directory +
+                  "/0.json : entry 1, command 'n', tag ? - '?' is no name of an element\n"
+                  "json parse error in " +
+                  directory +
+                  "/0.json at entry 2: Neither a command nor a notification, moving on to "
+                  "next entry\nfinish reloading\n");
+    symlink("/proc/self/mem", (directory + "/1.json").c_str());
+    redefine(0, "[]");
+    EXPECT_EQ(reload(), "json load error: " + directory +
+                            "/1.json - cannot be read: Input/output error\n"
+                            "error reloading\n");
+    std::filesystem::remove_all(directory);
+    const std::string prefix = dri_prefix();
+    EXPECT_EQ(reload(), "json load error: " + prefix + "/usr/lib/render, " + prefix +
+                            "/opt/lib/render, " + prefix +
+                            "/var/opt/lib/render - no file is called '*.json'\n"
+                            "finish reloading\n");
+}
+
 TEST_F(service_test, daemons_add_fixed_commands) {
     const auto answer = [](void* peer, void*, const char* argument) {
         return drend_send(peer, "<%s>", argument);
@@ -663,6 +696,22 @@ TEST_F(service_test, a_tree_of_any_length_is_sent_whole) {
     output = {};
     request("dump-render-tree", "a\x1b[2J\x9b\x7f\"~");
     EXPECT_EQ(take_text(), "Couldn't find 'a\\x1b[2J\\x9b\\x7f\"~'\n");
+}
+
+TEST_F(service_test, a_definition_takes_no_fixed_commands_name) {
+    const drend_menu_entry_s more[] = {{"more", "", 0, nullptr, nullptr}};
+    start(nullptr, 1);
+    drend_add_fixed_commands(more, 1);
+    std::string json = R"([{"dc_name": "own", "dc_tag": {"dts_name": "t"}})";
+    for (const char* name :
+         {"dump-schema", "dump", "dump-render-tree", "xwalker", "reload", "more"}) {
+        json += std::string(R"(, {"dc_name": ")") + name + "\"}";
+    }
+    redefine(0, json + "]");
+    testing::internal::CaptureStderr();
+    request("reload");
+    EXPECT_EQ(take_text(), testing::internal::GetCapturedStderr() + "finish reloading\n");
+    EXPECT_EQ(drend_dir_init(), 1);
 }
 
 TEST_F(service_test, dumps_show_schema_values_and_trees) {

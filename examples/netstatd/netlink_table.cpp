@@ -17,37 +17,29 @@ struct socket_freer_s {
 };
 using socket_ptr_t = std::unique_ptr<nl_sock, socket_freer_s>;
 
-struct reading_s {
-    netlink_table_t& table;
-    bool is_short_of_memory = false;
-};
-
 // The two callbacks below are called by C code: no exception may leave them.
 
-void keep_object(nl_object* object, void* data) {
-    auto& reading = *static_cast<reading_s*>(data);
+void keep_object(nl_object* object, void* out) {
+    auto& table = *static_cast<netlink_table_t*>(out);
     try {
-        reading.table.emplace_back(nullptr);
+        table.emplace_back(nullptr);
     } catch (const std::bad_alloc&) {
-        reading.is_short_of_memory = true;
-        return;
+        return; // the row is missing, the others stand
     }
     nl_object_get(object);
-    reading.table.back().reset(object);
+    table.back().reset(object);
 }
 
-int parse_message(nl_msg* message, void* data) {
+int parse_message(nl_msg* message, void* out) {
     // A message that cannot be parsed is one of a kind this library does not know: without
     // it the table still holds all the others.
-    const int status = nl_msg_parse(message, keep_object, data);
-    const bool is_short = static_cast<reading_s*>(data)->is_short_of_memory;
-    return status == -NLE_NOMEM || is_short ? -NLE_NOMEM : static_cast<int>(NL_OK);
+    nl_msg_parse(message, keep_object, out);
+    return NL_OK;
 }
 
 int dump_once(nl_sock* socket, int request, netlink_table_t& table) {
     table.clear();
-    reading_s reading{table};
-    nl_socket_modify_cb(socket, NL_CB_VALID, NL_CB_CUSTOM, parse_message, &reading);
+    nl_socket_modify_cb(socket, NL_CB_VALID, NL_CB_CUSTOM, parse_message, &table);
     const int sent = nl_rtgen_request(socket, request, AF_UNSPEC, NLM_F_DUMP);
     return sent < 0 ? sent : nl_recvmsgs_default(socket);
 }
