@@ -152,11 +152,11 @@ TEST(expr_parser, size_is_bounded) {
         {"a[f(", "match(x, '\\(a\\)\\1') ", ")]",
          256}, // matches nothing, so it costs nothing
     };
-    for (const auto& [open, each, close, most] : cases) {
-        const auto with = [&](int n) { return open + repeated(n, each) + close; };
-        EXPECT_NE(dri_xpath_get(with(most).c_str()), nullptr) << open << each;
-        EXPECT_EQ(dri_xpath_get(with(most + 1).c_str()), nullptr) << open << each;
-        EXPECT_EQ(dri_xpath_get(with(100000).c_str()), nullptr) << open << each;
+    for (const auto& c : cases) {
+        const auto with = [&](int n) { return c.open + repeated(n, c.each) + c.close; };
+        EXPECT_NE(dri_xpath_get(with(c.most).c_str()), nullptr) << c.open << c.each;
+        EXPECT_EQ(dri_xpath_get(with(c.most + 1).c_str()), nullptr) << c.open << c.each;
+        EXPECT_EQ(dri_xpath_get(with(100000).c_str()), nullptr) << c.open << c.each;
     }
     dr_xp_size_s together;
     for (int i = 0; i < 3; ++i) { // parsed once, counted each time
