@@ -3,16 +3,21 @@
 
 #include <atomic>
 #include <chrono>
+#include <csignal>
 #include <filesystem>
+#include <fstream>
 #include <latch>
+#include <numeric>
 #include <random>
-#include <set>
 #include <thread>
 
 #include <event2/event.h>
 #include <event2/thread.h>
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <grp.h>
+#include <sys/file.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -38,6 +43,8 @@ std::atomic<uintptr_t> table_size{0};
 std::atomic<int> leaf_status{DREND_OK};
 std::atomic<int> leaf_calls{0};
 std::atomic<int> open_lists{0};
+// Called by the server's thread before each leaf is read; set while nothing is served.
+std::function<void()> on_leaf;
 
 int next_number(dr_meta_context_s* ctx, const void*) {
     const auto current = reinterpret_cast<uintptr_t>(drend_get_element_ref(ctx));
@@ -48,6 +55,9 @@ int next_number(dr_meta_context_s* ctx, const void*) {
 
 int read_row_number(dr_meta_context_s* ctx, const void*) {
     ++leaf_calls;
+    if (on_leaf) {
+        on_leaf();
+    }
     if (const int status = leaf_status) {
         return status;
     }
@@ -61,6 +71,7 @@ class mgmt_server_test : public render_test {
         table_size = 3;
         leaf_status = DREND_OK;
         leaf_calls = 0;
+        on_leaf = nullptr;
         drend_add_list("/t/row", next_number, nullptr);
         drend_add_str_leaf("/t/row/number", read_row_number, nullptr);
         drend_add_enter(
@@ -110,10 +121,7 @@ class mgmt_server_test : public render_test {
         char error[256] = "";
         server_ = mgmt_server_open(loop_, &config_, error, sizeof error);
         ASSERT_NE(server_, nullptr) << error;
-        thread_ = std::thread([this] {
-            event_base_loop(static_cast<event_base*>(loop_.opaque),
-                            EVLOOP_NO_EXIT_ON_EMPTY);
-        });
+        thread_ = std::thread([this] { event_base_loop(base(), EVLOOP_NO_EXIT_ON_EMPTY); });
     }
     // Runs in the server's thread, between two events; returns when it has run.
     template <typename Function>
@@ -125,7 +133,7 @@ class mgmt_server_test : public render_test {
         };
         const timeval at_once{0, 0};
         event_base_once(
-            static_cast<event_base*>(loop_.opaque), -1, EV_TIMEOUT,
+            base(), -1, EV_TIMEOUT,
             [](evutil_socket_t, short, void* data) {
                 (*static_cast<decltype(call)*>(data))();
             },
@@ -150,11 +158,12 @@ class mgmt_server_test : public render_test {
         if (server_ == nullptr) {
             return;
         }
-        event_base_loopbreak(static_cast<event_base*>(loop_.opaque));
+        on_loop([this] { event_base_loopbreak(base()); });
         thread_.join();
         mgmt_server_close(server_);
         server_ = nullptr;
     }
+    event_base* base() { return static_cast<event_base*>(loop_.opaque); }
 
     std::string path_;
     evContext loop_{};
@@ -163,6 +172,52 @@ class mgmt_server_test : public render_test {
     std::thread thread_;
     drend_menu_entry_s* menu_ = nullptr;
 };
+
+// Peers that send one byte, again and again, as fast as it is taken.
+class flood_c {
+  public:
+    flood_c(const std::string& path, char byte, int peers) {
+        for (int i = 0; i < peers; ++i) {
+            threads_.emplace_back([this, path, byte] {
+                socket_client_c client(path);
+                const std::string bytes(65536, byte);
+                while (!is_over_ && client.send_bytes(bytes)) {
+                    sent += bytes.size();
+                }
+            });
+        }
+    }
+    ~flood_c() {
+        is_over_ = true;
+        for (std::thread& thread : threads_) {
+            thread.join();
+        }
+    }
+    std::atomic<size_t> sent{0};
+
+  private:
+    std::atomic<bool> is_over_{false};
+    std::vector<std::thread> threads_;
+};
+
+size_t resident_bytes() {
+    size_t pages = 0;
+    std::ifstream statm("/proc/self/statm");
+    statm >> pages >> pages;
+    return pages * static_cast<size_t>(sysconf(_SC_PAGESIZE));
+}
+
+// Opens `most` descriptors, or as many as there are, and closes them. Their numbers.
+std::vector<int> take_descriptors(size_t most) {
+    std::vector<int> taken;
+    for (int fd; taken.size() < most && (fd = dup(STDERR_FILENO)) >= 0;) {
+        taken.push_back(fd);
+    }
+    for (const int fd : taken) {
+        close(fd);
+    }
+    return taken;
+}
 
 int open_descriptors() {
     int count = 0;
@@ -292,6 +347,87 @@ TEST_F(mgmt_server_test, interrupts_without_end_are_not_answered_without_end) {
     EXPECT_LT(sent, 2000000u);
 }
 
+// With slices of a row, each as long as any other turn, it is turns that are counted.
+TEST_F(mgmt_server_test, a_long_answer_and_all_that_begin_have_the_same_share) {
+    constexpr size_t PEERS = 200;
+    constexpr unsigned REQUESTS = 50; // of each
+    constexpr unsigned ROWS = 3000;
+    table_size = ROWS;
+    config_.slice_usec = 1;
+    std::atomic<unsigned long> answered{0};
+    on_leaf = [&] {
+        if (leaf_calls == ROWS) {
+            answered = mgmt_server_stats(server_).requests;
+        }
+    };
+    serve();
+    std::vector<std::unique_ptr<socket_client_c>> peers;
+    while (peers.size() < PEERS) {
+        peers.push_back(std::make_unique<socket_client_c>(path_));
+    }
+    socket_client_c reader(path_);
+    wait_for_peers(PEERS + 1);
+    std::latch all_sent(1);
+    std::thread holder([&] { on_loop([&] { all_sent.wait(); }); });
+    for (const auto& peer : peers) {
+        for (unsigned i = 0; i < REQUESTS; ++i) {
+            peer->send_bytes("show-rows filter='/none'\n");
+        }
+    }
+    reader.send_bytes("show-rows\n");
+    all_sent.count_down();
+    holder.join();
+    EXPECT_EQ(reader.answer(), document("old", ROWS));
+    EXPECT_GT(answered, ROWS / 2u);
+    EXPECT_LT(answered, ROWS * 2u);
+}
+
+TEST_F(mgmt_server_test, a_flood_of_nothing_costs_its_peers_turns_alone) {
+    constexpr int ROWS = 300;
+    constexpr size_t TURN = 16384; // what a peer may have read in a turn
+    constexpr size_t ON_ITS_WAY = 3 * (65536 + 300000);
+    for (const char byte : {'\n', '\x03'}) {
+        table_size = ROWS;
+        leaf_calls = 0;
+        config_.slice_usec = 1;
+        std::atomic<size_t> sent_at[3]{}; // when it begins, has a signal come and ends
+        std::atomic<size_t> sent_at_signal{0};
+        std::atomic<flood_c*> flood{nullptr};
+        on_leaf = [&] {
+            const int row = leaf_calls;
+            if (row == ROWS / 2) {
+                raise(SIGUSR1);
+            }
+            for (const int part : {0, 1, 2}) {
+                if (row == std::max(1, part * ROWS / 2)) {
+                    sent_at[part] = flood.load()->sent.load();
+                }
+            }
+        };
+        auto call = [&] { sent_at_signal = flood.load()->sent.load(); };
+        event* signal = evsignal_new(
+            base(), SIGUSR1,
+            [](evutil_socket_t, short, void* data) {
+                (*static_cast<decltype(call)*>(data))();
+            },
+            &call);
+        event_add(signal, nullptr);
+        serve();
+        {
+            flood_c peers(path_, byte, 3);
+            flood = &peers;
+            while (peers.sent < 10 * ON_ITS_WAY) {
+            }
+            socket_client_c reader(path_);
+            EXPECT_EQ(reader.ask("show-rows"), document("old", ROWS));
+            EXPECT_LT(sent_at[2] - sent_at[0], ROWS * TURN + ON_ITS_WAY);
+            EXPECT_LT(sent_at_signal - sent_at[1], ON_ITS_WAY);
+        }
+        stop();
+        event_free(signal);
+    }
+}
+
 TEST_F(mgmt_server_test, a_peer_that_does_not_read_costs_little_and_is_closed) {
     config_.high_water = 65536;
     config_.stall_seconds = 1;
@@ -309,6 +445,75 @@ TEST_F(mgmt_server_test, a_peer_that_does_not_read_costs_little_and_is_closed) {
     EXPECT_LT(leaf_calls, 30000);
     EXPECT_EQ(open_lists, 0);
     EXPECT_THAT(idle.ask("?"), HasSubstr("show-rows"));
+}
+
+// A byte now and then, long before any buffer of the kernel is used up.
+TEST_F(mgmt_server_test, a_slow_reader_is_served) {
+    config_.stall_seconds = 1;
+    serve();
+    table_size = 10000000;
+    using clock = std::chrono::steady_clock;
+    constexpr auto TOO_LONG = std::chrono::milliseconds(200);
+    clock::duration pause{}; // the longest that this machine did not let the reader read
+    do {
+        socket_client_c slow(path_);
+        slow.send_bytes("show-rows\n");
+        pause = {};
+        const auto begin = clock::now();
+        for (auto last = begin; last - begin < std::chrono::milliseconds(2500);) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+            ASSERT_TRUE(slow.receive(1));
+            pause = std::max(pause, clock::now() - last);
+            last = clock::now();
+        }
+        EXPECT_TRUE(stats().peers == 1 || pause > TOO_LONG);
+        slow.hang_up();
+        wait_for_peers(0);
+    } while (pause > TOO_LONG);
+}
+
+TEST_F(mgmt_server_test, what_peers_had_waiting_goes_back_to_the_system) {
+#if defined(__SANITIZE_THREAD__) || defined(__SANITIZE_ADDRESS__)
+    GTEST_SKIP() << "the checker's own memory is in the way";
+#endif
+    constexpr size_t PEERS = 200;
+    serve();
+    table_size = 10000000;
+    const size_t before = resident_bytes();
+    {
+        std::vector<std::unique_ptr<socket_client_c>> peers;
+        while (peers.size() < PEERS) {
+            peers.push_back(std::make_unique<socket_client_c>(path_));
+            peers.back()->send_bytes("show-rows\n");
+        }
+        // Nobody reads: each is suspended when enough waits for it.
+        for (size_t held = 0; held < PEERS * 60000;) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            held = resident_bytes() - before;
+        }
+    }
+    wait_for_peers(0);
+    EXPECT_LT(resident_bytes() - before, 5000000u);
+}
+
+TEST_F(mgmt_server_test, a_peer_that_goes_while_its_walk_waits_is_noticed) {
+    serve();
+    leaf_status = DREND_DEFER;
+    socket_client_c other(path_);
+    for (const bool sends_on : {false, true}) {
+        socket_client_c client(path_);
+        client.send_bytes("show-rows\n");
+        while (sends_on && client.send_some("more than is read ahead\n") > 0) {
+        }
+        client.end_requests();
+        for (int i = 0; i < 20; ++i) {
+            other.ask("?");
+        }
+        EXPECT_EQ(stats().peers, 2u); // it may still read the answer
+        client.hang_up();
+        wait_for_peers(1);
+        EXPECT_EQ(open_lists, 0);
+    }
 }
 
 TEST_F(mgmt_server_test, a_leaf_that_cannot_answer_is_asked_again_with_patience) {
@@ -345,6 +550,32 @@ TEST_F(mgmt_server_test, who_may_connect_and_how_many) {
     EXPECT_EQ(stats().refused, 1u);
 }
 
+TEST_F(mgmt_server_test, descriptors_are_kept_back_for_the_daemon) {
+    rlimit before{};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+    for (const unsigned setting : {0U, 20U}) {
+        config_.spare_descriptors = setting;
+        serve();
+        const auto limit = static_cast<rlim_t>(take_descriptors(1).front()) + 60;
+        const rlimit lowered{limit, before.rlim_max};
+        ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &lowered), 0);
+        std::vector<std::unique_ptr<socket_client_c>> peers;
+        std::string answer;
+        do {
+            peers.push_back(std::make_unique<socket_client_c>(path_));
+            answer = peers.back()->ask("sho?");
+        } while (answer == "drend show-rows\tRows\n");
+        EXPECT_EQ(answer, "error: there are too few descriptors left\n");
+        peers.pop_back();
+        EXPECT_EQ(peers.front()->ask("show-rows"), document("old", 3));
+        const size_t kept = setting == 0 ? limit / 16 : setting;
+        EXPECT_THAT(take_descriptors(100).size(),
+                    testing::AllOf(testing::Ge(kept), testing::Le(kept + 2)));
+        stop();
+        setrlimit(RLIMIT_NOFILE, &before);
+    }
+}
+
 TEST_F(mgmt_server_test, other_users_need_the_group) {
     if (geteuid() != 0) {
         GTEST_SKIP() << "only root can be other users";
@@ -355,13 +586,15 @@ TEST_F(mgmt_server_test, other_users_need_the_group) {
     config_.group = "daemon";
     serve();
     chmod(path_.c_str(), 0666); // so that the server itself has to tell
-    // Asks as a user with that main group and that other one.
+    // Asks as a user with that main group and, behind many others, that one.
     const auto ask_as = [&](gid_t main_group, gid_t other_group) {
         int pipes[2];
         EXPECT_EQ(pipe(pipes), 0);
+        std::vector<gid_t> groups(1000, other_group);
+        std::iota(groups.begin(), groups.end() - 1, 60000);
         const pid_t child = fork();
         if (child == 0) {
-            const bool changed = setgroups(1, &other_group) == 0 &&
+            const bool changed = setgroups(groups.size(), groups.data()) == 0 &&
                                  setgid(main_group) == 0 && setuid(12345) == 0;
             socket_client_c client(path_);
             const std::string answer =
@@ -394,7 +627,25 @@ TEST_F(mgmt_server_test, a_stale_socket_is_replaced_and_a_live_one_is_not) {
     EXPECT_THAT(socket_client_c(path_).ask("?"), HasSubstr("show-rows"));
     stop();
     EXPECT_FALSE(std::filesystem::exists(path_));
+    EXPECT_FALSE(std::filesystem::exists(path_ + ".lock"));
 
+    // Somebody is about to serve the path.
+    const int lock = open((path_ + ".lock").c_str(), O_RDWR | O_CREAT, 0600);
+    ASSERT_EQ(flock(lock, LOCK_EX), 0);
+    EXPECT_EQ(mgmt_server_open(loop_, &config_, error, sizeof error), nullptr);
+    EXPECT_EQ(error, "cannot serve " + path_ + ": another process serves it");
+    close(lock);
+    serve();
+    // Somebody has put a socket in the place of this one.
+    const int other = socket(AF_UNIX, SOCK_STREAM, 0);
+    unlink(path_.c_str());
+    ASSERT_EQ(bind(other, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    close(other);
+    stop();
+    EXPECT_TRUE(std::filesystem::remove(path_));
+
+    const std::string file_path = path_ + "_file";
+    std::ofstream{file_path};
     mgmt_server_config_s config = config_;
     const std::string long_path(200, 'p');
     const struct {
@@ -402,7 +653,8 @@ TEST_F(mgmt_server_test, a_stale_socket_is_replaced_and_a_live_one_is_not) {
         const char* group;
         std::string error;
     } cases[] = {
-        {"/", nullptr, "cannot serve /: the file exists and is no socket"},
+        {file_path.c_str(), nullptr,
+         "cannot serve " + file_path + ": the file exists and is no socket"},
         {"", nullptr, "cannot serve : the path is empty or too long"},
         {long_path.c_str(), nullptr,
          "cannot serve " + long_path + ": the path is empty or too long"},
@@ -416,6 +668,7 @@ TEST_F(mgmt_server_test, a_stale_socket_is_replaced_and_a_live_one_is_not) {
         EXPECT_EQ(mgmt_server_open(loop_, &config, error, sizeof error), nullptr);
         EXPECT_EQ(error, row.error);
     }
+    std::filesystem::remove(file_path);
 }
 
 TEST_F(mgmt_server_test, a_daemon_may_continue_its_walks_itself) {
@@ -442,6 +695,58 @@ TEST_F(mgmt_server_test, a_daemon_may_continue_its_walks_itself) {
     client.hang_up(); // its walk is dropped before it is continued
     wait_for_peers(0);
     on_loop([] { EXPECT_EQ(drend_defer_continue(waiting), DREND_ERR); });
+}
+
+TEST_F(mgmt_server_test, walks_of_nobodys_peer_survive_the_server) {
+    char* text = nullptr;
+    size_t size = 0;
+    FILE* stream = open_memstream(&text, &size);
+    void* peer = mgmt_sock_open_local(stream);
+    char error[256] = "";
+    server_ = mgmt_server_open(loop_, &config_, error, sizeof error);
+    leaf_status = DREND_DEFER;
+    drend_dump_tags(peer, 0, nullptr);
+    mgmt_server_close(std::exchange(server_, nullptr));
+    while (leaf_calls < 5) {
+        ASSERT_EQ(event_base_loop(base(), EVLOOP_ONCE), 0); // 1: nothing is waited for
+    }
+    leaf_status = DREND_OK;
+    while (mgmt_sock_get_drend_cookie(peer) != nullptr) {
+        ASSERT_EQ(event_base_loop(base(), EVLOOP_ONCE), 0);
+    }
+    EXPECT_EQ(mgmt_sock_close(peer), 0);
+    fclose(stream);
+    EXPECT_EQ(text, document("old", 3));
+    free(text);
+}
+
+TEST_F(mgmt_server_test, an_accessor_may_fail_the_answer) {
+    int failing = 1;
+    on_leaf = [&] {
+        if (leaf_calls == failing) {
+            EXPECT_EQ(mgmt_server_fail_answer("the table is locked"), 0);
+            EXPECT_EQ(mgmt_server_fail_answer("and more"), 0);
+        }
+    };
+    serve();
+    socket_client_c client(path_);
+    EXPECT_EQ(client.ask("show-rows"), "error: the table is locked\n");
+    config_.slice_usec = 1; // suspended and continued
+    for (const int row : {2, 3}) {
+        on_loop([&] { failing = leaf_calls + row; });
+        const std::string answer = client.ask("show-rows");
+        EXPECT_THAT(answer, StartsWith("<old-top>\n  <old-row>\n    <old>00000001<"));
+        EXPECT_THAT(answer, EndsWith(">\n\nerror: the table is locked\n"));
+        EXPECT_EQ(open_lists, 0);
+    }
+    on_loop([&] {
+        failing = leaf_calls + 2;
+        EXPECT_EQ(mgmt_server_fail_answer("of whom?"), -1);
+    });
+    EXPECT_EQ(client.ask("dump"),
+              "/t/row/number                             :  [00000001]\n"
+              "\nerror: the table is locked\n");
+    EXPECT_EQ(client.ask("show-rows"), document("old", 3));
 }
 
 TEST_F(mgmt_server_test, a_search_keeps_nobody_waiting) {

@@ -11,6 +11,7 @@ import json
 import os
 import pathlib
 import re
+import resource
 import socket
 import subprocess
 import sys
@@ -338,6 +339,18 @@ class Answers(unittest.TestCase):
                              {line.split()[0] for line in listed})
         with open("/dev/full", "w", encoding="utf-8") as full:
             self.assertEqual(run("--once", "show-interfaces", stdout=full).returncode, 1)
+
+    def test_what_cannot_be_read_is_an_error(self):
+        # While nobody reads its first answer the daemon loses its descriptors.
+        with subprocess.Popen([NETSTATD, "--routes", "10000", "--once", "show-synthetic-routes",
+                               "--once", "show-routes"], stdout=subprocess.PIPE,
+                              stderr=subprocess.PIPE, text=True) as daemon:
+            daemon.stdout.read(1)
+            resource.prlimit(daemon.pid, resource.RLIMIT_NOFILE, (1, 1))
+            answers, errors = daemon.communicate(timeout=60)
+        self.assertNotIn("<route-information", answers)
+        self.assertRegex(errors, "^netstatd: cannot read the kernel's routes: .")
+        self.assertEqual(daemon.returncode, 1)
 
     def test_definitions_that_go_astray_harm_nobody(self):
         kids = [{"dts_name": f"leaf-{n}", "dts_type": "leaf", "dts_source": "/" + path}

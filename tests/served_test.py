@@ -1,15 +1,20 @@
 #!/usr/bin/env python3
 """The example daemon and the client, with a socket between them: served_test.py NETSTATD DRENDCTL"""
 
+import configparser
 import os
 import pathlib
+import re
+import resource
 import signal
+import socket
 import subprocess
 import sys
 import tempfile
 import unittest
 
 NETSTATD, DRENDCTL = sys.argv[1:3]
+UNIT = pathlib.Path(__file__).parent.parent / "examples/netstatd/netstatd.service"
 ROUTES = 300000
 PATIENCE = 120  # seconds; only a fault lasts so long
 
@@ -18,13 +23,20 @@ class Served(unittest.TestCase):
     def setUp(self):
         folder = tempfile.TemporaryDirectory()
         self.addCleanup(folder.cleanup)
-        self.socket = pathlib.Path(folder.name, "s")
+        self.folder = pathlib.Path(folder.name)
+        self.socket = self.folder / "s"
+        self.start()
+
+    def start(self, *options):
         self.daemon = subprocess.Popen(
-            [NETSTATD, "--socket", self.socket, "--routes", str(ROUTES)],
+            [NETSTATD, "--socket", self.socket, "--routes", str(ROUTES), *options],
             stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
         self.assertEqual(self.daemon.stdout.readline(), f"netstatd: serving {self.socket}\n")
 
     def tearDown(self):
+        self.stop()
+
+    def stop(self):
         self.daemon.terminate()
         self.daemon.communicate(timeout=PATIENCE)
         self.assertEqual(self.daemon.returncode, 0)
@@ -79,6 +91,49 @@ class Served(unittest.TestCase):
         self.daemon.terminate()
         client.communicate(timeout=PATIENCE)
         self.assertEqual(client.returncode, 3)
+
+    def test_a_definition_does_not_take_the_place_of_the_reload(self):
+        self.stop()
+        definitions = self.folder / "usr/lib/render"
+        definitions.mkdir(parents=True)
+        (definitions / "a.json").write_text(
+            '[{"dc_name": "reload", "dc_tag": {"dts_name": "a", "dts_source": "/"}}]')
+        self.start("--prefix", self.folder)
+        (definitions / "b.json").write_text(
+            '[{"dc_name": "show-b", "dc_tag": {"dts_name": "b", "dts_source": "/"}}]')
+        self.daemon.send_signal(signal.SIGHUP)
+        while self.daemon.stderr.readline() not in ("finish reloading\n", ""):
+            pass
+        self.assertEqual(self.ask("show-b")[0], 4)
+
+    def test_what_cannot_be_read_fails_the_answer(self):
+        failed = "error: cannot read the kernel's routes: "
+        with socket.socket(socket.AF_UNIX) as peer:
+            peer.connect(str(self.socket))
+
+            def ask(request):
+                answer = b""
+                peer.sendall(request + b"\n")
+                while not answer.endswith(b"\n##\n"):
+                    answer += peer.recv(65536)
+                return answer.decode()
+            whole = ask(b"show-routes")
+            usual = resource.prlimit(self.daemon.pid, resource.RLIMIT_NOFILE)
+            resource.prlimit(self.daemon.pid, resource.RLIMIT_NOFILE, (1, usual[1]))
+            self.assertIn("\n" + failed, ask(b"show-routes"))
+            self.assertNotIn("210", ask(b"show-routes as-json"))
+            resource.prlimit(self.daemon.pid, resource.RLIMIT_NOFILE, usual)
+            self.assertEqual(ask(b"show-routes"), whole)
+        self.assertIn("netstatd: " + failed.removeprefix("error: "), self.daemon.stderr.readline())
+
+    def test_the_unit_serves_where_the_client_looks(self):
+        unit = configparser.ConfigParser(strict=False, interpolation=None)
+        unit.optionxform = str
+        unit.read(UNIT)
+        served = re.search(r"--socket (\S+)", unit["Service"]["ExecStart"])[1]
+        self.assertEqual(pathlib.Path(served).parent.name, unit["Service"]["RuntimeDirectory"])
+        shown = subprocess.run([DRENDCTL, "--help"], capture_output=True, text=True, check=True)
+        self.assertIn(f"--socket PATH={served} ", shown.stdout)
 
     def test_a_socket_that_cannot_be_served_is_reported(self):
         second = subprocess.run([NETSTATD, "--socket", self.socket], capture_output=True, text=True,

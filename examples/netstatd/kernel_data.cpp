@@ -11,16 +11,12 @@
 #include <linux/rtnetlink.h>
 
 #include "counters.h"
+#include "orvex_platform/mgmt_server.h"
 
 namespace {
 
 bool is_ip(int family) {
     return family == AF_INET || family == AF_INET6;
-}
-
-void report(const char* table, const char* reason) {
-    ++daemon_counters.read_errors;
-    fprintf(stderr, "netstatd: cannot read the kernel's %s: %s\n", table, reason);
 }
 
 // The order of tables whose rows belong to an interface.
@@ -111,12 +107,20 @@ std::string rib_name(int family, std::uint32_t table) {
 
 } // namespace
 
+void fail_to_read(const char* what, const char* reason) {
+    char line[128];
+    snprintf(line, sizeof line, "cannot read the kernel's %s: %s", what, reason);
+    ++daemon_counters.read_errors;
+    fprintf(stderr, "netstatd: %s\n", line);
+    mgmt_server_fail_answer(line);
+}
+
 kernel_snapshot_c::kernel_snapshot_c() {
     ++daemon_counters.snapshots;
 }
 
 // Reads a table on its first use. Accessors call this from inside the library, which no
-// exception may pass: want of memory leaves the table empty.
+// exception may pass: want of memory, too, leaves the table empty and fails the answer.
 template <class Row>
 std::span<const Row> kernel_snapshot_c::rows_of(table_s<Row>& table, int request,
                                                 const char* what,
@@ -125,13 +129,14 @@ std::span<const Row> kernel_snapshot_c::rows_of(table_s<Row>& table, int request
         table.read = true;
         const int status = read_netlink_table(request, table.objects);
         if (status < 0) {
-            report(what, nl_geterror(status));
+            fail_to_read(what, nl_geterror(status));
+            return {};
         }
         try {
             fill(table);
         } catch (const std::exception& error) {
             table.rows.clear();
-            report(what, error.what());
+            fail_to_read(what, error.what());
         }
     }
     return table.rows;
@@ -238,7 +243,7 @@ std::span<const rib_row_s> kernel_snapshot_c::ribs() {
             make_ribs(routes);
         } catch (const std::exception& error) {
             ribs_.clear();
-            report("routing tables", error.what());
+            fail_to_read("routing tables", error.what());
         }
     }
     return ribs_;

@@ -10,10 +10,9 @@
 //       routes     by family, table        --->   ribs(), each with its routes
 //
 // 1. A table is read when it is first asked for, once, and then stays as it is.
-// 2. Rows lie in arrays, so that a list procedure steps to the next row by adding one to
-// its
+// 2. Rows lie in arrays, so that a list procedure steps to the next row by adding one to its
 //    pointer. Rows and the objects they point to live as long as the snapshot.
-// 3. A table that cannot be read is empty; the reason is one line on standard error.
+// 3. A table that cannot be read is empty and fails the answer.
 //
 // A snapshot belongs to one walk and is used by one thread.
 #pragma once
@@ -29,6 +28,10 @@
 #include <netlink/route/route.h>
 
 #include "netlink_table.h"
+
+// Says on standard error that `what` of the kernel's cannot be read, and why, counts it, and gives
+// up the answer that is being given: without it the answer would be wrong.
+void fail_to_read(const char* what, const char* reason);
 
 struct link_row_s {
     int index;

@@ -2,7 +2,7 @@
 // It serves a management socket until it is told to end, or answers the requests that it is given
 // on its command line, each through the menu that the library made for it, and ends:
 //
-//     netstatd --socket /run/netstatd.sock
+//     netstatd --socket /run/netstatd/netstatd.sock
 //     netstatd --once 'show-interfaces name=lo as-json'
 //     netstatd --once "show-routes filter='/route-information/table[name=\"ipv4-main\"]'"
 //     netstatd --once reload --once dump-schema
@@ -36,7 +36,7 @@ struct options_s {
     mgmt_server_config_s server{};
 };
 
-constexpr unsigned SEND_BUFFER = 16384;        // as much as the socket puts into a chunk
+constexpr unsigned SEND_BUFFER = 16384;        // as much as the socket writes at once
 constexpr std::uint32_t ROUTES_MAX = 16000000; // addresses in 10.0.0.0/8, nearly
 
 void add_models(std::uint32_t routes) {
@@ -79,6 +79,7 @@ int run_request(const drend_menu_entry_s* menu, const std::string& request,
         return report_unknown(word, drend_submenu(menu));
     }
     ++daemon_counters.requests;
+    const std::uint64_t errors_before = daemon_counters.read_errors;
     void* peer = mgmt_sock_open_local(stdout);
     ms_parse_context_s parsed{entry->subcode};
     const int status =
@@ -88,7 +89,8 @@ int run_request(const drend_menu_entry_s* menu, const std::string& request,
     if (!is_written) {
         fprintf(stderr, "netstatd: cannot write the answer\n");
     }
-    return status == 0 && is_written ? 0 : 1;
+    const bool is_whole = status == 0 && daemon_counters.read_errors == errors_before;
+    return is_whole && is_written ? 0 : 1;
 }
 
 void add_options(CLI::App& app, options_s& options) {
@@ -123,6 +125,8 @@ void add_options(CLI::App& app, options_s& options) {
                        "Suspend an answer while N bytes wait for its peer");
     limits->add_option("--stall-seconds", options.server.stall_seconds,
                        "Close a peer that takes nothing for N seconds");
+    limits->add_option("--spare-descriptors", options.server.spare_descriptors,
+                       "Leave N descriptors to the daemon");
     app.callback([once, socket] {
         if (once->empty() && socket->empty()) {
             throw CLI::RequiredError("--once or --socket");

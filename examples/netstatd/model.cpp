@@ -13,7 +13,11 @@ constexpr int HARDWARE_ADDRESS = 1; // the kind, a number of the daemon's choice
 // The snapshot goes into a cookie and not into a variable: with several peers several walks
 // are under way at once, some of them suspended, and each has its own.
 int take_snapshot(dr_meta_context_s* ctx, const void*) {
-    drend_set_cookie(ctx, SNAPSHOT_COOKIE, new (std::nothrow) kernel_snapshot_c);
+    auto* snapshot = new (std::nothrow) kernel_snapshot_c;
+    if (snapshot == nullptr) {
+        fail_to_read("tables", "out of memory");
+    }
+    drend_set_cookie(ctx, SNAPSHOT_COOKIE, snapshot);
     char text[TIME_TEXT];
     return drend_add_str_cached(ctx, SNAPSHOT_TIME, "%s", time_text(time(nullptr), text));
 }

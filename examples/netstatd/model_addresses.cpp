@@ -1,7 +1,9 @@
 // /interfaces/interface/address, ipv4 and ipv6: an interface's addresses, all together and
 // by family, and what either protocol is set to on it.
 
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <memory>
 #include <new>
 
@@ -117,13 +119,16 @@ int has_addresses(dr_meta_context_s* ctx, const void* data) {
     return drend_set_boolean_value(ctx, !snapshot->addresses(row->index, family).empty());
 }
 
-// Reads a setting of a protocol on an interface. False when the kernel does not tell: the
-// interface is gone, the protocol is not there, or /proc is closed to this process.
+// Reads a setting of a protocol on an interface. False when there is none: the interface is
+// gone, the protocol is not there, or /proc is closed to this process.
 bool read_setting(int family, const link_row_s& row, const char* setting, long& value) {
     char path[128];
     snprintf(path, sizeof path, "/proc/sys/net/%s/conf/%s/%s", family_name(family),
              rtnl_link_get_name(row.link), setting);
     const std::unique_ptr<FILE, int (*)(FILE*)> file(fopen(path, "re"), fclose);
+    if (file == nullptr && errno != ENOENT && errno != EACCES) {
+        fail_to_read("settings", strerror(errno));
+    }
     return file != nullptr && fscanf(file.get(), "%ld", &value) == 1;
 }
 

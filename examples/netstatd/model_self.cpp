@@ -6,6 +6,7 @@
 #include <ctime>
 
 #include <sys/resource.h>
+#include <sys/sysinfo.h>
 #include <unistd.h>
 
 #include "counters.h"
@@ -53,11 +54,11 @@ int uptime(dr_meta_context_s* ctx, const void*) {
 
 // `data` is the number of the average: over one, five or fifteen minutes.
 int load_average(dr_meta_context_s* ctx, const void* data) {
-    const int wanted = *static_cast<const int*>(data);
-    double averages[3];
-    return getloadavg(averages, 3) > wanted
-               ? drend_set_decimal64_value(ctx, averages[wanted])
-               : DREND_SKIP_LEAF;
+    struct sysinfo system {};
+    sysinfo(&system);
+    constexpr double ONE = 1 << SI_LOAD_SHIFT;
+    const auto load = static_cast<double>(system.loads[*static_cast<const int*>(data)]);
+    return drend_set_decimal64_value(ctx, load / ONE);
 }
 
 int requests(dr_meta_context_s* ctx, const void*) {

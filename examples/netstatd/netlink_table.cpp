@@ -17,29 +17,37 @@ struct socket_freer_s {
 };
 using socket_ptr_t = std::unique_ptr<nl_sock, socket_freer_s>;
 
+struct reading_s {
+    netlink_table_t& table;
+    bool is_short_of_memory = false;
+};
+
 // The two callbacks below are called by C code: no exception may leave them.
 
-void keep_object(nl_object* object, void* out) {
-    auto& table = *static_cast<netlink_table_t*>(out);
+void keep_object(nl_object* object, void* data) {
+    auto& reading = *static_cast<reading_s*>(data);
     try {
-        table.emplace_back(nullptr);
+        reading.table.emplace_back(nullptr);
     } catch (const std::bad_alloc&) {
-        return; // the row is missing, the others stand
+        reading.is_short_of_memory = true;
+        return;
     }
     nl_object_get(object);
-    table.back().reset(object);
+    reading.table.back().reset(object);
 }
 
-int parse_message(nl_msg* message, void* out) {
+int parse_message(nl_msg* message, void* data) {
     // A message that cannot be parsed is one of a kind this library does not know: without
     // it the table still holds all the others.
-    nl_msg_parse(message, keep_object, out);
-    return NL_OK;
+    const int status = nl_msg_parse(message, keep_object, data);
+    const bool is_short = static_cast<reading_s*>(data)->is_short_of_memory;
+    return status == -NLE_NOMEM || is_short ? -NLE_NOMEM : static_cast<int>(NL_OK);
 }
 
 int dump_once(nl_sock* socket, int request, netlink_table_t& table) {
     table.clear();
-    nl_socket_modify_cb(socket, NL_CB_VALID, NL_CB_CUSTOM, parse_message, &table);
+    reading_s reading{table};
+    nl_socket_modify_cb(socket, NL_CB_VALID, NL_CB_CUSTOM, parse_message, &reading);
     const int sent = nl_rtgen_request(socket, request, AF_UNSPEC, NLM_F_DUMP);
     return sent < 0 ? sent : nl_recvmsgs_default(socket);
 }

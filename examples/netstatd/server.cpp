@@ -19,24 +19,20 @@ using event_t = std::unique_ptr<event, free_event_s>;
 
 mgmt_server_s* server = nullptr; // while it is open
 
-struct daemon_s {
-    event_base* base;
-    const drend_menu_entry_s* menu;
-};
-
-void on_end(evutil_socket_t, short, void* data) {
-    event_base_loopbreak(static_cast<const daemon_s*>(data)->base);
+void on_end(evutil_socket_t, short, void* base) {
+    event_base_loopbreak(static_cast<event_base*>(base));
 }
 
-// The menu's own command does it; what it says goes to standard error.
-void on_reload(evutil_socket_t, short, void* data) {
-    const auto* daemon = static_cast<const daemon_s*>(data);
-    const drend_menu_entry_s* reload = find_entry(drend_submenu(daemon->menu), "reload");
+// The library's own command does it, whatever the definitions call theirs: its commands stand
+// behind those in the menu, "reload" as the last. What it says goes to standard error.
+void on_reload(evutil_socket_t, short, void*) {
     void* peer = mgmt_sock_open_local(stderr);
-    if (peer != nullptr) {
-        reload->handler(peer, nullptr, nullptr);
-        mgmt_sock_close(peer);
+    if (peer == nullptr) {
+        fprintf(stderr, "netstatd: cannot reload: out of memory\n");
+        return;
     }
+    drend_dump_tags(peer, drend_menu_get_count() - 1, nullptr);
+    mgmt_sock_close(peer);
 }
 
 // A second signal does not cut the end short.
@@ -48,8 +44,8 @@ void block_end_signals() {
     sigprocmask(SIG_BLOCK, &ends, nullptr);
 }
 
-event_t add_signal(daemon_s& daemon, int number, event_callback_fn callback) {
-    event_t signal(evsignal_new(daemon.base, number, callback, &daemon));
+event_t add_signal(event_base* base, int number, event_callback_fn callback) {
+    event_t signal(evsignal_new(base, number, callback, base));
     if (signal != nullptr) {
         event_add(signal.get(), nullptr);
     }
@@ -74,10 +70,10 @@ const drend_menu_entry_s* find_entry(const drend_menu_entry_s* entry, const char
 }
 
 int serve(evContext loop, const mgmt_server_config_s& config) {
-    daemon_s daemon{static_cast<event_base*>(loop.opaque), config.menu};
-    const event_t signals[] = {add_signal(daemon, SIGTERM, on_end),
-                               add_signal(daemon, SIGINT, on_end),
-                               add_signal(daemon, SIGHUP, on_reload)};
+    auto* base = static_cast<event_base*>(loop.opaque);
+    const event_t signals[] = {add_signal(base, SIGTERM, on_end),
+                               add_signal(base, SIGINT, on_end),
+                               add_signal(base, SIGHUP, on_reload)};
     char error[256] = "out of memory";
     if (signals[0] != nullptr && signals[1] != nullptr && signals[2] != nullptr) {
         server = mgmt_server_open(loop, &config, error, sizeof error);
@@ -88,7 +84,7 @@ int serve(evContext loop, const mgmt_server_config_s& config) {
     }
     printf("netstatd: serving %s\n", config.path);
     fflush(stdout);
-    const int status = event_base_dispatch(daemon.base) < 0 ? 1 : 0;
+    const int status = event_base_dispatch(base) < 0 ? 1 : 0;
     block_end_signals();
     mgmt_server_close(std::exchange(server, nullptr));
     return status;

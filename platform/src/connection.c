@@ -5,33 +5,28 @@
  * takes, sets the events that are needed next and, when the connection is over, destroys it.
  */
 #include <errno.h>
-#include <event2/buffer.h>
 #include <poll.h>
 #include <stdlib.h>
 #include <string.h>
-#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include "drend.h"
 #include "menu_match.h"
 #include "server.h"
+#include "unread.h"
 
 enum {
-    LINE_MAX_BYTES = 65536,
-    INPUT_MAX = LINE_MAX_BYTES + 2, /* reading ahead stops here */
-    READ_MAX = 16384,
-    SOCKET_PRIORITY = 0,
+    READ_MAX = 16384, /* in a turn */
     RETRY_MS_MAX = 100,
     STALL_CHECKS = 4, /* how often a peer is looked at before it counts as stalled */
+    INTERRUPT = '\x03',
 };
-
-static const char INTERRUPT[] = "\x03";
 
 /* --- the peer that handlers see ---------------------------------------------------- */
 
 static int send_text(struct peer_s* peer, const char* text, size_t length) {
     struct connection_s* connection = (struct connection_s*)peer;
-    if (connection->is_lost || connection->is_closing)
+    if (connection->is_lost || connection->is_closing || slice_has_failed(connection))
         return PEER_LOST;
     connection->has_begun = connection->has_begun || length > 0;
     connection->slice.has_moved = true;
@@ -39,7 +34,7 @@ static int send_text(struct peer_s* peer, const char* text, size_t length) {
     if (framed_output_add(output, text, length) != 0)
         connection->is_lost = true;
     /* An answer that cannot be suspended here may at least find its reader keeping up. */
-    else if (framed_output_waiting(output) >= connection->server->config.high_water)
+    else if (output->waiting >= connection->server->config.high_water)
         connection->is_lost = framed_output_write(output, connection->fd) < 0;
     return connection->is_lost ? PEER_LOST : 0;
 }
@@ -47,8 +42,8 @@ static int send_text(struct peer_s* peer, const char* text, size_t length) {
 static int flush_text(struct peer_s* peer) {
     struct connection_s* connection = (struct connection_s*)peer;
     if (!slice_is_running(connection)) {
-        connection->is_lost |= framed_output_frame(&connection->output) != 0;
-        server_queue_turn(connection);
+        framed_output_frame(&connection->output);
+        turns_queue(connection, TURN_WALK);
     }
     return connection->is_lost ? PEER_LOST : 0;
 }
@@ -57,7 +52,7 @@ static int close_peer(struct peer_s* peer) {
     struct connection_s* connection = (struct connection_s*)peer;
     connection->is_closing = true;
     peer_drop_walk(peer);
-    server_queue_turn(connection);
+    turns_queue(connection, TURN_REQUEST);
     return 0;
 }
 
@@ -65,7 +60,7 @@ static int close_peer(struct peer_s* peer) {
 static void on_walk_ended(struct peer_s* peer) {
     struct connection_s* connection = (struct connection_s*)peer;
     if (!slice_is_running(connection))
-        server_queue_turn(connection);
+        turns_queue(connection, TURN_WALK);
 }
 
 /* --- answers ----------------------------------------------------------------------- */
@@ -88,19 +83,30 @@ static void answer_with(struct connection_s* connection, const char* text) {
     finish_answer(connection);
 }
 
+/* Ends an answer that cannot be given to its end. */
+static void give_up_answer(struct connection_s* connection, const char* reason) {
+    connection->waits_for_drain = false;
+    peer_drop_walk(&connection->peer);
+    turns_forget(connection, TURN_WALK);
+    event_del(connection->retry);
+    add_text(connection, connection->has_begun ? "\nerror: " : "error: ");
+    add_text(connection, reason);
+    answer_with(connection, "\n");
+}
+
 /* Has a walk that is suspended go on when there is use in it. */
 static void plan_next_slice(struct connection_s* connection) {
-    if (framed_output_frame(&connection->output) != 0 ||
-        framed_output_write(&connection->output, connection->fd) < 0)
+    framed_output_frame(&connection->output);
+    if (framed_output_write(&connection->output, connection->fd) < 0)
         connection->is_lost = true;
     if (!connection->continues_walk)
         return; /* somebody else does that */
     if (connection->slice.has_moved)
         connection->retry_ms = 0;
-    if (framed_output_waiting(&connection->output) > connection->server->config.low_water) {
+    if (connection->output.waiting > connection->server->config.low_water) {
         connection->waits_for_drain = true;
     } else if (connection->slice.has_moved) {
-        server_queue_turn(connection);
+        turns_queue(connection, TURN_WALK);
     } else {
         const unsigned doubled = connection->retry_ms == 0 ? 1 : 2 * connection->retry_ms;
         connection->retry_ms = doubled < RETRY_MS_MAX ? doubled : RETRY_MS_MAX;
@@ -110,8 +116,10 @@ static void plan_next_slice(struct connection_s* connection) {
 }
 
 static void after_slice(struct connection_s* connection) {
-    slice_end(connection);
-    if (connection->state == CONNECTION_SUSPENDED)
+    const char* failure = slice_end(connection);
+    if (failure != NULL)
+        give_up_answer(connection, failure);
+    else if (connection->state == CONNECTION_SUSPENDED)
         plan_next_slice(connection);
     else
         finish_answer(connection);
@@ -164,117 +172,122 @@ static const char* trimmed(char* line, size_t length) {
     return line + strspn(line, " \t");
 }
 
-static bool has_line(const struct connection_s* connection) {
-    return evbuffer_search_eol(connection->input, NULL, NULL, EVBUFFER_EOL_LF).pos >= 0 ||
-           evbuffer_get_length(connection->input) > LINE_MAX_BYTES;
-}
-
 static void refuse_long_line(struct connection_s* connection) {
-    evbuffer_drain(connection->input, evbuffer_get_length(connection->input));
     answer_with(connection, "error: a request has at most 65536 bytes\n");
     connection->is_closing = true;
 }
 
 /* Answers the next request that has arrived, if there is one. */
 static void answer_next(struct connection_s* connection) {
+    struct request_input_s* input = &connection->input;
     /* Many requests may come from somebody who reads no answers. */
-    if (framed_output_waiting(&connection->output) > connection->server->config.low_water) {
+    if (connection->output.waiting > connection->server->config.low_water) {
         connection->waits_for_drain = true;
         return;
     }
-    while (connection->state == CONNECTION_IDLE && !connection->is_closing &&
-           has_line(connection)) {
-        size_t length;
-        char* line = evbuffer_readln(connection->input, &length, EVBUFFER_EOL_LF);
-        if (line == NULL || length > LINE_MAX_BYTES) {
-            free(line);
-            refuse_long_line(connection);
-            return;
-        }
-        const bool holds_nul = memchr(line, '\0', length) != NULL;
-        const char* request = trimmed(line, length);
-        const bool is_empty = *request == '\0' && !holds_nul;
-        if (holds_nul)
-            answer_with(connection, "error: a request holds no NUL bytes\n");
-        else if (!is_empty)
-            answer_request(connection, request);
-        free(line);
-        if (!is_empty)
-            return;
+    const long length = request_input_line(input);
+    if (length < 0)
+        return;
+    if (length > REQUEST_MAX) {
+        refuse_long_line(connection);
+        return;
     }
+    char* line = request_input_bytes(input);
+    if (memchr(line, '\0', (size_t)length) != NULL)
+        answer_with(connection, "error: a request holds no NUL bytes\n");
+    else
+        answer_request(connection, trimmed(line, (size_t)length));
+    request_input_drop(input, (size_t)length + 1);
+    request_input_skip_blanks(input);
 }
 
-/* --- interrupts -------------------------------------------------------------------- */
+/* --- input ------------------------------------------------------------------------- */
 
-static void interrupt_answer(struct connection_s* connection) {
-    connection->waits_for_drain = false;
-    peer_drop_walk(&connection->peer);
-    event_del(connection->retry);
-    if (connection->has_begun)
-        add_text(connection, "\n");
-    answer_with(connection, "error: interrupted\n");
-}
-
-/* Takes `length` bytes of requests off the input and answers that they were interrupted. */
+/* Answers the requests in the first `length` bytes, the last without its end, that they were
+ * interrupted. */
 static void interrupt_requests(struct connection_s* connection, size_t length) {
-    while (length > 0) {
-        const struct evbuffer_ptr end =
-            evbuffer_search_eol(connection->input, NULL, NULL, EVBUFFER_EOL_LF);
-        const size_t line =
-            end.pos >= 0 && (size_t)end.pos < length ? (size_t)end.pos : length;
-        bool is_empty = true;
-        for (size_t left = line; left > 0; --left) {
-            char byte;
-            evbuffer_remove(connection->input, &byte, 1);
-            is_empty = is_empty && byte != '\0' && strchr(" \t\r", byte) != NULL;
-        }
-        length -= line;
-        if (length > 0) { /* the line feed */
-            evbuffer_drain(connection->input, 1);
-            --length;
-        }
-        if (!is_empty)
+    const char* at = request_input_bytes(&connection->input);
+    const char* end = at + length;
+    while (at < end) {
+        const char* line_end = memchr(at, '\n', (size_t)(end - at));
+        if (line_end == NULL)
+            line_end = end;
+        while (at < line_end && strchr(" \t\r", *at) != NULL && *at != '\0')
+            ++at;
+        if (at < line_end)
             answer_with(connection, "error: interrupted\n");
+        at = line_end + 1;
     }
 }
 
-static void heed_interrupts(struct connection_s* connection) {
+/* Heeds the interrupts in what was read last, `fresh` bytes; none is left before. */
+static void heed_interrupts(struct connection_s* connection, size_t fresh) {
+    struct request_input_s* input = &connection->input;
     for (;;) {
-        const struct evbuffer_ptr found =
-            evbuffer_search(connection->input, INTERRUPT, strlen(INTERRUPT), NULL);
-        if (found.pos < 0)
+        const size_t searched = input->length - fresh;
+        const char* bytes = request_input_bytes(input);
+        const char* found = fresh == 0 ? NULL : memchr(bytes + searched, INTERRUPT, fresh);
+        if (found == NULL)
             return;
         if (connection->state == CONNECTION_SUSPENDED)
-            interrupt_answer(connection);
-        interrupt_requests(connection, (size_t)found.pos);
-        evbuffer_drain(connection->input, strlen(INTERRUPT));
+            give_up_answer(connection, "interrupted");
+        interrupt_requests(connection, (size_t)(found - bytes));
+        request_input_drop(input, (size_t)(found - bytes) + 1);
+        fresh = input->length;
     }
-}
-
-/* --- the loop's callbacks ---------------------------------------------------------- */
-
-static bool is_over(const struct connection_s* connection) {
-    const bool has_nothing_to_do = connection->at_eof && !connection->waits_for_turn &&
-                                   connection->state == CONNECTION_IDLE;
-    return connection->is_lost || ((connection->is_closing || has_nothing_to_do) &&
-                                   framed_output_waiting(&connection->output) == 0);
 }
 
 /* An interrupt is read whatever a walk has left waiting, but not behind answers without end. */
 static bool reads_on(const struct connection_s* connection) {
     return !connection->at_eof && !connection->is_closing &&
-           evbuffer_get_length(connection->input) < INPUT_MAX &&
-           framed_output_waiting(&connection->output) <
-               2 * connection->server->config.high_water;
+           connection->input.length < REQUEST_INPUT_MAX &&
+           connection->output.waiting < 2 * connection->server->config.high_water;
 }
 
-static void set_events(struct connection_s* connection) {
-    const bool reads = reads_on(connection);
-    if (reads)
-        event_add(connection->readable, NULL);
-    else
-        event_del(connection->readable);
-    if (framed_output_waiting(&connection->output) == 0) {
+/* A peer that has closed reads no answers; one that only sends no more does. */
+static bool has_hung_up(const struct connection_s* connection) {
+    struct pollfd both_ways = {.fd = connection->fd};
+    return poll(&both_ways, 1, 0) == 1 && (both_ways.revents & POLLHUP) != 0;
+}
+
+/* Reads what has come, as much as a turn may. */
+static void read_requests(struct connection_s* connection) {
+    size_t left = READ_MAX;
+    while (left > 0 && connection->has_input && reads_on(connection)) {
+        const long taken = request_input_read(&connection->input, connection->fd, left);
+        if (taken > 0) {
+            left -= (size_t)taken;
+            heed_interrupts(connection, (size_t)taken);
+            request_input_skip_blanks(&connection->input);
+        } else if (taken == 0) {
+            connection->has_input = false;
+            connection->at_eof = true;
+            connection->is_lost = has_hung_up(connection);
+        } else if (errno != EINTR) {
+            connection->has_input = false;
+            connection->is_lost = errno != EAGAIN;
+        }
+    }
+}
+
+/* --- the loop's callbacks ---------------------------------------------------------- */
+
+static bool wants_to_read_or_answer(const struct connection_s* connection) {
+    const bool may_answer = connection->state == CONNECTION_IDLE &&
+                            !connection->waits_for_drain && !connection->is_closing;
+    return (connection->has_input && reads_on(connection)) ||
+           (may_answer && request_input_line(&connection->input) >= 0);
+}
+
+static bool is_over(const struct connection_s* connection) {
+    const bool has_nothing_to_do = connection->at_eof && !turns_are_awaited(connection) &&
+                                   connection->state == CONNECTION_IDLE;
+    return connection->is_lost || ((connection->is_closing || has_nothing_to_do) &&
+                                   connection->output.waiting == 0);
+}
+
+static void set_writable(struct connection_s* connection) {
+    if (connection->output.waiting == 0) {
         event_del(connection->writable);
         connection->quiet_checks = 0;
     } else if (!event_pending(connection->writable, EV_WRITE, NULL)) {
@@ -293,60 +306,50 @@ static void connection_settle(struct connection_s* connection) {
         connection->is_lost = true;
     else if (written > 0)
         connection->quiet_checks = 0;
-    if (connection->waits_for_drain && framed_output_waiting(&connection->output) <=
-                                           connection->server->config.low_water) {
+    if (connection->waits_for_drain &&
+        connection->output.waiting <= connection->server->config.low_water) {
         connection->waits_for_drain = false;
-        server_queue_turn(connection);
+        if (connection->state == CONNECTION_SUSPENDED)
+            turns_queue(connection, TURN_WALK);
     }
-    if (connection->state == CONNECTION_IDLE && !connection->waits_for_drain &&
-        has_line(connection) && !connection->is_closing)
-        server_queue_turn(connection);
+    if (wants_to_read_or_answer(connection))
+        turns_queue(connection, TURN_REQUEST);
     if (is_over(connection))
         connection_destroy(connection);
     else
-        set_events(connection);
+        set_writable(connection);
 }
 
-void connection_take_turn(struct connection_s* connection) {
-    if (connection->is_closing || connection->is_lost) {
-        connection_settle(connection);
-        return;
-    }
-    if (connection->state == CONNECTION_SUSPENDED)
+void connection_take_turn(struct connection_s* connection, enum turn_e kind) {
+    const bool is_open = !connection->is_closing && !connection->is_lost;
+    if (is_open && kind == TURN_REQUEST) {
+        read_requests(connection);
+        if (connection->state == CONNECTION_IDLE && !connection->is_lost)
+            answer_next(connection);
+    } else if (is_open && connection->state == CONNECTION_SUSPENDED) {
         continue_answer(connection);
-    else
-        answer_next(connection);
+    }
     connection_settle(connection);
 }
 
+/* The edge: something has come, or the peer has closed one way or both. */
 static void on_readable(evutil_socket_t fd, short what, void* data) {
-    (void)what;
+    (void)fd, (void)what;
     struct connection_s* connection = data;
-    const int taken = evbuffer_read(connection->input, fd, READ_MAX);
-    if (taken == 0) {
-        connection->at_eof = true;
-        /* A peer that has closed reads no answers; one that only sends no more does. */
-        struct pollfd both_ways = {.fd = fd};
-        connection->is_lost =
-            poll(&both_ways, 1, 0) == 1 && (both_ways.revents & POLLHUP) != 0;
-    } else if (taken < 0) {
-        connection->is_lost = errno != EAGAIN && errno != EINTR;
-    } else {
-        heed_interrupts(connection);
-        if (!connection->waits_for_turn)
-            answer_next(connection);
-    }
+    connection->has_input = true;
+    if (!reads_on(connection))
+        connection->is_lost = has_hung_up(connection);
     connection_settle(connection);
 }
 
 /* Whether the peer has taken nothing for as long as it may: neither from here nor, looked at a
  * few times meanwhile, from the kernel. */
 static bool has_stalled(struct connection_s* connection) {
-    int queued = 0;
-    ioctl(connection->fd, TIOCOUTQ, &queued);
+    const uint64_t taken =
+        connection->output.written - (uint64_t)unread_bytes(connection->fd);
     connection->quiet_checks =
-        queued < connection->queued_before ? 0 : connection->quiet_checks + 1;
-    connection->queued_before = queued;
+        taken > connection->taken_before ? 0 : connection->quiet_checks + 1;
+    connection->taken_before = taken;
     return connection->quiet_checks >= STALL_CHECKS;
 }
 
@@ -360,33 +363,30 @@ static void on_writable(evutil_socket_t fd, short what, void* data) {
 
 static void on_retry(evutil_socket_t fd, short what, void* data) {
     (void)fd, (void)what;
-    server_queue_turn(data);
+    turns_queue(data, TURN_WALK);
 }
 
 /* --- opening and closing ----------------------------------------------------------- */
 
 static bool make_events(struct connection_s* connection) {
-    struct event_base* base = connection->server->base;
+    const struct mgmt_server_s* server = connection->server;
+    const int fd = connection->fd;
+    const short edges = EV_ET | EV_PERSIST;
     connection->readable =
-        event_new(base, connection->fd, EV_READ | EV_PERSIST, on_readable, connection);
+        server_event(server, fd, EV_READ | edges, on_readable, connection);
     connection->writable =
-        event_new(base, connection->fd, EV_WRITE | EV_PERSIST, on_writable, connection);
-    connection->retry = event_new(base, -1, 0, on_retry, connection);
+        server_event(server, fd, EV_WRITE | edges, on_writable, connection);
+    connection->retry = server_event(server, -1, 0, on_retry, connection);
     return connection->readable != NULL && connection->writable != NULL &&
-           connection->retry != NULL &&
-           event_priority_set(connection->readable, SOCKET_PRIORITY) == 0 &&
-           event_priority_set(connection->writable, SOCKET_PRIORITY) == 0 &&
-           event_add(connection->readable, NULL) == 0;
+           connection->retry != NULL && event_add(connection->readable, NULL) == 0;
 }
 
 static void free_connection(struct connection_s* connection) {
     free_event(connection->readable);
     free_event(connection->writable);
     free_event(connection->retry);
-    if (connection->input != NULL)
-        evbuffer_free(connection->input);
-    if (connection->output.framed != NULL)
-        framed_output_close(&connection->output);
+    request_input_close(&connection->input);
+    framed_output_close(&connection->output);
     free(connection);
 }
 
@@ -398,9 +398,7 @@ struct connection_s* connection_open(struct mgmt_server_s* server, int fd) {
     connection->peer.ops = &ops;
     connection->server = server;
     connection->fd = fd;
-    connection->input = evbuffer_new();
-    if (connection->input == NULL || framed_output_open(&connection->output) != 0 ||
-        !make_events(connection)) {
+    if (!make_events(connection)) {
         free_connection(connection);
         return NULL;
     }
@@ -411,7 +409,8 @@ void connection_destroy(struct connection_s* connection) {
     peer_drop_walk(&connection->peer);
     if (!connection->is_lost)
         framed_output_write(&connection->output, connection->fd);
-    server_forget_turn(connection);
+    turns_forget(connection, TURN_REQUEST);
+    turns_forget(connection, TURN_WALK);
     TAILQ_REMOVE(&connection->server->connections, connection, link);
     --connection->server->stats.peers;
     const int fd = connection->fd;

@@ -22,7 +22,7 @@
 enum {
     NANOSECONDS_PER_SECOND = 1000000000,
     NANOSECONDS_PER_MICROSECOND = 1000,
-    PRIORITIES = 3, /* sockets, others, idle timers */
+    PRIORITIES = 3, /* what comes first, what sets none, peers and idle timers */
 };
 
 struct idle_timer {

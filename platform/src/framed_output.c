@@ -1,77 +1,191 @@
 #include "framed_output.h"
 
+#include <assert.h>
 #include <errno.h>
-#include <event2/buffer.h>
-#include <stdlib.h>
+#include <stdbool.h>
+#include <stdio.h>
 #include <string.h>
+#include <sys/mman.h>
 #include <sys/socket.h>
 
-enum { CHUNK_SIZE = 16384, WRITE_MAX = 16384 };
+enum {
+    BLOCK_SIZE = 65536,
+    KEPT_BLOCKS = 16,
+    CHUNK_MAX = 16384,
+    HEADER_MAX = 8,  /* of a chunk: LF "#" 16384 LF */
+    CHUNK_MIN = 256, /* not begun where less is left of a block */
+    WRITE_MAX = 16384,
+};
+static const char END_OF_CHUNKS[] = "\n##\n";
+enum { END_LENGTH = sizeof END_OF_CHUNKS - 1 };
 
-int framed_output_open(struct framed_output_s* output) {
-    *output = (struct framed_output_s){.framed = evbuffer_new()};
-    return output->framed == NULL ? -1 : 0;
+struct output_block_s {
+    struct output_block_s* next;
+    size_t begin; /* what is before was written */
+    size_t end;
+    char bytes[];
+};
+enum { BLOCK_ROOM = BLOCK_SIZE - sizeof(struct output_block_s) };
+
+/* --- blocks ------------------------------------------------------------------------ */
+
+static struct output_block_s* kept; /* for the next answers */
+static unsigned kept_count;
+
+static void free_block(struct output_block_s* block) {
+    if (kept_count == KEPT_BLOCKS) {
+        munmap(block, BLOCK_SIZE);
+        return;
+    }
+    block->next = kept;
+    kept = block;
+    ++kept_count;
+}
+
+static struct output_block_s* new_block(void) {
+    struct output_block_s* block = kept;
+    if (block != NULL) {
+        kept = block->next;
+        --kept_count;
+    } else {
+        block = mmap(NULL, BLOCK_SIZE, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS,
+                     -1, 0);
+        if (block == MAP_FAILED)
+            return NULL;
+    }
+    block->next = NULL;
+    block->begin = 0;
+    block->end = 0;
+    return block;
+}
+
+void framed_output_trim(void) {
+    while (kept != NULL) {
+        struct output_block_s* block = kept;
+        kept = block->next;
+        munmap(block, BLOCK_SIZE);
+    }
+    kept_count = 0;
+}
+
+/* Has the last block take `length` more bytes. 0, or -1 when memory ran out. */
+static int make_room(struct framed_output_s* output, size_t length) {
+    if (output->last != NULL && BLOCK_ROOM - output->last->end >= length)
+        return 0;
+    struct output_block_s* block = new_block();
+    if (block == NULL)
+        return -1;
+    if (output->last == NULL)
+        output->first = block;
+    else
+        output->last->next = block;
+    output->last = block;
+    return 0;
+}
+
+static void drop_first_block(struct framed_output_s* output) {
+    struct output_block_s* block = output->first;
+    output->first = block->next;
+    if (output->first == NULL)
+        output->last = NULL;
+    free_block(block);
 }
 
 void framed_output_close(struct framed_output_s* output) {
-    evbuffer_free(output->framed);
-    free(output->chunk);
+    while (output->first != NULL)
+        drop_first_block(output);
+    output->chunk = 0;
+    output->waiting = 0;
 }
 
-int framed_output_frame(struct framed_output_s* output) {
-    if (output->used == 0)
-        return 0;
-    const size_t length = output->used;
-    output->used = 0;
-    return evbuffer_add_printf(output->framed, "\n#%zu\n", length) < 0 ||
-                   evbuffer_add(output->framed, output->chunk, length) != 0
-               ? -1
-               : 0;
+/* --- chunks ------------------------------------------------------------------------ */
+
+static int open_chunk(struct framed_output_s* output) {
+    if (make_room(output, HEADER_MAX + CHUNK_MIN + END_LENGTH) != 0)
+        return -1;
+    output->last->end += HEADER_MAX;
+    output->chunk = output->last->end;
+    return 0;
+}
+
+/* How many more bytes the chunk that is being filled takes. */
+static size_t chunk_room(const struct framed_output_s* output) {
+    const size_t in_block = BLOCK_ROOM - END_LENGTH - output->last->end;
+    const size_t in_chunk = CHUNK_MAX - (output->last->end - output->chunk);
+    return in_block < in_chunk ? in_block : in_chunk;
 }
 
 int framed_output_add(struct framed_output_s* output, const char* text, size_t length) {
-    if (output->chunk == NULL && (output->chunk = malloc(CHUNK_SIZE)) == NULL)
-        return -1;
     while (length > 0) {
-        const size_t room = CHUNK_SIZE - output->used;
+        if (output->chunk == 0 && open_chunk(output) != 0)
+            return -1;
+        const size_t room = chunk_room(output);
         const size_t taken = length < room ? length : room;
-        memcpy(output->chunk + output->used, text, taken);
-        output->used += taken;
+        memcpy(output->last->bytes + output->last->end, text, taken);
+        output->last->end += taken;
         text += taken;
         length -= taken;
-        if (output->used == CHUNK_SIZE && framed_output_frame(output) != 0)
-            return -1;
+        if (taken == room)
+            framed_output_frame(output);
     }
     return 0;
 }
 
-int framed_output_end(struct framed_output_s* output) {
-    static const char END_OF_CHUNKS[] = "\n##\n";
-    const int framed = framed_output_frame(output);
-    free(output->chunk);
-    output->chunk = NULL;
-    if (framed != 0)
-        return -1;
-    return evbuffer_add(output->framed, END_OF_CHUNKS, strlen(END_OF_CHUNKS));
+void framed_output_frame(struct framed_output_s* output) {
+    if (output->chunk == 0)
+        return;
+    struct output_block_s* block = output->last;
+    const size_t length = block->end - output->chunk;
+    assert(0 < length && length <= CHUNK_MAX);
+    char header[HEADER_MAX + 1];
+    const size_t header_length =
+        (size_t)snprintf(header, sizeof header, "\n#%zu\n", length);
+    char* at = block->bytes + output->chunk - HEADER_MAX;
+    memmove(at + header_length, block->bytes + output->chunk,
+            length); /* most often nowhere */
+    memcpy(at, header, header_length);
+    block->end -= HEADER_MAX - header_length;
+    output->waiting += header_length + length;
+    output->chunk = 0;
 }
 
-size_t framed_output_waiting(const struct framed_output_s* output) {
-    return evbuffer_get_length(output->framed);
+int framed_output_end(struct framed_output_s* output) {
+    framed_output_frame(output);
+    if (make_room(output, END_LENGTH) != 0)
+        return -1;
+    memcpy(output->last->bytes + output->last->end, END_OF_CHUNKS, END_LENGTH);
+    output->last->end += END_LENGTH;
+    output->waiting += END_LENGTH;
+    return 0;
+}
+
+/* --- writing ----------------------------------------------------------------------- */
+
+/* How many bytes of the first block are framed and not yet written. */
+static size_t framed_length(const struct framed_output_s* output) {
+    const struct output_block_s* block = output->first;
+    const bool is_being_filled = block == output->last && output->chunk != 0;
+    return (is_being_filled ? output->chunk - HEADER_MAX : block->end) - block->begin;
 }
 
 long framed_output_write(struct framed_output_s* output, int fd) {
     long written = 0;
-    struct evbuffer_iovec extent;
-    while (evbuffer_peek(output->framed, WRITE_MAX, NULL, &extent, 1) > 0) {
-        const size_t length = extent.iov_len < WRITE_MAX ? extent.iov_len : WRITE_MAX;
+    while (output->waiting > 0) {
+        struct output_block_s* block = output->first;
+        const size_t framed = framed_length(output);
         const ssize_t taken =
-            send(fd, extent.iov_base, length, MSG_NOSIGNAL | MSG_DONTWAIT);
+            send(fd, block->bytes + block->begin, framed < WRITE_MAX ? framed : WRITE_MAX,
+                 MSG_NOSIGNAL | MSG_DONTWAIT);
         if (taken < 0 && errno == EINTR)
             continue;
         if (taken < 0)
             return errno == EAGAIN || errno == EWOULDBLOCK ? written : -1;
-        evbuffer_drain(output->framed, (size_t)taken);
+        block->begin += (size_t)taken;
+        output->waiting -= (size_t)taken;
+        output->written += (uint64_t)taken;
         written += taken;
+        if (block->begin == block->end)
+            drop_first_block(output);
     }
     return written;
 }

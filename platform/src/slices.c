@@ -1,6 +1,7 @@
 #include "drend.h"
 #include "server.h"
 
+#include <stdio.h>
 #include <time.h>
 
 enum { IDLE_NANOSECONDS = 100 };
@@ -8,7 +9,10 @@ enum { IDLE_NANOSECONDS = 100 };
 /* The connection whose slice is on the stack, or NULL. */
 static struct connection_s* running;
 
-static uint64_t now(void) {
+/* Why its answer cannot be given; "" while it can. */
+static char failure[160];
+
+uint64_t now_ns(void) {
     struct timespec time;
     clock_gettime(CLOCK_MONOTONIC, &time);
     return (uint64_t)time.tv_sec * 1000000000U + (uint64_t)time.tv_nsec;
@@ -16,29 +20,43 @@ static uint64_t now(void) {
 
 void slice_begin(struct connection_s* connection) {
     running = connection;
+    failure[0] = '\0';
     connection->state = CONNECTION_RUNNING;
     connection->continues_walk = false;
-    connection->slice = (struct slice_s){.began = now()};
+    connection->slice = (struct slice_s){.began = now_ns()};
     ++connection->server->stats.slices;
 }
 
-void slice_end(struct connection_s* connection) {
+const char* slice_end(struct connection_s* connection) {
     running = NULL;
     connection->state =
         connection->peer.cookie == NULL ? CONNECTION_IDLE : CONNECTION_SUSPENDED;
+    return failure[0] == '\0' ? NULL : failure;
 }
 
 bool slice_is_running(const struct connection_s* connection) {
     return running == connection;
 }
 
+bool slice_has_failed(const struct connection_s* connection) {
+    return running == connection && failure[0] != '\0';
+}
+
+int mgmt_server_fail_answer(const char* reason) {
+    if (running == NULL)
+        return -1;
+    if (failure[0] == '\0')
+        snprintf(failure, sizeof failure, "%s", reason);
+    return 0;
+}
+
 static bool peer_has_enough(struct connection_s* connection) {
     const size_t high_water = connection->server->config.high_water;
-    if (framed_output_waiting(&connection->output) < high_water)
+    if (connection->output.waiting < high_water)
         return false;
     if (framed_output_write(&connection->output, connection->fd) < 0)
         connection->is_lost = true;
-    return framed_output_waiting(&connection->output) >= high_water;
+    return connection->output.waiting >= high_water;
 }
 
 /* The walk handler, asked after each row and between the predicates of one. Walks that are nobody's
@@ -50,7 +68,7 @@ static int is_slice_over(dr_meta_context_s* ctx, void* data) {
         return 0;
     running->slice.has_moved = true;
     const uint64_t budget = (uint64_t)server->config.slice_usec * 1000U;
-    return now() - running->slice.began >= budget || peer_has_enough(running);
+    return now_ns() - running->slice.began >= budget || peer_has_enough(running);
 }
 
 static void continue_walk(evContext loop, void* walk, struct timespec due,
@@ -59,15 +77,19 @@ static void continue_walk(evContext loop, void* walk, struct timespec due,
     drend_defer_continue(walk);
 }
 
+/* The reschedule handler for walks of nobody's peer; `base` is the loop's. */
+static void continue_when_idle(void* base, void* walk) {
+    const evContext loop = {base};
+    __evSetIdleTimer(loop, continue_walk, walk, __evConsTime(0, IDLE_NANOSECONDS), NULL);
+}
+
 /* The reschedule handler: a connection's walk is continued in its turn, any other when idle. */
 static void on_suspended(void* data, void* walk) {
     const struct mgmt_server_s* server = data;
-    if (running != NULL && running->peer.cookie == walk) {
+    if (running != NULL && running->peer.cookie == walk)
         running->continues_walk = true;
-        return;
-    }
-    __evSetIdleTimer(server->loop, continue_walk, walk, __evConsTime(0, IDLE_NANOSECONDS),
-                     NULL);
+    else
+        continue_when_idle(server->base, walk);
 }
 
 void slices_install(struct mgmt_server_s* server) {
@@ -77,8 +99,9 @@ void slices_install(struct mgmt_server_s* server) {
     drend_set_reschedule_handler(on_suspended, server);
 }
 
-void slices_uninstall(void) {
+/* Walks of nobody's peer may still be under way. */
+void slices_uninstall(struct mgmt_server_s* server) {
     drend_add_walk_handlers(NULL, NULL, NULL);
     drend_set_suspend_on_hidden_rows(0);
-    drend_set_reschedule_handler(NULL, NULL);
+    drend_set_reschedule_handler(continue_when_idle, server->base);
 }

@@ -22,7 +22,7 @@ constexpr double TIMEOUT_MAX = 1e6;
 
 struct options_s {
     std::vector<std::string> words;
-    std::string socket = "/run/netstatd.sock";
+    std::string socket = "/run/netstatd/netstatd.sock";
     double timeout = 60;
     std::string filter;
     bool has_filter = false;

@@ -45,8 +45,9 @@ int __evSetIdleTimer(evContext ctx, evTimerFunc func, void* uap, struct timespec
                      evTimerID* id);
 
 /*
- * A loop for a daemon that has none: a libevent base with three priorities, the highest for
- * sockets, the middle one for everything that sets none, the lowest for idle timers. Opening
+ * A loop for a daemon that has none: a libevent base with three priorities, the highest for what
+ * the daemon puts before everything, the middle one for all that sets none, the lowest for idle
+ * timers and for what the peers of a management socket have the daemon do. Opening
  * returns 0, or -1 when memory ran out. Closing removes the idle timers; other events of the loop
  * are gone by then. Additions of this reference platform.
  */

@@ -15,6 +15,10 @@
  * continued by the event library's idle timer. A daemon that installs handlers of its own after
  * opening the server has its own way; the server then finishes the answers.
  *
+ * Everything that peers have the server do is done with the lowest priority of the loop: signals
+ * and the daemon's own events come first where the loop has priorities, as that of
+ * platform_open_loop does.
+ *
  * Everything here belongs to the thread that runs the loop.
  */
 #ifndef ORVEX_PLATFORM_MGMT_SERVER_H
@@ -42,6 +46,8 @@ typedef struct mgmt_server_config_s {
         high_water; /* a slice ends when more bytes than this wait for the peer: 256 KiB */
     size_t low_water; /* and the next one begins at this many: a quarter of high_water */
     unsigned stall_seconds; /* a peer that takes nothing for so long is closed: 60 */
+    /* Descriptors that peers leave to the daemon: a sixteenth of those it may have. */
+    unsigned spare_descriptors;
 } mgmt_server_config_s;
 
 typedef struct mgmt_server_s mgmt_server_s;
@@ -50,26 +56,35 @@ typedef struct mgmt_server_s mgmt_server_s;
 typedef struct mgmt_server_stats_s {
     unsigned peers;         /* connected now */
     unsigned long accepted; /* peers ever */
-    unsigned long refused;  /* that were not allowed, or too many */
+    unsigned long refused;  /* that were not allowed, or too many for the server */
     unsigned long requests; /* answered or given up */
     unsigned long slices;   /* of all answers */
 } mgmt_server_stats_s;
 
 /*
  * Opens the socket, with mode 0660, and serves `config->menu` on it from the loop of `loop` on. A
- * socket file that nobody serves any more is replaced. Installs the send method, walk handlers and
- * reschedule handler of the render library, and has searches suspend on hidden rows. NULL with one
- * line, without its end, in `error` of `size` bytes when it cannot. There is one server at a time.
+ * socket file that nobody serves any more is replaced; a file beside it, its name with ".lock"
+ * appended, keeps other servers away. Installs the send method, walk handlers and reschedule
+ * handler of the render library, and has searches suspend on hidden rows. NULL with one line,
+ * without its end, in `error` of `size` bytes when it cannot. There is one server at a time.
  */
 mgmt_server_s* mgmt_server_open(evContext loop, const mgmt_server_config_s* config,
                                 char* error, size_t size);
 
 /*
- * Closes every peer, ending its walk, removes the socket and takes all of that back. What was
- * waiting for the peers goes out as far as they take it at once. Nothing for NULL. Not from within
- * a request.
+ * Closes every peer, ending its walk, removes the socket and takes all of that back; suspended
+ * walks of nobody's peer go on when the loop is idle. What was waiting for the peers goes out as
+ * far as they take it at once. Nothing for NULL. Not from within a request.
  */
 void mgmt_server_close(mgmt_server_s* server);
+
+/*
+ * For accessors that cannot get at their data: gives up the answer that the server is giving.
+ * Nothing more of it is sent; its peer gets the line "error: " with `reason`, one line without its
+ * end, of which 159 bytes are kept. The first reason counts. 0, or -1 when the server is giving no
+ * answer.
+ */
+int mgmt_server_fail_answer(const char* reason);
 
 mgmt_server_stats_s mgmt_server_stats(const mgmt_server_s* server);
 
