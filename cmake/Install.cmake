@@ -47,11 +47,19 @@ foreach(library ${drend_libraries})
     COMPONENT development)
 endforeach()
 
-# Documents
+# Documents, and the sources of the programs that they show. The README's links lead to what is
+# installed with it.
 
-install(FILES README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)
+install(CODE "
+  file(READ \"${PROJECT_SOURCE_DIR}/README.md\" text)
+  string(REGEX REPLACE \"[[]([^]]+)[]][(](include|tools|docs/man)[^)]*[)]\" \"\\\\1\"
+         text \"\${text}\")
+  file(WRITE \"${drend_generated}/README.md\" \"\${text}\")" COMPONENT development)
+install(FILES ${drend_generated}/README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR}
+  COMPONENT development)
 install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development
   FILES_MATCHING PATTERN *.md PATTERN man EXCLUDE)
+install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)
 install(FILES docs/man/drend.3 DESTINATION ${CMAKE_INSTALL_MANDIR}/man3 COMPONENT development)
 
 # Tools. Definitions are looked for in "usr/lib/render" below some directory, so that is where they
@@ -64,6 +72,14 @@ if(TARGET netstatd)
       set(drend_render_dir lib/render)
     endif()]] COMPONENT tools)
   install(TARGETS netstatd RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT tools)
+  # It finds the libraries beside it; those of the system need no run path.
+  file(RELATIVE_PATH drend_run_path ${CMAKE_INSTALL_FULL_SBINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
+  set_target_properties(netstatd PROPERTIES INSTALL_RPATH "$ORIGIN/${drend_run_path}")
+  install(CODE "
+    if(CMAKE_INSTALL_PREFIX MATCHES \"^/usr/?$\")
+      file(RPATH_REMOVE FILE
+        \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_SBINDIR}/netstatd\")
+    endif()" COMPONENT tools)
   install(DIRECTORY examples/netstatd/render/ DESTINATION "\${drend_render_dir}"
     COMPONENT tools)
   install(FILES docs/man/netstatd.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8 COMPONENT tools)

@@ -88,12 +88,21 @@ class Install(unittest.TestCase):
                     self.assertEqual(answers, ANSWERS)
 
     def test_netstatd_finds_its_definitions(self):
-        for root in self.roots:
-            netstatd = root / "sbin/netstatd"
-            self.assertNotRegex(run("readelf", "-d", netstatd), "RPATH|RUNPATH")
+        prefix, package = (root / "sbin/netstatd" for root in self.roots)
+        moved = shutil.copytree(self.prefix, self.place / "moved", symlinks=True) / "sbin/netstatd"
+        self.assertNotRegex(run("readelf", "-d", package), "RPATH|RUNPATH")
+        for netstatd, libraries in ((prefix, ""), (moved, ""), (package, self.libdir(self.roots[1]))):
             answer = run(netstatd, "--once", "show-interfaces name=lo",
-                         env={"LD_LIBRARY_PATH": str(self.libdir(root))})
+                         env={"LD_LIBRARY_PATH": str(libraries)})
             self.assertIn("<name>lo</name>", answer)
+
+    def test_documents_link_to_what_is_installed(self):
+        for root in self.roots:
+            documents = list(root.glob("share/doc/**/*.md"))
+            self.assertIn("README.md", [document.name for document in documents])
+            for document in documents:
+                for link in re.findall(r"\]\((?!https?:|#)([^)#]+)", document.read_text()):
+                    self.assertTrue((document.parent / link).exists(), f"{document}: {link}")
 
     @unittest.skipUnless(shutil.which("systemd-analyze"), "no systemd here")
     def test_the_unit_is_valid(self):

@@ -59,7 +59,7 @@ int set_address(dr_meta_context_s* ctx, std::uint32_t address, const char* suffi
     char text[sizeof "255.255.255.255/32"];
     char* at = text;
     for (int shift = 24; shift >= 0; shift -= 8) {
-        at = std::to_chars(at, text + sizeof text, address >> shift & 0xff).ptr;
+        at = std::to_chars(at, at + 3, address >> shift & 0xff).ptr;
         *at++ = '.';
     }
     strcpy(at - 1, suffix);
