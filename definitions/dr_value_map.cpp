@@ -7,7 +7,10 @@ namespace {
 constexpr std::string_view WILDCARD = "*";
 
 dr_map_pair_s make_pair(const std::string& from, const std::string& to) {
-    dr_map_pair_s pair{from, to, to == WILDCARD, to.starts_with('='), {}};
+    dr_map_pair_s pair{from, to, to == WILDCARD, to.starts_with('='), {}, from == WILDCARD};
+    if (dri_is_packable(from)) {
+        pair.packed_from = dri_pack_text(from);
+    }
     if (pair.is_expression && dri_map_expr_parse(to.c_str(), pair.terms) != 0) {
         pair.terms.clear();
     }
@@ -21,13 +24,17 @@ dr_value_map_c::dr_value_map_c(
     pairs_.reserve(pairs.size());
     for (const auto& [from, to] : pairs) {
         pairs_.push_back(make_pair(from, to));
-        has_wildcard_ = has_wildcard_ || from == WILDCARD;
+        has_wildcard_ = has_wildcard_ || pairs_.back().is_wildcard;
+        has_expressions_ = has_expressions_ || pairs_.back().is_expression;
     }
 }
 
 const dr_map_pair_s* dr_value_map_c::match(std::string_view text) const {
+    const bool is_packable = dri_is_packable(text);
+    const uint64_t packed = is_packable ? dri_pack_text(text) : 0;
     for (const dr_map_pair_s& pair : pairs_) {
-        if (pair.from == text || pair.from == WILDCARD) {
+        const bool is_equal = is_packable ? pair.packed_from == packed : pair.from == text;
+        if (is_equal || pair.is_wildcard) {
             return &pair;
         }
     }

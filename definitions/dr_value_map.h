@@ -5,12 +5,14 @@
 // daemon wrote is never taken for one. Immutable once made.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
 #include "expr/dr_map_expr.h"
+#include "frame/dr_copy.h"
 #include "frame/drend_value.h"
 
 struct dr_map_pair_s {
@@ -20,7 +22,19 @@ struct dr_map_pair_s {
     bool is_expression; // `to` begins with "="
     // The terms of an expression; empty when it is malformed.
     std::vector<dr_map_term_s> terms;
+    bool is_wildcard;         // `from` is "*"
+    uint64_t packed_from = 0; // see dri_pack_text; 0 for a longer one
 };
+
+// A text of up to eight bytes, none of them NUL, as one number, by which two of them are compared.
+inline bool dri_is_packable(std::string_view text) {
+    return !text.empty() && text.size() <= sizeof(uint64_t);
+}
+inline uint64_t dri_pack_text(std::string_view text) {
+    uint64_t packed = 0;
+    dri_copy_text(reinterpret_cast<char*>(&packed), text);
+    return packed;
+}
 
 class dr_value_map_c {
   public:
@@ -32,9 +46,11 @@ class dr_value_map_c {
     const dr_map_pair_s* match(std::string_view text) const;
     // Whether some pair matches every value.
     bool has_wildcard() const { return has_wildcard_; }
+    bool has_expressions() const { return has_expressions_; }
     const std::vector<dr_map_pair_s>& pairs() const { return pairs_; }
 
   private:
     std::vector<dr_map_pair_s> pairs_;
     bool has_wildcard_ = false;
+    bool has_expressions_ = false;
 };

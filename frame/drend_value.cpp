@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cassert>
-#include <charconv>
 #include <cstdlib>
 #include <cstring>
 #include <limits>
@@ -25,13 +24,6 @@ unsigned size_of_type(dr_value_type_t type, unsigned offered) {
 bool in_decimal64_range(double x, unsigned char digits) {
     return digits >= 1 && digits <= 18 && drv_decimal64_range_table[digits][0] <= x &&
            x <= drv_decimal64_range_table[digits][1];
-}
-
-template <typename Number>
-std::string_view print_number(Number value, dr_value_c::scratch_t& scratch) {
-    char* end = std::to_chars(scratch, scratch + sizeof scratch - 1, value).ptr;
-    *end = '\0';
-    return {scratch, static_cast<size_t>(end - scratch)};
 }
 
 DREND_PRINTF(2, 0)
@@ -125,39 +117,24 @@ int dr_value_c::set_raw_value(dr_value_type_t type, const void* bytes, unsigned 
     return 0;
 }
 
-template <typename T>
-T dr_value_c::stored() const {
-    T value;
-    memcpy(&value, data_, sizeof value);
-    return value;
-}
-
 bool dr_value_c::print_to(std::string_view& out, scratch_t& scratch) const {
-    long long number = 0;
-    unsigned long long unsigned_number = 0;
     switch (type_) {
-    case DRV_BOOLEAN:
-        out = data_[0] != 0 ? "true" : "false";
-        return true;
     case DRV_FLOAT:
         out = print_double(scratch, "%f", static_cast<double>(stored<float>()));
         return true;
     case DRV_DOUBLE:
         out = print_double(scratch, "%e", stored<double>());
         return true;
-    case DRV_NONE:
-        return false;
     default:
-        if (get_integral(number) == 0) {
-            out = print_number(number, scratch);
-            return true;
-        }
-        if (get_uintegral(unsigned_number) == 0) {
-            out = print_number(unsigned_number, scratch);
-            return true;
-        }
+        break;
+    }
+    if (!is_plain()) {
         return false;
     }
+    char* const end = write_plain(scratch);
+    *end = '\0';
+    out = {scratch, static_cast<size_t>(end - scratch)};
+    return true;
 }
 
 int dr_value_c::get_string(str_buf_s* out) const {

@@ -14,9 +14,11 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 #include <string_view>
 
 #include "drend.h"
+#include "frame/dr_digits.h"
 
 class drend_tag_object_c;
 
@@ -54,6 +56,17 @@ class dr_value_c {
     // Keeps exactly the bytes of the type: `size` bytes are offered, missing ones count as
     // zero.
     int set_raw_value(dr_value_type_t type, const void* bytes, unsigned int size);
+    // The same for a number whose size is that of the type.
+    template <typename Number>
+    int set_number(dr_value_type_t type, Number number) {
+        if (sizeof number > INITIAL_CAPACITY && sizeof number > block_size_ &&
+            !resize_buffer(sizeof number)) {
+            return DREND_ERR;
+        }
+        memcpy(data_, &number, sizeof number);
+        type_ = type;
+        return 0;
+    }
     // Forgets the value, and keeps its block for the next one unless it is a large one.
     void clear();
     // Makes room for `size` bytes without keeping what is stored. Asserts that a block could be
@@ -85,6 +98,35 @@ class dr_value_c {
     // when the value is no number within the range of such a decimal64.
     bool get_decimal64_text(std::string_view& out, scratch_t& scratch,
                             unsigned char fraction_digits) const;
+    // The text of a DRV_STRING.
+    std::string_view stored_text() const { return {data_, text_size_}; }
+    // Whether it is a whole number or a truth.
+    bool is_plain() const { return type_ >= DRV_BOOLEAN && type_ <= DRV_UINT64; }
+    // Writes the text of such a value to `out`, which has room for DRI_DIGITS_ROOM bytes. The end
+    // of the text.
+    char* write_plain(char* out) const {
+        switch (type_) {
+        case DRV_BOOLEAN:
+            memcpy(out, data_[0] != 0 ? "true\0" : "false", sizeof "false");
+            return out + (data_[0] != 0 ? 4 : 5);
+        case DRV_INT8:
+            return dri_write_digits(out, int64_t{stored<int8_t>()});
+        case DRV_INT16:
+            return dri_write_digits(out, int64_t{stored<int16_t>()});
+        case DRV_INT32:
+            return dri_write_digits(out, int64_t{stored<int32_t>()});
+        case DRV_INT64:
+            return dri_write_digits(out, stored<int64_t>());
+        case DRV_UINT8:
+            return dri_write_digits(out, uint64_t{stored<uint8_t>()});
+        case DRV_UINT16:
+            return dri_write_digits(out, uint64_t{stored<uint16_t>()});
+        case DRV_UINT32:
+            return dri_write_digits(out, uint64_t{stored<uint32_t>()});
+        default:
+            return dri_write_digits(out, stored<uint64_t>());
+        }
+    }
 
     int get_string(str_buf_s* out) const;
     // As text(), which it leaves in `out`, too.
@@ -113,7 +155,11 @@ class dr_value_c {
     // The text of what is not itself a text.
     bool print_to(std::string_view& out, scratch_t& scratch) const;
     template <typename T>
-    T stored() const;
+    T stored() const {
+        T value;
+        memcpy(&value, data_, sizeof value);
+        return value;
+    }
     template <typename T>
     int get_signed(dr_value_type_t own, T& out) const;
     template <typename T>

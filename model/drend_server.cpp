@@ -53,7 +53,7 @@ template <typename T>
 int set_value(dr_meta_context_s* ctx, dr_value_type_t type, T value) {
     dr_value_c* out = value_of(ctx);
     return out == nullptr ? DREND_ERR : unless_no_memory(ctx, [&] {
-        return out->set_raw_value(type, &value, sizeof value);
+        return out->set_number(type, value);
     });
 }
 
