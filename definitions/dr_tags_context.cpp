@@ -16,10 +16,10 @@ void trace_line(const std::string& text) {
 
 } // namespace
 
-void dr_tags_context_c::push_tag(const drend_tag_c* tag) {
-    push_tag_without_filter(tag);
-    if (current_step_ >= step_filters_.size() || tag->is_hidden()) {
-        return;
+int dr_tags_context_c::push_tag(const drend_tag_c* tag) {
+    position_.push_tag_alone(tag);
+    if (!has_steps_left() || tag->is_hidden()) {
+        return DREND_OK;
     }
     const dr_step_filter_s& step = step_filters_[current_step_++];
     // An empty step is used up, but filters nothing and is not given back.
@@ -28,35 +28,22 @@ void dr_tags_context_c::push_tag(const drend_tag_c* tag) {
         drend_debug_trace("DR_TAGS_ACCESS: push_tag:filter: tag: %s filter: %s\n",
                           tag->name().c_str(), step.text.c_str());
     }
+    return DREND_OK;
 }
 
-void dr_tags_context_c::pop_tag() {
-    if (!tags_.empty() && get_top_tag(0)->dto_filter != nullptr && current_step_ > 0) {
+void dr_tags_context_c::give_step_back() {
+    if (get_top_tag(0)->dto_filter != nullptr && current_step_ > 0) {
         --current_step_;
     }
-    pop_tag_without_filter();
 }
 
-int dr_tags_context_c::push_meta_context(const char* path, const void* element) {
-    return push_meta_context(dr_nav_path_c(path), path, element);
-}
-
-int dr_tags_context_c::push_meta_context(const dr_nav_path_c& path, const char* shown,
-                                         const void* element) {
-    if (dri_trace_on(DREND_TRACE_WALK)) {
-        drend_debug_trace("DR_TAGS_ACCESS: %s: path %s\n", "push_meta_context", shown);
+int dr_tags_context_c::pop_tag() {
+    if (tag_depth() == 0) {
+        return -1;
     }
-    dr_meta_context_c& moved = meta_contexts_.empty()
-                                   ? meta_contexts_.push()
-                                   : meta_contexts_.push(*get_top_meta_context(0));
-    int status = moved.push_path(path, false, element);
-    if (status == DREND_OK && moved.get_top_object() == nullptr) {
-        status = DREND_ERR; // "." before anything else leads nowhere
-    }
-    if (status != DREND_OK) {
-        meta_contexts_.pop();
-    }
-    return status;
+    give_step_back();
+    position_.pop_tag_alone();
+    return 0;
 }
 
 int dr_tags_context_c::set_filter(const char* filter) {

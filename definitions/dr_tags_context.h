@@ -1,75 +1,63 @@
-// dr_tags_context_c: where a walk is, in the definition and in the daemon's data.
+// dr_tags_context_c: what a command runs in: its position, the steps of its filter, its style.
 //
-//     tag stack            meta context stack        step filters of /a/b[x='1']
-//     leaf  mtu            .../interface/mtu
-//     list  interface      .../interface             b[x='1']   <- taken by "interface"
-//     cont  interfaces     /interfaces               a          <- taken by "interfaces"
+//     tag stack            steps of /a/b[x='1']
+//     leaf  mtu
+//     list  interface      b[x='1']   <- taken by "interface"
+//     cont  interfaces     a          <- taken by "interfaces"
 //
-//  1. A tag without a source pushes no meta context; the stacks differ in height.
-//  2. Visible tags take one step of the filter each, hidden tags none.
-//  3. Objects on the stacks keep their addresses while they are on them, and every meta context on
-//     its stack has a top object.
-//
-// A tags context belongs to one walk on the daemon's thread.
+// Visible tags take one step of the filter each, hidden tags none. Belongs to one walk on the
+// daemon's thread.
 #pragma once
 
 #include <string>
 #include <vector>
 
+#include "definitions/dr_position.h"
 #include "definitions/dr_render_context.h"
-#include "definitions/drend_tag_object.h"
+#include "definitions/dr_step_filter.h"
 #include "frame/dr_published.h"
-#include "frame/dr_stack.h"
-#include "model/dr_meta_context.h"
 
 class dr_tags_context_c : public dr_render_context_c {
   public:
-    dr_tags_context_c() = default;
-    ~dr_tags_context_c() override = default;
+    // `element_ref` is the daemon's object that the top of the walk starts from, or null.
+    explicit dr_tags_context_c(const void* element_ref = nullptr)
+        : position_(element_ref) {}
 
-    // Pushes a tag object, which takes the current step filter unless the tag is hidden.
-    void push_tag(const drend_tag_c* tag);
-    // Drops the top tag object and gives its step filter back. Nothing on an empty stack.
-    void pop_tag();
+    // Pushes a tag object, which takes the current step filter unless the tag is hidden. DREND_OK.
+    virtual int push_tag(const drend_tag_c* tag);
+    // Drops the top tag object and gives its step filter back. 0, or -1 on an empty stack.
+    virtual int pop_tag();
     // Pushes a copy of the top meta context, moved along the path. The status of the move; the
     // stack changes only when it is DREND_OK.
-    int push_meta_context(const char* path, const void* element);
-    // The same with a path that is cut already; `shown` is its text for the trace.
-    int push_meta_context(const dr_nav_path_c& path, const char* shown,
-                          const void* element);
-    void pop_meta_context() {
-        if (!meta_contexts_.empty()) {
-            meta_contexts_.pop();
-        }
+    int push_meta_context(const char* path, const void* element) {
+        return position_.push_context(path, element);
     }
+    void pop_meta_context() { position_.pop_context(); }
 
     // The object `n` places below the top, or null.
-    drend_tag_object_c* get_top_tag(unsigned n) const { return tags_.from_top(n); }
+    drend_tag_object_c* get_top_tag(unsigned n) const { return position_.tag(n); }
     dr_meta_context_c* get_top_meta_context(unsigned n) const {
-        return meta_contexts_.from_top(n);
+        return position_.context(n);
     }
-    size_t tag_depth() const { return tags_.size(); }
-    size_t meta_depth() const { return meta_contexts_.size(); }
+    size_t tag_depth() const { return position_.tag_depth(); }
+    size_t meta_depth() const { return position_.context_depth(); }
 
     // Cuts a request's filter into its steps, replacing what was set before. 0, or DREND_ERR, with
     // no filter set, when it holds more than a filter may.
     int set_filter(const char* filter);
+    // Whether the next visible tag takes a step.
+    bool has_steps_left() const { return current_step_ < step_filters_.size(); }
 
     // The style that the request asks for; empty for none.
     std::string requested_style;
 
   protected:
-    // For look-ups, which leave the step filters where they are.
-    void push_tag_without_filter(const drend_tag_c* tag) { tags_.push(tag); }
-    void pop_tag_without_filter() {
-        if (!tags_.empty()) {
-            tags_.pop();
-        }
-    }
+    // Gives the step back that the tag on top has taken.
+    void give_step_back();
+
+    dr_position_c position_;
 
   private:
-    dr_stack_c<drend_tag_object_c> tags_;
-    dr_stack_c<dr_meta_context_c> meta_contexts_;
     std::vector<dr_step_filter_s> step_filters_;
     size_t current_step_ = 0;
 };

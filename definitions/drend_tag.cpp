@@ -46,7 +46,7 @@ drend_tag_c::drend_tag_c(const drend_tag_c& other)
       dt_flags(other.dt_flags), dt_map(other.dt_map), dt_keys(other.dt_keys),
       dt_kids(other.dt_kids), dt_commands(other.dt_commands), name_(other.name_),
       source_(other.source_), source_path_(other.source_path_),
-      namespace_(other.namespace_), open_text_(other.open_text_),
+      namespace_(other.namespace_), open_line_(other.open_line_),
       close_text_(other.close_text_), member_text_(other.member_text_),
       is_leaf_list_value_(other.is_leaf_list_value_) {
     tag_count.fetch_add(1, std::memory_order_relaxed);
@@ -93,9 +93,9 @@ void drend_tag_c::set_namespace(std::string_view text) {
 }
 
 void drend_tag_c::make_texts() {
-    open_text_.clear();
-    open_text_.reserve(name_.size() + namespace_.size() + 2);
-    open_text_.append(1, '<').append(name_).append(namespace_).append(1, '>');
+    open_line_.clear();
+    open_line_.reserve(name_.size() + namespace_.size() + 3);
+    open_line_.append(1, '<').append(name_).append(namespace_).append(">\n");
     close_text_.clear();
     close_text_.reserve(name_.size() + 4);
     close_text_.append("</").append(name_).append(">\n");
@@ -104,14 +104,20 @@ void drend_tag_c::make_texts() {
     member_text_.append("\" : ");
 }
 
-drend_tag_c* drend_tag_c::find_child(const char* name) const {
-    const std::string_view wanted(name);
+drend_tag_c* drend_tag_c::find_child(std::string_view name) const {
     for (drend_tag_c* kid : dt_kids) {
-        if (kid->name_ == wanted) {
+        if (kid->name_ == name) {
             return kid;
         }
     }
     return nullptr;
+}
+
+dr_row_ref_c drend_tag_c::row(const dr_meta_node_c* node, dr_row_shape_s shape) const {
+    if (rows_ == nullptr) {
+        rows_ = std::make_unique<dr_row_cache_c>();
+    }
+    return rows_->find_or_make(*this, node, shape);
 }
 
 drend_tag_c* drend_tag_c::find_child_from_mt_source(const char* source) const {

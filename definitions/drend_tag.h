@@ -23,6 +23,7 @@
 #include <vector>
 
 #include "definitions/dr_command_set.h"
+#include "definitions/dr_row.h"
 #include "definitions/dr_value_map.h"
 #include "model/dr_nav_path.h"
 
@@ -110,13 +111,17 @@ class drend_tag_c {
     const dr_nav_path_c& source_path() const { return source_path_; }
     const std::string& xmlns() const { return namespace_; }
     // "<name xmlns>" and "</name>\n".
-    const std::string& open_text() const { return open_text_; }
+    std::string_view open_text() const {
+        return {open_line_.data(), open_line_.size() - 1};
+    }
+    // "<name xmlns>\n".
+    const std::string& open_line() const { return open_line_; }
     const std::string& close_text() const { return close_text_; }
     // "name" in its quotes, escaped, and " : ".
     const std::string& member_text() const { return member_text_; }
 
     // The first kid of that name, or with that source, or null.
-    drend_tag_c* find_child(const char* name) const;
+    drend_tag_c* find_child(std::string_view name) const;
     drend_tag_c* find_child_from_mt_source(const char* source) const;
 
     // What is shown for a value of this tag, as a leaf, as a key and to look-ups. A text is shown
@@ -136,6 +141,11 @@ class drend_tag_c {
     int translate_value(str_buf_s* text, bool& is_expression) const;
     int translate_value(dr_value_c& value,
                         const std::vector<dr_map_term_s>*& expression) const;
+
+    // What a walk needs of the kids where the daemon's data is at `node`; see dr_row_c.
+    dr_row_ref_c row(const dr_meta_node_c* node, dr_row_shape_s shape) const;
+    // To be called when the kids have changed.
+    void forget_rows() { rows_.reset(); }
 
     // --- searches by tag path ---
 
@@ -178,10 +188,11 @@ class drend_tag_c {
     std::string source_;
     dr_nav_path_c source_path_;
     std::string namespace_;
-    std::string open_text_;
+    std::string open_line_;
     std::string close_text_;
     std::string member_text_;
     bool is_leaf_list_value_;
+    mutable std::unique_ptr<dr_row_cache_c> rows_; // null until a walk asks
 };
 
 // A namespace text in the form in which it is pasted behind an element's name: a leading blank,

@@ -59,7 +59,8 @@ class drend_tag_object_c {
 
     const drend_tag_c* dto_tag;
     bool dto_is_visit = false; // a leaf that the context of its row visits
-    drend_tag_c::kids_t::const_iterator dto_kid{}; // the kid being walked
+    size_t dto_kid = 0;        // the next of its kids
+    dr_row_ref_c dto_row;      // what its kids are, or null
     const dr_step_filter_s* dto_filter =
         nullptr; // the request's filter at this level, or null
     // What a list procedure may seek by, worked out when the list's walk starts.

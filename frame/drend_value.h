@@ -59,9 +59,8 @@ class dr_value_c {
     // The same for a number whose size is that of the type.
     template <typename Number>
     int set_number(dr_value_type_t type, Number number) {
-        if (sizeof number > INITIAL_CAPACITY && sizeof number > block_size_ &&
-            !resize_buffer(sizeof number)) {
-            return DREND_ERR;
+        if (sizeof number > INITIAL_CAPACITY && sizeof number > block_size_) {
+            resize_buffer(sizeof number);
         }
         memcpy(data_, &number, sizeof number);
         type_ = type;

@@ -50,6 +50,7 @@ void dr_meta_context_c::release(maps_s* maps) {
 
 dr_meta_context_c::dr_meta_context_c(const dr_meta_context_c& other)
     : dr_meta_context_s(), top_(other.top_), maps_(other.maps_), value_(other.value_) {
+    other.is_touched_ = true; // a visited frame is the copy's, too, now
     if (top_ != nullptr) {
         ++top_->refs;
     }
@@ -86,6 +87,7 @@ const dr_meta_object_c* dr_meta_context_c::get_object_offset(unsigned n) const {
 }
 
 dr_meta_object_c* dr_meta_context_c::writable_object(unsigned n) {
+    is_touched_ = true;
     if (is_visiting_ && n > 0) {
         put_frames_aside();
     }
@@ -287,14 +289,17 @@ void dr_meta_context_c::pop_object() {
     top_ = below;
 }
 
-bool dr_meta_context_c::visit_leaf(const dr_nav_path_c& path, const void* element_ref) {
-    if (is_visiting_ || top_ == nullptr || !path.is_child()) {
-        return false;
+void dr_meta_context_c::visit_leaf(dr_meta_node_c* leaf, const void* element_ref) {
+    assert(top_ != nullptr && leaf->is_leaf());
+    if (is_visiting_ && !is_touched_) {
+        top_->object.node = leaf;
+        return;
     }
-    dr_meta_node_c* leaf = path.steps().front().find_in(top_->object.node);
-    if (leaf == nullptr || !leaf->is_leaf()) {
-        return false;
-    }
+    end_visit();
+    begin_visit(leaf, element_ref);
+}
+
+void dr_meta_context_c::begin_visit(dr_meta_node_c* leaf, const void* element_ref) {
     if (spare_ == nullptr) {
         push_child(leaf, element_ref);
     } else {
@@ -302,13 +307,21 @@ bool dr_meta_context_c::visit_leaf(const dr_nav_path_c& path, const void* elemen
         top_ = std::exchange(spare_, nullptr);
     }
     is_visiting_ = true;
-    return true;
+    is_touched_ = false;
 }
 
 void dr_meta_context_c::end_visit() {
     if (!std::exchange(is_visiting_, false)) {
         return;
     }
+    if (is_touched_) {
+        take_visit_back();
+    } else {
+        spare_ = std::exchange(top_, top_->below);
+    }
+}
+
+void dr_meta_context_c::take_visit_back() {
     if (top_->refs == 1 && top_->object.is_blank()) {
         spare_ = std::exchange(top_, top_->below);
     } else {
@@ -317,8 +330,7 @@ void dr_meta_context_c::end_visit() {
     if (frames_aside_ != nullptr) {
         release(std::exchange(top_, std::exchange(frames_aside_, nullptr)));
     }
-    if (has_maps_aside_) {
-        has_maps_aside_ = false;
+    if (std::exchange(has_maps_aside_, false)) {
         release(std::exchange(maps_, maps_aside_));
     }
 }
@@ -332,6 +344,7 @@ void dr_meta_context_c::put_frames_aside() {
 }
 
 void dr_meta_context_c::put_maps_aside() {
+    is_touched_ = true;
     if (!has_maps_aside_) {
         has_maps_aside_ = true;
         maps_aside_ = maps_;

@@ -122,12 +122,13 @@ class dr_meta_context_c : public dr_meta_context_s {
     // Drops the top object, if any, without calling anything.
     void pop_object();
 
-    // A visit: down to the leaf that the path names, a child of the top node, and back up. What is
-    // stored in this context during a visit is gone after it, as if a copy had been moved there. A
-    // visit costs less than a copy, for nearly no accessor stores anything: what it would change
-    // is put aside when it does. False, with nothing moved, when the path names no such leaf.
-    bool visit_leaf(const dr_nav_path_c& path, const void* element_ref);
-    void end_visit(); // nothing when there is none
+    // A visit: down to `leaf`, a leaf below the top node, and back up. What is stored in this
+    // context during a visit is gone after it, as if a copy had been moved there. A visit costs
+    // less than a copy, for nearly no accessor stores anything: what it would change is put aside
+    // when it does. During a visit, ends it and begins that of another leaf below the same node.
+    void visit_leaf(dr_meta_node_c* leaf, const void* element_ref);
+    bool is_visiting() const { return is_visiting_; }
+    void end_visit(); // no-op when there is none
 
     // --- calling the daemon; the top object must exist ---
     //
@@ -172,6 +173,8 @@ class dr_meta_context_c : public dr_meta_context_s {
     const void* row_of_child(const void* element_ref) const;
     void put_frames_aside();
     void put_maps_aside();
+    void begin_visit(dr_meta_node_c* leaf, const void* element_ref);
+    void take_visit_back();
     static void release(frame_s* frame);
     static void release(maps_s* maps);
 
@@ -180,8 +183,10 @@ class dr_meta_context_c : public dr_meta_context_s {
     dr_value_c* value_ = nullptr;
     bool no_memory_ = false;
 
-    // During a visit: what there was before it, once that was written to.
+    // During a visit: what there was before it, once that was written to. Until something is
+    // written, or copied, the visited frame is all that there is to take back.
     bool is_visiting_ = false;
+    mutable bool is_touched_ = false;
     bool has_maps_aside_ = false;
     frame_s* spare_ = nullptr; // of the last visit, for the next one
     frame_s* frames_aside_ = nullptr;

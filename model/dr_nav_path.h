@@ -64,6 +64,10 @@ class dr_nav_path_c {
     bool is_child() const {
         return steps_.size() == 1 && steps_[0].kind() == dr_nav_kind_e::CHILD;
     }
+    // Of such a path: that child of `parent`, or null.
+    dr_meta_node_c* child_of(const dr_meta_node_c* parent) const {
+        return steps_[0].find_in(parent);
+    }
 
   private:
     std::vector<dr_nav_step_c> steps_;

@@ -8,10 +8,11 @@
 #include "frame/drend_lock.h"
 #include "frame/str_util.h"
 
+std::atomic<unsigned> dmn_tree_generation{1};
+
 namespace {
 
 dr_meta_node_c* root = nullptr;
-unsigned generation = 0;
 
 void report_missing(const char* what) {
     drend_err_exit(-1, 0, "Couldn't find/make '%s'", what);
@@ -61,6 +62,7 @@ dr_meta_node_c* dr_meta_node_c::find_or_add(const char* child_name) {
     dr_meta_node_c*& place = children.emplace(child_name, nullptr).first->second;
     child_list.push_back(made.get());
     place = made.release(); // the list owns it
+    ++dmn_tree_generation;
     return place;
 }
 
@@ -76,11 +78,7 @@ dr_meta_node_c* dmn_get_root() {
 void dmn_reset_root() {
     delete root;
     root = nullptr;
-    ++generation;
-}
-
-unsigned dmn_generation() {
-    return generation;
+    ++dmn_tree_generation;
 }
 
 dr_meta_node_c* dri_find_node_from_path(const char* path) {

@@ -9,13 +9,14 @@
 //  1. A name occurs once among a node's children; `children` finds it, `child_list` keeps
 //  the order
 //     of creation, in which everything visits them, and owns the nodes.
-//  2. Nodes are never removed singly. dmn_reset_root removes all of them and begins a new
-//     generation, by which remembered nodes are known to be stale.
+//  2. Nodes are never removed singly; dmn_reset_root removes all of them. Each node that is made
+//     and each reset begin a new generation, by which remembered nodes are known to be stale.
 //
 // Registration functions serialise each on a lock of its own; the tree as a whole has none,
 // because it is built before rendering starts and read by the daemon's thread.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <list>
 #include <map>
@@ -92,8 +93,12 @@ class dr_meta_node_c {
 dr_meta_node_c* dmn_get_root();
 // Destroys the tree and begins a new generation. Nothing may be walking it.
 void dmn_reset_root();
-// The generation of the tree; differs after each dmn_reset_root.
-unsigned dmn_generation();
+// The generation of the tree: never 0, and another one after each node that is made and each
+// dmn_reset_root. What was looked up in one generation holds as long as it lasts.
+extern std::atomic<unsigned> dmn_tree_generation;
+inline unsigned dmn_generation() {
+    return dmn_tree_generation.load(std::memory_order_relaxed);
+}
 
 // The node at a registration path, with every missing node made on the way. Null when memory runs
 // out, after the fatal error "Couldn't find/make" with the component's name.

@@ -52,9 +52,9 @@ int unless_no_memory(dr_meta_context_s* ctx, Function&& function) {
 template <typename T>
 int set_value(dr_meta_context_s* ctx, dr_value_type_t type, T value) {
     dr_value_c* out = value_of(ctx);
-    return out == nullptr ? DREND_ERR : unless_no_memory(ctx, [&] {
-        return out->set_number(type, value);
-    });
+    return out == nullptr
+               ? DREND_ERR
+               : unless_no_memory(ctx, [&] { return out->set_number(type, value); });
 }
 
 // Reads a variable of type T at `data` and sets it through `setter`.

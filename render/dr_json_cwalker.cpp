@@ -1,16 +1,18 @@
 #include "render/dr_json_cwalker.h"
 
-#include <utility>
-
 #include "render/dr_tags_access_context.h"
 
 namespace {
 
-bool is_list(const drend_tag_object_c* tobj) {
-    return tobj->type() == DT_TYPE_LIST || tobj->type() == DT_TYPE_LEAF_LIST;
+bool is_list(const drend_tag_c& tag) {
+    return tag.dt_type == DT_TYPE_LIST || tag.dt_type == DT_TYPE_LEAF_LIST;
 }
 
 } // namespace
+
+dr_row_shape_s dr_json_cwalker_c::row_shape() const {
+    return {dr_text_format_e::JSON, leaf_level()};
+}
 
 int dr_json_cwalker_c::finalize() {
     if (answer_is_object_) {
@@ -21,32 +23,9 @@ int dr_json_cwalker_c::finalize() {
 
 // Whether a tag is not printed itself: what is hidden, and the value of a leaf-list that stands
 // elsewhere than in a row of one, where it has neither name nor place.
-bool dr_json_cwalker_c::is_left_out(const drend_tag_object_c* tobj) const {
-    const drend_tag_c* tag = tobj->dto_tag;
-    return tobj->type() == DT_TYPE_LEAF
-               ? tag->is_leaf_list_value() && !is_in_leaf_list_row()
-               : tag->is_hidden() || tag->is_leaf_list_value();
-}
-
-void dr_json_cwalker_c::push(const drend_tag_object_c* tobj) {
-    if (find_key(tobj) == nullptr) {
-        dr_json_cwalker_c::push_private(tobj);
-    }
-}
-
-void dr_json_cwalker_c::push_value(const drend_tag_object_c* tobj,
-                                   const dr_value_c& value) {
-    if (find_key(tobj) == nullptr) {
-        dr_json_cwalker_c::push_value_private(tobj, value);
-    }
-}
-
-void dr_json_cwalker_c::pop(const drend_tag_object_c* tobj) {
-    // Of a leaf in an open object nothing is left to be printed.
-    const bool is_done = tobj->type() == DT_TYPE_LEAF && !holds_name_ && !levels_.empty();
-    if (!is_done && find_key(tobj) == nullptr) {
-        dr_json_cwalker_c::pop_private(tobj);
-    }
+bool dr_json_cwalker_c::is_left_out(const drend_tag_c& tag) const {
+    return tag.dt_type == DT_TYPE_LEAF ? tag.is_leaf_list_value() && !is_in_leaf_list_row()
+                                       : tag.is_hidden() || tag.is_leaf_list_value();
 }
 
 int dr_json_cwalker_c::indent_level() const {
@@ -55,19 +34,19 @@ int dr_json_cwalker_c::indent_level() const {
 
 bool dr_json_cwalker_c::has_hidden_root() const {
     const auto bottom = static_cast<unsigned>(context_.tag_depth()) - 1;
-    return is_left_out(context_.get_top_tag(bottom));
+    return is_left_out(*context_.get_top_tag(bottom)->dto_tag);
 }
 
 // Opens the object that encloses the whole output, before its first member.
-void dr_json_cwalker_c::open_answer(const drend_tag_object_c* tobj) {
+void dr_json_cwalker_c::open_answer(const drend_tag_c& tag) {
     if (!levels_.empty()) {
         return;
     }
     if (has_hidden_root()) {
-        output_.add('{');
+        output_.add("{");
         answer_is_object_ = true;
         levels_.push_back(EMPTY);
-    } else if (!is_list(tobj)) {
+    } else if (!is_list(tag)) {
         output_.add("{\n");
     }
 }
@@ -85,27 +64,45 @@ bool dr_json_cwalker_c::begin_member() {
     return wrote_before;
 }
 
+// Makes the beginning of a member: separator, line feed, indentation and name, as far as its place
+// has them.
+void dr_json_cwalker_c::make_opening(const drend_tag_c& tag, bool wrote_before, int level) {
+    opening_.assign(wrote_before ? "," : "");
+    if (is_in_leaf_list_row()) {
+        return; // an array has no names
+    }
+    if (!levels_.empty() || is_list(tag)) {
+        opening_ += '\n';
+    }
+    opening_.append(2 * static_cast<size_t>(level), ' ').append(tag.member_text());
+}
+
+// --- containers and lists -------------------------------------------------------------------
+
+void dr_json_cwalker_c::push(const drend_tag_object_c* tobj) {
+    if (find_key(*tobj->dto_tag) == nullptr) {
+        dr_json_cwalker_c::push_private(tobj);
+    }
+}
+
 void dr_json_cwalker_c::push_private(const drend_tag_object_c* tobj) {
-    if (is_left_out(tobj)) {
-        return;
+    const drend_tag_c& tag = *tobj->dto_tag;
+    if (tag.dt_type == DT_TYPE_LEAF || is_left_out(tag)) {
+        return; // a leaf is printed in one go
     }
-    if (is_list(tobj)) {
+    if (is_list(tag)) {
         open_element(tobj);
-        return;
+    } else {
+        open_member(tag, "{");
     }
-    open_answer(tobj);
-    const bool has_name = !is_in_leaf_list_row();
+}
+
+void dr_json_cwalker_c::open_member(const drend_tag_c& tag, const char* bracket) {
+    open_answer(tag);
     const bool wrote_before = begin_member();
-    output_.add_separator(wrote_before, has_name && !levels_.empty());
-    if (tobj->type() == DT_TYPE_LEAF) {
-        holds_name_ = has_name; // for its value
-        return;
-    }
+    make_opening(tag, wrote_before, indent_level() + 1);
+    output_.add(opening_.append(bracket));
     levels_.push_back(EMPTY);
-    if (has_name) {
-        print_name(tobj, indent_level());
-    }
-    output_.add('{');
 }
 
 // A row of a list, or the one row that a source with a key has selected.
@@ -118,59 +115,31 @@ void dr_json_cwalker_c::open_element(const drend_tag_object_c* tobj) {
         levels_.push_back(LEAF_LIST_ROW);
         return;
     }
-    output_.add_separator(begin_member(), false);
+    output_.add(begin_member() ? ",{" : "{");
     levels_.push_back(EMPTY);
-    output_.add('{');
     emit_keys_for_parent(tobj, this);
 }
 
-void dr_json_cwalker_c::print_name(const drend_tag_object_c* tobj, int level) {
-    output_.add_indent(level);
-    output_.add(tobj->dto_tag->member_text());
-}
-
-void dr_json_cwalker_c::push_value_private(const drend_tag_object_c* tobj,
-                                           const dr_value_c& value) {
-    if (is_left_out(tobj)) {
-        return;
-    }
-    dr_value_c::scratch_t scratch;
-    print_value(tobj, tobj->dto_tag->value_text(value, scratch));
-}
-
-// A leaf's name and value; in a leaf-list's row the value stands alone.
-void dr_json_cwalker_c::print_value(const drend_tag_object_c* tobj, std::string_view text) {
-    if (std::exchange(holds_name_, false)) {
-        output_.add_element(leaf_level(), tobj->dto_tag->member_text(), dri_json_escaper,
-                            "\"", text, "\"");
-    } else {
-        output_.add_value(dri_json_escaper, "\"", text, "\"");
+void dr_json_cwalker_c::pop(const drend_tag_object_c* tobj) {
+    if (find_key(*tobj->dto_tag) == nullptr) {
+        dr_json_cwalker_c::pop_private(tobj);
     }
 }
 
 int dr_json_cwalker_c::pop_private(const drend_tag_object_c* tobj) {
-    if (is_left_out(tobj)) {
-        return levels_.empty() ? 1 : 0;
-    }
-    if (tobj->type() == DT_TYPE_LEAF) {
-        if (std::exchange(holds_name_, false)) {
-            print_name(tobj, leaf_level()); // no value came
-        }
-        if (levels_.empty()) {
-            output_.add("\n}");
-        }
-        return 0;
-    }
+    const drend_tag_c& tag = *tobj->dto_tag;
     if (levels_.empty()) {
         return 1;
     }
-    if (tobj->type() != DT_TYPE_LEAF_LIST) {
-        output_.add('\n');
-        output_.add_indent(indent_level());
-        output_.add('}');
+    if (tag.dt_type == DT_TYPE_LEAF || is_left_out(tag)) {
+        return 0;
+    }
+    if (tag.dt_type != DT_TYPE_LEAF_LIST) {
+        opening_.assign(1, '\n').append(2 * static_cast<size_t>(indent_level()), ' ');
+        output_.add(opening_.append(1, '}'));
     }
     levels_.pop_back();
-    if (is_list(tobj)) {
+    if (is_list(tag)) {
         clear_keys(tobj);
         if (lists_.back().is_single_row) {
             list_stop(tobj);
@@ -182,25 +151,53 @@ int dr_json_cwalker_c::pop_private(const drend_tag_object_c* tobj) {
 }
 
 void dr_json_cwalker_c::list_start(const drend_tag_object_c* tobj) {
-    if (is_left_out(tobj)) {
-        return;
+    if (!is_left_out(*tobj->dto_tag)) {
+        open_member(*tobj->dto_tag, "[");
+        lists_.push_back({tobj, false});
     }
-    open_answer(tobj);
-    const bool has_name = !is_in_leaf_list_row();
-    output_.add_separator(begin_member(), has_name);
-    levels_.push_back(EMPTY);
-    lists_.push_back({tobj, false});
-    if (has_name) {
-        print_name(tobj, indent_level());
-    }
-    output_.add('[');
 }
 
 void dr_json_cwalker_c::list_stop(const drend_tag_object_c* tobj) {
-    if (is_left_out(tobj)) {
+    if (!is_left_out(*tobj->dto_tag)) {
+        output_.add("]");
+        levels_.pop_back();
+        lists_.pop_back();
+    }
+}
+
+// --- leaves ---------------------------------------------------------------------------------
+
+void dr_json_cwalker_c::leaf(const drend_tag_c& tag, std::string_view opening,
+                             const dr_value_c& value) {
+    if (tag.isset_flag(DT_FLAG_KEY) && find_key(tag) != nullptr) {
         return;
     }
-    output_.add(']');
-    levels_.pop_back();
-    lists_.pop_back();
+    if (opening.empty() || levels_.empty() || is_in_leaf_list_row()) {
+        print_leaf(tag, value);
+        return;
+    }
+    opening.remove_prefix(levels_.back() == WRITTEN ? 0 : 1); // its comma
+    levels_.back() = WRITTEN;
+    output_.add_leaf(opening, dri_json_escaper, tag, value, "\"");
+}
+
+void dr_json_cwalker_c::push_value(const drend_tag_object_c* tobj,
+                                   const dr_value_c& value) {
+    dr_json_cwalker_c::leaf(*tobj->dto_tag, {}, value);
+}
+
+void dr_json_cwalker_c::push_value_private(const drend_tag_object_c* tobj,
+                                           const dr_value_c& value) {
+    print_leaf(*tobj->dto_tag, value);
+}
+
+void dr_json_cwalker_c::print_leaf(const drend_tag_c& tag, const dr_value_c& value) {
+    if (is_left_out(tag)) {
+        return;
+    }
+    open_answer(tag);
+    const bool wrote_before = begin_member();
+    make_opening(tag, wrote_before, leaf_level());
+    output_.add_leaf(opening_.append(1, '"'), dri_json_escaper, tag, value,
+                     levels_.empty() ? "\"\n}" : "\"");
 }

@@ -16,6 +16,8 @@
 //  6. Internal tags are printed like any other.
 #pragma once
 
+#include <string>
+#include <string_view>
 #include <vector>
 
 #include "render/drend_context_walker.h"
@@ -30,6 +32,9 @@ class dr_json_cwalker_c : public dr_context_walker_c {
     void push_value(const drend_tag_object_c* tobj, const dr_value_c& value) override;
     void push_value_private(const drend_tag_object_c* tobj,
                             const dr_value_c& value) override;
+    void leaf(const drend_tag_c& tag, std::string_view opening,
+              const dr_value_c& value) override;
+    dr_row_shape_s row_shape() const override;
     void pop(const drend_tag_object_c* tobj) override;
     // 1 when nothing is open any more, else 0.
     int pop_private(const drend_tag_object_c* tobj) override;
@@ -46,21 +51,22 @@ class dr_json_cwalker_c : public dr_context_walker_c {
         LEAF_LIST_ROW, // a row of a leaf-list, which prints nothing itself
     };
 
-    bool is_left_out(const drend_tag_object_c* tobj) const;
+    bool is_left_out(const drend_tag_c& tag) const;
     bool is_in_leaf_list_row() const {
         return !levels_.empty() && levels_.back() == LEAF_LIST_ROW;
     }
     bool has_hidden_root() const;
-    void open_answer(const drend_tag_object_c* tobj);
+    void open_answer(const drend_tag_c& tag);
     bool begin_member();
     void open_element(const drend_tag_object_c* tobj);
-    void print_name(const drend_tag_object_c* tobj, int level);
+    void make_opening(const drend_tag_c& tag, bool wrote_before, int level);
+    void open_member(const drend_tag_c& tag, const char* bracket);
     // A leaf has no level on the comma stack, for nothing stands in it.
     int leaf_level() const { return dr_json_cwalker_c::indent_level() + 1; }
-    void print_value(const drend_tag_object_c* tobj, std::string_view text);
+    void print_leaf(const drend_tag_c& tag, const dr_value_c& value);
 
     std::vector<level_e> levels_;
-    bool holds_name_ = false;       // a leaf's name waits for its value
+    std::string opening_;           // of what is being printed
     bool answer_is_object_ = false; // the object below a hidden root is open
     // The lists whose brackets are open, and whether they opened for a single selected row.
     struct list_s {

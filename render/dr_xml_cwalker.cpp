@@ -1,9 +1,7 @@
 #include "render/dr_xml_cwalker.h"
 
 #include <algorithm>
-#include <utility>
-
-#include "render/dr_tags_access_context.h"
+#include <iterator>
 
 dr_xml_cwalker_c::dr_xml_cwalker_c(dr_tags_access_context_c& context, void* peer,
                                    bool wrap_in_data)
@@ -39,20 +37,15 @@ int dr_xml_cwalker_c::indent_level() const {
 }
 
 void dr_xml_cwalker_c::push(const drend_tag_object_c* tobj) {
-    if (find_key(tobj) == nullptr) {
+    if (find_key(*tobj->dto_tag) == nullptr) {
         dr_xml_cwalker_c::push_private(tobj);
     }
 }
 
 void dr_xml_cwalker_c::push_private(const drend_tag_object_c* tobj) {
     const drend_tag_c* tag = tobj->dto_tag;
-    if (tag->is_leaf_list_value() ||
-        (tag->is_internal_tag() && tobj->type() == DT_TYPE_LEAF)) {
-        return;
-    }
-    if (tobj->type() == DT_TYPE_LEAF) {
-        holds_leaf_ = true;
-        return;
+    if (tag->is_leaf_list_value() || tobj->type() == DT_TYPE_LEAF) {
+        return; // a leaf is printed in one go
     }
     if (tobj->type() == DT_TYPE_LIST) {
         get_keys_for_parent(tobj);
@@ -100,8 +93,7 @@ void dr_xml_cwalker_c::print_opening(const drend_tag_object_c* tobj) {
     if (!context_.requested_style.empty() && context_.tag_depth() == 1) {
         style = " orvex:style=\"" + context_.requested_style + "\" ";
     }
-    output_.add_indent(indent_level());
-    output_.add("<" + tobj->name() + style + tobj->xmlns() + ">\n");
+    output_.add_line(indent_level(), "<" + tobj->name() + style + tobj->xmlns() + ">\n");
 }
 
 void dr_xml_cwalker_c::get_keys_for_parent(const drend_tag_object_c* tobj) {
@@ -120,9 +112,7 @@ void dr_xml_cwalker_c::flush_tag_stack_buffer() {
     for (const pending_s& entry : pending_) {
         const drend_tag_c* tag = entry.tobj->dto_tag;
         if (!tag->is_internal_tag()) {
-            output_.add_indent(entry.level);
-            output_.add(tag->open_text());
-            output_.add("\n");
+            output_.add_line(entry.level, tag->open_line());
         }
         if (tag->dt_type == DT_TYPE_LIST) {
             print_keys(entry.tobj);
@@ -136,47 +126,58 @@ void dr_xml_cwalker_c::print_keys(const drend_tag_object_c* tobj) {
         dr_list_key_val& key = keys_[i];
         if (key.owner == tobj && !key.printed) {
             key.printed = true;
-            output_.add_indent(key.level);
-            const std::string& opening = key.tag->open_text();
-            const std::string& prefix = key.tag->dt_prefix;
-            output_.add_value(dri_xml_escaper, prefix.empty() ? opening : opening + prefix,
-                              key.value, key.tag->close_text());
+            opening_.assign(2 * static_cast<size_t>(key.level), ' ');
+            opening_.append(key.tag->open_text()).append(key.tag->dt_prefix);
+            output_.add_value(opening_, dri_xml_escaper, key.value, key.tag->close_text());
         }
     }
 }
 
 void dr_xml_cwalker_c::push_value(const drend_tag_object_c* tobj, const dr_value_c& value) {
-    const dr_list_key_val* key = find_key(tobj);
-    if (key != nullptr && key->printed) {
-        flush_tag_stack_buffer();
-    } else if (zero_suppression_check(tobj, value)) {
-        dr_xml_cwalker_c::push_value_private(tobj, value);
-    }
+    dr_xml_cwalker_c::leaf(*tobj->dto_tag, {}, value);
 }
 
 void dr_xml_cwalker_c::push_value_private(const drend_tag_object_c* tobj,
                                           const dr_value_c& value) {
-    const drend_tag_c* tag = tobj->dto_tag;
-    if (tag->is_internal_tag()) {
-        return;
+    print_leaf(*tobj->dto_tag, {}, value);
+}
+
+void dr_xml_cwalker_c::leaf(const drend_tag_c& tag, std::string_view opening,
+                            const dr_value_c& value) {
+    constexpr uint32_t special = DT_FLAG_KEY | DT_FLAG_ZERO_SUPPRESSION | DT_FLAG_INTERNAL;
+    if (!tag.isset_flag(special) || !is_left_out(tag, value)) {
+        print_leaf(tag, opening, value);
     }
+}
+
+// Whether a leaf is not printed where it stands: it is internal, a zero that its definition
+// suppresses, or a key, which goes out with its row's opening tag.
+bool dr_xml_cwalker_c::is_left_out(const drend_tag_c& tag, const dr_value_c& value) {
+    const dr_list_key_val* key = find_key(tag);
+    const bool is_printed_key = key != nullptr && key->printed;
+    if (!is_printed_key && (!zero_suppression_check(tag, value) || tag.is_internal_tag())) {
+        return true;
+    }
+    if (key != nullptr) {
+        flush_tag_stack_buffer();
+    }
+    return key != nullptr;
+}
+
+// The value of a leaf-list's row has a line, but no tags of its own.
+void dr_xml_cwalker_c::print_leaf(const drend_tag_c& tag, std::string_view opening,
+                                  const dr_value_c& value) {
     if (!pending_.empty()) {
         flush_tag_stack_buffer();
     }
-    if (find_key(tobj) != nullptr) {
-        return; // went out with its row's opening tag
+    const bool has_tags = !tag.is_leaf_list_value();
+    if (opening.empty()) {
+        opening_.assign(2 * static_cast<size_t>(indent_level()), ' ');
+        opening_.append(has_tags ? tag.open_text() : "").append(tag.dt_prefix);
+        opening = opening_;
     }
-    dr_value_c::scratch_t scratch;
-    print_element(tag, tag->value_text(value, scratch));
-}
-
-// A leaf with its value; the value of a leaf-list's row has a line, but no tags of its own.
-void dr_xml_cwalker_c::print_element(const drend_tag_c* tag, std::string_view text) {
-    const bool has_tags = std::exchange(holds_leaf_, false);
-    const std::string_view opening = has_tags ? tag->open_text() : std::string_view("");
-    const std::string_view after = has_tags ? tag->close_text() : std::string_view("\n");
-    output_.add_element(indent_level(), opening, dri_xml_escaper, tag->dt_prefix, text,
-                        after);
+    output_.add_leaf(opening, dri_xml_escaper, tag, value,
+                     has_tags ? std::string_view(tag.close_text()) : "\n");
 }
 
 bool dr_xml_cwalker_c::dont_print_empty_tag(const drend_tag_object_c* tobj) const {
@@ -184,7 +185,7 @@ bool dr_xml_cwalker_c::dont_print_empty_tag(const drend_tag_object_c* tobj) cons
 }
 
 void dr_xml_cwalker_c::pop(const drend_tag_object_c* tobj) {
-    if (tobj->type() == DT_TYPE_LEAF || find_key(tobj) == nullptr) {
+    if (find_key(*tobj->dto_tag) == nullptr) {
         dr_xml_cwalker_c::pop_private(tobj);
     }
 }
@@ -192,14 +193,12 @@ void dr_xml_cwalker_c::pop(const drend_tag_object_c* tobj) {
 int dr_xml_cwalker_c::pop_private(const drend_tag_object_c* tobj) {
     const drend_tag_c* tag = tobj->dto_tag;
     if (tag->dt_type == DT_TYPE_LEAF) { // closed behind its value
-        holds_leaf_ = false;
         return 0;
     }
     const bool was_printed =
         tobj->isset_flag(DTO_FLAG_PRESENT) || !dont_print_empty_tag(tobj);
     if (was_printed && !tag->is_internal_tag() && !tag->is_leaf_list_value()) {
-        output_.add_indent(indent_level());
-        output_.add(tag->close_text());
+        output_.add_line(indent_level(), tag->close_text());
     }
     if (tag->dt_type == DT_TYPE_LIST) {
         clear_keys(tobj);

@@ -14,9 +14,11 @@
 //     whatever its type.
 #pragma once
 
+#include <string>
 #include <string_view>
 #include <vector>
 
+#include "render/dr_tags_access_context.h"
 #include "render/drend_context_walker.h"
 
 class dr_xml_cwalker_c : public dr_context_walker_c {
@@ -30,6 +32,11 @@ class dr_xml_cwalker_c : public dr_context_walker_c {
     void push_value(const drend_tag_object_c* tobj, const dr_value_c& value) override;
     void push_value_private(const drend_tag_object_c* tobj,
                             const dr_value_c& value) override;
+    void leaf(const drend_tag_c& tag, std::string_view opening,
+              const dr_value_c& value) override;
+    dr_row_shape_s row_shape() const override {
+        return {dr_text_format_e::XML, level_at_depth(context_.tag_depth() + 1)};
+    }
     void pop(const drend_tag_object_c* tobj) override;
     int pop_private(const drend_tag_object_c* tobj) override;
     void push_private(const drend_tag_object_c* tobj) override;
@@ -48,12 +55,14 @@ class dr_xml_cwalker_c : public dr_context_walker_c {
     void get_keys_for_parent(const drend_tag_object_c* tobj);
     void flush_tag_stack_buffer();
     void print_keys(const drend_tag_object_c* tobj);
-    void print_element(const drend_tag_c* tag, std::string_view text);
+    bool is_left_out(const drend_tag_c& tag, const dr_value_c& value);
+    void print_leaf(const drend_tag_c& tag, std::string_view opening,
+                    const dr_value_c& value);
     bool dont_print_empty_tag(const drend_tag_object_c* tobj) const;
     void remove_key_val(int level, const drend_tag_object_c* tobj);
 
-    std::vector<pending_s> pending_; // without the leaf
-    bool holds_leaf_ = false;        // the leaf's opening tag waits for its value
+    std::vector<pending_s> pending_;
+    std::string opening_; // of the leaf being printed
     const bool wrap_in_data_;
     // What a tag's depth on the stack is more than its level; 0 until it is known.
     mutable int levels_above_ = 0;

@@ -7,9 +7,24 @@ int dr_context_walker_c::finish_output() {
     return status() == DREND_PEER_LOST ? 0 : drend_flush(output_.peer());
 }
 
-bool dr_context_walker_c::zero_suppression_check(const drend_tag_object_c* tobj,
+void dr_context_walker_c::leaf(const drend_tag_c& tag, std::string_view /*opening*/,
+                               const dr_value_c& value) {
+    const bool is_on_top = context_.get_top_tag(0)->dto_tag == &tag;
+    if (!is_on_top) {
+        context_.push_tag_alone(&tag);
+    }
+    const drend_tag_object_c* tobj = context_.get_top_tag(0);
+    push(tobj);
+    push_value(tobj, value);
+    pop(tobj);
+    if (!is_on_top) {
+        context_.pop_tag_alone();
+    }
+}
+
+bool dr_context_walker_c::zero_suppression_check(const drend_tag_c& tag,
                                                  const dr_value_c& value) {
-    return !tobj->dto_tag->isset_flag(DT_FLAG_ZERO_SUPPRESSION) || !value.is_value_zero();
+    return !tag.isset_flag(DT_FLAG_ZERO_SUPPRESSION) || !value.is_value_zero();
 }
 
 void dr_context_walker_c::emit_keys_for_parent(const drend_tag_object_c* tobj,
@@ -21,12 +36,12 @@ void dr_context_walker_c::emit_keys_for_parent(const drend_tag_object_c* tobj,
         }
         dr_value_c value;
         value.set_string(key->value.c_str());
-        context_.push_key_tag(key->tag);
+        context_.push_tag_alone(key->tag);
         const drend_tag_object_c* key_object = context_.get_top_tag(0);
         walker->push_private(key_object);
         walker->push_value_private(key_object, value);
         walker->pop_private(key_object);
-        context_.pop_key_tag();
+        context_.pop_tag_alone();
     }
 }
 
@@ -49,12 +64,12 @@ dr_list_key_val* dr_context_walker_c::read_key(const drend_tag_object_c* row,
     return &key;
 }
 
-const dr_list_key_val* dr_context_walker_c::find_key(const drend_tag_object_c* tobj) const {
-    if (!tobj->dto_tag->isset_flag(DT_FLAG_KEY)) {
+const dr_list_key_val* dr_context_walker_c::find_key(const drend_tag_c& leaf) const {
+    if (!leaf.isset_flag(DT_FLAG_KEY)) {
         return nullptr;
     }
     for (size_t i = keys_used_; i-- > 0;) {
-        if (keys_[i].tag == tobj->dto_tag) {
+        if (keys_[i].tag == &leaf) {
             return &keys_[i];
         }
     }

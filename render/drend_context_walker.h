@@ -2,7 +2,7 @@
 //
 //     walk                           walker
 //     container or row opens    ->   push
-//     a leaf's value            ->   push, push_value, pop
+//     a leaf with its value     ->   leaf, by default push, push_value, pop
 //     container or row closes   ->   pop
 //     a list and its rows       ->   list_start, list_element_walk_start, _stop, list_stop
 //
@@ -45,6 +45,12 @@ class dr_context_walker_c {
     virtual void push_value(const drend_tag_object_c* tobj, const dr_value_c& value) = 0;
     // The private forms print regardless of what was printed ahead.
     virtual void push_value_private(const drend_tag_object_c*, const dr_value_c&) {}
+    // A leaf as a whole: what the walk calls. `opening` is the text that the walker's row_shape had
+    // prepared for it, or empty. This one has the other three called, with a tag object.
+    virtual void leaf(const drend_tag_c& tag, std::string_view opening,
+                      const dr_value_c& value);
+    // What texts to prepare for the leaves of the container that was pushed last.
+    virtual dr_row_shape_s row_shape() const { return {}; }
     virtual void pop(const drend_tag_object_c* tobj) = 0;
     virtual int pop_private(const drend_tag_object_c*) { return 0; }
     virtual void push_private(const drend_tag_object_c*) {}
@@ -58,7 +64,6 @@ class dr_context_walker_c {
     virtual int list_element_walk_stop(const drend_tag_object_c*, int status) {
         return status;
     }
-    virtual void serialize_result(unsigned char**, unsigned int*) {}
     virtual int indent_level() const { return 0; }
     // Whether the walk is to be suspended before the leaf it is at.
     virtual bool defer_walker() { return false; }
@@ -81,14 +86,13 @@ class dr_context_walker_c {
     // Ends the output: sends what is collected and flushes, unless the peer is lost.
     int finish_output();
     // Whether a value is printed: false for a zero that its definition suppresses.
-    static bool zero_suppression_check(const drend_tag_object_c* tobj,
-                                       const dr_value_c& value);
+    static bool zero_suppression_check(const drend_tag_c& tag, const dr_value_c& value);
 
     // Reads a key ahead of its row's content. Its record, valid until the next key is read, or null
     // when it is no leaf or cannot be read: then it is printed where it stands.
     dr_list_key_val* read_key(const drend_tag_object_c* row, const std::string& name);
     // The record of a key leaf that was read ahead of its row's content, or null for other leaves.
-    const dr_list_key_val* find_key(const drend_tag_object_c* tobj) const;
+    const dr_list_key_val* find_key(const drend_tag_c& leaf) const;
     // Forgets the keys of a row, which is the innermost one that has any.
     void clear_keys(const drend_tag_object_c* row);
 

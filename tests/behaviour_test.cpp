@@ -307,7 +307,7 @@ TEST_F(behaviour_test, look_ups_give_what_is_shown_and_val_what_the_daemon_set) 
     };
     for (const auto& [name, shown, raw] : cases) {
         for (const auto& [is_raw, text] : {std::pair(false, shown), std::pair(true, raw)}) {
-            walk.raw_values = is_raw;
+            walk.set_raw_values(is_raw);
             dr_str_buf_c found;
             EXPECT_EQ(walk.get_leaf_value(name, found),
                       text == nullptr ? DREND_ERR : DREND_OK)
@@ -450,7 +450,9 @@ TEST_F(behaviour_test, a_name_given_many_times_is_remembered_once) {
         render("c");
         return std::numeric_limits<long>::max() - std::exchange(failing_allocation, 0);
     };
-    EXPECT_EQ(allocations(100000), allocations(1));
+    allocations(1); // what a first request prepares is kept
+    const long once = allocations(1);
+    EXPECT_EQ(allocations(100000), once);
 }
 
 TEST_F(behaviour_test, a_walk_keeps_its_walker_and_val_keeps_the_raw_flag) {
@@ -468,11 +470,11 @@ TEST_F(behaviour_test, a_walk_keeps_its_walker_and_val_keeps_the_raw_flag) {
 
     ASSERT_EQ(walk.push("a"), DREND_OK);
     for (const bool raw : {false, true}) {
-        walk.raw_values = raw;
+        walk.set_raw_values(raw);
         dr_str_buf_c text("='a is '+val('.')");
         EXPECT_EQ(walk.eval_expression(text.buf()), 0);
         EXPECT_STREQ(text, "a is 1");
-        EXPECT_EQ(walk.raw_values, raw);
+        EXPECT_EQ(walk.raw_values(), raw);
         dr_str_buf_c value;
         EXPECT_EQ(walk.get_leaf_value("", value), DREND_OK);
         EXPECT_STREQ(value, raw ? "1" : "x");

@@ -288,46 +288,66 @@ TEST_F(model_test, what_is_stored_during_a_visit_goes_with_it) {
     drend_add_list("/l", nullptr, nullptr);
     drend_add_str_leaf("/l/x", nullptr, nullptr);
     drend_add_str_leaf("/l/y", nullptr, nullptr);
-    drend_add_list("/l/below", nullptr, nullptr);
-    const dr_nav_path_c x("x");
-    const dr_nav_path_c y("y");
-    for (const bool had_cookie : {false, true}) {
+    dr_meta_node_c* const leaves[] = {dri_find_node_from_path("/l/x"),
+                                      dri_find_node_from_path("/l/y")};
+    // Whether a visit is ended before the next one begins, and whether it stores anything.
+    for (unsigned variant = 0; variant < 16; ++variant) {
         dr_meta_context_c context;
         context.push_path("/l", false, nullptr);
         context.set_top_element(&row);
-        if (had_cookie) {
+        if ((variant & 1) != 0) {
             context.set_daemon_cookie("c", &row);
         }
-        for (int round = 0; round < 3; ++round) {
-            ASSERT_TRUE(context.visit_leaf(round % 2 == 0 ? x : y, nullptr));
-            EXPECT_FALSE(context.visit_leaf(y, nullptr)); // one at a time
-            EXPECT_EQ(context.get_top_node()->name, round % 2 == 0 ? "x" : "y");
+        const void* const cookie = context.get_daemon_cookie("c");
+        for (unsigned round = 0; round < 4; ++round) {
+            context.visit_leaf(leaves[round % 2], nullptr);
+            EXPECT_EQ(context.get_top_node(), leaves[round % 2]);
             EXPECT_EQ(context.depth(), 3u);
             EXPECT_EQ(context.get_element_offset(0), &row);
+            EXPECT_EQ(context.get_element_offset(1), &row);
             EXPECT_EQ(context.get_attribute_ref(), nullptr);
-            const dr_meta_context_c copy(context);
-            context.set_daemon_cookie("c", &other);
-            context.add_cached_value("v", "text");
-            context.set_attribute_ref(&other);
-            context.set_attribute_name("name");
-            context.set_element_offset(1, &other);
-            context.set_element_offset(0, &other);
-            EXPECT_EQ(context.get_daemon_cookie("c"), &other);
-            EXPECT_EQ(context.get_element_offset(1), &other);
-            EXPECT_EQ(copy.get_element_offset(1), &row);
-            EXPECT_EQ(copy.get_cached_value("v"), nullptr);
-            context.end_visit();
-            EXPECT_EQ(context.get_top_node()->name, "l");
-            EXPECT_EQ(context.get_element_offset(0), &row);
-            EXPECT_EQ(context.get_daemon_cookie("c"), had_cookie ? &row : nullptr);
+            EXPECT_EQ(context.get_daemon_cookie("c"), cookie);
             EXPECT_EQ(context.get_cached_value("v"), nullptr);
+            if ((variant & 2) == 0 || round % 2 == 0) {
+                const dr_meta_context_c copy(context);
+                context.set_daemon_cookie("c", &other);
+                context.add_cached_value("v", "text");
+                context.set_attribute_ref(&other);
+                context.set_attribute_name("name");
+                context.set_element_offset(1, &other);
+                context.set_element_offset(0, &other);
+                EXPECT_EQ(context.get_daemon_cookie("c"), &other);
+                EXPECT_EQ(context.get_element_offset(1), &other);
+                EXPECT_EQ(copy.get_element_offset(1), &row);
+                EXPECT_EQ(copy.get_cached_value("v"), nullptr);
+            }
+            if ((variant & 4) != 0 && round % 2 == (variant >> 3)) {
+                context.end_visit();
+                EXPECT_EQ(context.get_top_node()->name, "l");
+                EXPECT_EQ(context.get_element_offset(0), &row);
+            }
         }
+        context.end_visit();
         context.end_visit(); // there is none
-        for (const char* no_leaf : {"below", "none", "../l", "x/y"}) {
-            EXPECT_FALSE(context.visit_leaf(dr_nav_path_c(no_leaf), nullptr));
-        }
         EXPECT_EQ(context.depth(), 2u);
+        EXPECT_EQ(context.get_element_offset(0), &row);
+        EXPECT_EQ(context.get_daemon_cookie("c"), cookie);
+        EXPECT_EQ(context.get_cached_value("v"), nullptr);
     }
+}
+
+// A copy that is made while a leaf is visited stays at that leaf when the visit goes on.
+TEST_F(model_test, a_copy_made_during_a_visit_stays_where_it_was) {
+    drend_add_list("/l", nullptr, nullptr);
+    drend_add_str_leaf("/l/x", nullptr, nullptr);
+    drend_add_str_leaf("/l/y", nullptr, nullptr);
+    dr_meta_context_c context;
+    context.push_path("/l", false, nullptr);
+    context.visit_leaf(dri_find_node_from_path("/l/x"), nullptr);
+    const dr_meta_context_c copy(context);
+    context.visit_leaf(dri_find_node_from_path("/l/y"), nullptr);
+    EXPECT_EQ(copy.get_top_node()->name, "x");
+    EXPECT_EQ(context.get_top_node()->name, "y");
 }
 
 TEST_F(model_test, enter_and_exit_are_balanced) {

@@ -1,0 +1,493 @@
+// The loop over frames and its steps. A step never calls the loop: a kid that is a container or
+// list gets a frame, and its parent goes on when that frame is gone. So the walk needs no stack of
+// its thread for the depth of a definition, and a resumed walk is where a fresh one would be.
+
+#include "render/dr_walk.h"
+
+#include <algorithm>
+#include <cassert>
+
+#include "frame/drend_trace.h"
+#include "render/dr_tags_access_context.h"
+#include "render/drend_context_walker.h"
+
+int dtc_ignore_defer = 0;
+
+namespace {
+
+// A daemon's status where "suspend" may have to count as "done".
+int unless_ignored(int status) {
+    return status == DREND_DEFER && dtc_ignore_defer != 0 ? DREND_OK : status;
+}
+
+// Whether somebody wants to see every tag.
+bool is_watched() {
+    return dri_trace_on(DREND_TRACE_WALK) || dri_has_cmd_start();
+}
+
+} // namespace
+
+// --- the loop -------------------------------------------------------------------------------
+
+int dr_walk_c::begin(dr_context_walker_c& walker) {
+    walker_ = &walker;
+    status_ = DREND_OK;
+    ++slice_;
+    if (walker.status() == 0) {
+        walk_tree();
+    }
+    return run();
+}
+
+int dr_walk_c::resume() {
+    status_ = DREND_OK;
+    ++slice_;
+    return run();
+}
+
+bool dr_walk_c::abandon() {
+    const bool had_frames = !frames_.empty();
+    while (!frames_.empty()) {
+        frames_.pop();
+    }
+    return had_frames;
+}
+
+int dr_walk_c::run() {
+    while (!frames_.empty() && !must_stop()) {
+        const dr_defer_context_c& frame = *frames_.from_top(0);
+        switch (frame.kind) {
+        case dr_defer_context_c::LEAF:
+            walk_leaf(frame.tobj);
+            break;
+        case dr_defer_context_c::CONT:
+            walk_cont(frame.tobj);
+            break;
+        default:
+            walk_list(frame.tobj);
+        }
+    }
+    return walker_->status() != 0 ? walker_->status() : status_;
+}
+
+bool dr_walk_c::must_stop() const {
+    return status_ == DREND_DEFER || walker_->status() != 0;
+}
+
+// Ends what the frame on top stands for. The tag goes with it, unless the frame is that of a row,
+// whose list goes on, or that of the command.
+void dr_walk_c::close_frame() {
+    const drend_tag_object_c* tobj = frames_.from_top(0)->tobj;
+    assert(tobj == position_.tag(0));
+    frames_.pop();
+    if (!frames_.empty() && frames_.from_top(0)->tobj != tobj) {
+        context_.pop_tag();
+    }
+}
+
+// Visits the tag on top: prints a leaf, opens a container or a list.
+void dr_walk_c::walk_tree() {
+    drend_tag_object_c* tobj = position_.tag(0);
+    if (dri_trace_on(DREND_TRACE_WALK)) {
+        trace_position(tobj);
+    }
+    if (dri_has_cmd_start()) {
+        dri_call_cmd_start(&context_, "");
+    }
+    status_ = DREND_OK;
+    if (!tobj->dto_tag->has_source_child()) {
+        return;
+    }
+    const dr_meta_object_c* object = position_.object();
+    switch (tobj->type()) {
+    case DT_TYPE_CONT:
+        open_cont(tobj);
+        break;
+    case DT_TYPE_LIST:
+    case DT_TYPE_LEAF_LIST:
+        // A source that selects its row by key has positioned the walk on it already.
+        if (object != nullptr && object->is_list_el()) {
+            open_cont(tobj);
+        } else {
+            open_list(tobj);
+        }
+        break;
+    case DT_TYPE_LEAF:
+        visit_leaf(tobj);
+        break;
+    default:
+        break;
+    }
+}
+
+void dr_walk_c::trace_position(const drend_tag_object_c* tobj) const {
+    drend_debug_trace("DR_TAGS_ACCESS: tag-type: %d\n", tobj->type());
+    drend_debug_trace("DR_TAGS_ACCESS: -----------------------------------\n");
+    drend_debug_trace("DR_TAGS_ACCESS: top_tag:\n");
+    db_print_top_tag(&context_);
+    drend_debug_trace("DR_TAGS_ACCESS: top_mc_stack:\n");
+    db_print_mc_stack(&context_);
+}
+
+// --- leaves ---------------------------------------------------------------------------------
+
+void dr_walk_c::visit_leaf(drend_tag_object_c* tobj) {
+    if (tobj->source().empty() || !filter_.match(tobj) ||
+        !context_.style_match(tobj->dto_tag)) {
+        return;
+    }
+    show_leaf(tobj);
+    if (status_ == DREND_DEFER) {
+        frames_.push(tobj, dr_defer_context_c::LEAF);
+    }
+}
+
+// Asks a leaf again that was suspended.
+void dr_walk_c::walk_leaf(drend_tag_object_c* tobj) {
+    show_leaf(tobj);
+    if (status_ != DREND_DEFER) {
+        close_frame();
+    }
+}
+
+void dr_walk_c::show_leaf(const drend_tag_object_c* tobj) {
+    if (!read_leaf(*position_.context(0), *tobj->dto_tag)) {
+        return;
+    }
+    walker_->leaf(*tobj->dto_tag, {}, value_);
+    if (dri_trace_on(DREND_TRACE_WALK)) {
+        dr_str_buf_c text;
+        drend_debug_trace("DR_TAGS_ACCESS: value: %s\n", value_.c_str(text.buf()));
+    }
+}
+
+// Reads the leaf that `context` is at and translates its value. Whether it is to be shown.
+bool dr_walk_c::read_leaf(dr_meta_context_c& context, const drend_tag_c& tag) {
+    if (dtc_ignore_defer == 0 && walker_->defer_walker()) {
+        walker_->deferred = true;
+        status_ = DREND_DEFER;
+        return false;
+    }
+    value_.clear();
+    status_ = unless_ignored(context.call_leaf_proc(value_));
+    const dr_value_map_c* map = tag.dt_map.get();
+    if (status_ != DREND_OK) {
+        // A map with a wildcard has something to show for a value that could not be read.
+        const bool has_substitute = map != nullptr && map->has_wildcard();
+        if (status_ == DREND_DEFER || status_ == DREND_SKIP_LEAF || !has_substitute) {
+            return false;
+        }
+    }
+    if (map != nullptr && !walker_->need_meta_value() && !reader_.is_raw) {
+        if (const int failure = reader_.translate(tag, value_)) {
+            status_ = failure;
+            return false;
+        }
+    }
+    return dri_skip_if_empty_leaf == 0 || !is_suppressed(tag);
+}
+
+// Whether a daemon's wish to leave empty leaves out applies to this one.
+bool dr_walk_c::is_suppressed(const drend_tag_c& tag) const {
+    if (tag.dt_data_type == DT_DATA_EMPTY || tag.isset_flag(DT_FLAG_MANDATORY)) {
+        return false;
+    }
+    dr_value_c::scratch_t scratch;
+    std::string_view text;
+    return value_.get_text(text, scratch) && text.empty();
+}
+
+// --- containers and rows --------------------------------------------------------------------
+
+void dr_walk_c::open_cont(drend_tag_object_c* tobj) {
+    const drend_tag_c& tag = *tobj->dto_tag;
+    if (!filter_.match(tobj)) {
+        return;
+    }
+    if (tag.has_presence() && tag.dt_type == DT_TYPE_CONT) {
+        if (!reader_.presence_on(tag)) {
+            return;
+        }
+        tobj->set_flags(DTO_FLAG_PRESENT);
+    }
+    begin_kids(tobj);
+}
+
+// Begins the content of a container, or of a row, whose list has judged it already.
+void dr_walk_c::begin_kids(drend_tag_object_c* tobj) {
+    status_ = DREND_OK;
+    tobj->dto_kid = 0;
+    tobj->dto_dynamic.reset();
+    frames_.push(tobj, dr_defer_context_c::CONT);
+    if (!tobj->dto_tag->is_hidden()) {
+        walker_->push(tobj);
+    }
+    dr_meta_context_c* context = position_.context(0);
+    if (context == nullptr) {
+        return;
+    }
+    // A tag without a source shares its parent's context and leaves the entering to it.
+    if (!tobj->source().empty()) {
+        context->call_enter_proc(DMN_TYPE_CONT);
+    }
+    if (context->get_top_node()->cont_proc != nullptr) {
+        tobj->dto_dynamic = std::make_unique<dr_dynamic_kids_s>();
+        tobj->dto_dynamic->inherited_ref = context->get_element_offset(0);
+        tobj->dto_dynamic->visited.resize(tobj->dto_tag->dt_kids.size());
+        context->set_attribute_ref(nullptr);
+    }
+}
+
+void dr_walk_c::walk_cont(drend_tag_object_c* tobj) {
+    const bool is_dynamic = tobj->dto_dynamic != nullptr && !tobj->dto_dynamic->finished;
+    if ((is_dynamic && !walk_dynamic_kids(tobj)) || !walk_static_kids(tobj)) {
+        return;
+    }
+    if (!tobj->source().empty() && position_.context(0) != nullptr) {
+        position_.context(0)->call_exit_proc(DMN_TYPE_CONT);
+    }
+    if (!tobj->dto_tag->is_hidden()) {
+        walker_->pop(tobj);
+    }
+    close_frame();
+}
+
+// Walks the kid on top of the tag stack. Whether it is done with; else it has a frame, or the walk
+// has to stop.
+bool dr_walk_c::walk_kid() {
+    const size_t depth = frames_.size();
+    walk_tree();
+    if (frames_.size() > depth || must_stop()) {
+        return false;
+    }
+    context_.pop_tag();
+    return true;
+}
+
+// The kids that the daemon names. Whether all of them are done with.
+bool dr_walk_c::walk_dynamic_kids(drend_tag_object_c* tobj) {
+    const auto& kids = tobj->dto_tag->dt_kids;
+    const drend_tag_c* kid = nullptr;
+    while (next_dynamic_kid(tobj, kid)) {
+        if (kid == nullptr || context_.push_tag(kid) != 0) {
+            continue;
+        }
+        const auto at = std::find(kids.begin(), kids.end(), kid) - kids.begin();
+        tobj->dto_dynamic->visited[static_cast<size_t>(at)] = true;
+        if (!walk_kid()) {
+            return false;
+        }
+    }
+    tobj->dto_dynamic->finished = true;
+    return true;
+}
+
+// Asks the daemon for the next child's name. False at the end; a name that no kid has gives a null
+// kid, and so does an empty one, for a kid without a source stands at no child.
+bool dr_walk_c::next_dynamic_kid(drend_tag_object_c* tobj, const drend_tag_c*& kid) {
+    dr_meta_context_c* context = position_.context(0);
+    const void* inherited = tobj->dto_dynamic->inherited_ref;
+    const int status = context->call_cont_proc();
+    const dr_meta_object_c* object = context->get_top_object();
+    const bool marked =
+        object->attribute_ref != nullptr ||
+        (object->element_ref != nullptr && object->element_ref != inherited);
+    if ((status != DREND_OK && status != DREND_DEFER) || !marked) {
+        // The kids that follow belong to the row that the container belongs to.
+        context->set_attribute_ref(nullptr);
+        context->set_top_element(inherited);
+        return false;
+    }
+    const std::string& name = object->attribute_name;
+    kid = name.empty() ? nullptr : tobj->dto_tag->find_child_from_mt_source(name.c_str());
+    return true;
+}
+
+// The kids in the definition's order, from the next one on. Whether all of them are done with.
+bool dr_walk_c::walk_static_kids(drend_tag_object_c* tobj) {
+    const auto& kids = tobj->dto_tag->dt_kids;
+    const dr_row_c* row = prepared_row(tobj);
+    for (;;) {
+        if (row != nullptr) {
+            walk_plain_kids(tobj, *row);
+        }
+        if (must_stop() || tobj->dto_kid == kids.size()) {
+            return !must_stop();
+        }
+        const size_t kid = tobj->dto_kid++;
+        const bool visited =
+            tobj->dto_dynamic != nullptr && tobj->dto_dynamic->visited[kid];
+        if (!visited && context_.push_tag(kids[kid]) == 0 && !walk_kid()) {
+            return false;
+        }
+    }
+}
+
+// --- plain kids -----------------------------------------------------------------------------
+
+// The row of the container on top, or null where its kids have to be walked one by one.
+const dr_row_c* dr_walk_c::prepared_row(drend_tag_object_c* tobj) {
+    if (position_.context(0) == nullptr || tobj->dto_dynamic != nullptr ||
+        context_.has_steps_left() || is_watched()) {
+        return nullptr;
+    }
+    const dr_meta_node_c* node = position_.node();
+    const dr_row_shape_s shape = walker_->row_shape();
+    if (tobj->dto_row.get() == nullptr || !tobj->dto_row->fits(node, shape)) {
+        tobj->dto_row = tobj->dto_tag->row(node, shape);
+    }
+    return tobj->dto_row.get();
+}
+
+// Prints plain kids until another one comes, the walk has to stop or somebody begins to watch.
+void dr_walk_c::walk_plain_kids(drend_tag_object_c* tobj, const dr_row_c& row) {
+    dr_meta_context_c& context = *position_.context(0);
+    const dr_row_kid_s* kid = row.kids().data() + tobj->dto_kid;
+    const dr_row_kid_s* const end = row.kids().data() + row.kids().size();
+    for (; kid != end && kid->is_plain() && kid->node->is_leaf() && !is_watched(); ++kid) {
+        if (!context_.style_match(kid->tag)) {
+            status_ = DREND_OK;
+            continue;
+        }
+        context.visit_leaf(kid->node, position_.element_ref());
+        if (read_leaf(context, *kid->tag)) {
+            walker_->leaf(*kid->tag, kid->opening, value_);
+        }
+        if (must_stop()) {
+            ++kid;
+            break;
+        }
+    }
+    tobj->dto_kid = static_cast<size_t>(kid - row.kids().data());
+    if (status_ == DREND_DEFER && context.is_visiting()) {
+        suspend_visit((kid - 1)->tag);
+    } else {
+        context.end_visit();
+    }
+}
+
+// Gives the leaf that is being visited what every suspended leaf has: a tag object and a frame.
+void dr_walk_c::suspend_visit(const drend_tag_c* leaf) {
+    position_.push_tag_alone(leaf);
+    position_.tag(0)->dto_is_visit = true;
+    frames_.push(position_.tag(0), dr_defer_context_c::LEAF);
+}
+
+// --- lists ----------------------------------------------------------------------------------
+
+void dr_walk_c::open_list(drend_tag_object_c* tobj) {
+    if (tobj->source().empty() || !filter_.match(tobj)) {
+        return;
+    }
+    frames_.push(tobj, dr_defer_context_c::LIST);
+    filter_.gather_names(tobj);
+    walker_->list_start(tobj);
+    position_.context(0)->call_enter_proc(DMN_TYPE_LIST);
+}
+
+void dr_walk_c::walk_list(drend_tag_object_c* tobj) {
+    const size_t depth = frames_.size();
+    while (end_row(tobj) && begin_row(tobj)) {
+        walk_cont(tobj);
+        if (frames_.size() > depth) {
+            return;
+        }
+    }
+}
+
+// Tells the walker of the end of the row that was walked last, if it began in this slice. Whether
+// the list goes on.
+bool dr_walk_c::end_row(drend_tag_object_c* tobj) {
+    dr_defer_context_c& frame = *frames_.from_top(0);
+    if (frame.row_slice == slice_) {
+        frame.row_slice = 0;
+        status_ = walker_->list_element_walk_stop(tobj, frame.row_status);
+    }
+    return !must_stop();
+}
+
+// Goes to the next row that is shown and begins it. False at the end of the list, which is closed
+// then, and when the walk has to stop.
+bool dr_walk_c::begin_row(drend_tag_object_c* tobj) {
+    dr_defer_context_c& frame = *frames_.from_top(0);
+    for (;;) {
+        if (frame.predicate == 0 && !fetch_row(tobj)) {
+            return false;
+        }
+        const int judged = filter_.judge_row(tobj, frame.predicate);
+        if (judged == DREND_OK) {
+            frame.row_slice = slice_;
+            begin_kids(tobj);
+            return true;
+        }
+        if (judged == DREND_DEFER) {
+            frame.row_status = DREND_OK;
+            status_ = DREND_DEFER;
+            return false;
+        }
+        // A suspension asked for on a hidden row passes unheeded, unless the daemon wants it.
+        status_ = walker_->list_element_walk_stop(
+            tobj, dri_suspends_on_hidden_rows != 0 ? frame.row_status : DREND_OK);
+        if (must_stop()) {
+            return false;
+        }
+    }
+}
+
+// Has the daemon step to the next row. False as begin_row.
+bool dr_walk_c::fetch_row(drend_tag_object_c* tobj) {
+    status_ = walker_->list_element_walk_start(tobj);
+    if (status_ == DREND_DEFER) {
+        return false;
+    }
+    status_ = next_row(*position_.context(0));
+    if (status_ != DREND_OK && status_ != DREND_DEFER) {
+        close_list(tobj);
+        return false;
+    }
+    frames_.from_top(0)->row_status = status_;
+    if (walker_->status() != 0) {
+        walker_->list_element_walk_stop(tobj, walker_->status());
+        return false;
+    }
+    return true;
+}
+
+void dr_walk_c::close_list(drend_tag_object_c* tobj) {
+    status_ = walker_->list_element_walk_stop(tobj, status_);
+    position_.context(0)->call_exit_proc(DMN_TYPE_LIST);
+    walker_->list_stop(tobj);
+    close_frame();
+}
+
+int dr_walk_c::first_row(dr_meta_context_c& context) {
+    context.set_top_element(nullptr);
+    filter_.gather_names(position_.tag(0));
+    dr_row_filter_c::hand_off(position_.tag(0), context);
+    const int status = unless_ignored(context.call_list_proc());
+    if ((status == DREND_OK || status == DREND_DEFER) &&
+        context.get_element_offset(0) != nullptr) {
+        context.set_top_type(DMN_TYPE_LIST_EL);
+    }
+    return status;
+}
+
+int dr_walk_c::next_row(dr_meta_context_c& context) {
+    dr_row_filter_c::hand_off(position_.tag(0), context);
+    if (dri_trace_on(DREND_TRACE_WALK)) {
+        drend_debug_trace("DR_TAGS_ACCESS: %s: pre: element_ref[%p] \n", "get_next_element",
+                          context.get_element_offset(0));
+    }
+    const int status = unless_ignored(context.call_list_proc());
+    const void* row = context.get_element_offset(0);
+    if (dri_trace_on(DREND_TRACE_WALK)) {
+        drend_debug_trace("DR_TAGS_ACCESS: %s: post:element_ref[%p] \n", "get_next_element",
+                          row);
+    }
+    if (status != DREND_OK && status != DREND_DEFER) {
+        context.set_top_type(DMN_TYPE_LIST);
+        return status;
+    }
+    context.set_top_type(row == nullptr ? DMN_TYPE_LIST : DMN_TYPE_LIST_EL);
+    return row == nullptr ? DREND_NO_EL : status;
+}
