@@ -9,6 +9,8 @@
 // Belongs to the daemon's thread.
 #pragma once
 
+#include <string_view>
+
 #include "definitions/dr_tags_context.h"
 #include "render/dr_row_filter.h"
 #include "render/dr_value_reader.h"
@@ -60,6 +62,10 @@ class dr_tags_access_context_c : public dr_tags_context_c {
     // it. 0, or DREND_ERR with `out` untouched, also when the leaf's procedure set no value.
     int get_leaf_value(const char* path, dr_str_buf_c& out) {
         return reader_.get_text(path, out);
+    }
+    // The same without a copy: valid until the next look-up.
+    int read_leaf(std::string_view path, std::string_view& out) {
+        return reader_.read(path, out);
     }
     // Replaces a text "=..." by its value. 0, also for other texts, or -1 with the text untouched.
     int eval_expression(str_buf_s* text) { return reader_.eval_expression(text); }

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "definitions/dr_position.h"
@@ -15,9 +16,11 @@ class dr_value_reader_c {
   public:
     explicit dr_value_reader_c(dr_position_c& position) : position_(position) {}
 
-    // The text of the leaf that the tag path leads to ("": the leaf on top). 0, or DREND_ERR with
-    // `out` untouched.
-    int get_text(const char* path, dr_str_buf_c& out);
+    // The text of the leaf that the tag path leads to ("": the leaf on top), valid until the next
+    // read. 0, or DREND_ERR with `out` untouched.
+    int read(std::string_view path, std::string_view& out);
+    // The same with a copy of the text.
+    int get_text(std::string_view path, dr_str_buf_c& out);
     // Replaces a value by what its tag's map says. DREND_OK, or what failed.
     int translate(const drend_tag_c& tag, dr_value_c& value);
     // Replaces a text "=..." by its value. 0, also for other texts, or -1 with the text untouched.
@@ -30,9 +33,13 @@ class dr_value_reader_c {
     bool is_raw = false;
 
   private:
-    int read_top(dr_str_buf_c& out);
+    dr_meta_node_c* visitable_leaf(const drend_tag_c& tag) const;
+    int read_leaf(dr_meta_context_c* context, const drend_tag_c& tag,
+                  std::string_view& out);
     int eval_terms(const std::vector<dr_map_term_s>& terms, std::string& out);
     int append_raw(const char* path, std::string& out);
 
     dr_position_c& position_;
+    dr_value_c value_; // of the last read; keeps its memory
+    dr_value_c::scratch_t scratch_;
 };

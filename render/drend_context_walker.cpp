@@ -48,8 +48,8 @@ void dr_context_walker_c::emit_keys_for_parent(const drend_tag_object_c* tobj,
 dr_list_key_val* dr_context_walker_c::read_key(const drend_tag_object_c* row,
                                                const std::string& name) {
     const drend_tag_c* tag = row->dto_tag->find_child(name.c_str());
-    dr_str_buf_c text;
-    if (tag == nullptr || context_.get_leaf_value(name.c_str(), text) != 0) {
+    std::string_view text;
+    if (tag == nullptr || context_.read_leaf(name, text) != 0) {
         return nullptr;
     }
     if (keys_used_ == keys_.size()) {
@@ -58,7 +58,7 @@ dr_list_key_val* dr_context_walker_c::read_key(const drend_tag_object_c* row,
     dr_list_key_val& key = keys_[keys_used_++];
     key.owner = row;
     key.tag = tag;
-    key.value = text.c_str();
+    key.value = text;
     key.level = 0;
     key.printed = false;
     return &key;
