@@ -225,6 +225,7 @@ class Requests(Case):
             (["--", "show-x", "--odd"], "show-x --odd"),
             (["[a,b]", "[c]", "{}", "'d'", "-"], "[a,b] [c] {} 'd' -"),
             (["show-?", "--json"], "show-?"),
+            (["show-x", "name=a?", "--json"], "show-x name=a? as-json"),
         ]
         with self.daemon(lambda _: answer(XML)) as daemon:
             for words, _ in cases:

@@ -72,8 +72,9 @@ std::optional<std::string> quoted_value(std::string_view value) {
 }
 
 bool is_question(std::string_view request) {
-    const std::size_t last = request.find_last_not_of(BLANKS);
-    return last != std::string_view::npos && request[last] == '?';
+    request = request.substr(0, request.find_last_not_of(BLANKS) + 1); // npos + 1 is 0
+    const std::string_view word = request.substr(request.find_last_of(BLANKS) + 1);
+    return word.ends_with('?') && word.find_first_of("='\"") == word.npos;
 }
 
 bool is_blank(std::string_view line) {

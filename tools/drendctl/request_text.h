@@ -21,7 +21,7 @@ std::optional<std::string> join_words(const std::vector<std::string>& words,
 // `value` in quotes of the kind that it holds less of. Nothing when it ends in a backslash.
 std::optional<std::string> quoted_value(std::string_view value);
 
-// Whether it asks for the menu: it ends in "?".
+// Whether it asks for the menu: its last word ends in "?", and is no value of an argument.
 bool is_question(std::string_view request);
 
 // Whether it is no request at all: blank or, in a file of requests, a remark.
