@@ -57,7 +57,10 @@ constexpr char IFS[] = R"([{"dc_name": "ifs", "dc_tag": {"dts_name": "top",
 } // namespace
 
 TEST_F(json_test, containers_lists_and_leaves_become_objects_arrays_and_strings) {
-    define(IFS);
+    std::string definition = IFS;
+    definition.insert(definition.find("\"dts_source\": \"index\""),
+                      "\"dts_zero_suppression\": \"true\", "); // which is XML's alone
+    define(definition);
     EXPECT_EQ(render_json("ifs"), R"({
   "top" : {
     "if" : [{
@@ -76,6 +79,7 @@ TEST_F(json_test, containers_lists_and_leaves_become_objects_arrays_and_strings)
   }
 })");
     EXPECT_EQ(output.flushes, 1);
+    EXPECT_EQ(render("ifs", "name=lo").find("<index>"), std::string::npos);
 }
 
 TEST_F(json_test, values_are_escaped) {
