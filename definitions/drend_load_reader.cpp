@@ -211,7 +211,7 @@ std::string fault_of_styles(const drend_tag_c& tag) {
 
 // What keeps a tag from being an element; empty: nothing.
 std::string fault_of(const drend_tag_c& tag, bool is_top) {
-    if (tag.is_hidden()) {
+    if (tag.is_hidden() && tag.dt_type != DT_TYPE_LEAF) {
         return ""; // only its kids are printed
     }
     if (tag.name().empty()) {

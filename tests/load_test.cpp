@@ -229,6 +229,8 @@ TEST_F(Load, WhatIsNoElementIsLeftOutWithItsKids) {
         {"`dts_name`:`a\\nfinish`", "a?finish", "'a?finish' is no name of an element"},
         {"`dts_name`:`a`,`dts_namespace`:`xmlns='u`", "a", no_attributes},
         {"`dts_name`:`a`,`dts_namespace`:`u`", "a", no_attributes},
+        {"`dts_name`:`orvex-notification-root`,`dts_type`:`leaf`,`dts_namespace`:`u`",
+         "orvex-notification-root", no_attributes}, // a leaf is always printed
         {"`dts_name`:`a`,`dts_namespace`:`x='1'y='2'`", "a", no_attributes},
         {"`dts_name`:`a`,`dts_namespace`:`x='1' x='2'`", "a", no_attributes},
         {"`dts_name`:`a`,`dts_namespace`:`x='<'`", "a", no_attributes},
