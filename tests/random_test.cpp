@@ -1,0 +1,430 @@
+// Random cases: whatever the definitions, a daemon's data and a request are, and whatever happens
+// to the answer on its way, these properties hold.
+//
+// A failure names its seed; DREND_RANDOM_SEED=seed repeats that case alone, DREND_RANDOM_CASES=n
+// runs n cases from there on (from 0 by default).
+
+#include <cstdarg>
+#include <cstdlib>
+#include <memory>
+#include <set>
+
+#include <jansson.h>
+#include <libxml/parser.h>
+
+#include "definitions/drend_load.h"
+#include "model/drend_meta_tree.h"
+#include "random_case.h"
+#include "render_fixture.h"
+
+namespace {
+
+constexpr unsigned SUSPENSIONS = 25; // of a hundred places
+constexpr char NOTHING[] = "210\n";  // the answer that stands for none
+
+// --- peers ---------------------------------------------------------------------------------
+
+struct peer_s {
+    std::string text{};
+    size_t room = 1 << 20; // the send that goes beyond it fails
+    void* cookie = nullptr;
+    drend_cookie_cleanup_t cleanup = nullptr;
+    bool is_gone = false;   // lost or closed: nothing may be sent to it any more
+    bool is_closed = false; // nobody may ask for its cookie any more, either
+    std::string wrong{};    // what happened to it that may not
+
+    void close() {
+        is_gone = is_closed = true;
+        if (cookie != nullptr) {
+            cleanup(std::exchange(cookie, nullptr));
+        }
+    }
+};
+
+peer_s& peer_of(void* handle) {
+    return *static_cast<peer_s*>(handle);
+}
+
+void*& cookie_of(void* handle) {
+    peer_of(handle).wrong += peer_of(handle).is_closed ? "its cookie after its close " : "";
+    return peer_of(handle).cookie;
+}
+
+int deliver(void* handle, const char* format, ...) {
+    va_list args;
+    va_start(args, format);
+    const std::string text = va_arg(args, const char*);
+    va_end(args);
+    peer_s& peer = peer_of(handle);
+    peer.wrong += peer.is_gone ? "sent to when it was gone: " + text : "";
+    peer.wrong += text.empty() ? "sent an empty text" : "";
+    peer.is_gone |= peer.text.size() + text.size() > peer.room;
+    peer.text += peer.is_gone ? "" : text;
+    return peer.is_gone ? DREND_PEER_LOST : 0;
+}
+
+int flush(void* handle) {
+    peer_of(handle).wrong += peer_of(handle).is_gone ? "flushed when it was gone" : "";
+    return 0;
+}
+
+// Walks that were handed over for continuing.
+std::vector<void*> waiting;
+
+// --- what an answer holds --------------------------------------------------------------------
+
+// The names and values of what was printed, in any order.
+using values_t = std::multiset<std::pair<std::string, std::string>>;
+
+// What the two forms write differently made equal: control characters, blanks around a leaf-list's
+// value, and prefixes, which JSON does not know.
+std::string comparable(std::string text) {
+    for (size_t at; (at = text.find("\uFFFD")) != std::string::npos;) {
+        text.replace(at, 3, " ");
+    }
+    for (char& c : text) {
+        c = (c > 0 && c < ' ') || c == '\xFF' ? ' ' : c;
+    }
+    text.erase(0, text.find_first_not_of(' '));
+    text.erase(text.find_last_not_of(' ') + 1);
+    return text.substr(text.starts_with("p:") ? 2 : 0);
+}
+
+void collect(const xmlNode* element, values_t& values) {
+    const xmlNode* kid = xmlFirstElementChild(const_cast<xmlNode*>(element));
+    if (kid == nullptr) {
+        xmlChar* text = xmlNodeGetContent(element);
+        values.insert({reinterpret_cast<const char*>(element->name),
+                       comparable(reinterpret_cast<const char*>(text))});
+        xmlFree(text);
+    }
+    for (; kid != nullptr; kid = xmlNextElementSibling(const_cast<xmlNode*>(kid))) {
+        collect(kid, values);
+    }
+}
+
+void collect(const char* name, json_t* value, values_t& values) {
+    if (json_is_string(value)) {
+        values.insert({name, comparable(json_string_value(value))});
+    }
+    for (size_t i = 0; i < json_array_size(value); ++i) {
+        collect(name, json_array_get(value, i), values);
+    }
+    const char* key = nullptr;
+    json_t* member = nullptr;
+    json_object_foreach(value, key, member) {
+        collect(key, member, values);
+    }
+}
+
+values_t values_of_xml(const std::string& text) {
+    // Merged definitions have several top elements, a list one for each row.
+    const std::string whole = "<_>" + (text == NOTHING ? "" : text) + "</_>";
+    xmlDoc* document =
+        xmlReadMemory(whole.data(), static_cast<int>(whole.size()), "answer", nullptr,
+                      XML_PARSE_NONET | XML_PARSE_NOWARNING | XML_PARSE_NOERROR);
+    values_t values;
+    EXPECT_NE(document, nullptr) << "the XML is well-formed:\n" << text;
+    if (document != nullptr) {
+        collect(xmlDocGetRootElement(document), values);
+    }
+    xmlFreeDoc(document);
+    return values;
+}
+
+values_t values_of_json(const std::string& text, bool has_twins) {
+    // A command that is a list prints its member alone.
+    const std::string whole = text == NOTHING         ? "{}"
+                              : text.starts_with('{') ? text
+                                                      : "{" + text + "}";
+    json_error_t error;
+    json_t* document =
+        json_loads(whole.c_str(), has_twins ? 0 : JSON_REJECT_DUPLICATES, &error);
+    EXPECT_NE(document, nullptr) << "the JSON parses: " << error.text << " in\n" << text;
+    values_t values;
+    collect("", document, values);
+    json_decref(document);
+    return values;
+}
+
+std::string listed(const values_t& values) {
+    std::string text;
+    for (const auto& [name, value] : values) {
+        text += name + "=" + value + "\n";
+    }
+    return text;
+}
+
+// --- the fixture -----------------------------------------------------------------------------
+
+class random_test : public render_test {
+  protected:
+    random_test() {
+        drend_set_send_method_w_return(deliver);
+        drend_set_flush_method(flush);
+        drend_set_get_cookie_method([](void* peer) { return cookie_of(peer); });
+        drend_set_set_cookie_method(
+            [](void* peer, void* cookie) { return cookie_of(peer) = cookie, 0; });
+        drend_set_cleanup_setup_method([](void* peer, drend_cookie_cleanup_t cleanup) {
+            return peer_of(peer).cleanup = cleanup, 0;
+        });
+        drend_set_reschedule_handler([](void*, void* walk) { waiting.push_back(walk); },
+                                     nullptr);
+    }
+    ~random_test() override {
+        drend_set_get_cookie_method(nullptr);
+        drend_set_set_cookie_method(nullptr);
+        drend_set_cleanup_setup_method(nullptr);
+        surround(0, 0);
+    }
+
+    void run(uint64_t seed) {
+        case_ = std::make_unique<case_s>(seed);
+        dice_ = dice_c(seed + 1);
+        SCOPED_TRACE("seed " + std::to_string(seed) + ", argument: " + case_->argument +
+                     ", definitions:\n" + case_->json());
+        dmn_reset_root();
+        case_->serve();
+        redefine(0, case_->json());
+        drend_dir_init();
+        const int before = failures();
+        if (!find_command()) {
+            EXPECT_TRUE(case_->may_be_refused) << "the definition loads";
+            return;
+        }
+        answers_parse_and_agree();
+        if (failures() == before) {
+            suspension_changes_no_byte();
+            a_lost_peer_is_left_alone();
+            a_walk_that_is_given_up_is_gone();
+            a_busy_peer_keeps_its_walk();
+            the_dump_of_values_may_be_suspended();
+        }
+    }
+
+    static int failures() {
+        const auto* test = testing::UnitTest::GetInstance()->current_test_info();
+        return test->result()->total_part_count();
+    }
+
+  private:
+    // --- verbs ---
+
+    bool find_command() {
+        const char* word = nullptr;
+        for (subcode_ = 0; (word = drend_menu_get_command_string(subcode_)) != nullptr;
+             ++subcode_) {
+            if (word == case_->command) {
+                return true;
+            }
+        }
+        return false;
+    }
+
+    int ask(peer_s& peer, bool as_json, unsigned suspensions) {
+        waiting.clear();
+        case_->begin_run(dice_.next(), suspensions);
+        return drend_dump_tags(&peer, subcode_,
+                               ((as_json ? "as-json " : "") + case_->argument).c_str());
+    }
+
+    static void go_on(
+        const std::function<void()>& between = [] {}, int slices = -1) {
+        while (!waiting.empty() && slices-- != 0) {
+            void* walk = waiting.back();
+            waiting.pop_back();
+            between();
+            drend_defer_continue(walk);
+        }
+    }
+
+    static void surround(unsigned send_buffer, int suspends_on_hidden_rows) {
+        drend_set_send_buffer(send_buffer);
+        drend_set_suspend_on_hidden_rows(suspends_on_hidden_rows);
+    }
+
+    void draw_surroundings() {
+        static constexpr unsigned sizes[] = {0, 0, 1, 100, 5000};
+        surround(dice_.one_of(sizes), dice_.chance(50));
+    }
+
+    void reload(const std::string& json) {
+        redefine(0, json);
+        dri_reload_json();
+    }
+
+    void expect_nothing_left(const peer_s& peer, const char* when) {
+        EXPECT_EQ(peer.wrong, "") << when;
+        EXPECT_EQ(peer.cookie, nullptr) << when;
+        EXPECT_TRUE(case_->is_balanced()) << when << " each enter has had its exit";
+        EXPECT_EQ(dri_inuse_count(), 0U) << when;
+        EXPECT_EQ(dri_get_set_count(), 1) << when;
+    }
+
+    // --- properties ---
+
+    void answers_parse_and_agree() {
+        values_t values[2];
+        surround(0, 0);
+        for (const bool as_json : {false, true}) {
+            peer_s peer;
+            EXPECT_EQ(ask(peer, as_json, 0), 0);
+            go_on();
+            ASSERT_FALSE(case_->is_overrun() || peer.is_gone) << "the answer ends";
+            expect_nothing_left(peer, "after an answer");
+            whole_[as_json] = peer.text;
+            values[as_json] = as_json ? values_of_json(peer.text, case_->has_twins)
+                                      : values_of_xml(peer.text);
+        }
+        EXPECT_EQ(listed(common(values[0])), listed(common(values[1])))
+            << "both forms hold the same values:\n"
+            << whole_[0] << whole_[1];
+        EXPECT_EQ(listed(exact(values[1])), listed(given()))
+            << "what the daemon gives stands in its row once:\n"
+            << whole_[1];
+    }
+
+    // The values that both forms print: no internal ones, no zeros, which XML may leave out, and
+    // no keys of rows of which a filter shows nothing else.
+    values_t common(values_t values) const {
+        std::erase_if(values, [&](const auto& value) {
+            const auto& [name, text] = value;
+            const auto found = case_->shown.find(name);
+            return found == case_->shown.end() || name.starts_with('_') ||
+                   (found->second.leaf->is_key && !case_->argument.empty()) ||
+                   (text.starts_with('0') && atof(text.c_str()) == 0);
+        });
+        return values;
+    }
+
+    values_t exact(values_t values) const {
+        std::erase_if(values, [&](const auto& value) {
+            const auto found = case_->shown.find(value.first);
+            return found == case_->shown.end() || !found->second.is_exact;
+        });
+        return values;
+    }
+
+    // What the daemon gave, since the run began, for leaves that were read for being printed alone.
+    values_t given() const {
+        values_t values;
+        for (const auto& [name, shown] : case_->shown) {
+            for (unsigned row = 0; shown.is_exact && row < shown.leaf->rows; ++row) {
+                if (shown.leaf->given[row]) {
+                    values.insert({name, comparable(case_->text_of(shown, row))});
+                }
+            }
+        }
+        return values;
+    }
+
+    void suspension_changes_no_byte() {
+        static const std::string others[] = {"[]", "[{", ""};
+        for (const bool as_json : {false, true}) {
+            peer_s peer;
+            unsigned reloads = dice_.below(3);
+            draw_surroundings();
+            EXPECT_EQ(ask(peer, as_json, SUSPENSIONS), 0);
+            go_on([&] {
+                if (reloads > 0 && dice_.chance(50)) {
+                    --reloads;
+                    reload(dice_.chance(50) ? case_->json() : dice_.one_of(others));
+                }
+            });
+            EXPECT_EQ(peer.text, whole_[as_json])
+                << "the same bytes however often suspended";
+            expect_nothing_left(peer, "after a suspended answer");
+            reload(case_->json());
+        }
+    }
+
+    void a_lost_peer_is_left_alone() {
+        const bool as_json = dice_.chance(50);
+        const size_t size = whole_[as_json].size();
+        peer_s peer;
+        draw_surroundings();
+        peer.room = dice_.chance(30) ? size - 1 : dice_.below(size);
+        const int result = ask(peer, as_json, dice_.chance(50) ? SUSPENSIONS : 0);
+        EXPECT_EQ(result, peer.cookie == nullptr ? DREND_PEER_LOST : 0) << "of a lost peer";
+        go_on();
+        EXPECT_TRUE(peer.is_gone);
+        EXPECT_EQ(peer.text, whole_[as_json].substr(0, peer.text.size()));
+        expect_nothing_left(peer, "after the loss of the peer");
+    }
+
+    // Dropped, or by the closing of its peer; the next walk may lie where it lay.
+    void a_walk_that_is_given_up_is_gone() {
+        const bool as_json = dice_.chance(50);
+        const bool is_dropped = dice_.chance(50);
+        peer_s peer;
+        peer_s next;
+        surround(0, 0);
+        ask(peer, as_json, SUSPENSIONS);
+        go_on([] {}, static_cast<int>(dice_.below(4)));
+        if (void* walk = peer.cookie) {
+            if (is_dropped) {
+                drend_drop_walk(walk);
+            } else {
+                peer.close();
+            }
+            EXPECT_EQ(drend_defer_continue(walk), DREND_ERR) << "a timer that comes late";
+            expect_nothing_left(peer, is_dropped ? "after a drop" : "after a close");
+            ask(next, as_json, SUSPENSIONS);
+            peer.close();
+            go_on();
+            EXPECT_EQ(next.text, whole_[as_json]) << "the next peer's answer is whole";
+            expect_nothing_left(next, "after the next peer's answer");
+        }
+    }
+
+    void a_busy_peer_keeps_its_walk() {
+        const bool as_json = dice_.chance(50);
+        peer_s peer;
+        ask(peer, as_json, SUSPENSIONS);
+        if (void* walk = peer.cookie) {
+            const std::string before = std::exchange(peer.text, "");
+            EXPECT_EQ(drend_dump(&peer), nullptr) << "a busy peer gets no dump";
+            EXPECT_EQ(peer.cookie, walk) << "a busy peer keeps its walk";
+            EXPECT_TRUE(peer.text.starts_with("error: ")) << "but a line: " << peer.text;
+            peer.text = before;
+            go_on();
+            EXPECT_EQ(peer.text, whole_[as_json]) << "the answer of a busy peer is whole";
+            peer.close();
+            expect_nothing_left(peer, "after the answer of a busy peer");
+        }
+    }
+
+    void the_dump_of_values_may_be_suspended() {
+        std::string texts[2];
+        for (const bool suspends : {false, true}) {
+            peer_s peer;
+            case_->begin_run(dice_.next(), suspends ? SUSPENSIONS : 0);
+            drend_dump(&peer);
+            go_on();
+            texts[suspends] = peer.text;
+            expect_nothing_left(peer, "after a dump");
+        }
+        EXPECT_EQ(texts[1], texts[0]) << "the same dump however often suspended";
+    }
+
+    std::unique_ptr<case_s> case_;
+    dice_c dice_{0};
+    unsigned subcode_ = 0;
+    std::string whole_[2]; // the answer as XML and as JSON
+};
+
+uint64_t number_from(const char* variable, uint64_t otherwise) {
+    const char* text = getenv(variable);
+    return text == nullptr ? otherwise : strtoull(text, nullptr, 10);
+}
+
+} // namespace
+
+TEST_F(random_test, whatever_comes_these_properties_hold) {
+    const uint64_t first = number_from("DREND_RANDOM_SEED", 0);
+    const uint64_t cases = number_from("DREND_RANDOM_CASES",
+                                       getenv("DREND_RANDOM_SEED") == nullptr ? 2000 : 1);
+    for (uint64_t seed = first; seed < first + cases && failures() < 20; ++seed) {
+        run(seed);
+    }
+}
