@@ -22,6 +22,9 @@
 int dri_eval_expr(const xp_node_c& node, drend_value_lookup_c& lookup,
                   dr_str_buf_c& result);
 
+// The same without the text: whether it is "true".
+bool dri_holds(const xp_node_c& node, drend_value_lookup_c& lookup);
+
 // Collects the equalities, a name on the left and a literal on the right, that hold whenever the
 // tree does, so that a list procedure can seek by them: only those that stand alone or are joined
 // by "and", and never one with the empty text. `out` gets the literal under the daemon's name for

@@ -1,8 +1,15 @@
 #include "expr/drend_value_lookup.h"
 
 bool drend_env_value_lookup_c::get_value(const char* name, dr_str_buf_c& out) {
+    std::string_view text;
+    const bool found = view_value(name, text);
+    out = std::string(text);
+    return found;
+}
+
+bool drend_env_value_lookup_c::view_value(const std::string& name, std::string_view& out) {
     const auto found = values.find(name);
-    out = found == values.end() ? std::string() : found->second;
+    out = found == values.end() ? std::string_view() : found->second;
     return found != values.end();
 }
 

@@ -75,8 +75,7 @@ bool dr_row_filter_c::predicate_match(const drend_tag_object_c* tobj,
         return true; // waits for the rows
     }
     drend_tags_access_context_value_lookup_c lookup(position_, reader_);
-    dr_str_buf_c result;
-    return dri_eval_expr(*predicate.node, lookup, result) == 1;
+    return dri_holds(*predicate.node, lookup);
 }
 
 void dr_row_filter_c::gather_names(drend_tag_object_c* tobj) {

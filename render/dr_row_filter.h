@@ -69,6 +69,9 @@ class drend_tags_access_context_value_lookup_c final : public drend_value_lookup
     // Only names whose daemon's leaf is a field of the current row and is shown without a value
     // map, so that a list procedure may seek by them.
     bool get_meta_name(const char* name, dr_str_buf_c& out) override;
+    bool view_value(const std::string& name, std::string_view& out) override {
+        return !name.empty() && reader_.read(name, out) == DREND_OK;
+    }
 
   private:
     dr_position_c& position_;

@@ -19,13 +19,14 @@ namespace {
 // Knows no name, and remembers which it was asked for.
 class blank_lookup_c final : public drend_value_lookup_c {
   public:
-    bool get_value(const char* name, dr_str_buf_c& out) override {
+    bool get_value(const char*, dr_str_buf_c&) override { return false; }
+    void get_local_name(dr_str_buf_c& out) override { out.clear(); }
+    bool get_meta_name(const char*, dr_str_buf_c&) override { return false; }
+    bool view_value(const std::string& name, std::string_view& out) override {
         out = "not a value";
         asked += name;
         return false;
     }
-    void get_local_name(dr_str_buf_c& out) override { out.clear(); }
-    bool get_meta_name(const char*, dr_str_buf_c&) override { return false; }
 
     std::string asked;
 };
