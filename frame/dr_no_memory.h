@@ -7,6 +7,11 @@
 
 #include <new>
 
+// Throws std::bad_alloc, out of the way of what goes on.
+[[noreturn, gnu::cold, gnu::noinline]] inline void dri_throw_no_memory() {
+    throw std::bad_alloc();
+}
+
 template <typename Result, typename Function>
 Result dri_unless_no_memory(Result on_failure, Function&& function) {
     try {

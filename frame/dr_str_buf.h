@@ -7,9 +7,9 @@
 #pragma once
 
 #include <concepts>
-#include <new>
 #include <string>
 
+#include "frame/dr_no_memory.h"
 #include "orvex_platform/sbuf.h"
 
 // The room inside an object, in bytes, the buffer's record included.
@@ -18,7 +18,7 @@ inline constexpr unsigned DR_STR_BUF_AREA = 256;
 // For the result of a platform function that writes into a buffer: no text is silently lost.
 inline void dri_must_write(int status) {
     if (status != 0) {
-        throw std::bad_alloc();
+        dri_throw_no_memory();
     }
 }
 

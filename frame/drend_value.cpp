@@ -64,16 +64,12 @@ dr_value_c::~dr_value_c() {
     }
 }
 
-void dr_value_c::resize_buffer(unsigned int size) {
-    // The capacity stays as it is: what is longer is on the heap, though the inline area has room.
-    if (size <= capacity_ || size <= block_size_) {
-        return;
-    }
+void dr_value_c::enlarge_block(unsigned int size) {
     void* dvc_ptr = data_ == inline_ ? malloc(size) : realloc(data_, size);
     assert(dvc_ptr || data_ == inline_);
     if (dvc_ptr == nullptr) {
         type_ = DRV_NONE;
-        throw std::bad_alloc();
+        dri_throw_no_memory();
     }
     data_ = static_cast<char*>(dvc_ptr);
     block_size_ = size;
@@ -92,7 +88,7 @@ int dr_value_c::set_string(const char* s) {
     const char* text = s == nullptr ? "" : s;
     const size_t size = strlen(text) + 1;
     if (size > std::numeric_limits<unsigned>::max()) {
-        throw std::bad_alloc();
+        dri_throw_no_memory();
     }
     resize_buffer(static_cast<unsigned>(size));
     dri_copy_text(data_, {text, size});

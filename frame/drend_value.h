@@ -59,9 +59,7 @@ class dr_value_c {
     // The same for a number whose size is that of the type.
     template <typename Number>
     int set_number(dr_value_type_t type, Number number) {
-        if (sizeof number > INITIAL_CAPACITY && sizeof number > block_size_) {
-            resize_buffer(sizeof number);
-        }
+        resize_buffer(sizeof number);
         memcpy(data_, &number, sizeof number);
         type_ = type;
         return 0;
@@ -70,7 +68,12 @@ class dr_value_c {
     void clear();
     // Makes room for `size` bytes without keeping what is stored. Asserts that a block could be
     // enlarged.
-    void resize_buffer(unsigned int size);
+    void resize_buffer(unsigned int size) {
+        // The capacity stays as it is: what is longer is on the heap, though there is room in here.
+        if (size > capacity_ && size > block_size_) {
+            enlarge_block(size);
+        }
+    }
 
     dr_value_type_t type() const { return type_; }
     bool is_integral() const { return type_ >= DRV_INT8 && type_ <= DRV_INT64; }
@@ -151,6 +154,7 @@ class dr_value_c {
     bool is_value_zero() const;
 
   private:
+    [[gnu::noinline]] void enlarge_block(unsigned int size);
     // The text of what is not itself a text.
     bool print_to(std::string_view& out, scratch_t& scratch) const;
     template <typename T>

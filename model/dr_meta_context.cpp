@@ -1,6 +1,7 @@
 #include "model/dr_meta_context.h"
 
 #include <cassert>
+#include <new>
 #include <utility>
 
 #include "frame/drend_trace.h"
@@ -200,6 +201,11 @@ const dr_meta_context_c::names_t& dr_meta_context_c::filter_names() const {
     return maps_ == nullptr ? none : maps_->filter_names;
 }
 
+void dr_meta_context_c::throw_no_memory() {
+    no_memory_ = false;
+    throw std::bad_alloc();
+}
+
 int dr_meta_context_c::call_enter_proc(dmn_type_e kind) {
     const dr_meta_object_c* obj = get_top_object();
     assert(obj);
@@ -246,19 +252,6 @@ int dr_meta_context_c::call_cont_proc() {
     const dr_meta_node_c* node = get_top_node();
     assert(node && node->cont_proc);
     const int result = node->cont_proc(this, node->data);
-    check_memory();
-    return result;
-}
-
-int dr_meta_context_c::call_leaf_proc(dr_value_c& value) {
-    const dr_meta_node_c* node = get_top_node();
-    assert(node);
-    if (!node->is_leaf() || node->proc == nullptr) {
-        return DREND_ERR;
-    }
-    dr_value_c* outer = std::exchange(value_, &value);
-    const int result = node->proc(this, node->data);
-    value_ = outer;
     check_memory();
     return result;
 }

@@ -17,11 +17,12 @@
 //     it again nor exit it.
 #pragma once
 
+#include <cassert>
 #include <list>
 #include <map>
 #include <memory>
-#include <new>
 #include <string>
+#include <utility>
 
 #include "frame/dr_block_pool.h"
 #include "frame/drend_value.h"
@@ -153,12 +154,13 @@ class dr_meta_context_c : public dr_meta_context_s {
     void note_no_memory() { no_memory_ = true; }
     void check_memory() {
         if (__builtin_expect(no_memory_, false)) {
-            no_memory_ = false;
-            throw std::bad_alloc();
+            throw_no_memory();
         }
     }
 
   private:
+    [[noreturn, gnu::cold]] void throw_no_memory();
+
     struct frame_s;
     struct maps_s;
     class frame_pool_c;
@@ -192,6 +194,20 @@ class dr_meta_context_c : public dr_meta_context_s {
     frame_s* frames_aside_ = nullptr;
     maps_s* maps_aside_ = nullptr;
 };
+
+// Inline, for every leaf takes this way.
+inline int dr_meta_context_c::call_leaf_proc(dr_value_c& value) {
+    const dr_meta_node_c* node = get_top_node();
+    assert(node);
+    if (!node->is_leaf() || node->proc == nullptr) {
+        return DREND_ERR;
+    }
+    dr_value_c* outer = std::exchange(value_, &value);
+    const int result = node->proc(this, node->data);
+    value_ = outer;
+    check_memory();
+    return result;
+}
 
 // What drend_get_skip_if_empty_leaf returns.
 extern int dri_skip_if_empty_leaf;
