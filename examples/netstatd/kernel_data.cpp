@@ -127,9 +127,8 @@ std::span<const Row> kernel_snapshot_c::rows_of(table_s<Row>& table, int request
                                                 void (*fill)(table_s<Row>& table)) {
     if (!table.read) {
         table.read = true;
-        const int status = read_netlink_table(request, table.objects);
-        if (status < 0) {
-            fail_to_read(what, nl_geterror(status));
+        if (const char* reason = read_netlink_table(request, table.objects)) {
+            fail_to_read(what, reason);
             return {};
         }
         try {

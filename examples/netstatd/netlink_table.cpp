@@ -1,5 +1,7 @@
 #include "netlink_table.h"
 
+#include <cerrno>
+#include <cstring>
 #include <new>
 
 #include <linux/rtnetlink.h>
@@ -54,20 +56,17 @@ int dump_once(nl_sock* socket, int request, netlink_table_t& table) {
 
 } // namespace
 
-int read_netlink_table(int request, netlink_table_t& table) {
+const char* read_netlink_table(int request, netlink_table_t& table) {
     const socket_ptr_t socket(nl_socket_alloc());
     if (socket == nullptr) {
-        return -NLE_NOMEM;
+        return nl_geterror(-NLE_NOMEM);
     }
-    int status = nl_connect(socket.get(), NETLINK_ROUTE);
-    if (status < 0) {
-        return status;
+    if (nl_connect(socket.get(), NETLINK_ROUTE) < 0) {
+        return strerror(errno); // of which the library's own codes know few
     }
-    for (int attempt = 1; attempt <= MAX_ATTEMPTS; ++attempt) {
+    int status = -NLE_DUMP_INTR;
+    for (int attempt = 1; attempt <= MAX_ATTEMPTS && status == -NLE_DUMP_INTR; ++attempt) {
         status = dump_once(socket.get(), request, table);
-        if (status != -NLE_DUMP_INTR) {
-            return status < 0 ? status : 0;
-        }
     }
-    return 0;
+    return status < 0 && status != -NLE_DUMP_INTR ? nl_geterror(status) : nullptr;
 }

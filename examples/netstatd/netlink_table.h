@@ -19,5 +19,5 @@ using netlink_table_t = std::vector<object_ptr_t>;
 
 // Reads the table that the dump `request` (RTM_GETLINK and its like) returns, all address
 // families together. A table that changes while it is being read is read again, a few
-// times. Returns 0, or a libnl error code for nl_geterror.
-int read_netlink_table(int request, netlink_table_t& table);
+// times. Returns null, or why it cannot.
+const char* read_netlink_table(int request, netlink_table_t& table);
