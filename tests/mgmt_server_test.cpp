@@ -16,6 +16,7 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <grp.h>
+#include <linux/netlink.h>
 #include <sys/file.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
@@ -205,6 +206,16 @@ size_t resident_bytes() {
     std::ifstream statm("/proc/self/statm");
     statm >> pages >> pages;
     return pages * static_cast<size_t>(sysconf(_SC_PAGESIZE));
+}
+
+// Whether a socket's other end can be asked for its groups, `count` now. Emulators may not know how.
+bool tells_groups(size_t count) {
+    int ends[2];
+    socklen_t size = 0;
+    gid_t none = 0;
+    return socketpair(AF_UNIX, SOCK_STREAM, 0, ends) == 0 &&
+           getsockopt(ends[0], SOL_SOCKET, SO_PEERGROUPS, &none, &size) != 0 &&
+           size == count * sizeof(gid_t);
 }
 
 // Opens `most` descriptors, or as many as there are, and closes them. Their numbers.
@@ -437,9 +448,9 @@ TEST_F(mgmt_server_test, a_peer_that_does_not_read_costs_little_and_is_closed) {
     socket_client_c stuck(path_);
     stuck.send_bytes("show-rows\n");
     socket_client_c other(path_);
-    while (leaf_calls == 0) {
+    do {
         EXPECT_THAT(other.ask("?"), HasSubstr("show-rows"));
-    }
+    } while (leaf_calls == 0);
     wait_for_peers(2); // closed
     // What fits into the waters and the kernel's buffer: nowhere near the table.
     EXPECT_LT(leaf_calls, 30000);
@@ -449,6 +460,11 @@ TEST_F(mgmt_server_test, a_peer_that_does_not_read_costs_little_and_is_closed) {
 
 // A byte now and then, long before any buffer of the kernel is used up.
 TEST_F(mgmt_server_test, a_slow_reader_is_served) {
+    const int diagnostics = socket(AF_NETLINK, SOCK_RAW, NETLINK_SOCK_DIAG);
+    if (diagnostics < 0) {
+        GTEST_SKIP() << "this machine does not tell what lies unread";
+    }
+    close(diagnostics);
     config_.stall_seconds = 1;
     serve();
     table_size = 10000000;
@@ -476,24 +492,23 @@ TEST_F(mgmt_server_test, what_peers_had_waiting_goes_back_to_the_system) {
 #if defined(__SANITIZE_THREAD__) || defined(__SANITIZE_ADDRESS__)
     GTEST_SKIP() << "the checker's own memory is in the way";
 #endif
-    constexpr size_t PEERS = 200;
+    constexpr size_t PEERS = 100;
     serve();
     table_size = 10000000;
     const size_t before = resident_bytes();
-    {
-        std::vector<std::unique_ptr<socket_client_c>> peers;
-        while (peers.size() < PEERS) {
-            peers.push_back(std::make_unique<socket_client_c>(path_));
-            peers.back()->send_bytes("show-rows\n");
-        }
-        // Nobody reads: each is suspended when enough waits for it.
-        for (size_t held = 0; held < PEERS * 60000;) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-            held = resident_bytes() - before;
-        }
+    std::vector<std::unique_ptr<socket_client_c>> peers;
+    while (peers.size() < PEERS) {
+        peers.push_back(std::make_unique<socket_client_c>(path_));
+        peers.back()->send_bytes("show-rows\n");
     }
-    wait_for_peers(0);
-    EXPECT_LT(resident_bytes() - before, 5000000u);
+    // Nobody reads: each is suspended when enough waits for it.
+    for (size_t held = 0; held < PEERS * 60000;) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        held = resident_bytes() - before;
+    }
+    peers.erase(peers.begin(), peers.end() - 1); // one stays, and keeps nothing but its own
+    wait_for_peers(1);
+    EXPECT_LT(resident_bytes() - before, PEERS * 30000);
 }
 
 TEST_F(mgmt_server_test, a_peer_that_goes_while_its_walk_waits_is_noticed) {
@@ -595,7 +610,8 @@ TEST_F(mgmt_server_test, other_users_need_the_group) {
         const pid_t child = fork();
         if (child == 0) {
             const bool changed = setgroups(groups.size(), groups.data()) == 0 &&
-                                 setgid(main_group) == 0 && setuid(12345) == 0;
+                                 tells_groups(groups.size()) && setgid(main_group) == 0 &&
+                                 setuid(12345) == 0;
             socket_client_c client(path_);
             const std::string answer =
                 changed ? client.ask("?").substr(0, 20) : "unchanged";
@@ -608,6 +624,9 @@ TEST_F(mgmt_server_test, other_users_need_the_group) {
         EXPECT_EQ(waitpid(child, nullptr, 0), child);
         return std::string(text);
     };
+    if (ask_as(allowed, 54321) == "unchanged") {
+        GTEST_SKIP() << "this machine does not tell a peer's groups";
+    }
     EXPECT_THAT(ask_as(allowed, 54321), StartsWith("drend "));
     EXPECT_THAT(ask_as(54321, allowed), StartsWith("drend "));
     EXPECT_THAT(ask_as(54321, 54322), StartsWith("error: you may not"));
