@@ -208,7 +208,7 @@ size_t resident_bytes() {
     return pages * static_cast<size_t>(sysconf(_SC_PAGESIZE));
 }
 
-// Whether a socket's other end can be asked for its groups, `count` now. Emulators may not know how.
+// Whether a socket's other end can be asked for its groups, `count` now. Emulators may not do it.
 bool tells_groups(size_t count) {
     int ends[2];
     socklen_t size = 0;
@@ -529,6 +529,26 @@ TEST_F(mgmt_server_test, a_peer_that_goes_while_its_walk_waits_is_noticed) {
         wait_for_peers(1);
         EXPECT_EQ(open_lists, 0);
     }
+}
+
+TEST_F(mgmt_server_test, a_request_is_run_whose_peer_does_not_wait_for_the_answer) {
+    serve();
+    socket_client_c client(path_);
+    wait_for_peers(1);
+    on_loop([&] {
+        client.send_bytes("show-rows\n");
+        client.hang_up();
+    });
+    wait_for_peers(0);
+    EXPECT_GT(leaf_calls, 0);
+    leaf_status = DREND_DEFER; // and its walk does not wait for anything
+    socket_client_c other(path_);
+    wait_for_peers(1);
+    on_loop([&] {
+        other.send_bytes("show-rows\n");
+        other.hang_up();
+    });
+    wait_for_peers(0);
 }
 
 TEST_F(mgmt_server_test, a_leaf_that_cannot_answer_is_asked_again_with_patience) {

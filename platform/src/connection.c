@@ -244,10 +244,10 @@ static bool reads_on(const struct connection_s* connection) {
            connection->output.waiting < 2 * connection->server->config.high_water;
 }
 
-/* A peer that has closed reads no answers; one that only sends no more does. */
-static bool has_hung_up(const struct connection_s* connection) {
-    struct pollfd both_ways = {.fd = connection->fd};
-    return poll(&both_ways, 1, 0) == 1 && (both_ways.revents & POLLHUP) != 0;
+/* Whether there is a request whose turn it is. */
+static bool may_answer(const struct connection_s* connection) {
+    return connection->state == CONNECTION_IDLE && !connection->waits_for_drain &&
+           !connection->is_closing && request_input_line(&connection->input) >= 0;
 }
 
 /* Reads what has come, as much as a turn may. */
@@ -262,7 +262,6 @@ static void read_requests(struct connection_s* connection) {
         } else if (taken == 0) {
             connection->has_input = false;
             connection->at_eof = true;
-            connection->is_lost = has_hung_up(connection);
         } else if (errno != EINTR) {
             connection->has_input = false;
             connection->is_lost = errno != EAGAIN;
@@ -272,11 +271,12 @@ static void read_requests(struct connection_s* connection) {
 
 /* --- the loop's callbacks ---------------------------------------------------------- */
 
-static bool wants_to_read_or_answer(const struct connection_s* connection) {
-    const bool may_answer = connection->state == CONNECTION_IDLE &&
-                            !connection->waits_for_drain && !connection->is_closing;
-    return (connection->has_input && reads_on(connection)) ||
-           (may_answer && request_input_line(&connection->input) >= 0);
+/* Whether a walk has lost its peer, where neither reading nor writing would show it. A peer that
+ * has closed reads no answers; one that only sends no more does. */
+static bool has_hung_up(const struct connection_s* connection) {
+    struct pollfd both_ways = {.fd = connection->fd};
+    return connection->state == CONNECTION_SUSPENDED && !reads_on(connection) &&
+           poll(&both_ways, 1, 0) == 1 && (both_ways.revents & POLLHUP) != 0;
 }
 
 static bool is_over(const struct connection_s* connection) {
@@ -302,7 +302,7 @@ static void connection_settle(struct connection_s* connection) {
     if (connection->is_closing && connection->peer.cookie != NULL)
         peer_drop_walk(&connection->peer);
     const long written = framed_output_write(&connection->output, connection->fd);
-    if (written < 0)
+    if (written < 0 || has_hung_up(connection))
         connection->is_lost = true;
     else if (written > 0)
         connection->quiet_checks = 0;
@@ -312,7 +312,7 @@ static void connection_settle(struct connection_s* connection) {
         if (connection->state == CONNECTION_SUSPENDED)
             turns_queue(connection, TURN_WALK);
     }
-    if (wants_to_read_or_answer(connection))
+    if ((connection->has_input && reads_on(connection)) || may_answer(connection))
         turns_queue(connection, TURN_REQUEST);
     if (is_over(connection))
         connection_destroy(connection);
@@ -337,16 +337,13 @@ static void on_readable(evutil_socket_t fd, short what, void* data) {
     (void)fd, (void)what;
     struct connection_s* connection = data;
     connection->has_input = true;
-    if (!reads_on(connection))
-        connection->is_lost = has_hung_up(connection);
     connection_settle(connection);
 }
 
 /* Whether the peer has taken nothing for as long as it may: neither from here nor, looked at a
  * few times meanwhile, from the kernel. */
 static bool has_stalled(struct connection_s* connection) {
-    const uint64_t taken =
-        connection->output.written - (uint64_t)unread_bytes(connection->fd);
+    const int64_t taken = connection->output.written - unread_bytes(connection->fd);
     connection->quiet_checks =
         taken > connection->taken_before ? 0 : connection->quiet_checks + 1;
     connection->taken_before = taken;

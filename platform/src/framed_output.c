@@ -182,7 +182,7 @@ long framed_output_write(struct framed_output_s* output, int fd) {
             return errno == EAGAIN || errno == EWOULDBLOCK ? written : -1;
         block->begin += (size_t)taken;
         output->waiting -= (size_t)taken;
-        output->written += (uint64_t)taken;
+        output->written += taken;
         written += taken;
         if (block->begin == block->end)
             drop_first_block(output);

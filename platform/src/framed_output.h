@@ -25,8 +25,8 @@ struct framed_output_s {
     struct output_block_s* first;
     struct output_block_s* last;
     size_t chunk; /* where the chunk that is being filled begins in the last block, or 0 */
-    size_t waiting;   /* framed bytes */
-    uint64_t written; /* bytes, ever */
+    size_t waiting;  /* framed bytes */
+    int64_t written; /* bytes, ever */
 };
 
 /* Drops what waits. */

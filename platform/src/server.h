@@ -79,7 +79,7 @@ struct connection_s {
     bool is_closing;      /* to be closed when what waits has gone out */
     bool is_lost;         /* to be closed at once */
 
-    uint64_t taken_before; /* by the peer, when last looked at */
+    int64_t taken_before;  /* by the peer, when last looked at */
     unsigned quiet_checks; /* how often since then the peer had taken nothing */
 };
 
