@@ -17,6 +17,8 @@
 namespace {
 
 // The text that a node gives: a part of the tree or a constant, or one of its own.
+constexpr char NOTHING[] = "";
+
 class text_c {
   public:
     text_c() = default;
@@ -27,7 +29,7 @@ class text_c {
     const char* c_str() const { return is_own_ ? own_.c_str() : lasting_.data(); }
 
   private:
-    std::string_view lasting_ = "";
+    std::string_view lasting_ = NOTHING;
     std::string own_;
     bool is_own_ = false;
 };

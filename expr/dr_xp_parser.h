@@ -25,7 +25,7 @@
 inline constexpr size_t XP_NODES_MAX = 4096;
 inline constexpr size_t XP_PATTERNS_MAX = 256;
 // As much as one pattern of 1,024 characters.
-inline constexpr size_t XP_PATTERN_WORK_MAX = 1024 * 1024;
+inline constexpr size_t XP_PATTERN_WORK_MAX = size_t{1024} * 1024;
 
 // How much paths hold.
 struct dr_xp_size_s {

@@ -25,6 +25,8 @@ inline void dri_must_write(int status) {
 class dr_str_buf_c {
   public:
     dr_str_buf_c() { sbuf_init_buf(&buffer_, area_, sizeof area_); }
+    // Implicit, as is the way back: either kind of text goes where the other is asked for.
+    // NOLINTNEXTLINE(google-explicit-constructor)
     dr_str_buf_c(const char* text) : dr_str_buf_c() { *this = text; }
     dr_str_buf_c(const dr_str_buf_c& other) : dr_str_buf_c(other.c_str()) {}
     ~dr_str_buf_c() {
@@ -55,6 +57,7 @@ class dr_str_buf_c {
 
     // The content; valid until the next change.
     const char* c_str() const { return sbuf_str(buffer_); }
+    // NOLINTNEXTLINE(google-explicit-constructor)
     operator const char*() const { return c_str(); }
     // The character at `index`, which is not checked.
     template <std::integral Index>

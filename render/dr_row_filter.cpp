@@ -24,7 +24,7 @@ bool dr_row_filter_c::step_match(const drend_tag_object_c* tobj) {
 }
 
 // Whether the step parses and names the tag, if anything.
-bool dr_row_filter_c::step_is_for(const drend_tag_object_c* tobj) const {
+bool dr_row_filter_c::step_is_for(const drend_tag_object_c* tobj) {
     const dr_step_filter_s* filter = tobj->dto_filter;
     if (dri_trace_on(DREND_TRACE_WALK)) {
         drend_debug_trace("DR_TAGS_ACCESS: filter_match: tag: %s filter: %s\n",

@@ -48,7 +48,7 @@ class dr_row_filter_c {
   private:
     int judge(const drend_tag_object_c* tobj, size_t& next);
     bool step_match(const drend_tag_object_c* tobj);
-    bool step_is_for(const drend_tag_object_c* tobj) const;
+    static bool step_is_for(const drend_tag_object_c* tobj);
     bool row_has_to_wait() const;
     bool predicate_match(const drend_tag_object_c* tobj,
                          const dr_xp_predicate_s& predicate);
