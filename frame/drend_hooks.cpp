@@ -52,18 +52,22 @@ int deliver(void* peer, const char* text) {
     return write_and_flush(stdout, text);
 }
 
-// The only argument of "%s" as it is, when it need not be formatted: the text is short enough, and
-// no daemon wants to see it in its formatter. Null otherwise.
+// The only argument of "%s", or a format that has none, as it is, when it need not be formatted
+// and so cannot run out of memory: the text is short enough, and no daemon wants to see it in its
+// formatter. Null otherwise.
 DREND_PRINTF(1, 0)
 const char* finished_text(const char* format, va_list args) {
-    const bool is_plain = format[0] == '%' && format[1] == 's' && format[2] == '\0';
-    if (!is_plain || !str_formatter_is_system()) {
+    const bool is_argument = format[0] == '%' && format[1] == 's' && format[2] == '\0';
+    if (!str_formatter_is_system() || (!is_argument && strchr(format, '%') != nullptr)) {
         return nullptr;
     }
-    va_list copy;
-    va_copy(copy, args);
-    const char* text = va_arg(copy, const char*);
-    va_end(copy);
+    const char* text = format;
+    if (is_argument) {
+        va_list copy;
+        va_copy(copy, args);
+        text = va_arg(copy, const char*);
+        va_end(copy);
+    }
     return text != nullptr && strnlen(text, STR_LIMIT) < STR_LIMIT ? text : nullptr;
 }
 

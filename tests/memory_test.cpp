@@ -120,6 +120,15 @@ TEST_F(memory_test, a_value_that_is_lost_ends_the_answer) {
     }
 }
 
+TEST_F(memory_test, a_finished_text_needs_none) {
+    EXPECT_EQ(with_each_failure([] {
+                  EXPECT_EQ(drend_send(nullptr, "a line that is not short\n"), 0);
+                  EXPECT_EQ(drend_send(nullptr, "%s", LONG_TEXT.c_str()), 0);
+              }),
+              0);
+    EXPECT_EQ(output.text, "a line that is not short\n" + LONG_TEXT);
+}
+
 class iterator_c : public drend_iterator_c {
   public:
     void first(dr_meta_context_s*) override { ++row_; }
