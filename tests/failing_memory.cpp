@@ -8,14 +8,17 @@
 
 thread_local long failing_allocation = 0;
 
-// What stands behind malloc: the C library, or the checker that has taken its place.
 #if defined(__has_feature)
 #define HAS_FEATURE(name) __has_feature(name)
 #else
 #define HAS_FEATURE(name) 0
 #endif
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || \
-    HAS_FEATURE(address_sanitizer) || HAS_FEATURE(thread_sanitizer)
+
+// ThreadSanitizer allocates before it can be asked to.
+#if !defined(__SANITIZE_THREAD__) && !HAS_FEATURE(thread_sanitizer)
+
+// What stands behind malloc: the C library, or the checker that has taken its place.
+#if defined(__SANITIZE_ADDRESS__) || HAS_FEATURE(address_sanitizer)
 #define BEHIND(name) __interceptor_##name
 #else
 #define BEHIND(name) __libc_##name
@@ -64,6 +67,8 @@ void* calloc(size_t count, size_t size) {
 [[gnu::noinline]] void operator delete(void* memory, size_t) noexcept {
     free(memory);
 }
+
+#endif
 
 bool allocations_can_fail() {
     failing_allocation = 1;
