@@ -21,14 +21,17 @@ class args_reader_c {
         name.clear();
         value.clear();
         state_ = state_e::between;
-        for (; *cursor_ != '\0' && !failed_; ++cursor_) {
+        for (; !failed_ && *cursor_ != '\0'; ++cursor_) {
             if (is_separator(*cursor_)) {
                 if (state_ != state_e::between) {
                     return true;
                 }
                 name.clear();
             } else if (*cursor_ == '\'' || *cursor_ == '"') {
-                failed_ = !quoted();
+                if (!quoted()) {
+                    failed_ = true; // the cursor is wherever the quoted string broke off
+                    return false;
+                }
             } else if (*cursor_ == '=' && state_ == state_e::in_name) {
                 state_ = state_e::in_value;
             } else {
