@@ -106,6 +106,17 @@ class Served(unittest.TestCase):
             pass
         self.assertEqual(self.ask("show-b")[0], 4)
 
+    def unframed(self, answer):
+        """The text of an answer, wherever a slice ended and with it a chunk."""
+        text = b""
+        while answer != b"\n##\n":
+            head = re.match(rb"\n#(\d+)\n", answer)
+            self.assertIsNotNone(head, answer[:80])
+            end = head.end() + int(head[1])
+            text += answer[head.end():end]
+            answer = answer[end:]
+        return text.decode()
+
     def test_what_cannot_be_read_fails_the_answer(self):
         failed = "error: cannot read the kernel's routes: Too many open files\n"
         with socket.socket(socket.AF_UNIX) as peer:
@@ -118,13 +129,13 @@ class Served(unittest.TestCase):
                     piece = peer.recv(65536)
                     self.assertNotEqual(piece, b"")
                     answer += piece
-                return answer.decode()
+                return self.unframed(answer)
             requests = b"show-routes\n", b"show-routes as-json\n"
             whole = [ask(request) for request in requests]
             usual = resource.prlimit(self.daemon.pid, resource.RLIMIT_NOFILE)
             resource.prlimit(self.daemon.pid, resource.RLIMIT_NOFILE, (1, usual[1]))
             for request in requests:
-                self.assertTrue(ask(request).endswith("\n" + failed + "\n##\n"))
+                self.assertTrue(ask(request).endswith(failed))
             resource.prlimit(self.daemon.pid, resource.RLIMIT_NOFILE, usual)
             self.assertEqual([ask(request) for request in requests], whole)
         self.assertEqual(self.daemon.stderr.readline(),
