@@ -23,7 +23,7 @@ class StringBuffer : public ::testing::Test {
         return sbuf_str(buf) >= area && sbuf_str(buf) < area + sizeof(area);
     }
     std::string text() const {
-        const std::string content = sbuf_str(buf);
+        std::string content = sbuf_str(buf);
         EXPECT_EQ(content.size(), sbuf_len(buf));
         return content;
     }
@@ -184,7 +184,7 @@ TEST_P(IdleTimer, FiresOnceWithWhatItWasSetWith) {
     const auto nanoseconds = [](timespec t) {
         return t.tv_sec * 1'000'000'000LL + t.tv_nsec;
     };
-    timespec start;
+    timespec start{};
     clock_gettime(CLOCK_REALTIME, &start);
     evTimerID id = {nullptr};
     ASSERT_EQ(__evSetIdleTimer(ctx, idle, this, __evConsTime(0, 20'000'001), &id), 0);

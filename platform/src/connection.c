@@ -223,10 +223,10 @@ static void interrupt_requests(struct connection_s* connection, size_t length) {
 /* Heeds the interrupts in what was read last, `fresh` bytes; none is left before. */
 static void heed_interrupts(struct connection_s* connection, size_t fresh) {
     struct request_input_s* input = &connection->input;
-    for (;;) {
+    while (fresh > 0) {
         const size_t searched = input->length - fresh;
         const char* bytes = request_input_bytes(input);
-        const char* found = fresh == 0 ? NULL : memchr(bytes + searched, INTERRUPT, fresh);
+        const char* found = memchr(bytes + searched, INTERRUPT, fresh);
         if (found == NULL)
             return;
         if (connection->state == CONNECTION_SUSPENDED)

@@ -141,17 +141,17 @@ static enum menu_match_e answer(str_buf_s* text, const char* way,
                                 bool is_first) {
     struct candidates_s list = candidates_for(menu, word, is_first);
     const struct word_s any = {"", 0};
-    const drend_menu_entry_s* entry;
+    const drend_menu_entry_s* found;
     unsigned count = 0;
-    for (; (entry = next_candidate(&list)) != NULL; ++count) {
-        if (entry->handler != NULL || entry->submenu == NULL) {
-            append_entry(text, way, list.outer, entry);
+    for (; (found = next_candidate(&list)) != NULL; ++count) {
+        if (found->handler != NULL || found->submenu == NULL) {
+            append_entry(text, way, list.outer, found);
             continue;
         }
-        struct candidates_s below = in_menu(entry->submenu, any);
+        struct candidates_s below = in_menu(found->submenu, any);
         const drend_menu_entry_s* inner;
         while ((inner = next_candidate(&below)) != NULL) {
-            append_entry(text, way, entry, inner);
+            append_entry(text, way, found, inner);
         }
     }
     return count == 0

@@ -57,9 +57,10 @@ void request_input_drop(struct request_input_s* input, size_t length) {
 }
 
 void request_input_skip_blanks(struct request_input_s* input) {
+    static const char any[] = {' ', '\t', '\r', '\n'};
     size_t blanks = 0;
     while (blanks < input->length &&
-           memchr(" \t\r\n", request_input_bytes(input)[blanks], 4) != NULL)
+           memchr(any, request_input_bytes(input)[blanks], sizeof any) != NULL)
         ++blanks;
     request_input_drop(input, blanks);
 }

@@ -10,7 +10,7 @@
 #include <unistd.h>
 
 enum {
-    ACCEPT_AGAIN_MS = 200,
+    ACCEPT_AGAIN_USEC = 200000,
     SPARE_SHARE = 16, /* of the descriptors that the daemon may have, one in so many */
 };
 
@@ -33,7 +33,7 @@ static mgmt_server_config_s with_defaults(mgmt_server_config_s config) {
     if (config.slice_usec == 0)
         config.slice_usec = 2000;
     if (config.high_water == 0)
-        config.high_water = 256 * 1024;
+        config.high_water = (size_t)256 * 1024;
     if (config.low_water == 0 || config.low_water > config.high_water)
         config.low_water = config.high_water / 4;
     if (config.stall_seconds == 0)
@@ -115,7 +115,7 @@ static void on_acceptable(evutil_socket_t listener, short what, void* data) {
         welcome(server, fd);
     } else if (errno == EMFILE || errno == ENFILE || errno == ENOMEM || errno == ENOBUFS) {
         /* Trying again at once would only burn time: clients wait in the backlog. */
-        const struct timeval delay = {0, ACCEPT_AGAIN_MS * 1000};
+        const struct timeval delay = {0, ACCEPT_AGAIN_USEC};
         event_del(server->acceptable);
         event_add(server->accept_again, &delay);
     }
