@@ -22,6 +22,8 @@ inline void dri_must_write(int status) {
     }
 }
 
+// Converts from a C string and to one by itself: that is what it is for.
+// NOLINTBEGIN(google-explicit-constructor)
 class dr_str_buf_c {
   public:
     dr_str_buf_c() { sbuf_init_buf(&buffer_, area_, sizeof area_); }
@@ -75,6 +77,7 @@ class dr_str_buf_c {
     str_buf_s* buffer_ = nullptr;
     char area_[DR_STR_BUF_AREA];
 };
+// NOLINTEND(google-explicit-constructor)
 
 inline bool operator==(const dr_str_buf_c& a, const std::string& b) {
     return a == b.c_str();

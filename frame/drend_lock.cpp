@@ -2,7 +2,7 @@
 
 #include <cassert>
 
-drend_lock_c::drend_lock_c() {
+drend_lock_c::drend_lock_c() noexcept {
     pthread_mutexattr_init(&attribute_);
     pthread_mutexattr_settype(&attribute_, PTHREAD_MUTEX_RECURSIVE);
     pthread_mutex_init(&mutex_, &attribute_);

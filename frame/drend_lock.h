@@ -11,7 +11,7 @@
 
 class drend_lock_c {
   public:
-    drend_lock_c();
+    drend_lock_c() noexcept;
     // Gives the mutex up when the calling thread still holds it, then destroys it.
     ~drend_lock_c();
     drend_lock_c(const drend_lock_c&) = delete;
@@ -22,8 +22,8 @@ class drend_lock_c {
     int unlock();
 
   private:
-    pthread_mutexattr_t attribute_;
-    pthread_mutex_t mutex_;
+    pthread_mutexattr_t attribute_{};
+    pthread_mutex_t mutex_{};
     std::atomic<unsigned> held_{0}; // how often its owner holds it
 };
 

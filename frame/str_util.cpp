@@ -215,6 +215,8 @@ void str_set_vsnprintf(drend_vsnprintf_t formatter) {
     str_installed_formatter.store(formatter, std::memory_order_release);
 }
 
+// The items come by value: linked programs know these names so.
+// NOLINTBEGIN(performance-unnecessary-value-param)
 const char* str_join(std::list<std::string> items, std::string& out,
                      const char* separator) {
     return join(items, out, separator);
@@ -224,6 +226,7 @@ const char* str_join(std::vector<std::string> items, std::string& out,
                      const char* separator) {
     return join(items, out, separator);
 }
+// NOLINTEND(performance-unnecessary-value-param)
 
 const char* str_xlate(const std::string& in, std::string& out, char from, char to) {
     out = in;
