@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-2-Clause
 """Whether contenders render the same: byte for byte where they claim it, else the same values."""
 
 import dataclasses

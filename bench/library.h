@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The library as a daemon uses it: paths registered, definitions loaded, answers sent to the sink.
 //
 // Every failure ends the program with a message: a measure of something else would be worse.

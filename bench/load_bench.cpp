@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Loading and merging definitions: M files of 20 commands with 100 tags each, every fifth
 // command one more definition of the same name, against jansson alone parsing the same files.
 //

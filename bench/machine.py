@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-2-Clause
 """What a measure was made with: machine, compiler, commit."""
 
 import os

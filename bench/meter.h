@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // What a run costs its process: user time, calls of the heap and peak memory.
 //
 // For programs of one thread that measure one thing.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Measures one scenario with one contender at one size: what bench/run.py calls.
 //
 //   render_bench list                          the scenarios, their contenders, units and layouts

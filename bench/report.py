@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-2-Clause
 """The tables of the measure, as Markdown."""
 
 import sys

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The table that the measure renders, and the functions through which every contender reads it.
 //
 // A daemon's table of routes: eight values of the kinds that such tables have. The rows are made

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: BSD-2-Clause
 """Runs the measure: run.py BUILD_DIR [options], see --help.
 
 Every number comes from a process of its own that measures one case with one contender at one size

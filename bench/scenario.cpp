@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "bench/scenario.h"
 
 void add_for_sends(scenarios_t& scenarios, const scenario_s& scenario,

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The scenarios of the measure: what is rendered, by whom, and what is counted.
 //
 // One process measures one scenario with one contender at one size. `prepare` makes the data and

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Where every contender's bytes go: a buffer of 64 KiB that is written out when it is full.
 //
 // By default it is written to /dev/null, so that the copy is all that a byte costs.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The management socket of a daemon under load: socket_load NETSTATD [ROUTES [SECONDS]]
 //
 // Starts the example daemon with a synthetic table and measures, each with SIGHUPs that have the

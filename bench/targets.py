@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-2-Clause
 """What is to be reached, and whether it was."""
 
 import statistics

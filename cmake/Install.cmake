@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: BSD-2-Clause
+
 # What `cmake --install` and `cpack` bring to a machine, in three components:
 #
 #   runtime      the two shared libraries                      liborvex-dynamic-render0

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: BSD-2-Clause
+
 # The Debian packages that `cpack` makes of the components of Install.cmake. Their libraries go to
 # the directory that the build was configured for: configure with -DCMAKE_INSTALL_PREFIX=/usr for
 # the one of the machine's architecture.

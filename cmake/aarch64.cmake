@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: BSD-2-Clause
+
 # Builds for 64-bit ARM with Debian's cross compiler; what is built runs under an emulator.
 # `script/bootstrap aarch64` installs both, and the libraries to link below build/aarch64-root.
 set(CMAKE_SYSTEM_NAME Linux)

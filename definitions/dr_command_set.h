@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // dr_command_set_c: the commands that use a tag, in load order, each once.
 //
 // A sorted vector: most tags have no command or one, and the schema merge adds them in order.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The current set of definitions, for the sources that look into it.
 //
 // The pointer, and whatever is read through it, is guarded by the definitions lock.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Cuts a request's filter into one step for each level of the walk.
 #pragma once
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "definitions/dr_findings.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // What a load has to say, as records that standard error and the answer to a reload both print.
 //
 //     json load error: FILE : 3:7 - invalid token near ':'

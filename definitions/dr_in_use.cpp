@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Which tags walks are using, and the sets that wait for their last walk to end.
 //
 // Uses are counted in the tags and waiting sets are linked through themselves: neither putting

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The steps of a load: finding files, reading one, understanding its text. What is wrong with a
 // file is a finding; memory that runs out is std::bad_alloc, wherever it does.
 #pragma once

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The moves of a walk, and the look-ups that filters, keys and value-map expressions make from
 // where it is.
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // dr_position_c: where a walk is, in the definition and in the daemon's data.
 //
 //     tag stack            meta context stack

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "definitions/dr_render_context.h"
 
 #include <atomic>

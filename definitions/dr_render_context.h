@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // dr_render_context_c: the base of every context that walks for one request.
 //
 // Belongs to the daemon's thread. Whose a context is while its walk is suspended is not known here;

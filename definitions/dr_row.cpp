@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "definitions/dr_row.h"
 
 #include "definitions/drend_tag.h"

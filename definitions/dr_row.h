@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // dr_row_c: what a walk needs of the kids of a container or list, worked out once.
 //
 //     tag "route"  +  node /routes/route  +  XML, level 2

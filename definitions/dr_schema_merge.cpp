@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The schema merge: commands that share a name become one tree.
 //
 //     show (ospf)  /routes/ospf         __root__ (combined)

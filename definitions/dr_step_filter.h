@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // One step of a request's filter, parsed once for the whole walk.
 #pragma once
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // A tag tree as text, for people.
 #include "definitions/drend_tag.h"
 

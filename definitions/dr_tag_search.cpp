@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Searches of a tag tree by a path such as interfaces/interface[name='lo']/mtu.
 //
 // The path is read with the lexer of expressions. Predicates are stepped over: only their

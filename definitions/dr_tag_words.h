@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The words of definition files and what they stand for, one table each, for the loader and
 // for everything that checks or prints definitions.
 //

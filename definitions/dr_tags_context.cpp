@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "definitions/dr_tags_context.h"
 
 #include "definitions/dr_filter_steps.h"

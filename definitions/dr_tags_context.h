@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // dr_tags_context_c: what a command runs in: its position, the steps of its filter, its style.
 //
 //     tag stack            steps of /a/b[x='1']

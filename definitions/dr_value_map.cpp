@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "definitions/dr_value_map.h"
 
 #include "frame/drend_trace.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // A value map: what a definition shows instead of a daemon's value.
 //
 // Pairs are tried in file order; "*" as `from` matches everything, "*" as `to` keeps the value. A

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // What of a definition may be pasted as it stands into an XML element.
 //
 //     <interface xmlns="urn:a" >    a name and attributes

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "definitions/drend_command.h"
 
 #include "definitions/drend_tag.h"

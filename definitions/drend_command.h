@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The records of a command and of a notification event, each owning the root of its tag tree.
 #pragma once
 

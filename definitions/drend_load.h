@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Loading, merging, replacing and retiring sets of definitions.
 //
 //     files --> dr_daemon_context_c --merge--> current --reload--> retired --> destroyed

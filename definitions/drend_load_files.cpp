@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Where definition files are found, and how they are read.
 #include "definitions/dr_load_steps.h"
 

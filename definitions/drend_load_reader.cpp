@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Adds what the text of a definitions file says to a set. The only source that knows jansson.
 //
 // The members of a tag object are sorted out in one pass over the object, and the tree of

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Look-ups of commands, of the daemons that own a path and of notifications, in the current set.
 //
 // Each holds the definitions lock for its whole run, so that it sees one whole set. Pointers belong

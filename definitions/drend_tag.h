@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // drend_tag_c: one output element of a definition, and the tree that its kids make.
 //
 //     container "interfaces"                dt_source "/interfaces"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "definitions/drend_tag_object.h"
 
 #include "frame/dr_str_buf.h"

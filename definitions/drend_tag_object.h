@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // drend_tag_object_c: the view of one tag during one walk, an entry of the walk's tag stack.
 //
 // Holds what the walk has to remember about the tag while it is inside it. Belongs to the thread of

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Value-map expressions: what a definition maps a value to when the text begins with "=".
 //
 //     ='up since '+val('uptime')

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The evaluator: computes every node of a tree as text, and finds what a tree says about keys.
 //
 // Truth is "true" or "false". An operand of "and" and "or" is false when it is "false", "0" or

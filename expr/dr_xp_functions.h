@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The functions that expressions may call, in a table by name.
 //
 //     local_name()            the name of the current element

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "expr/dr_xp_lexer.h"
 
 #include <cctype>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The lexers of the two expression languages: that of filters and paths, and that of value maps.
 //
 //     /interfaces/interface[name = 'lo']     /  word  /  word  [  word  =  literal  ]

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The parser of expressions and of paths with predicates.
 //
 //     path        step { "/" step }                  a leading "/" makes an empty first step

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Basic regular expressions from filters, which anybody may have written.
 //
 // The C library compiles and runs them, but it takes exponential time or gigabytes for some short

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "expr/drend_value_lookup.h"
 
 bool drend_env_value_lookup_c::get_value(const char* name, dr_str_buf_c& out) {

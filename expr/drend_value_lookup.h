@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // How names in expressions reach the data: the evaluator asks, whoever holds the data answers.
 //
 // A walk over definitions answers from the daemon; drend_env_value_lookup_c answers from a map.

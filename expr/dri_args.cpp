@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "expr/dri_args.h"
 
 #include <cctype>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The argument text of a request: names, with or without values.
 //
 //     filter='a b' as-json, x=1     (filter, 'a b' with its quotes) (as-json, empty) (x, 1)

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // xp_node_c: one node of an expression tree, and also one step of a parsed path.
 //
 //     a[name = 'x']      step: text "a", type equal -+- left:  value, kind word,    "name"

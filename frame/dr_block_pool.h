@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // A pool of memory blocks of one size that belongs to the calling thread.
 //
 // For objects that a walk makes and drops for every element: taking and giving back a block

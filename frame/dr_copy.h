@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Copies of texts that are nearly always short: names of elements, values. Short ones are copied in
 // two moves that may overlap, without a call.
 #pragma once

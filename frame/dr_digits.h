@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Whole numbers as decimal text, eight digits at a time.
 //
 // The eight digits of a number below 10^8 are the bytes of one word, which three multiplications

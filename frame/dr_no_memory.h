@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The edge of the daemon's interface: no exception passes it. Daemons are written in C, and an
 // accessor that is called by a walk and calls the library again has no way to let one through.
 //

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // A group of hook values that are set together and read without a lock.
 //
 // A reader must never see one setter's function with another setter's argument. The group is kept

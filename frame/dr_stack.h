@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // A stack whose elements keep their addresses while they are on it.
 //
 //     blocks   [ 0 1 2 3 4 5 6 7 ] [ 8 9 . . . . . . ]      top: 9

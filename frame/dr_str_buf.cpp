@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "frame/dr_str_buf.h"
 
 #include <cstring>

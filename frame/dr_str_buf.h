@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // dr_str_buf_c, an owning wrapper of the platform's string buffer, and sbuf_once_c, the
 // scope guard of one that lives on the stack.
 //

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "frame/drend_hooks.h"
 
 #include <atomic>

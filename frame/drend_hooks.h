@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The process-wide hooks: how text leaves the library, how a fatal error ends the process,
 // where the event loop is and how the menu is built again.
 //

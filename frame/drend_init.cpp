@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Start-up: the one file that knows every subsystem.
 
 #include <algorithm>

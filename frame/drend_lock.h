@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The recursive mutex of the library's process-wide tables and its scope guard.
 //
 // Recursive, so that a thread that holds a table may call back into the library. Locking

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "frame/drend_trace.h"
 
 uint64_t drend_trace_flags = 0;

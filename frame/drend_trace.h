@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The trace word and the trace lines.
 //
 // Callers test a bit with dri_trace_on before they build a line; drend_debug_trace itself

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // dr_value_c: one leaf value, raw bytes and a type, with every conversion that output and
 // filters ask for.
 //

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Makes the bytes of a daemon's value, or of a name, safe to stand in an output format.
 //
 // Values are untrusted: they may hold markup, control characters or bytes that are no UTF-8. Each

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "frame/str_util.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Formatting, joining, splitting and quoting of texts.
 //
 // Every text that the library formats for output passes str_vappend, and so the formatter

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Argument texts of any bytes.
 //
 // Asserted: a search finds what parsing finds first, also before an error.

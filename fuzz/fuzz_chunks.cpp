@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // What a management socket sends, of any bytes: unframed, sorted, made safe and coloured.
 //
 // Asserted: whatever the bytes are cut into, the same comes out; nothing but the text of chunks is

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Requests of any bytes against a menu.
 //
 // Asserted: a request either means an entry, with its argument within the request, or gets an

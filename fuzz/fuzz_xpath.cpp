@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Filters of any bytes: parsed, copied, printed, evaluated and gathered from.
 //
 // The input is a filter, and also a value-map expression. Asserted: short texts come from the cache

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Feeds files to a fuzz target: the replay of a corpus in builds without a fuzzer.
 #include <cstdint>
 #include <cstdio>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 /*
  * drend.h - dynamic rendering of a daemon's live data.
  *

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The meta context: a walk's position in the daemon's data, and the one place from which
 // the daemon's procedures are called.
 //

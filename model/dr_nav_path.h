@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // A navigation path, cut into steps once so that moving along it neither splits nor
 // searches texts.
 //

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "frame/dr_published.h"
 #include "model/dr_meta_context.h"
 

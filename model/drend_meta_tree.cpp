@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "model/drend_meta_tree.h"
 
 #include <memory>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The meta tree: the named nodes of a daemon's data and the accessor procedures attached to
 // them.
 //

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The value API: what accessor procedures call on the context they receive.
 
 #include <cassert>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // What a peer is told whose request cannot be answered, or not to the end: an answer never just
 // stops.
 #pragma once

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The daemon's part in suspended answers: who continues them, and where a peer's one is kept.
 //
 //     answer suspends -> dri_deferred -> reschedule handler -> (event loop idle)

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "render/dr_json_cwalker.h"
 
 #include "render/dr_tags_access_context.h"

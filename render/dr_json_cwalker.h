@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // dr_json_cwalker_c: JSON output.
 //
 // Everything is printed when it opens; the comma stack says, for each open object or array, whether

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // dr_output_c: the way of a walker's text to its peer.
 //
 //     walker -> add... -> [ collected ] -> drend_send -> the daemon's send method

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "render/dr_row_filter.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // dr_row_filter_c: which of the daemon's rows and leaves a request wants to see.
 //
 //     /routes/route[metric='10']/prefix

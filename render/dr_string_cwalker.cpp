@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "render/dr_string_cwalker.h"
 
 #include "frame/dr_str_buf.h"

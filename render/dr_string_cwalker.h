@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // dr_string_cwalker_c: text output, one line for each value, labelled with the names of the tags
 // that lead to it:
 //

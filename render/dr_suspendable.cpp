@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The table of suspended answers.
 //
 // It owns them, and hands out numbers instead of addresses: what is left of an answer that has gone

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // dr_suspendable_c: the answer to one request, which may be suspended between two slices.
 //
 //     made -----> running -----> over                       its maker's, as a unique_ptr

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // dr_tags_access_context_c: the rendering of one command: a position in the definition and the
 // data, a filter of rows, and the walk that moves the one and asks the other.
 //

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // dr_value_reader_c: the values of leaves where a walk is, as output shows them.
 //
 // A value map translates what the daemon gave; an expression in it reads other leaves. Look-ups do

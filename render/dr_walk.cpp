@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The loop over frames and its steps. A step never calls the loop: a kid that is a container or
 // list gets a frame, and its parent goes on when that frame is gone. So the walk needs no stack of
 // its thread for the depth of a definition, and a resumed walk is where a fresh one would be.

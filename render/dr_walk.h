@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // dr_walk_c: the walk over a definition's tags, from its first byte to its last, in slices.
 //
 // What is unfinished is a frame for each tag being walked; one loop goes on with the frame on top,

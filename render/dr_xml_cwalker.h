@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // dr_xml_cwalker_c: XML output.
 //
 // An element that turns out to be empty is never printed: opening tags are held back, in the

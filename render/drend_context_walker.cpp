@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "render/drend_context_walker.h"
 
 #include "render/dr_tags_access_context.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // dr_context_walker_c: what turns the events of a walk into output.
 //
 //     walk                           walker

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "service/dr_derived_filter.h"
 
 #include <cstring>

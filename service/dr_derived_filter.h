@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // What a request's arguments ask for beyond a filter of their own: the command's input parameters
 // that are given become predicates of a filter, and may select a style.
 //

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // dr_request_c: the answer to one command for one peer, from its first byte to its last.
 //
 //  1. The end of its walk, in whatever slice it comes, runs the command end handler, finalizes the

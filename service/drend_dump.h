@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The diagnostic dumps of the daemon's data model: its schema, and the values of all leaves.
 //
 // Neither uses definitions. The value dump is a walk of its own over the meta tree, suspended and

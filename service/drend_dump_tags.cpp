@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "service/drend_dump_tags.h"
 
 #include <cstring>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Runs one render command for one peer.
 //
 // Daemon's thread. A result that is not null is the suspended request, to be kept

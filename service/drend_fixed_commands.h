@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The fixed commands: the library's own service commands and those that a daemon adds.
 //
 // The table only grows, and is guarded by its lock. The functions for daemons are declared in

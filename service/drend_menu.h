@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The "drend" menu: one entry for each render command, then the fixed commands.
 //
 //     index  0 .. count-1    render commands, in load order

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The argument texts of requests.
 #include <gmock/gmock.h>
 

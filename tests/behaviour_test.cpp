@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Rules of docs/behaviour.md that no subsystem's own test proves.
 
 #include <cstring>

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: BSD-2-Clause
 """The project's own checks find what they are there to find: checks_test.py TOOLS"""
 
 import contextlib
@@ -76,24 +77,26 @@ class Layers(unittest.TestCase):
 class Texts(unittest.TestCase):
     def test_each_fault_is_named(self):
         unavailable = "".join(["see is", "sue 4"])
+        licence = check_texts.LICENCE
         self.assertEqual(run(check_texts, {
             "docs/a.md": f"good\nblank \n\ttab\n{unavailable} about the parts 1 to 3\n",
             "docs/b.md": "`tests/a.cpp:there` and `tests/a.cpp:gone`\n",
-            "tests/a.cpp": "TEST(a, there) {}\n",
-            "frame/a.cpp": "\tint a;\n" + "x" * 101 + "\n",
-            "platform/a.c": "int f(va_list a) {\n va_list b;\n va_copy(b, a);\n"
+            "tests/a.cpp": licence + "TEST(a, there) {}\n",
+            "frame/a.cpp": licence + "\tint a;\n" + "x" * 101 + "\n",
+            "platform/a.c": licence + "int f(va_list a) {\n va_list b;\n va_copy(b, a);\n"
                             " return va_arg(b, int) + va_arg(a, int);\n}\n",
             "script/run": "end \n",
             "tests/data/golden.txt": "kept \n",
+            "expr/a.h": "int a;\n" + licence,
         }), [1, "docs/a.md:2: trailing white space",
              f"docs/a.md:4: refers to '{unavailable[4:]}'",
-             "docs/b.md:1: no test 'gone' in tests/a.cpp", "frame/a.cpp:1: tab",
-             "frame/a.cpp:2: 101 columns",
-             "platform/a.c:4: takes an argument from the parameter 'a'",
+             "docs/b.md:1: no test 'gone' in tests/a.cpp", "expr/a.h:1: no licence",
+             "frame/a.cpp:2: tab", "frame/a.cpp:3: 101 columns",
+             "platform/a.c:5: takes an argument from the parameter 'a'",
              "script/run:1: trailing white space"])
 
     def test_clean_texts_pass(self):
-        clean = {"frame/a.cpp": "int a;\n" + "x" * 100 + "\n", "raw.bin": "\udc80 "}
+        clean = {"frame/a.cpp": check_texts.LICENCE + "x" * 100 + "\n", "raw.bin": "\udc80 "}
         with mock.patch("pathlib.Path.write_text", lambda path, text: path.write_bytes(
                 text.encode("utf-8", "surrogateescape"))):
             self.assertEqual(run(check_texts, clean), [0, "texts are clean"])

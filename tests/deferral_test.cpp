@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Suspension and reload: a walk that is suspended anywhere gives the bytes of the uninterrupted
 // one, whatever happens to the definitions meanwhile, and leaves nothing behind.
 

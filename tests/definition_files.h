@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Definitions for tests: files in a directory of their own, and sets read from them.
 #pragma once
 

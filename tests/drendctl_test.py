@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: BSD-2-Clause
 """Runs drendctl against a socket that this test answers: drendctl_test.py DRENDCTL COMPLETION
 
 COMPLETION is the file with bash's completion. Every wait has an end that is far beyond what it takes.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // What drendctl makes of texts: requests, framing, answers, and their looks on a terminal.
 #include <thread>
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Evaluation of expressions: operators, functions, patterns and the keys that filters name.
 #include <atomic>
 #include <clocale>

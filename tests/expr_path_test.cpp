@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Reading of expressions: tokens, paths with predicates, trees, the cache, value-map expressions.
 #include <gmock/gmock.h>
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // operator new allocates with malloc, so counting malloc counts every allocation but the growth of
 // a block in its place (realloc), whose failure is an assertion where the library does it.
 #include "failing_memory.h"

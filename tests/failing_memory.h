@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Memory that runs out where a test wants it to: the allocation functions of a test program that
 // links failing_memory.cpp, which the libraries that it uses call, too.
 #pragma once

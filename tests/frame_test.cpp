@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The frame: hooks, output channel, string utilities and typed values.
 
 #include <cstring>

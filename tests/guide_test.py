@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: BSD-2-Clause
 """The README's guide does what it says: guide_test.py BUILD
 
 Its steps are taken as they are printed, in an empty place where the build tree BUILD stands for the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 /*
  * The public header as a C daemon uses it: alone, in strict C11, linked with the shared library.
  * A model of two fans, one of which cannot be read, is registered, defined and rendered.

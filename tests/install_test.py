@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: BSD-2-Clause
 """What is installed and packaged can be used: install_test.py BUILD CC CXX
 
 The build tree BUILD is installed into an empty prefix, and packed into Debian packages, which are

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Finding and reading definition files: what is read, what is reported, what is left out.
 #include <cstdarg>
 #include <cstring>

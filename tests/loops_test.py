@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: BSD-2-Clause
 """The samples of event loops continue what was suspended: loops_test.py PROGRAM"""
 
 import pathlib

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Memory that runs out at the daemon's edge: no exception passes it, and no answer is silently
 // wrong because an accessor did not look at a result.
 #include <cstdlib>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The schema merge: definitions of one name become one tree.
 #include <cstdarg>
 #include <cstring>

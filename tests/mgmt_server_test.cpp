@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The management socket as its clients see it: the server runs in a thread of its own, with the
 // library, and the test talks to it over the socket.
 

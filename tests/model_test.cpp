@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The daemon's data model: registration, navigation, accessor calls and the value API.
 
 #include <set>

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: BSD-2-Clause
 """Checks netstatd against what the kernel says: netstatd_test.py NETSTATD PARSE_OUTPUT SCENE
 
 SCENE is `live`, this machine's network as it is, `empty`, a network namespace with nothing but a

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Says whether its standard input is a document that others can read: parse_output xml|json
 //
 // XML is read with libxml2, prefixes that nobody declared being errors too; JSON with jansson,

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The reference platform: string buffer, address texts, idle timers.
 #include "orvex_platform/eventlib.h"
 #include "orvex_platform/inet.h"

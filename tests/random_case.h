@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // A case of the random tests: a daemon's data, definitions that print it and a request for them,
 // all drawn from one seed.
 //

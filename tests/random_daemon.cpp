@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The daemon of a random case. What it answers depends on the case, and on which readings of a leaf
 // are the first since the run began.
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Random cases: whatever the definitions, a daemon's data and a request are, and whatever happens
 // to the answer on its way, these properties hold.
 //

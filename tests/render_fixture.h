@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // What the tests of whole commands share: a recording peer, definitions and a model in few words.
 //
 // A test reads as a story: define(...) the command, register the model, render(...) it. Only the

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // JSON and text output, and what a request's arguments select.
 
 #include <tuple>

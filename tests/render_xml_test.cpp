@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Whole documents: a definition, a model and a request in, XML out.
 
 #include <cstring>

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: BSD-2-Clause
 """The example daemon and the client, with a socket between them: served_test.py NETSTATD DRENDCTL"""
 
 import configparser

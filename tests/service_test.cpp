@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The daemon's view of a running library: start-up, menu, requests by entry, dumps, look-ups.
 
 #include <atomic>

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: BSD-2-Clause
 """What docs/accessors.md shows in C works: shelfd_test.py PROGRAM"""
 
 import pathlib

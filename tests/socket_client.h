@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // A client of the management socket: one connection, blocking.
 #pragma once
 

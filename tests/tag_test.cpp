@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Tags: value maps, searches by path, texts, and the contexts that requests run in.
 #include "definitions/drend_tag.h"
 

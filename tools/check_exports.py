@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: BSD-2-Clause
 """Checks what the shared library exports: check_exports.py LIBRARY HEADER
 
 The library's dynamic symbols and what the header declares with DREND_API must be the same set:

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: BSD-2-Clause
 """Checks that includes run one way: check_layers.py [ROOT]
 
 Prints each breach as `file:line -> folder` (or the outside library) and fails when there is one.

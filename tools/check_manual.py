@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: BSD-2-Clause
 """Checks that the manual page names what the header declares: check_manual.py HEADER PAGE
 
 Every function and global variable of the header stands in the page, as .Fn or .Fo and as .Va, and

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: BSD-2-Clause
 """Checks that documents show what is compiled: check_samples.py [ROOT]
 
 A code block of a document below docs/ that stands under `<!-- FILE -->` or, in a manual page,
@@ -17,13 +18,15 @@ BLOCKS = {
     ".3": re.compile(r'^\.\\" (\S+)(?: (\w+))?\n\.Bd .*\n((?:.*\n)*?)\.Ed$', re.MULTILINE),
 }
 MARKS = {".md": "<!--", ".3": '.\\"'}
+LICENCE = "// SPDX-License-Identifier: BSD-2-Clause\n"
 SHOWN = r"^/\* \[%s\] \*/\n(.*?)^/\* \[end\] \*/$"
 
 
 def shown(text, name):
-    """The part of `text` with that name; without a name, the part to be shown or all of it."""
+    """The part of `text` with that name; without a name, the part to be shown or all of it but the
+    licence's line."""
     part = re.search(SHOWN % (name or "shown"), text, re.MULTILINE | re.DOTALL)
-    return part.group(1) if part else None if name else text
+    return part.group(1) if part else None if name else text.removeprefix(LICENCE).lstrip("\n")
 
 
 def errors_of(root, document):

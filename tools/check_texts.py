@@ -1,9 +1,10 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: BSD-2-Clause
 """Checks the project's texts: check_texts.py [ROOT]
 
 Sources and documents have no trailing white space; C and C++ sources have no tabs, no line over
 100 columns and no argument taken from a va_list parameter, for that leaves the caller's list
-indeterminate, which only some machines show; no text at all refers to something that a reader of
+indeterminate, which only some machines show, and they open with their licence; no text at all refers to something that a reader of
 the project does not have; a test that a document names, tests/FILE:NAME, is there.
 """
 
@@ -19,6 +20,8 @@ PROSE = {".cmake", ".json", ".map", ".md", ".py", ".sh", ".txt", ".yml"}
 SCRIPTS = {".ci", "script"}
 # Recorded input and output is kept byte for byte.
 RECORDED = ("tests/data/", "fuzz/corpus/")
+
+LICENCE = "// SPDX-License-Identifier: BSD-2-Clause\n"
 
 # What only its writer could look up. The brackets keep a pattern from finding itself.
 UNAVAILABLE = re.compile(
@@ -62,6 +65,8 @@ def errors_of(root, path, text):
     is_text = is_code or path.suffix in PROSE or path.parts[0] in SCRIPTS
     is_text = is_text and not path.as_posix().startswith(RECORDED)
     lines = text.split("\n")
+    if is_code and not text.startswith(LICENCE):
+        yield f"{path}:1: no licence"
     for number, error in va_list_errors(lines) if is_code else ():
         yield f"{path}:{number}: {error}"
     for number, line in enumerate(lines, 1):

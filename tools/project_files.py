@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-2-Clause
 """The files of the project, for the checks beside this one."""
 
 import os

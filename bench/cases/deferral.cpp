@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // A walk that is suspended and continued every hundred leaves, against one that is not.
 
 #include <algorithm>

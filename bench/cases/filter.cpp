@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // A filter whose predicate is asked of every route and is true for one in a hundred, against the
 // walk of all of them.
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Interfaces with a hundred leaves each: a name and 99 counters.
 
 #include <cinttypes>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The merged schema of N daemons: each has a root of its own below the answer to a get request,
 // with a list of twenty routes. One process plays all of them.
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Sixteen levels of nesting: every row of a list has sixteen containers, each in the one before,
 // with one leaf in each.
 

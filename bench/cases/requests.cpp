@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // One route of N, asked for by its key: the whole request, from its argument to the last byte.
 //
 // The requests go round 64 routes spread over the table. "seeking" has a list procedure that goes

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The whole table to XML and to JSON, by every contender. The library has variants: the prefix as
 // the list's key, and a daemon that formats by itself.
 

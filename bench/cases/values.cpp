@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Allocations by the length of a value: a list whose leaves are all of at most four bytes, and one
 // whose leaves are all longer.
 

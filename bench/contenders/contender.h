@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // A contender: one way to render the routes as XML or as JSON into the sink.
 //
 // The hand-written ones print the very bytes that the library prints; the others hold the same

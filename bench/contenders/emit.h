@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // What hand-written output code consists of: one formatting and one send.
 #ifndef BENCH_EMIT_H
 #define BENCH_EMIT_H

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Escaping as hand-written code does it: markup and control characters; all else is trusted to be
 // UTF-8 and goes through as it is.
 #ifndef BENCH_ESCAPE_TEXT_H

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // jansson: the whole document built as a tree, then dumped.
 
 #include <jansson.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // libyang: the whole tree built and printed, and one route at a time.
 
 #include "bench/contenders/contender.h"

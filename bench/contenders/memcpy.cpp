@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The floor: the finished bytes copied into the sink.
 
 #include "bench/contenders/contender.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Hand-written output code as daemons have it: one snprintf and one send for each leaf.
 
 #include <cinttypes>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // RapidJSON's Writer and PrettyWriter over a stream that ends in the sink. Numbers and truth are
 // written as JSON has them, which is what its users do; the library writes texts.
 

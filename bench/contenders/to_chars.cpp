@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Near the limit of what code can do that renders leaf by leaf: literals, numbers by std::to_chars
 // and escaped text are appended to one buffer, which is sent when it is full.
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // libxml2's xmlTextWriter, indenting, over an output buffer that ends in the sink.
 
 #include <charconv>

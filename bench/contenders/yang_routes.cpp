@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "bench/contenders/yang_routes.h"
 
 #include <charconv>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Routes as libyang's data, for the contenders that build trees of it.
 #ifndef BENCH_YANG_ROUTES_H
 #define BENCH_YANG_ROUTES_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 /* The daemon of ports.h in a loop around poll(2). */
 #include "ports.h"
 

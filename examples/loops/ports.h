@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 /*
  * A daemon without an event loop, and what it asks of one.
  *

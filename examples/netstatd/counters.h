@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // What the daemon counts about itself. Ready-made readers show these variables directly,
 // see model_self.cpp. Written and read on the daemon's thread.
 #pragma once

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // A snapshot of the kernel's interfaces, addresses, neighbours and routes.
 //
 // One request is answered from one snapshot: a row that a walk stands on cannot vanish

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // netstatd: an example daemon that shows this host's network state as its render definitions say.
 // It serves a management socket until it is told to end, or answers the requests that it is given
 // on its command line, each through the menu that the library made for it, and ends:

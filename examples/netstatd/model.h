@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The daemon's data model: the functions that register it and what its accessors share.
 //
 // A model file describes one branch of the tree. It has accessors, small functions in an

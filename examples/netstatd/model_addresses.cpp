@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // /interfaces/interface/address, ipv4 and ipv6: an interface's addresses, all together and
 // by family, and what either protocol is set to on it.
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // /interfaces: this host's network interfaces and what each of them counts.
 
 #include <iterator>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // /neighbors and the neighbours of each interface: whose hardware address this host knows,
 // or is looking for.
 

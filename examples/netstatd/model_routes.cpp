@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // /routing: the routing tables of both address families. A routing table of one family is
 // called a RIB, as in the data models that the definitions follow.
 

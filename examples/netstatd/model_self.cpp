@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // /netstatd: the daemon itself. What lies in variables needs no accessor of its own: a
 // ready-made reader shows the variable as it is at the time of the walk.
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // /synthetic: a table of as many routes as one likes, for trying out how large answers behave. No
 // row is stored: a row's reference is its number, and every value is computed from it.
 

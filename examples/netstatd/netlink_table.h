@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // One table of the kernel, read through netlink in one dump.
 //
 // A table comes as libnl's objects, counted and owned by the vector that holds them.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "own_prefix.h"
 
 #include <filesystem>

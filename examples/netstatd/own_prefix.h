@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Where this installation of the daemon has its definitions.
 #pragma once
 

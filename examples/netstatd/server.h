@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The daemon as a server of its management socket.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 /*
  * shelfd: a daemon in C whose data is no flat table. Shelves hold cards; a request for one shelf
  * goes straight to it; a card's fault is there or not; a card names its counters itself.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 /*
  * One peer of the server: its requests, one after the other, and their answers.
  *

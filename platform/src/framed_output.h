@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 /*
  * What waits to be written to a connection, in the chunked framing of RFC 6242.
  *

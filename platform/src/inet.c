@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 /*
  * Addresses as text: the management plane's family numbers in front of the system's
  * function.

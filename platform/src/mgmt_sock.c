@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 /*
  * What the render library calls of the management socket, for every kind of peer, and the kind
  * whose connection is a stream of the process.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 /*
  * What a peer is to the render library, whatever its connection is made of: somewhere to send,
  * and a cookie with its close function. A kind of peer has a struct peer_s as its first member.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "request_input.h"
 
 #include <stdlib.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 /*
  * What has been read of a connection's requests and not been answered yet.
  *

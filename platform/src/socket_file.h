@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 /*
  * The server's place in the file system: the socket, and beside it a file ".lock".
  *

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "server.h"
 
 static void set_turn_event(struct mgmt_server_s* server) {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 /*
  * A socket's own account of what waits, TIOCOUTQ, counts a buffer until its last byte is taken. The
  * kernel's socket diagnostics tell the bytes that lie unread in any socket: of the own one they

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 /* How much of what was written to a UNIX-domain stream socket its other end has not taken yet. */
 #ifndef ORVEX_PLATFORM_UNREAD_H
 #define ORVEX_PLATFORM_UNREAD_H

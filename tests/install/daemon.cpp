@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include <drend.h>
 #include <orvex_platform/mgmt_sock.h>
 #include <vector>

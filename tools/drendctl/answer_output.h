@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Where the text of answers goes: standard output, exact when it is a file or a pipe, and safe to
 // look at when it is a terminal or coloured.
 //

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Tells what an answer is while its text goes by: an answer, nothing to show, or an error.
 //
 // The text is handed on as it comes, but for what may turn out to be none: the first bytes, as

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "chunk_decoder.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Takes the framing off the answers of a management socket, however the bytes arrive.
 //
 //     LF "#" length LF data  ...  LF "##" LF          an answer of chunks and its end

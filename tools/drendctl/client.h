@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // What the program does with requests, wherever they come from: checks and completes them, has them
 // answered on standard output, and says on standard error what went wrong.
 #pragma once

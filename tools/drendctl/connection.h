@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // A connection to the management socket: opened, written and read without waiting for more than the
 // socket is ready for. Waiting is for whoever uses it, on fd().
 //

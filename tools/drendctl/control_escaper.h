@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Makes text safe to be shown on a terminal, in pieces as it arrives.
 //
 // What a terminal could take for a command is shown as \xNN: control characters but for line feed

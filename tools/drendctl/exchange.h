@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // One request and its answer on a connection: the waiting, and what may cut it short.
 //
 // Lives for one request. Everything that can happen while it waits ends in one place: an

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Colours XML and JSON for a terminal, in pieces as they arrive.
 //
 // The first byte that is no blank decides: "<" is XML, "{" and "[" are JSON, anything else is left

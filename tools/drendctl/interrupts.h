@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The signals that drendctl follows, in a form that can be waited for.
 //
 // SIGINT is counted and does not end the process; SIGWINCH and SIGCONT are noted, for the prompt to

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The lines of a file descriptor, for requests that are written one to a line.
 #pragma once
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // drendctl: the client of a daemon's management socket (docs/socket.md). See drendctl.1.
 
 #include <cmath>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The daemon's answers to questions: which entries of its menu could come next.
 #pragma once
 

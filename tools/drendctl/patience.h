@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // How long the daemon is waited for.
 #pragma once
 

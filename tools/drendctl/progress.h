@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The line that says how far a long answer is, for a terminal on which nothing else is written.
 //
 // It does not look at the clock itself. Thread rule: one at a time.

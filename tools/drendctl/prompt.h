@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The prompt: one request after the other, typed with history and completion.
 //
 // Tab completes the word at the cursor, "?" shows what could stand there; both ask the daemon.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The text of requests: put together from a command line, so that the daemon's argument grammar
 // reads back what was meant, and checked.
 //

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Requests and their answers over one connection, which is made anew when it was lost in between.
 //
 // One request at a time: its answer is handed on as it arrives, however long it is, until it ends,

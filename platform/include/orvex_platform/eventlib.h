@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 /*
  * The platform's event library: the part of a daemon's event loop that the render library
  * uses to continue long output when the daemon is idle. Types and signatures are those of

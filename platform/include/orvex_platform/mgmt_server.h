@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 /*
  * The reference platform's management socket: a UNIX-domain stream socket that serves a daemon's
  * menu to many clients at once, in the daemon's event loop and on its thread. docs/socket.md is

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 /*
  * The platform's management socket, as far as the render library calls it: the menu entry
  * that a request matched, and one cookie with its close function for each peer.
