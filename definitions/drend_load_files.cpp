@@ -69,7 +69,7 @@ bool is_missing(const std::string& path, int error, dr_findings_c& findings) {
     if (error != ENOENT && error != ELOOP) {
         return false;
     }
-    struct stat link;
+    struct stat link = {};
     if (lstat(path.c_str(), &link) == 0) {
         findings.add(dr_finding_e::LEFT_OUT, path, "a symbolic link that leads nowhere");
     }
@@ -93,7 +93,7 @@ class open_file_c {
     bool is_open() const { return fd_ >= 0; }
     // False when what is at `path`, opened or not, is known to be something else.
     bool is_regular(const char* path) const {
-        struct stat found;
+        struct stat found = {};
         const int status = is_open() ? fstat(fd_, &found) : stat(path, &found);
         return status != 0 || S_ISREG(found.st_mode);
     }
@@ -215,7 +215,7 @@ std::string dri_resolve_filename(const char* name) {
     const std::string prefix = dri_prefix();
     for (const char* render_directory : RENDER_DIRECTORIES) {
         std::string path = prefix + "/" + render_directory + "/" + name;
-        struct stat found;
+        struct stat found = {};
         if (stat(path.c_str(), &found) == 0) {
             return path;
         }

@@ -385,7 +385,7 @@ class json_memory_c {
     json_memory_c(const json_memory_c&) = delete;
     json_memory_c& operator=(const json_memory_c&) = delete;
 
-    bool has_failed() const { return has_failed_; }
+    static bool has_failed() { return has_failed_; }
 
   private:
     static drend_lock_c& lock() {
@@ -505,10 +505,10 @@ class text_reader_c {
         if (!event_tags_.read(json_object_get(entry, "dc_tag"), place, tag)) {
             return;
         }
-        event->dc_tag = tag.release();
         auto& events = set_.external_events[event->dc_internal_notify_name];
-        events.push_back(event.get());
-        event.release();
+        events.push_back(nullptr); // what may fail comes first
+        event->dc_tag = tag.release();
+        events.back() = event.release();
     }
 
     void read_notification_leaf(json_t* entry) {

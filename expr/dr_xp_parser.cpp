@@ -13,7 +13,7 @@
 namespace {
 
 constexpr size_t CACHE_ENTRIES = 1024;
-constexpr size_t CACHE_TEXT = 128 * 1024;
+constexpr size_t CACHE_TEXT = size_t{128} * 1024;
 constexpr size_t CACHED_TEXT_MAX = 4096;
 
 constexpr int FAILED = -1;
@@ -67,7 +67,7 @@ class expr_parser_c {
             }
             if (node.right != nullptr) {
                 auto whole = make_node();
-                *whole = std::move(node);
+                *whole = std::exchange(node, xp_node_c());
                 node.left = std::move(whole);
             }
             node.type = type;

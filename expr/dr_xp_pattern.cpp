@@ -23,8 +23,8 @@ constexpr size_t SIZE_MAX_PLAIN = 1024;
 constexpr size_t SIZE_MAX_ANCHORED = 128;
 constexpr size_t ANCHORS_MAX = 16;
 // Bytes of a text, taken once for each of its bytes that is no character.
-constexpr size_t RESTARTED_MAX = 1024 * 1024;
-constexpr size_t MEMORY_MAX = 64 * 1024 * 1024;
+constexpr size_t RESTARTED_MAX = size_t{1024} * 1024;
+constexpr size_t MEMORY_MAX = size_t{64} * 1024 * 1024;
 
 // Measures a pattern without compiling it.
 class pattern_scan_c {
@@ -296,7 +296,7 @@ class compiled_pattern_c {
     bool at_end_ = false;
     bool compiled_ = false;
     size_t size_ = 0;
-    mutable regex_t regex_; // locks itself while it is matched
+    mutable regex_t regex_{}; // locks itself while it is matched
 };
 
 using compiled_t = std::shared_ptr<const compiled_pattern_c>;

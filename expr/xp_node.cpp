@@ -102,13 +102,6 @@ xp_node_c::xp_node_c(const xp_node_c& other)
       right(copy_of(other.right)), args(copy_of(other.args)), pattern(other.pattern),
       more_predicates(copy_of(other.more_predicates)) {}
 
-xp_node_c::xp_node_c(xp_node_c&& other) noexcept
-    : text(std::move(other.text)), kind(std::exchange(other.kind, 0)),
-      type(std::exchange(other.type, XP_NODE_NONE)), left(std::move(other.left)),
-      right(std::move(other.right)), args(std::move(other.args)),
-      pattern(std::move(other.pattern)), more_predicates(std::move(other.more_predicates)) {
-}
-
 xp_node_c& xp_node_c::operator=(const xp_node_c& other) {
     return *this = xp_node_c(other);
 }

@@ -39,7 +39,7 @@ class xp_node_c {
   public:
     xp_node_c() = default;
     xp_node_c(const xp_node_c& other);
-    xp_node_c(xp_node_c&& other) noexcept;
+    xp_node_c(xp_node_c&& other) noexcept = default;
     ~xp_node_c() = default;
     // The source may be a part of this node.
     xp_node_c& operator=(const xp_node_c& other);

@@ -53,6 +53,7 @@ void dr_meta_context_c::release(maps_s* maps) {
 
 dr_meta_context_c::dr_meta_context_c(const dr_meta_context_c& other)
     : dr_meta_context_s(), top_(other.top_), maps_(other.maps_), value_(other.value_) {
+    // NOLINTNEXTLINE(cert-oop58-cpp): the flag says who shares, which a copy changes
     other.is_touched_ = true; // a visited frame is the copy's, too, now
     if (top_ != nullptr) {
         ++top_->refs;

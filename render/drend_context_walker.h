@@ -23,11 +23,11 @@ class dr_tags_access_context_c;
 
 // A key that is printed ahead of its row's content.
 struct dr_list_key_val {
-    const drend_tag_object_c* owner; // the row
-    const drend_tag_c* tag;          // the key's leaf
-    std::string value;               // its text, not escaped
-    int level;                       // of indentation
-    bool printed;
+    const drend_tag_object_c* owner = nullptr; // the row
+    const drend_tag_c* tag = nullptr;          // the key's leaf
+    std::string value;                         // its text, not escaped
+    int level = 0;                             // of indentation
+    bool printed = false;
 };
 
 class dr_context_walker_c {

@@ -23,7 +23,9 @@ struct replaced_menu_s {
     drend_menu_entry_s* entries;
 };
 // Never destroyed: the daemon may serve its menu until the process ends.
-auto& replaced_menus = *new std::vector<replaced_menu_s>;
+auto&
+    replaced_menus = // NOLINT(cert-err58-cpp): a process without that memory starts nothing
+    *new std::vector<replaced_menu_s>;
 
 void keep_until_next_rebuild(void* submenu, drend_menu_entry_s* entries) {
     for (replaced_menu_s& kept : replaced_menus) {

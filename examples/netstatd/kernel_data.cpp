@@ -52,6 +52,7 @@ int compare_addresses(const address_row_s& a, const address_row_s& b) {
 // Marks the rows whose address their interface has in an earlier row already.
 void mark_repeated(std::vector<address_row_s>& rows) {
     std::vector<address_row_s*> by_address;
+    by_address.reserve(rows.size());
     for (address_row_s& row : rows) {
         by_address.push_back(&row);
     }

@@ -11,6 +11,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <exception>
 #include <memory>
 #include <string>
 #include <vector>
@@ -155,7 +156,7 @@ int answer_once(const options_s& options, const drend_menu_entry_s* menu,
 
 } // namespace
 
-int main(int argc, char** argv) {
+int main(int argc, char** argv) try {
     options_s options;
     CLI::App app("Shows this host's network state through render definitions.", "netstatd");
     add_options(app, options);
@@ -185,4 +186,7 @@ int main(int argc, char** argv) {
             : serve_socket(context, options, menu);
     platform_close_loop(&context);
     return status;
+} catch (const std::exception& error) {
+    fprintf(stderr, "netstatd: %s\n", error.what());
+    return 1;
 }

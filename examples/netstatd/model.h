@@ -103,9 +103,9 @@ int leaf(dr_meta_context_s* ctx, const void*) {
 
 // Registers leaves below one path. `add` is the drend_add_..._leaf of the value's type.
 struct leaf_s {
-    const char* name;
-    int (*add)(const char* path, drend_proc_t proc, const void* data);
-    drend_proc_t proc;
+    const char* name = nullptr;
+    int (*add)(const char* path, drend_proc_t proc, const void* data) = nullptr;
+    drend_proc_t proc = nullptr;
     const void* data = nullptr;
 };
 void add_leaves(const char* path, std::initializer_list<leaf_s> leaves);

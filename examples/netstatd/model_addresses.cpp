@@ -131,7 +131,12 @@ bool read_setting(int family, const link_row_s& row, const char* setting, long& 
     if (file == nullptr && errno != ENOENT && errno != EACCES) {
         fail_to_read("settings", strerror(errno));
     }
-    return file != nullptr && fscanf(file.get(), "%ld", &value) == 1;
+    char line[32];
+    char* end = line;
+    if (file != nullptr && fgets(line, sizeof line, file.get()) != nullptr) {
+        value = strtol(line, &end, 10);
+    }
+    return end != line;
 }
 
 template <int family>

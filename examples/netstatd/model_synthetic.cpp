@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cstdint>
-#include <cstring>
+#include <string_view>
 
 #include "model.h"
 
@@ -57,14 +57,16 @@ int next_route(dr_meta_context_s* ctx, const void*) {
     return give_number(ctx, current < route_count ? current + 1 : 0);
 }
 
-int set_address(dr_meta_context_s* ctx, std::uint32_t address, const char* suffix) {
+int set_address(dr_meta_context_s* ctx, std::uint32_t address, std::string_view suffix) {
     char text[sizeof "255.255.255.255/32"];
     char* at = text;
     for (int shift = 24; shift >= 0; shift -= 8) {
         at = std::to_chars(at, at + 3, address >> shift & 0xff).ptr;
         *at++ = '.';
     }
-    strcpy(at - 1, suffix);
+    --at; // the last point
+    at += suffix.copy(at, suffix.size());
+    *at = '\0';
     return drend_set_string_value(ctx, text);
 }
 

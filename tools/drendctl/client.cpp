@@ -75,7 +75,7 @@ outcome_e client_c::finish(outcome_e outcome, patience_s::time_point_t deadline)
 }
 
 // The outcome with what became of its text.
-outcome_s client_c::printed(outcome_s outcome) {
+outcome_s client_c::printed(const outcome_s& outcome) {
     const bool is_whole = output_.finish();
     if (output_.error() == 0) {
         return is_whole || outcome.what != outcome_e::answered

@@ -40,7 +40,7 @@ class client_c {
     answer_output_c& output() { return output_; }
 
   private:
-    outcome_s printed(outcome_s outcome);
+    outcome_s printed(const outcome_s& outcome);
     outcome_e finish(outcome_e outcome, patience_s::time_point_t deadline);
 
     session_c& session_;

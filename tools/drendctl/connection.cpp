@@ -32,8 +32,14 @@ void limit_waiting(int fd, const patience_s& patience) {
     const int milliseconds = most < 0 ? 0 : std::max(most, 1); // 0 waits for ever
     timeval limit = {};
     limit.tv_sec = milliseconds / 1000;
-    limit.tv_usec = milliseconds % 1000 * 1000;
-    setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
+    limit.tv_usec = milliseconds % 1000 * 1000L;
+    // Without it connecting waits longer than it may, and that is all.
+    (void)setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
+}
+
+bool stop_waiting(int fd) {
+    const int flags = fcntl(fd, F_GETFL);
+    return flags >= 0 && fcntl(fd, F_SETFL, flags | O_NONBLOCK) == 0;
 }
 
 } // namespace
@@ -52,13 +58,12 @@ bool connection_c::open(const std::string& path, const patience_s& patience,
     if (fd_ >= 0) {
         limit_waiting(fd_, patience);
     }
-    if (fd_ < 0 || !connect_to(fd_, address)) {
+    if (fd_ < 0 || !connect_to(fd_, address) || !stop_waiting(fd_)) {
         error = "cannot connect to " + path + ": " +
                 (errno == EAGAIN ? "timed out" : strerror(errno));
         close();
         return false;
     }
-    fcntl(fd_, F_SETFL, fcntl(fd_, F_GETFL) | O_NONBLOCK);
     return true;
 }
 

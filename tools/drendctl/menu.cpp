@@ -73,7 +73,8 @@ std::vector<menu_entry_s> menu_entries(std::string_view answer, std::string_view
         const std::string_view way = line.substr(0, tab);
         const std::string_view word = next_word(words_of(way), begun);
         if (!word.empty()) {
-            const std::string_view help = tab == line.npos ? "" : line.substr(tab + 1);
+            const std::string_view help =
+                tab == std::string_view::npos ? "" : line.substr(tab + 1);
             entries.push_back({std::string(way), std::string(help), std::string(word)});
         }
     }
@@ -128,7 +129,8 @@ outcome_s ask_menu(session_c& session, const std::string& typed,
                    patience_s::time_point_t deadline, std::vector<menu_entry_s>& entries) {
     // Only a first word is never taken for an argument: a later one could run the command.
     const std::size_t whole = typed.size() - begun_word(typed).size();
-    const std::string question = typed.substr(0, whole == 0 ? typed.npos : whole) + "?";
+    const std::string question =
+        typed.substr(0, whole == 0 ? std::string::npos : whole) + "?";
     const std::string fault = request_fault(question);
     if (!fault.empty()) {
         return {outcome_e::usage, fault};
@@ -138,7 +140,7 @@ outcome_s ask_menu(session_c& session, const std::string& typed,
         answer += part.substr(0, ANSWER_MAX + 1 - answer.size());
         return answer.size() <= ANSWER_MAX;
     };
-    const outcome_s outcome = session.ask(question, collect, {{}, deadline});
+    outcome_s outcome = session.ask(question, collect, {{}, deadline});
     if (answer.size() > ANSWER_MAX) {
         return {outcome_e::lost,
                 "the menu is longer than " + std::to_string(ANSWER_MAX) + " bytes"};

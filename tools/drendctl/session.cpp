@@ -39,7 +39,7 @@ outcome_s session_c::ask(std::string_view request, const text_fn& text,
         return connected;
     }
     exchange_c exchange(connection_, options_, patience, text);
-    const outcome_s outcome = exchange.run(request);
+    outcome_s outcome = exchange.run(request);
     is_used_ = true;
     adds_up_ = adds_up_ && !exchange.has_more();
     if (!exchange.is_complete() || exchange.has_more()) {
