@@ -13,6 +13,30 @@ include(CMakePackageConfigHelpers)
 set(drend_libraries orvex-dynamic-render orvex-platform)
 set(drend_cmake_dir ${CMAKE_INSTALL_LIBDIR}/cmake/orvex-dynamic-render)
 set(drend_generated ${PROJECT_BINARY_DIR}/install)
+set(drend_runtime_package liborvex-dynamic-render${DREND_ABI_VERSION})
+
+# Installs `file` compressed, as manual pages and changelogs are where Debian has them.
+function(drend_install_compressed file directory component)
+  cmake_path(GET file FILENAME name)
+  set(compressed ${drend_generated}/${component}/${name}.gz)
+  install(CODE "
+    file(MAKE_DIRECTORY \"${drend_generated}/${component}\")
+    execute_process(COMMAND gzip -9nc \"${PROJECT_SOURCE_DIR}/${file}\"
+      OUTPUT_FILE \"${compressed}\" COMMAND_ERROR_IS_FATAL ANY)" COMPONENT ${component})
+  install(FILES ${compressed} DESTINATION ${directory} COMPONENT ${component})
+endfunction()
+
+# What a package says of itself
+function(drend_install_package_documents package component)
+  set(directory ${CMAKE_INSTALL_DATADIR}/doc/${package})
+  install(FILES cmake/debian/copyright DESTINATION ${directory} COMPONENT ${component})
+  drend_install_compressed(cmake/debian/changelog ${directory} ${component})
+endfunction()
+drend_install_package_documents(${drend_runtime_package} runtime)
+drend_install_package_documents(liborvex-dynamic-render-dev development)
+if(TARGET netstatd OR TARGET drendctl)
+  drend_install_package_documents(orvex-dynamic-render-tools tools)
+endif()
 
 # Libraries and headers
 
@@ -57,12 +81,12 @@ install(CODE "
   string(REGEX REPLACE \"[[]([^]]+)[]][(](include|tools|docs/man)[^)]*[)]\" \"\\\\1\"
          text \"\${text}\")
   file(WRITE \"${drend_generated}/README.md\" \"\${text}\")" COMPONENT development)
-install(FILES ${drend_generated}/README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR}
+install(FILES ${drend_generated}/README.md CHANGELOG.md LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR}
   COMPONENT development)
 install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development
   FILES_MATCHING PATTERN *.md PATTERN man EXCLUDE)
 install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)
-install(FILES docs/man/drend.3 DESTINATION ${CMAKE_INSTALL_MANDIR}/man3 COMPONENT development)
+drend_install_compressed(docs/man/drend.3 ${CMAKE_INSTALL_MANDIR}/man3 development)
 
 # Tools. Definitions are looked for in "usr/lib/render" below some directory, so that is where they
 # go, whatever the prefix: "lib/render" below one that ends in "usr", the whole path below others.
@@ -84,7 +108,7 @@ if(TARGET netstatd)
     endif()" COMPONENT tools)
   install(DIRECTORY examples/netstatd/render/ DESTINATION "\${drend_render_dir}"
     COMPONENT tools)
-  install(FILES docs/man/netstatd.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8 COMPONENT tools)
+  drend_install_compressed(docs/man/netstatd.8 ${CMAKE_INSTALL_MANDIR}/man8 tools)
 
   # The unit names the program where this installation has it.
   install(CODE "
@@ -97,8 +121,7 @@ if(TARGET netstatd)
 endif()
 if(TARGET drendctl)
   install(TARGETS drendctl RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
-  install(FILES tools/drendctl/drendctl.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1
-    COMPONENT tools OPTIONAL)
+  drend_install_compressed(tools/drendctl/drendctl.1 ${CMAKE_INSTALL_MANDIR}/man1 tools)
   install(FILES tools/drendctl/drendctl.bash
     DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME drendctl
     COMPONENT tools OPTIONAL)

@@ -431,10 +431,10 @@ class text_reader_c {
   private:
     std::unique_ptr<json_t, release_json_s> parse(const std::string& text) {
         json_error_t error;
-        const json_memory_c memory;
+        const json_memory_c noted_meanwhile;
         std::unique_ptr<json_t, release_json_s> root(
             json_loadb(text.data(), text.size(), 0, &error));
-        if (memory.has_failed()) {
+        if (json_memory_c::has_failed()) {
             throw std::bad_alloc();
         }
         if (!root) {

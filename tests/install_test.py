@@ -129,6 +129,12 @@ class Install(unittest.TestCase):
         self.assertIn("libnl-route-3-200", self.fields("orvex-dynamic-render-tools")["Depends"])
         self.assertEqual(len(self.packages), 3)
 
+    def test_packages_are_as_debian_wants_them(self):
+        unwanted = ("maintscript-calls-ldconfig,"  # CPack writes those scripts
+                    "pkg-config-unavailable-for-cross-compilation")  # this build's prefix
+        run("lintian", "--fail-on", "error,warning", "--suppress-tags", unwanted,
+            *["--allow-root"] * (os.geteuid() == 0), *self.packages.values())
+
     def test_each_file_is_in_its_package(self):
         wanted = {
             "liborvex-dynamic-render0": [r"lib\S*/liborvex-[a-z-]*\.so\.\d"],
