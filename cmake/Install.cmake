@@ -78,7 +78,7 @@ endforeach()
 
 install(CODE "
   file(READ \"${PROJECT_SOURCE_DIR}/README.md\" text)
-  string(REGEX REPLACE \"[[]([^]]+)[]][(](include|tools|docs/man)[^)]*[)]\" \"\\\\1\"
+  string(REGEX REPLACE \"[[]([^]]+)[]][(](include|tools|docs/man|CONTRIBUTING)[^)]*[)]\" \"\\\\1\"
          text \"\${text}\")
   file(WRITE \"${drend_generated}/README.md\" \"\${text}\")" COMPONENT development)
 install(FILES ${drend_generated}/README.md CHANGELOG.md LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR}
