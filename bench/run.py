@@ -32,6 +32,7 @@ SIZES = {
     "values of 4 bytes": targets.ALLOCATION_SIZES,
     "long values": targets.ALLOCATION_SIZES,
     "request by key": (1_000, 1_000_000),
+    "distinct filters": (1_000,),
     "filter": (10_000, 1_000_000),
     "deferral": (10_000, 1_000_000),
     "16 levels": (1_000,),

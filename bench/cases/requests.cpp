@@ -5,13 +5,13 @@
 // The requests go round 64 routes spread over the table. "seeking" has a list procedure that goes
 // straight to the route, "scanning" one that steps through them all, "libyang" finds the route in a
 // tree that is already built. "seeking, new filter" has the library forget the filters it has
-// parsed before each request.
+// parsed before each request. In "distinct filters" each request asks for another route.
 
 #include <algorithm>
-#include <array>
 #include <cstdio>
 #include <string_view>
 #include <unordered_map>
+#include <vector>
 
 #include "bench/contenders/yang_routes.h"
 #include "bench/scenario.h"
@@ -36,15 +36,15 @@ int seek_route(dr_meta_context_s* ctx, const void* data) {
 // The prefixes that are asked for, and whose turn it is.
 class turns_c {
   public:
-    explicit turns_c(routes_t routes) {
-        for (size_t i = 0; i < ASKED; ++i) {
-            prefixes_[i] = routes[i * routes.size() / ASKED].prefix;
+    turns_c(routes_t routes, size_t asked) {
+        for (size_t i = 0; i < asked; ++i) {
+            prefixes_.push_back(routes[i * routes.size() / asked].prefix);
         }
     }
-    const char* next() { return prefixes_[turn_++ % ASKED].c_str(); }
+    const char* next() { return prefixes_[turn_++ % prefixes_.size()].c_str(); }
 
   private:
-    std::array<std::string, ASKED> prefixes_;
+    std::vector<std::string> prefixes_;
     size_t turn_ = 0;
 };
 
@@ -57,11 +57,12 @@ job_s job_of(size_t requests, const std::function<void()>& ask) {
             }};
 }
 
-std::function<void()> library_request(routes_t routes, drend_proc_t step, bool forgets) {
+std::function<void()> library_request(routes_t routes, drend_proc_t step, size_t asked,
+                                      bool forgets) {
     set_routes(routes);
     register_routes("/routes/route", step);
     load_definitions(routes_command("routes", "/routes", true), 1);
-    return [turns = turns_c(routes), forgets]() mutable {
+    return [turns = turns_c(routes, asked), forgets]() mutable {
         char filter[128];
         snprintf(filter, sizeof filter, "filter=\"/routes/route[prefix='%s']\"",
                  turns.next());
@@ -72,13 +73,13 @@ std::function<void()> library_request(routes_t routes, drend_proc_t step, bool f
     };
 }
 
-job_s prepare_seeking(size_t size, bool forgets) {
+job_s prepare_seeking(size_t size, size_t asked, bool forgets) {
     const routes_t routes = make_routes(size);
     routes_by_prefix.reserve(routes.size());
     for (const route_s& route : routes) {
         routes_by_prefix.emplace(route.prefix, &route);
     }
-    return job_of(ASKED, library_request(routes, seek_route, forgets));
+    return job_of(asked, library_request(routes, seek_route, asked, forgets));
 }
 
 job_s prepare_libyang(size_t size) {
@@ -87,7 +88,7 @@ job_s prepare_libyang(size_t size) {
     for (const route_s& route : routes) {
         add_yang_route(tree, route);
     }
-    return job_of(ASKED, [tree, turns = turns_c(routes)]() mutable {
+    return job_of(ASKED, [tree, turns = turns_c(routes, ASKED)]() mutable {
         char path[128];
         snprintf(path, sizeof path, "/bench-routes:routes/route[prefix='%s']",
                  turns.next());
@@ -107,15 +108,17 @@ void add_request_scenarios(scenarios_t& scenarios) {
         return scenario;
     };
     add_for_sends(scenarios, named("seeking"),
-                  [](size_t size) { return prepare_seeking(size, false); });
+                  [](size_t size) { return prepare_seeking(size, ASKED, false); });
     add_for_sends(scenarios, named("seeking, new filter"),
-                  [](size_t size) { return prepare_seeking(size, true); });
+                  [](size_t size) { return prepare_seeking(size, ASKED, true); });
     add_for_sends(scenarios, named("scanning"), [](size_t size) {
         return job_of(std::clamp<size_t>(100000 / size, 1, ASKED),
-                      library_request(make_routes(size), step_routes, false));
+                      library_request(make_routes(size), step_routes, ASKED, false));
     });
     scenario_s libyang = named("libyang");
     libyang.layout = "same document";
     libyang.prepare = prepare_libyang;
     scenarios.push_back(libyang);
+    add_for_sends(scenarios, {"distinct filters", "seeking", "request", "", {}},
+                  [](size_t size) { return prepare_seeking(size, size, false); });
 }
