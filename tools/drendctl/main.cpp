@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <exception>
 #include <memory>
 #include <string>
 #include <vector>
@@ -181,7 +182,7 @@ outcome_e run(const options_s& options) {
 
 } // namespace
 
-int main(int argc, char** argv) {
+int main(int argc, char** argv) try {
     options_s options;
     CLI::App app(
         "Asks a daemon through its management socket. Without words it reads requests "
@@ -200,4 +201,7 @@ int main(int argc, char** argv) {
     keep_standard_streams();
     install_interrupts();
     return static_cast<int>(run(options));
+} catch (const std::exception& error) {
+    fprintf(stderr, "drendctl: %s\n", error.what());
+    return static_cast<int>(outcome_e::lost);
 }

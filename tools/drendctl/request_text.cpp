@@ -76,7 +76,7 @@ std::optional<std::string> quoted_value(std::string_view value) {
 bool is_question(std::string_view request) {
     request = request.substr(0, request.find_last_not_of(BLANKS) + 1); // npos + 1 is 0
     const std::string_view word = request.substr(request.find_last_of(BLANKS) + 1);
-    return word.ends_with('?') && word.find_first_of("='\"") == word.npos;
+    return word.ends_with('?') && word.find_first_of("='\"") == std::string_view::npos;
 }
 
 bool is_blank(std::string_view line) {

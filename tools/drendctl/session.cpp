@@ -34,7 +34,7 @@ outcome_s session_c::ask(std::string_view request, const text_fn& text) {
 
 outcome_s session_c::ask(std::string_view request, const text_fn& text,
                          const patience_s& patience) {
-    const outcome_s connected = connect(patience);
+    outcome_s connected = connect(patience);
     if (connected.what != outcome_e::answered) {
         return connected;
     }
