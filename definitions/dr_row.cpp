@@ -66,9 +66,3 @@ dr_row_ref_c dr_row_cache_c::find_or_make(const drend_tag_c& tag,
     next_ = (next_ + 1) % KEPT;
     return made;
 }
-
-void dr_row_cache_c::clear() {
-    for (dr_row_ref_c& row : rows_) {
-        row = {};
-    }
-}

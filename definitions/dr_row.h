@@ -102,7 +102,6 @@ class dr_row_cache_c {
   public:
     dr_row_ref_c find_or_make(const drend_tag_c& tag, const dr_meta_node_c* node,
                               dr_row_shape_s shape);
-    void clear();
 
   private:
     // As many shapes as one tag is usually walked in at once: two formats, in two places.

@@ -91,16 +91,16 @@ class kid_index_c {
 
 class tree_merge_c {
   public:
-    explicit tree_merge_c(std::vector<drend_tag_c*>& loose_tags)
-        : loose_tags_(loose_tags), root_(std::make_unique<drend_tag_c>(ROOT_NAME, "")) {
+    explicit tree_merge_c(dr_tags_t& tags)
+        : tags_(tags), root_(&tags.emplace_back(ROOT_NAME, "")) {
         root_->set_flags(DT_FLAG_COMBINED | DT_FLAG_HIDDEN);
-        combined_.push_back(root_.get());
+        combined_.push_back(root_);
     }
 
     // Merges a command's tree into the root, its tags before each other in order and each
     // before its kids.
     void add(drend_tag_c* tree, drend_command_s* owner) {
-        pending_.push_back({tree, root_.get()});
+        pending_.push_back({tree, root_});
         while (!pending_.empty()) {
             const auto [tag, parent] = pending_.back();
             pending_.pop_back();
@@ -115,11 +115,11 @@ class tree_merge_c {
     }
 
     // The finished tree.
-    std::unique_ptr<drend_tag_c> take_root() {
+    drend_tag_c* finish() {
         for (drend_tag_c* tag : combined_) {
             std::erase(tag->dt_kids, nullptr);
         }
-        return std::move(root_);
+        return root_;
     }
 
   private:
@@ -163,10 +163,8 @@ class tree_merge_c {
     // stays empty until the tree is finished, so that no other kid moves.
     drend_tag_c* replace_by_copy(drend_tag_c* parent, places_s& places) {
         const drend_tag_c& original = *parent->dt_kids[places.first];
-        auto owned = std::make_unique<drend_tag_c>(original);
-        owned->set_flags(DT_FLAG_COMBINED);
-        loose_tags_.push_back(owned.get());
-        drend_tag_c* copy = owned.release();
+        drend_tag_c* const copy = &tags_.emplace_back(original);
+        copy->set_flags(DT_FLAG_COMBINED);
         combined_.push_back(copy);
         for (kid_place_t place = 0; place < copy->dt_kids.size(); ++place) {
             copy->dt_kids[place]->dt_commands = copy->dt_commands;
@@ -178,8 +176,8 @@ class tree_merge_c {
         return copy;
     }
 
-    std::vector<drend_tag_c*>& loose_tags_;
-    std::unique_ptr<drend_tag_c> root_;
+    dr_tags_t& tags_;
+    drend_tag_c* const root_;
     std::vector<drend_tag_c*> combined_; // the root and all copies
     kid_index_c index_;
     std::vector<task_s> pending_;
@@ -200,10 +198,9 @@ drend_command_c* find_combined(const group_t& group) {
     return nullptr;
 }
 
-std::unique_ptr<drend_tag_c> merge_trees(const group_t& group,
-                                         const drend_command_c* combined,
-                                         std::vector<drend_tag_c*>& loose_tags) {
-    tree_merge_c merge(loose_tags);
+drend_tag_c* merge_trees(const group_t& group, const drend_command_c* combined,
+                         dr_tags_t& tags) {
+    tree_merge_c merge(tags);
     if (combined != nullptr) {
         for (drend_tag_c* source : combined->dc_tag->dt_merged_sources) {
             merge.add(source, *source->dt_commands.begin());
@@ -214,7 +211,7 @@ std::unique_ptr<drend_tag_c> merge_trees(const group_t& group,
             merge.add(command->dc_tag, command);
         }
     }
-    return merge.take_root();
+    return merge.finish();
 }
 
 drend_command_c* append_combined(dr_daemon_context_c& set, const std::string& name) {
@@ -223,14 +220,6 @@ drend_command_c* append_combined(dr_daemon_context_c& set, const std::string& na
     command->dc_load_order = static_cast<unsigned>(set.commands.size());
     set.commands.push_back(command.get());
     return command.release();
-}
-
-void give_tree(dr_daemon_context_c& set, drend_command_c& combined,
-               std::unique_ptr<drend_tag_c> root) {
-    if (combined.dc_tag != nullptr) {
-        set.loose_tags.push_back(combined.dc_tag);
-    }
-    combined.dc_tag = root.release();
 }
 
 // The counter counts the combined command too, which keeps its name, so the numbers depend on
@@ -255,11 +244,11 @@ void rename_sources(const group_t& group, drend_command_c& combined,
 
 void merge_group(dr_daemon_context_c& set, const std::string& name, const group_t& group) {
     drend_command_c* combined = find_combined(group);
-    std::unique_ptr<drend_tag_c> root = merge_trees(group, combined, set.loose_tags);
+    drend_tag_c* const root = merge_trees(group, combined, *set.tags);
     if (combined == nullptr) {
         combined = append_combined(set, name);
     }
-    give_tree(set, *combined, std::move(root));
+    combined->dc_tag = root;
     rename_sources(group, *combined, name);
 }
 

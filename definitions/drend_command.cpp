@@ -2,8 +2,6 @@
 
 #include "definitions/drend_command.h"
 
-#include "definitions/drend_tag.h"
-
 drend_command_c::drend_command_c(const char* name, const char* full_command,
                                  const char* cli_command, const char* cli_merge_tag,
                                  const char* app_name, const char* top_of_output,
@@ -19,10 +17,6 @@ drend_command_c::drend_command_c(const char* name, const char* full_command,
     dc_app_name = app_name_.data();
     dc_help = help_.data();
     dc_message_id = message_id;
-}
-
-drend_command_c::~drend_command_c() {
-    delete dc_tag;
 }
 
 void drend_command_c::set_name(std::string name) {
@@ -41,7 +35,3 @@ drend_event_c::drend_event_c(const std::string& app_name,
                              const std::string& name_space)
     : dc_app_name(app_name), dc_external_notify_name(external_notify_name),
       dc_internal_notify_name(internal_notify_name), dc_namespace(name_space) {}
-
-drend_event_c::~drend_event_c() {
-    delete dc_tag;
-}

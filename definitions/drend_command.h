@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
-// The records of a command and of a notification event, each owning the root of its tag tree.
+// The records of a command and of a notification event.
+//
+// A definitions set owns them, and the tags whose roots they name.
 #pragma once
 
 #include <cstdint>
@@ -14,13 +16,12 @@ struct drend_load_order_s {
     }
 };
 
-// A command that owns its texts and its tag tree.
+// A command that owns its texts.
 class drend_command_c : public drend_command_s {
   public:
     drend_command_c(const char* name, const char* full_command, const char* cli_command,
                     const char* cli_merge_tag, const char* app_name,
                     const char* top_of_output, const char* help, int32_t message_id);
-    ~drend_command_c();
     drend_command_c(const drend_command_c&) = delete;
     drend_command_c& operator=(const drend_command_c&) = delete;
 
@@ -43,13 +44,10 @@ class drend_event_c {
   public:
     drend_event_c(const std::string& app_name, const std::string& external_notify_name,
                   const std::string& internal_notify_name, const std::string& name_space);
-    ~drend_event_c();
-    drend_event_c(const drend_event_c&) = delete;
-    drend_event_c& operator=(const drend_event_c&) = delete;
 
     std::string dc_app_name;
     std::string dc_external_notify_name;
     std::string dc_internal_notify_name;
     std::string dc_namespace;      // in the pasted form of a tag's namespace
-    drend_tag_c* dc_tag = nullptr; // owned, may stay null
+    drend_tag_c* dc_tag = nullptr; // may stay null
 };

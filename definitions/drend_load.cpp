@@ -148,11 +148,6 @@ dr_daemon_context_c::~dr_daemon_context_c() {
             delete event;
         }
     }
-    for (const auto* tags : {&loose_tags, &loose_event_tags}) {
-        for (drend_tag_c* tag : *tags) {
-            delete tag;
-        }
-    }
     set_count.fetch_sub(1, std::memory_order_relaxed);
 }
 

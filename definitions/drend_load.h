@@ -17,7 +17,9 @@
 // retired, or as long as a root tag of it is in use.
 #pragma once
 
+#include <deque>
 #include <map>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -26,6 +28,9 @@
 #include "definitions/dr_findings.h"
 #include "definitions/drend_command.h"
 #include "definitions/drend_tag.h"
+
+// Tags that keep their addresses.
+using dr_tags_t = std::deque<drend_tag_c>;
 
 // One set of loaded definitions.
 class dr_daemon_context_c {
@@ -40,10 +45,9 @@ class dr_daemon_context_c {
     std::map<std::string, std::vector<drend_event_c*>> external_events;
     // Internal notification names by the path of the leaf that announces them.
     std::map<std::string, std::vector<std::string>> notification_leaves;
-    // Tags of commands that no other tag owns: input kids and the copies that the merge made.
-    std::vector<drend_tag_c*> loose_tags;
-    // Input kids of events, which stay when the commands go.
-    std::vector<drend_tag_c*> loose_event_tags;
+    // Owns every tag of the set, of which others are views: trees share tags once they are merged.
+    // Shared with the set that takes the commands when the events stay (dri_clear_command).
+    std::shared_ptr<dr_tags_t> tags = std::make_shared<dr_tags_t>();
 
     // The first command of that name that has a tag, or null.
     drend_command_c* find_command(std::string_view name) const;

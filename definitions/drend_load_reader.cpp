@@ -167,20 +167,20 @@ void set_types(drend_tag_c& tag, const tag_members_t& members) {
     }
 }
 
-// A tag without its kids.
-std::unique_ptr<drend_tag_c> make_tag(const tag_members_t& members) {
-    auto tag = std::make_unique<drend_tag_c>(view_of(members[MEMBER_NAME]),
-                                             view_of(members[MEMBER_SOURCE]));
+// Appends a tag without its kids.
+drend_tag_c& add_tag(dr_tags_t& tags, const tag_members_t& members) {
+    drend_tag_c& tag =
+        tags.emplace_back(view_of(members[MEMBER_NAME]), view_of(members[MEMBER_SOURCE]));
     if (members[MEMBER_NAMESPACE] != nullptr) {
-        tag->set_namespace(view_of(members[MEMBER_NAMESPACE]));
+        tag.set_namespace(view_of(members[MEMBER_NAMESPACE]));
     }
-    tag->dt_prefix = view_of(members[MEMBER_PREFIX]);
-    tag->dt_map = map_of(members[MEMBER_MAP]);
-    tag->dt_keys = words_of(members[MEMBER_KEY]);
-    tag->dt_styles = words_of(members[MEMBER_STYLE]);
-    tag->set_flags(flags_of(members));
-    set_types(*tag, members);
-    tag->dt_fid = static_cast<int32_t>(integer_of(members[MEMBER_FID], -1));
+    tag.dt_prefix = view_of(members[MEMBER_PREFIX]);
+    tag.dt_map = map_of(members[MEMBER_MAP]);
+    tag.dt_keys = words_of(members[MEMBER_KEY]);
+    tag.dt_styles = words_of(members[MEMBER_STYLE]);
+    tag.set_flags(flags_of(members));
+    set_types(tag, members);
+    tag.dt_fid = static_cast<int32_t>(integer_of(members[MEMBER_FID], -1));
     return tag;
 }
 
@@ -233,14 +233,12 @@ std::string fault_of(const drend_tag_c& tag, bool is_top) {
 
 class tag_reader_c {
   public:
-    // Input kids become loose tags.
-    tag_reader_c(std::vector<drend_tag_c*>& loose_tags, dr_findings_c& findings)
-        : loose_tags_(loose_tags), findings_(findings) {}
+    tag_reader_c(dr_tags_t& tags, dr_findings_c& findings)
+        : tags_(tags), findings_(findings) {}
 
     // Reads the tree of tags that an object describes, null when it is no object. False when the
     // root itself has to be left out. `place` is where the object stands.
-    bool read(json_t* object, const std::string& place,
-              std::unique_ptr<drend_tag_c>& root) {
+    bool read(json_t* object, const std::string& place, drend_tag_c*& root) {
         levels_.clear();
         place_ = place;
         root = nullptr;
@@ -248,8 +246,8 @@ class tag_reader_c {
             return true;
         }
         const tag_members_t members = members_of(object);
-        root = make_tag(members);
-        if (!is_sound(*root, fault_of(*root, true), 1)) {
+        root = &add_tag(tags_, members);
+        if (!is_kept(*root, fault_of(*root, true), 1)) {
             return false;
         }
         open(*root, members, false);
@@ -284,8 +282,9 @@ class tag_reader_c {
             {&tag, is_input_kid, members[MEMBER_INPUT_KIDS], 0, members[MEMBER_KIDS], 0});
     }
 
-    // Whether a tag, kid number `position` of the innermost one, has no fault; else a finding.
-    bool is_sound(const drend_tag_c& tag, const std::string& fault, size_t position) {
+    // Whether a tag, the last one made and kid number `position` of the innermost one, has no
+    // fault; else it goes, with a finding.
+    bool is_kept(const drend_tag_c& tag, const std::string& fault, size_t position) {
         if (fault.empty()) {
             return true;
         }
@@ -297,6 +296,7 @@ class tag_reader_c {
         path +=
             tag.name().empty() ? "[" + std::to_string(position) + "]" : shown(tag.name());
         findings_.add(dr_finding_e::LEFT_OUT, place_ + ", tag " + path, fault);
+        tags_.pop_back();
         return false;
     }
 
@@ -305,12 +305,10 @@ class tag_reader_c {
             return;
         }
         const tag_members_t members = members_of(object);
-        std::unique_ptr<drend_tag_c> kid = make_tag(members);
-        if (is_sound(*kid, fault_of_styles(*kid), level.next_input_kid)) {
-            loose_tags_.push_back(kid.get());
-            drend_tag_c* owned = kid.release();
-            level.tag->dt_input_kids.push_back(owned);
-            open(*owned, members, true);
+        drend_tag_c& kid = add_tag(tags_, members);
+        if (is_kept(kid, fault_of_styles(kid), level.next_input_kid)) {
+            level.tag->dt_input_kids.push_back(&kid);
+            open(kid, members, true);
         }
     }
 
@@ -319,10 +317,10 @@ class tag_reader_c {
             return;
         }
         const tag_members_t members = members_of(object);
-        std::unique_ptr<drend_tag_c> kid = make_tag(members);
-        if (is_sound(*kid, fault_of(*kid, false), level.next_kid)) {
-            level.tag->dt_kids.push_back(kid.get());
-            open(*kid.release(), members, false);
+        drend_tag_c& kid = add_tag(tags_, members);
+        if (is_kept(kid, fault_of(kid, false), level.next_kid)) {
+            level.tag->dt_kids.push_back(&kid);
+            open(kid, members, false);
         }
     }
 
@@ -356,7 +354,7 @@ class tag_reader_c {
         }
     }
 
-    std::vector<drend_tag_c*>& loose_tags_;
+    dr_tags_t& tags_;
     dr_findings_c& findings_;
     std::string place_; // of the tree
     std::vector<level_s> levels_;
@@ -409,9 +407,7 @@ class json_memory_c {
 class text_reader_c {
   public:
     text_reader_c(const char* path, dr_daemon_context_c& set, dr_findings_c& findings)
-        : path_(path), set_(set), findings_(findings),
-          command_tags_(set.loose_tags, findings),
-          event_tags_(set.loose_event_tags, findings) {}
+        : path_(path), set_(set), findings_(findings), tags_(*set.tags, findings) {}
 
     int read(const std::string& text) {
         const std::unique_ptr<json_t, release_json_s> root = parse(text);
@@ -470,8 +466,8 @@ class text_reader_c {
             findings_.add(dr_finding_e::LEFT_OUT, place, "a fixed command has this name");
             return;
         }
-        std::unique_ptr<drend_tag_c> tag;
-        if (!command_tags_.read(json_object_get(entry, "dc_tag"), place, tag)) {
+        drend_tag_c* tag = nullptr;
+        if (!tags_.read(json_object_get(entry, "dc_tag"), place, tag)) {
             return;
         }
         auto command = std::make_unique<drend_command_c>(
@@ -480,11 +476,12 @@ class text_reader_c {
             text("dc_help"),
             static_cast<int32_t>(integer_of(json_object_get(entry, "dc_message_id"), -1)));
         command->dc_load_order = static_cast<unsigned>(set_.commands.size());
-        if (tag) {
+        command->dc_tag = tag;
+        if (tag != nullptr) {
             tag->dt_commands.insert(command.get());
         }
         set_.commands.push_back(command.get());
-        command.release()->dc_tag = tag.release();
+        command.release();
     }
 
     void read_event(json_t* entry, const std::string& entry_place) {
@@ -496,13 +493,12 @@ class text_reader_c {
         auto event = std::make_unique<drend_event_c>(
             text("dc_app_name"), text("dc_external_notify_name"),
             text("dc_internal_notify_name"), dri_pasted_namespace(text("dc_namespace")));
-        std::unique_ptr<drend_tag_c> tag;
         if (!dri_are_xml_attributes(event->dc_namespace, "")) {
             findings_.add(dr_finding_e::LEFT_OUT, place,
                           "dc_namespace is no list of attributes");
             return;
         }
-        if (!event_tags_.read(json_object_get(entry, "dc_tag"), place, tag)) {
+        if (!tags_.read(json_object_get(entry, "dc_tag"), place, event->dc_tag)) {
             return;
         }
         auto& events = set_.external_events[event->dc_internal_notify_name];
@@ -531,8 +527,7 @@ class text_reader_c {
     const std::string path_;
     dr_daemon_context_c& set_;
     dr_findings_c& findings_;
-    tag_reader_c command_tags_;
-    tag_reader_c event_tags_;
+    tag_reader_c tags_;
 };
 
 } // namespace

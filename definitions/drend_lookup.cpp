@@ -104,13 +104,6 @@ drend_tag_c* dri_get_netconf_get_tag() {
     return dri_get_command_tag_by_name(DRI_NETCONF_GET);
 }
 
-drend_command_c* dri_get_combined_command(const char* name) {
-    drend_lock_guard_c guard(dri_definitions_lock());
-    const dr_daemon_context_c* set = dri_current_set();
-    drend_command_c* command = set == nullptr ? nullptr : set->find_command(name);
-    return command != nullptr && command->dc_tag->is_combined() ? command : nullptr;
-}
-
 void dri_clear_command() {
     // Walks may be inside the commands' trees, so they go the way of a replaced set.
     auto retired = std::make_unique<dr_daemon_context_c>();
@@ -122,7 +115,7 @@ void dri_clear_command() {
         }
         set->forget_names();
         std::swap(retired->commands, set->commands);
-        std::swap(retired->loose_tags, set->loose_tags);
+        retired->tags = set->tags; // both go on using them
         set->merged_commands = 0;
     }
     dri_free_daemon_context(retired.release());

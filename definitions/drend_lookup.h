@@ -34,8 +34,6 @@ using dri_used_tag_t = std::unique_ptr<const drend_tag_c, dri_release_tag_s>;
 
 // The root tag of the merged schema, or null.
 drend_tag_c* dri_get_netconf_get_tag();
-// The merged command of that name, or null.
-drend_command_c* dri_get_combined_command(const char* name);
 
 // Retires all commands and leaves the current set without any; notifications stay.
 void dri_clear_command();

@@ -55,33 +55,7 @@ drend_tag_c::drend_tag_c(const drend_tag_c& other)
 }
 
 drend_tag_c::~drend_tag_c() {
-    if (!is_combined()) {
-        destroy_kids();
-    }
     tag_count.fetch_sub(1, std::memory_order_relaxed);
-}
-
-// Takes the tree apart from its leaves, without recursion and without memory of its own: on
-// the way down a tag's last place among the kids, whose kid is being visited, holds the way
-// back up.
-void drend_tag_c::destroy_kids() {
-    drend_tag_c* above = nullptr;
-    drend_tag_c* tag = this;
-    while (true) {
-        if (!tag->is_combined() && !tag->dt_kids.empty()) {
-            drend_tag_c* const kid = tag->dt_kids.back();
-            tag->dt_kids.back() = above;
-            above = tag;
-            tag = kid;
-        } else if (above != nullptr) {
-            delete tag;
-            tag = above;
-            above = tag->dt_kids.back();
-            tag->dt_kids.pop_back();
-        } else {
-            return;
-        }
-    }
 }
 
 void drend_tag_c::set_source(std::string_view source) {

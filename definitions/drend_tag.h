@@ -10,8 +10,8 @@
 //  1. A tag is built by the loader, changed by the schema merge and immutable from then on. What a
 //     walk would otherwise work out for every element (the source path cut into steps, the texts
 //     of the opening and closing tag) is made when the tag is.
-//  2. A tag owns its kids unless it is combined: a combined tag shares them with the trees that it
-//     was merged from. Input kids and the merge's copies belong to their definitions set.
+//  2. A tag owns no other tag; all of them belong to their definitions set. A tag may be a kid in
+//     more than one tree: the schema merge shares what only one of its sources has.
 //  3. The commands of a tag are ordered by load order.
 //
 // Built on the loading thread, read on the daemon's thread.
@@ -83,7 +83,7 @@ class drend_tag_c {
 
     drend_tag_c(std::string_view name, std::string_view source);
     // For the schema merge: shares the kids, and leaves styles, input kids and merged sources
-    // empty. The copy must be marked combined, or the kids would be owned twice.
+    // empty.
     drend_tag_c(const drend_tag_c& other);
     drend_tag_c& operator=(const drend_tag_c&) = delete;
     ~drend_tag_c();
@@ -146,8 +146,6 @@ class drend_tag_c {
 
     // What a walk needs of the kids where the daemon's data is at `node`; see dr_row_c.
     dr_row_ref_c row(const dr_meta_node_c* node, dr_row_shape_s shape) const;
-    // To be called when the kids have changed.
-    void forget_rows() { rows_.reset(); }
 
     // --- searches by tag path ---
 
@@ -181,7 +179,6 @@ class drend_tag_c {
     mutable unsigned dt_uses = 0; // by walks; guarded by the lock of the in-use list
 
   private:
-    void destroy_kids();
     void make_texts();
     std::string_view decimal64_text(const dr_value_c& value,
                                     dr_value_c::scratch_t& scratch) const;

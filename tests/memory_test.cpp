@@ -219,8 +219,8 @@ TEST_F(memory_test, a_string_buffer_throws_and_keeps_its_text) {
 TEST_F(memory_test, a_dump_of_a_tree_loses_no_line) {
     for (size_t length = 1; length < 250; ++length) { // any line may be the one too many
         drend_tag_c tag(std::string(length, 't'), "/source");
-        auto* kid = new drend_tag_c("kid", "");
-        tag.dt_kids.push_back(kid);
+        drend_tag_c kid("kid", "");
+        tag.dt_kids.push_back(&kid);
         dr_str_buf_c whole;
         tag.dump(whole.buf(), 0);
         with_each_failure([&] {

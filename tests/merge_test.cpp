@@ -90,10 +90,10 @@ TEST_F(Merge, ThreeFilesOfOneNameGiveFourCommands) {
     EXPECT_EQ(commands(), "get-0 get-1 get-2 get");
     EXPECT_STREQ(set.find_command("get")->dc_full_command, "get");
     EXPECT_EQ(names_of(tree("get")), "__root__*(a, b, c)");
-    const size_t tags = set.loose_tags.size();
+    const size_t tags = set.tags->size();
     dri_merge_set(set);
     EXPECT_EQ(commands(), "get-0 get-1 get-2 get");
-    EXPECT_EQ(set.loose_tags.size(), tags);
+    EXPECT_EQ(set.tags->size(), tags);
 }
 
 TEST_F(Merge, MergesTreesTagByTag) {

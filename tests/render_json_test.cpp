@@ -218,12 +218,12 @@ TEST_F(json_test, names_are_escaped) {
     // Not by way of a file, which would not be loaded with such names.
     drend_add_str_leaf("/v", read_text, "v");
     drend_tag_c root("t", "/");
-    auto* leaf = new drend_tag_c("q\"\\\n\xFF", "v"); // the root's
-    leaf->dt_type = DT_TYPE_LEAF;
-    for (drend_tag_c* tag : {&root, leaf}) {
+    drend_tag_c leaf("q\"\\\n\xFF", "v");
+    leaf.dt_type = DT_TYPE_LEAF;
+    for (drend_tag_c* tag : {&root, &leaf}) {
         tag->set_flags(DT_FLAG_SOURCE_CHILD);
     }
-    root.dt_kids.push_back(leaf);
+    root.dt_kids.push_back(&leaf);
     dr_tags_access_context_c walk(nullptr);
     dr_json_cwalker_c walker(walk, nullptr);
     walk.push_tag(&root);

@@ -805,8 +805,6 @@ TEST_F(service_test, look_ups_find_commands_owners_and_events) {
                           "drend_get_daemons_from_path failed for path /z, return "
                           "value: -1");
 
-    EXPECT_NE(dri_get_combined_command("corvane-netconf-get"), nullptr);
-    EXPECT_EQ(dri_get_combined_command("rows"), nullptr);
     EXPECT_EQ(dri_get_command(1000), nullptr);
     dri_clear_command();
     EXPECT_EQ(dri_get_count(), 0u);
