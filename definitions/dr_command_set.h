@@ -7,6 +7,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cassert>
 #include <vector>
 
 #include "definitions/drend_command.h"
@@ -25,6 +26,7 @@ class dr_command_set_c {
             std::lower_bound(commands_.begin(), commands_.end(), command, before);
         if (before(command, *place)) {
             commands_.insert(place, command);
+            assert(std::is_sorted(begin(), end(), before));
         }
     }
     void insert(iterator first, iterator last) {

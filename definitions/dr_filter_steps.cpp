@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
+// Cutting a filter with the lexer of expressions. Brackets are not paired: a "/" in a predicate
+// ends its step, too, which is kept because requests rely on it.
 #include "definitions/dr_filter_steps.h"
 
 #include <utility>

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
+// How findings become lines. What a file holds is untrusted, so a line shows no control character.
 #include "definitions/dr_findings.h"
 
 #include <algorithm>

@@ -7,6 +7,7 @@
 #include "definitions/drend_load.h"
 
 #include <atomic>
+#include <cassert>
 #include <utility>
 
 #include "frame/drend_lock.h"
@@ -40,10 +41,9 @@ void add_use(const drend_tag_c* tag) {
 }
 
 void drop_use(const drend_tag_c* tag) {
-    if (tag->dt_uses > 0) {
-        --tag->dt_uses;
-        --in_use().count;
-    }
+    assert(tag->dt_uses > 0 && in_use().count > 0); // each use is taken back once
+    --tag->dt_uses;
+    --in_use().count;
 }
 
 bool is_in_use(const dr_daemon_context_c& set) {
@@ -102,6 +102,7 @@ void dri_free_daemon_context(dr_daemon_context_c* set) {
     {
         drend_lock_guard_c guard(list.lock);
         if (set != nullptr) {
+            assert(set->next_retired == nullptr); // it is retired once
             set->next_retired = list.first;
             list.first = set;
             list.count.fetch_add(1, std::memory_order_relaxed);

@@ -2,7 +2,9 @@
 
 // The moves of a walk, and the look-ups that filters, keys and value-map expressions make from
 // where it is.
-
+//
+// Every way down has its way back up: leave() takes back what follow_source() did, and take_back()
+// what look_up() did, whatever the tags on the way needed.
 #include "definitions/dr_position.h"
 
 #include <cassert>
@@ -10,9 +12,8 @@
 #include "frame/drend_trace.h"
 
 void dr_position_c::pop_tag_alone() {
-    if (!tags_.empty()) {
-        tags_.pop();
-    }
+    assert(!tags_.empty());
+    tags_.pop();
 }
 
 int dr_position_c::push_context(const char* path, const void* element) {
@@ -33,6 +34,7 @@ int dr_position_c::push_context(const dr_nav_path_c& path, const char* shown,
     if (status != DREND_OK) {
         contexts_.pop();
     }
+    assert(contexts_.empty() || object() != nullptr);
     return status;
 }
 
@@ -42,9 +44,10 @@ void dr_position_c::pop_context() {
     }
 }
 
-// --- moving by tag --------------------------------------------------------------------------
+// --- moving by tag ---
 
 int dr_position_c::follow_source() {
+    assert(!tags_.empty());
     drend_tag_object_c* top = tag(0);
     const drend_tag_c* tag = top->dto_tag;
     // A trace shows a context for each source, so there are no visits while the walk is traced.
@@ -62,8 +65,9 @@ int dr_position_c::follow_source() {
 }
 
 void dr_position_c::leave() {
-    assert(!tags_.empty());
+    assert(!tags_.empty() && looked_up_.empty());
     if (tag(0)->dto_is_visit) {
+        assert(context(0) != nullptr); // a visit that gave way to exit procedures has ended
         context(0)->end_visit();
     } else if (!tag(0)->source().empty()) {
         pop_context();
@@ -71,7 +75,7 @@ void dr_position_c::leave() {
     pop_tag_alone();
 }
 
-// --- look-ups -------------------------------------------------------------------------------
+// --- look-ups ---
 
 int dr_position_c::push_for_lookup(const drend_tag_c* tag) {
     if (!tag->source().empty()) {
@@ -86,6 +90,7 @@ int dr_position_c::push_for_lookup(const drend_tag_c* tag) {
 }
 
 void dr_position_c::pop_after_lookup(unsigned count) {
+    assert(count <= tags_.size());
     while (count-- > 0) {
         if (!tag(0)->source().empty()) {
             pop_context();

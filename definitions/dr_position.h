@@ -66,7 +66,7 @@ class dr_position_c {
     // Pushes the tags that a path of kids' names leads through, each with its context. A name that
     // is no kid's is sought below the hidden kids. 0, or DREND_ERR with nothing pushed.
     int look_up(std::string_view path);
-    void take_back();
+    void take_back(); // no-op when nothing is looked up
 
   private:
     int push_for_lookup(const drend_tag_c* tag);

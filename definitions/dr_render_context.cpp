@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
+// The count of contexts ever made. It tells a daemon's developer how many requests were rendered.
 #include "definitions/dr_render_context.h"
 
 #include <atomic>

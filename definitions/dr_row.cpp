@@ -1,5 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
+// Preparing rows: the work that is the same for every row of a list is done once.
+//
+// The opening texts of all kids stand in one string, in the order in which a walk prints them.
 #include "definitions/dr_row.h"
 
 #include "definitions/drend_tag.h"

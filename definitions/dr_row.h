@@ -18,6 +18,7 @@
 //     They belong to the daemon's thread.
 #pragma once
 
+#include <cassert>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -50,6 +51,7 @@ class dr_row_c {
     dr_row_c(const drend_tag_c& tag, const dr_meta_node_c* node, dr_row_shape_s shape);
     dr_row_c(const dr_row_c&) = delete;
     dr_row_c& operator=(const dr_row_c&) = delete;
+    ~dr_row_c() { assert(uses_ == 0); }
 
     bool fits(const dr_meta_node_c* node, dr_row_shape_s shape) const {
         return node_ == node && shape_ == shape && generation_ == dmn_generation();
@@ -85,6 +87,7 @@ class dr_row_ref_c {
         return *this;
     }
     ~dr_row_ref_c() {
+        assert(row_ == nullptr || row_->uses_ > 0);
         if (row_ != nullptr && --row_->uses_ == 0) {
             delete row_;
         }

@@ -17,6 +17,7 @@
 // work is linear in the tags that meet each other.
 #include "definitions/dr_current_set.h"
 
+#include <cassert>
 #include <deque>
 #include <functional>
 #include <memory>
@@ -163,6 +164,7 @@ class tree_merge_c {
     // stays empty until the tree is finished, so that no other kid moves.
     drend_tag_c* replace_by_copy(drend_tag_c* parent, places_s& places) {
         const drend_tag_c& original = *parent->dt_kids[places.first];
+        assert(!original.is_combined());
         drend_tag_c* const copy = &tags_.emplace_back(original);
         copy->set_flags(DT_FLAG_COMBINED);
         combined_.push_back(copy);
@@ -208,6 +210,7 @@ drend_tag_c* merge_trees(const group_t& group, const drend_command_c* combined,
     }
     for (drend_command_c* command : group) {
         if (command != combined) {
+            assert(!command->dc_tag->is_combined());
             merge.add(command->dc_tag, command);
         }
     }

@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
+// Which step of a request's filter a tag takes, the handlers that a daemon has for commands, and
+// the trace of the stacks.
 #include "definitions/dr_tags_context.h"
+
+#include <cassert>
 
 #include "definitions/dr_filter_steps.h"
 #include "frame/drend_trace.h"
@@ -24,6 +28,7 @@ int dr_tags_context_c::push_tag(const drend_tag_c* tag) {
         return DREND_OK;
     }
     const dr_step_filter_s& step = step_filters_[current_step_++];
+    assert(current_step_ <= step_filters_.size());
     // An empty step is used up, but filters nothing and is not given back.
     get_top_tag(0)->dto_filter = step.text.empty() ? nullptr : &step;
     if (dri_trace_on(DREND_TRACE_WALK)) {

@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
+// Looking a value up in a map. Maps are short and read in order, because the first pair wins:
+// comparing eight bytes as one number makes that as fast as any index.
 #include "definitions/dr_value_map.h"
 
 #include "frame/drend_trace.h"

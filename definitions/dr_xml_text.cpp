@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
+// The productions of XML 1.0 that a definition's texts must match. They are checked when a file is
+// loaded, so that no walk has to and no answer is malformed because of a definition.
 #include "definitions/dr_xml_text.h"
 
 #include <algorithm>

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
+// Commands and events keep their texts as strings; the C record of a command points into them.
 #include "definitions/drend_command.h"
 
 drend_command_c::drend_command_c(const char* name, const char* full_command,

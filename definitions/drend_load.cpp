@@ -1,5 +1,9 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
+// Which set of definitions is in force, and how another one takes its place.
+//
+// A set is read and merged aside, without the definitions lock, and becomes the current one by the
+// exchange of a pointer: neither a look-up nor a walk ever waits for a load.
 #include "definitions/drend_load.h"
 
 #include <atomic>
@@ -83,7 +87,7 @@ void replace_current(std::unique_ptr<dr_daemon_context_c> set) {
         drend_lock_guard_c guard(loader().definitions_lock);
         replaced = std::exchange(loader().current, set.release());
     }
-    // No look-up finds it any more, so whether it is in use is settled.
+    // No look-up finds it any more, so no walk begins to use it.
     dri_free_daemon_context(replaced);
 }
 
@@ -130,6 +134,7 @@ drend_lock_c& dri_definitions_lock() {
 }
 
 dr_daemon_context_c* dri_current_set() {
+    assert(loader().definitions_lock.is_held());
     return loader().current;
 }
 
@@ -140,6 +145,7 @@ dr_daemon_context_c::dr_daemon_context_c() {
 }
 
 dr_daemon_context_c::~dr_daemon_context_c() {
+    assert(!is_walked());
     for (drend_command_c* command : commands) {
         delete command;
     }

@@ -480,8 +480,8 @@ class text_reader_c {
         if (tag != nullptr) {
             tag->dt_commands.insert(command.get());
         }
-        set_.commands.push_back(command.get());
-        command.release();
+        set_.commands.push_back(nullptr); // what may fail comes first
+        set_.commands.back() = command.release();
     }
 
     void read_event(json_t* entry, const std::string& entry_place) {
@@ -503,7 +503,6 @@ class text_reader_c {
         }
         auto& events = set_.external_events[event->dc_internal_notify_name];
         events.push_back(nullptr); // what may fail comes first
-        event->dc_tag = tag.release();
         events.back() = event.release();
     }
 

@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
+// Look-ups, each under the definitions lock. The lock is recursive, so that they can be made of
+// each other and still see one set.
 #include "definitions/drend_lookup.h"
 
 #include <cassert>
@@ -61,7 +63,7 @@ std::set<std::string> daemons_of(const char* caller, const char* path) {
 
 } // namespace
 
-// --- by position --------------------------------------------------------------------------
+// --- by position ---
 
 drend_command_c* dri_get_command(unsigned index) {
     drend_lock_guard_c guard(dri_definitions_lock());
@@ -98,7 +100,7 @@ drend_tag_c* dri_acquire_command_tag(unsigned index) {
     return tag;
 }
 
-// --- by name ------------------------------------------------------------------------------
+// --- by name ---
 
 drend_tag_c* dri_get_netconf_get_tag() {
     return dri_get_command_tag_by_name(DRI_NETCONF_GET);
@@ -121,7 +123,7 @@ void dri_clear_command() {
     dri_free_daemon_context(retired.release());
 }
 
-// --- by path ------------------------------------------------------------------------------
+// --- by path ---
 
 int drend_get_command_set_from_path(const char* path, std::set<drend_command_s*>& out) {
     return on_merged_schema(
@@ -164,7 +166,7 @@ char* drend_get_daemon_responsible(const char* path) {
     });
 }
 
-// --- notifications ------------------------------------------------------------------------
+// --- notifications ---
 
 const std::vector<drend_event_c*>* dri_get_external_events(const char* internal_name) {
     drend_lock_guard_c guard(dri_definitions_lock());

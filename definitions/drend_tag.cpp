@@ -1,9 +1,14 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
+// What a tag prepares when it is made, and what it does with a value.
+//
+// Elements are printed far more often than definitions are loaded, so a tag keeps the texts of its
+// markup, escaped and ready to be copied.
 #include "definitions/drend_tag.h"
 
 #include <algorithm>
 #include <atomic>
+#include <cassert>
 
 #include "frame/dr_str_buf.h"
 #include "frame/drend_trace.h"
@@ -55,6 +60,7 @@ drend_tag_c::drend_tag_c(const drend_tag_c& other)
 }
 
 drend_tag_c::~drend_tag_c() {
+    assert(dt_uses == 0); // a set is destroyed when no walk uses it
     tag_count.fetch_sub(1, std::memory_order_relaxed);
 }
 

@@ -8,6 +8,7 @@
 // may be given back on another thread than it was taken on.
 #pragma once
 
+#include <cassert>
 #include <cstddef>
 #include <cstdlib>
 #include <new>
@@ -35,6 +36,7 @@ class dr_block_pool_c {
             return ::operator new(block_size);
         }
         block_s* block = free_blocks_;
+        assert(free_count_ > 0);
         free_blocks_ = block->next;
         --free_count_;
         return block;

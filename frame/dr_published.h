@@ -13,6 +13,7 @@
 #include <array>
 #include <atomic>
 #include <bit>
+#include <cassert>
 #include <cstdint>
 
 #include "frame/drend_lock.h"
@@ -42,6 +43,7 @@ class dr_published_c {
         const auto words = std::bit_cast<words_t>(value);
         drend_lock_guard_c guard(lock_);
         const unsigned version = version_.load(std::memory_order_relaxed);
+        assert(version % 2 == 0); // one setter at a time
         version_.store(version + 1, std::memory_order_relaxed);
         for (size_t n = 0; n < words.size(); ++n) {
             words_[n].store(words[n], std::memory_order_release); // not before the version

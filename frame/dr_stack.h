@@ -8,6 +8,7 @@
 // as high before. Not safe for concurrent use.
 #pragma once
 
+#include <cassert>
 #include <cstddef>
 #include <memory>
 #include <new>
@@ -45,6 +46,7 @@ class dr_stack_c {
     }
     // The stack must not be empty.
     void pop() {
+        assert(!empty());
         top_->~T();
         --size_;
         top_ = size_ % BLOCK != 0 ? top_ - 1 : last_of_block();

@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
+// The platform's functions report memory that runs out by their result; this class throws instead,
+// so that no caller can lose a text by not looking.
 #include "frame/dr_str_buf.h"
 
 #include <cstring>

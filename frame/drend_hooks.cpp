@@ -1,5 +1,9 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
+// The hooks' slots, and the one way of a text to a peer.
+//
+// A text that needs no formatting is passed on as it is: that is faster, and it reaches the peer
+// when no memory is left to format it in, which is when error messages are needed.
 #include "frame/drend_hooks.h"
 
 #include <atomic>

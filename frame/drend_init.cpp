@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
-// Start-up: the one file that knows every subsystem.
-
+// Start-up: the one file that knows every subsystem, and so the one that may include all of them.
+//
+// A daemon starts whatever state its definitions are in: an operator must be able to log in to
+// mend them.
 #include <algorithm>
 #include <cstdlib>
 

@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
+// A lock counts how often it is held, because a table may go (a daemon unloads the library) while
+// the thread that does it still holds the table's lock.
 #include "frame/drend_lock.h"
 
 #include <cassert>
@@ -33,6 +35,7 @@ int drend_lock_c::lock() {
 int drend_lock_c::unlock() {
     const int result = pthread_mutex_unlock(&mutex_);
     if (result == 0) {
+        assert(held_ > 0);
         --held_;
     }
     return result;

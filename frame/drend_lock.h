@@ -2,9 +2,8 @@
 
 // The recursive mutex of the library's process-wide tables and its scope guard.
 //
-// Recursive, so that a thread that holds a table may call back into the library. Locking
-// order is nobody's concern but the table's: no function holds two of them while it calls a
-// daemon.
+// Recursive, so that a thread that holds a table may call back into the library. Locking order is
+// nobody's concern but the table's: no function holds two of them while it calls a daemon.
 #pragma once
 
 #include <atomic>
@@ -22,6 +21,8 @@ class drend_lock_c {
     // The result of pthread_mutex_lock, or pthread_mutex_unlock: 0 or an errno value.
     int lock();
     int unlock();
+    // Whether somebody holds it, for assertions.
+    bool is_held() const { return held_ > 0; }
 
   private:
     pthread_mutexattr_t attribute_{};

@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
+// The trace word is a plain global that daemons may also write themselves; the library reads and
+// writes it atomically, so that switching the trace on from another thread is no data race.
 #include "frame/drend_trace.h"
 
 uint64_t drend_trace_flags = 0;

@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
+// Conversions of a value, each lenient as its peers have come to expect: what does not fit is cut
+// or wraps. Only a decimal64 is checked against its range, for its text would be wrong otherwise.
 #include "frame/drend_value.h"
 
 #include <algorithm>

@@ -15,6 +15,7 @@
 // Not safe for concurrent use of one object.
 #pragma once
 
+#include <cassert>
 #include <cstdint>
 #include <cstring>
 #include <string_view>
@@ -103,12 +104,16 @@ class dr_value_c {
     bool get_decimal64_text(std::string_view& out, scratch_t& scratch,
                             unsigned char fraction_digits) const;
     // The text of a DRV_STRING.
-    std::string_view stored_text() const { return {data_, text_size_}; }
+    std::string_view stored_text() const {
+        assert(type_ == DRV_STRING);
+        return {data_, text_size_};
+    }
     // Whether it is a whole number or a truth.
     bool is_plain() const { return type_ >= DRV_BOOLEAN && type_ <= DRV_UINT64; }
     // Writes the text of such a value to `out`, which has room for DRI_DIGITS_ROOM bytes. The end
     // of the text.
     char* write_plain(char* out) const {
+        assert(is_plain());
         switch (type_) {
         case DRV_BOOLEAN:
             memcpy(out, data_[0] != 0 ? "true\0" : "false", sizeof "false");

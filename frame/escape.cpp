@@ -1,5 +1,9 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
+// Escaping while copying: each byte is looked at once and written once.
+//
+// The two formats differ in which characters stand for themselves and in how the others are
+// written, and share the rest as a template.
 #include "frame/escape.h"
 
 #include <cstdint>

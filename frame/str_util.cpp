@@ -1,5 +1,9 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
+// Formatting, with a quick way for the formats that nearly all output uses, and the small text
+// functions that have no better home.
+//
+// vsnprintf parses its format and looks at the locale each time; a "%s" needs neither.
 #include "frame/str_util.h"
 
 #include <algorithm>

@@ -1,5 +1,11 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
+// How a context keeps its copies apart: frames and maps have reference counts, and whoever writes
+// to a shared one makes a copy of its own first (copy-on-write). Copying a context costs two
+// increments, and nearly no copy is ever written to.
+//
+// A visit of a leaf is cheaper still: one frame is pointed at leaf after leaf. Only an accessor
+// that stores something makes it dear, for then what was there before is put aside and restored.
 #include "model/dr_meta_context.h"
 
 #include <cassert>
@@ -19,6 +25,7 @@ struct dr_meta_context_c::frame_s : dr_pooled_c<dr_meta_context_c::frame_s> {
 
     // For a blank object: what a new frame would be.
     void stand_for(dr_meta_node_c* node, const void* element_ref, frame_s* below_) {
+        assert(object.is_blank() && refs == 1);
         object.node = node;
         object.type = node->type;
         object.element_ref = element_ref;
@@ -40,12 +47,17 @@ struct dr_meta_context_c::maps_s {
 };
 
 void dr_meta_context_c::release(frame_s* frame) {
-    while (frame != nullptr && --frame->refs == 0) {
+    while (frame != nullptr) {
+        assert(frame->refs > 0);
+        if (--frame->refs > 0) {
+            return;
+        }
         delete std::exchange(frame, frame->below);
     }
 }
 
 void dr_meta_context_c::release(maps_s* maps) {
+    assert(maps == nullptr || maps->refs > 0);
     if (maps != nullptr && --maps->refs == 0) {
         delete maps;
     }
@@ -105,6 +117,7 @@ dr_meta_object_c* dr_meta_context_c::writable_object(unsigned n) {
             --frame->refs;
             *link = frame = own;
         }
+        assert(frame->refs == 1); // nobody else sees what is written
         if (n-- == 0) {
             return &frame->object;
         }
@@ -164,6 +177,7 @@ dr_meta_context_c::maps_s& dr_meta_context_c::writable_maps() {
         --maps_->refs;
         maps_ = own;
     }
+    assert(maps_->refs == 1);
     return *maps_;
 }
 
@@ -219,6 +233,8 @@ int dr_meta_context_c::call_enter_proc(dmn_type_e kind) {
     writable_object(0); // made its own while nothing is owed
     const int result = node->enter->proc(this, node->enter->data);
     dr_meta_object_c* entered = writable_object(0);
+    assert(entered->node == node &&
+           !entered->entered); // it neither moved nor entered again
     entered->entered = true;
     entered->entered_by = this;
     check_memory();
@@ -274,6 +290,7 @@ void dr_meta_context_c::pop_object() {
         return;
     }
     frame_s* below = top_->below;
+    assert(below == nullptr || top_->depth == below->depth + 1);
     if (top_->refs == 1) { // what it counted is this context's now
         delete std::exchange(top_, below);
         return;
@@ -313,11 +330,13 @@ void dr_meta_context_c::end_visit() {
     if (is_touched_) {
         take_visit_back();
     } else {
+        assert(top_->refs == 1 && top_->object.is_blank());
         spare_ = std::exchange(top_, top_->below);
     }
 }
 
 void dr_meta_context_c::take_visit_back() {
+    assert(top_ != nullptr && top_->object.is_leaf()); // the visited one
     if (top_->refs == 1 && top_->object.is_blank()) {
         spare_ = std::exchange(top_, top_->below);
     } else {
@@ -391,6 +410,7 @@ int dr_meta_context_c::push_step(const dr_nav_step_c& step, bool call_list,
 }
 
 void dr_meta_context_c::push_child(dr_meta_node_c* child, const void* element_ref) {
+    assert(top_ != nullptr && get_top_node()->find_child(child->name.c_str()) == child);
     if (child->is_list()) {
         push_object(child, nullptr);
         return;

@@ -1,7 +1,12 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
+// Cutting paths, and remembering where a step led.
+//
+// A definition's paths are cut when it is loaded. A step remembers the last child that it found,
+// for a list leads every row through the same nodes; the tree's generation says when to forget.
 #include "model/dr_nav_path.h"
 
+#include <cassert>
 #include <cstring>
 
 #include "frame/str_util.h"
@@ -47,6 +52,7 @@ bool is_unclosed(const char* path) {
 } // namespace
 
 dr_meta_node_c* dr_nav_step_c::find_in(const dr_meta_node_c* parent) const {
+    assert(kind_ == dr_nav_kind_e::CHILD && parent != nullptr);
     if (known_parent_ != parent || known_generation_ != dmn_generation()) {
         dr_meta_node_c* found = parent->find_child(name_);
         if (found == nullptr) {

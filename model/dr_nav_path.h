@@ -14,6 +14,7 @@
 // thread that walks.
 #pragma once
 
+#include <cassert>
 #include <memory>
 #include <string>
 #include <vector>
@@ -68,6 +69,7 @@ class dr_nav_path_c {
     }
     // Of such a path: that child of `parent`, or null.
     dr_meta_node_c* child_of(const dr_meta_node_c* parent) const {
+        assert(is_child());
         return steps_[0].find_in(parent);
     }
 

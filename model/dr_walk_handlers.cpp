@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
+// What a daemon wants to know of walks as such: that one starts or goes on, and whether it is to
+// be suspended after a row. Both are asked often and installed once, hence without a lock.
 #include "frame/dr_published.h"
 #include "model/dr_meta_context.h"
 

@@ -1,7 +1,12 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
+// Registration: a daemon names paths in any order, and what is missing on the way is made.
+//
+// A second registration of a path must agree with the first, because two accessors for one leaf
+// are a programming error that would otherwise show as wrong data. Conflicts are fatal errors.
 #include "model/drend_meta_tree.h"
 
+#include <cassert>
 #include <memory>
 #include <new>
 #include <vector>
@@ -15,6 +20,12 @@ std::atomic<unsigned> dmn_tree_generation{1};
 namespace {
 
 dr_meta_node_c* root = nullptr;
+
+void begin_generation() {
+    if (++dmn_tree_generation == 0) {
+        ++dmn_tree_generation; // 0 is what has never been looked up
+    }
+}
 
 void report_missing(const char* what) {
     drend_err_exit(-1, 0, "Couldn't find/make '%s'", what);
@@ -64,7 +75,8 @@ dr_meta_node_c* dr_meta_node_c::find_or_add(const char* child_name) {
     dr_meta_node_c*& place = children.emplace(child_name, nullptr).first->second;
     child_list.push_back(made.get());
     place = made.release(); // the list owns it
-    ++dmn_tree_generation;
+    assert(children.size() == child_list.size());
+    begin_generation();
     return place;
 }
 
@@ -80,7 +92,7 @@ dr_meta_node_c* dmn_get_root() {
 void dmn_reset_root() {
     delete root;
     root = nullptr;
-    ++dmn_tree_generation;
+    begin_generation();
 }
 
 dr_meta_node_c* dri_find_node_from_path(const char* path) {

@@ -8,8 +8,7 @@
 //           +-- interface  (list)    proc steps through the rows
 //                +-- name  (leaf)    proc gives the value of the current row
 //
-//  1. A name occurs once among a node's children; `children` finds it, `child_list` keeps
-//  the order
+//  1. A name occurs once among a node's children; `children` finds it, `child_list` keeps the order
 //     of creation, in which everything visits them, and owns the nodes.
 //  2. Nodes are never removed singly; dmn_reset_root removes all of them. Each node that is made
 //     and each reset begin a new generation, by which remembered nodes are known to be stale.

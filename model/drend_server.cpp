@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
 // The value API: what accessor procedures call on the context they receive.
-
+//
+// An accessor is C code that may ignore every result. So a call that runs out of memory leaves a
+// note in the context, and the library fails the accessor's own call once it is back.
 #include <cassert>
 #include <cstring>
 #include <map>

@@ -1,5 +1,10 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
+// A filter from a request's arguments: each argument is searched in the command's tree, depth
+// first, and becomes a predicate at the level of the tag that holds it.
+//
+// Arguments of different branches meet at the level that they share; what that selects is kept as
+// it is, because requests rely on it.
 #include "service/dr_derived_filter.h"
 
 #include <cstring>

@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
+// A request from its arguments to the end of its answer. Whatever happens on the way, the end
+// handler that belongs to a start handler is called, and the peer gets an answer.
 #include "service/dr_request.h"
+
+#include <cassert>
 
 #include "expr/dri_args.h"
 #include "render/dr_answer.h"
@@ -49,10 +53,12 @@ bool dr_request_c::run(int format, const char* args, bool wrap_in_data,
 }
 
 void dr_request_c::finish() {
+    assert(output_ != nullptr); // once
     dri_call_cmd_end(top_tag_);
     output_->finalize();
     status_ = output_->status();
     if (sends_code_ && status_ == 0 && output_->sends() == 0) {
         status_ = dri_send_last_line(peer(), DR_NOTHING_SENT);
     }
+    output_.reset();
 }

@@ -40,7 +40,7 @@ class dr_request_c final : public dr_tags_access_context_c, public dr_suspendabl
     std::unique_ptr<dr_context_walker_c> make_walker(int format, bool wrap_in_data);
 
     const drend_tag_c* top_tag_;
-    std::unique_ptr<dr_context_walker_c> output_;
+    std::unique_ptr<dr_context_walker_c> output_; // until the end of its answer
     int status_ = 0;
     bool sends_code_ = false;
 };

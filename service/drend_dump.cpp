@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
+// The dumps. The value dump recurses, for the depth of the meta tree is the daemon's own; its
+// frames are for going on after a suspension, from the innermost outwards.
 #include "service/drend_dump.h"
 
+#include <cassert>
 #include <memory>
 
 #include "frame/str_util.h"
@@ -112,11 +115,16 @@ dr_mt_dump_context_c* dr_mt_dump_context_c::defer_continue() {
     return nullptr;
 }
 
+void dr_mt_dump_context_c::pop_frame([[maybe_unused]] int kind) {
+    assert(!frames_.empty() && frames_.back().kind == kind);
+    frames_.pop_back();
+}
+
 // Goes on with the node of a frame after what was suspended inside of it.
 int dr_mt_dump_context_c::go_on_with(const dr_dump_context_c& frame) {
     switch (frame.kind) {
     case dr_dump_context_c::LEAF:
-        frames_.pop_back();
+        pop_frame(frame.kind);
         return dump_leaf(frame.path); // it was suspended by its own procedure
     case dr_dump_context_c::CONT:
         ++position_.writable_object(0)->child_pos;
@@ -148,6 +156,7 @@ int dr_mt_dump_context_c::dump_top(const std::string& path) {
     case DMN_TYPE_LIST:
         return dump_list(path);
     default:
+        assert(position_.get_top_object()->is_leaf());
         return dump_leaf(path);
     }
 }
@@ -173,7 +182,7 @@ int dr_mt_dump_context_c::dump_kids_from_here(const std::string& prefix) {
         ++position_.writable_object(0)->child_pos;
     }
     position_.call_exit_proc(DMN_TYPE_CONT);
-    frames_.pop_back();
+    pop_frame(dr_dump_context_c::CONT);
     return status;
 }
 
@@ -200,7 +209,7 @@ int dr_mt_dump_context_c::dump_rows(const std::string& path) {
     }
     position_.set_top_type(DMN_TYPE_LIST);
     position_.call_exit_proc(DMN_TYPE_LIST);
-    frames_.pop_back();
+    pop_frame(dr_dump_context_c::LIST);
     return status == DREND_DEFER ? DREND_OK : status;
 }
 
@@ -215,6 +224,6 @@ int dr_mt_dump_context_c::dump_leaf(const std::string& path) {
     if (status == DREND_OK && value.get_string(text.buf()) == 0) {
         send_line(peer(), "%-40s  :  [%s]\n", path.c_str(), text.c_str());
     }
-    frames_.pop_back();
+    pop_frame(dr_dump_context_c::LEAF);
     return status;
 }

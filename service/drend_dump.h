@@ -46,6 +46,8 @@ class dr_mt_dump_context_c final : public dr_render_context_c, public dr_suspend
     int dump_rows(const std::string& path);
     int dump_leaf(const std::string& path);
     int go_on_with(const dr_dump_context_c& frame);
+    // Pops the innermost frame, which is of that kind.
+    void pop_frame(int kind);
     bool resume() override { return defer_continue() != nullptr; }
     void finish() override;
 

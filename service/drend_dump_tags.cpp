@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
+// Rendering by command name, and for the menu. The two differ in who keeps a suspended answer:
+// the menu's peer by its cookie, a caller by taking it (drend_take_suspended_rpc).
 #include "service/drend_dump_tags.h"
 
 #include <cstring>

@@ -1,5 +1,9 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
+// The table of fixed commands and the handlers of the library's own.
+//
+// A handler ends the answer of nobody else: while a peer is being answered, another command of it
+// is refused.
 #include "service/drend_fixed_commands.h"
 
 #include <algorithm>

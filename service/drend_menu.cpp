@@ -1,5 +1,9 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
+// The menu as a daemon serves it, and what happens when an entry is chosen.
+//
+// A menu owns its texts, in one block: a reload frees the commands' own while a peer may be reading
+// the menu. A replaced menu lives until the next rebuild, for "reload" itself runs out of it.
 #include "service/drend_menu.h"
 
 #include <cstdlib>
@@ -135,7 +139,7 @@ int run_render_command(void* peer, void* parse_context, const char* argument) {
 
 } // namespace
 
-// --- the sub-menu -------------------------------------------------------------------------
+// --- the sub-menu ---
 
 int dri_append_parse_menu(drend_menu_entry_s* entries, unsigned n) {
     drend_lock_guard_c guard(dri_definitions_lock());
@@ -166,7 +170,7 @@ int dri_run_menu_rebuild(void* peer) {
     return 0;
 }
 
-// --- running an entry -----------------------------------------------------------------------
+// --- running an entry ---
 
 int drend_dump_tags(void* peer, unsigned int subcode, const char* argument) {
     const chosen_s chosen = choose(subcode);
@@ -183,7 +187,7 @@ int drend_dump_tags(void* peer, unsigned int subcode, const char* argument) {
     return 0;
 }
 
-// --- queries ------------------------------------------------------------------------------
+// --- queries ---
 
 unsigned int drend_menu_get_count(void) {
     return loaded_count() + dri_fixed_count();

@@ -7,6 +7,7 @@
 
 #include "definition_files.h"
 #include "definitions/dr_current_set.h"
+#include "definitions/drend_lookup.h"
 
 namespace {
 
@@ -265,7 +266,7 @@ TEST_F(CurrentSet, AnEventsTagKeepsItsSetToo) {
     files.write("e.json", "[{`dc_external_notify_name`:`up`,`dc_internal_notify_name`:`i`,"
                           "`dc_tag`:{`dts_name`:`link`}}]");
     dri_reload_json();
-    const drend_tag_c* const tag = dri_current_set()->external_events["i"].at(0)->dc_tag;
+    const drend_tag_c* const tag = dri_get_external_events("i")->at(0)->dc_tag;
     dri_tags_add_inuse(tag);
     dri_reload_json();
     EXPECT_EQ(dri_get_set_count(), 2);
