@@ -8,20 +8,9 @@
 
 #include "expr/dr_xp_lexer.h"
 #include "expr/dr_xp_parser.h"
-#include "frame/dr_str_buf.h"
+#include "frame/str_util.h"
 
 namespace {
-
-void append_literal(std::string& step, const std::string& literal) {
-    step += " '";
-    for (const char c : literal) {
-        if (c == '\'') {
-            step += '\\'; // a bare quote would end the literal when the step is parsed
-        }
-        step += c;
-    }
-    step += '\'';
-}
 
 class filter_cutter_c {
   public:
@@ -45,7 +34,8 @@ class filter_cutter_c {
                 }
                 break;
             case XP_TOKEN_LITERAL:
-                append_literal(current_, token.text());
+                current_ += ' ';
+                dri_append_quoted(current_, token.text());
                 break;
             default:
                 current_ += current_.empty() ? "" : " ";
@@ -64,7 +54,7 @@ class filter_cutter_c {
         if (step.text.empty()) {
             ++size_.nodes;
         } else {
-            step.parsed = dri_xpath_get(step.text.c_str(), size_);
+            step.parsed = dri_xpath_make(step.text.c_str(), size_);
             if (step.parsed != nullptr && step.parsed->steps().size() != 1) {
                 step.parsed = nullptr;
             }
@@ -80,12 +70,10 @@ class filter_cutter_c {
 
 } // namespace
 
-bool dri_cut_filter(const char* filter, std::vector<dr_step_filter_s>& steps) {
+dr_filter_t dri_cut_filter(const char* filter) {
     filter_cutter_c cutter(filter);
-    const bool fits = cutter.cut();
-    steps.clear();
-    if (fits) {
-        steps = std::move(cutter.steps);
+    if (!cutter.cut()) {
+        return nullptr;
     }
-    return fits;
+    return std::make_shared<std::vector<dr_step_filter_s>>(std::move(cutter.steps));
 }

@@ -3,8 +3,6 @@
 // Cuts a request's filter into one step for each level of the walk.
 #pragma once
 
-#include <vector>
-
 #include "definitions/dr_step_filter.h"
 
 // Steps end at every "/", also inside a predicate; a leading one makes no step, a trailing one
@@ -12,5 +10,5 @@
 // parses back to the same expression. Reading stops, without the step it is in, at an unterminated
 // literal.
 //
-// Replaces `steps`. False, with no steps, when the filter as a whole is too much.
-bool dri_cut_filter(const char* filter, std::vector<dr_step_filter_s>& steps);
+// Null when the filter as a whole is too much.
+dr_filter_t dri_cut_filter(const char* filter);

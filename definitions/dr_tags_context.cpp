@@ -5,6 +5,7 @@
 #include "definitions/dr_tags_context.h"
 
 #include <cassert>
+#include <utility>
 
 #include "definitions/dr_filter_steps.h"
 #include "frame/drend_trace.h"
@@ -27,8 +28,8 @@ int dr_tags_context_c::push_tag(const drend_tag_c* tag) {
     if (!has_steps_left() || tag->is_hidden()) {
         return DREND_OK;
     }
-    const dr_step_filter_s& step = step_filters_[current_step_++];
-    assert(current_step_ <= step_filters_.size());
+    const dr_step_filter_s& step = (*filter_)[current_step_++];
+    assert(current_step_ <= filter_->size());
     // An empty step is used up, but filters nothing and is not given back.
     get_top_tag(0)->dto_filter = step.text.empty() ? nullptr : &step;
     if (dri_trace_on(DREND_TRACE_WALK)) {
@@ -54,8 +55,13 @@ int dr_tags_context_c::pop_tag() {
 }
 
 int dr_tags_context_c::set_filter(const char* filter) {
+    set_filter(dri_cut_filter(filter));
+    return filter_ != nullptr ? DREND_OK : DREND_ERR;
+}
+
+void dr_tags_context_c::set_filter(dr_filter_t filter) {
+    filter_ = std::move(filter);
     current_step_ = 0;
-    return dri_cut_filter(filter, step_filters_) ? DREND_OK : DREND_ERR;
 }
 
 void dri_get_cur_source(const dr_tags_context_c* ctx, std::string& out) {

@@ -47,8 +47,13 @@ class dr_tags_context_c : public dr_render_context_c {
     // Cuts a request's filter into its steps, replacing what was set before. 0, or DREND_ERR, with
     // no filter set, when it holds more than a filter may.
     int set_filter(const char* filter);
+    // Sets a filter that is cut already; null for none.
+    void set_filter(dr_filter_t filter);
+    bool has_filter() const { return filter_ != nullptr; }
     // Whether the next visible tag takes a step.
-    bool has_steps_left() const { return current_step_ < step_filters_.size(); }
+    bool has_steps_left() const {
+        return filter_ != nullptr && current_step_ < filter_->size();
+    }
 
     // The style that the request asks for; empty for none.
     std::string requested_style;
@@ -60,7 +65,7 @@ class dr_tags_context_c : public dr_render_context_c {
     dr_position_c position_;
 
   private:
-    std::vector<dr_step_filter_s> step_filters_;
+    dr_filter_t filter_;
     size_t current_step_ = 0;
 };
 

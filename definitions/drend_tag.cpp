@@ -17,6 +17,11 @@
 namespace {
 
 std::atomic<int> tag_count{0};
+std::atomic<uint64_t> next_serial{1};
+
+uint64_t new_serial() {
+    return next_serial.fetch_add(1, std::memory_order_relaxed);
+}
 
 // What a match makes of a value: its new text, or null when the value stays.
 const char* new_text(const dr_map_pair_s& pair, bool& is_expression) {
@@ -41,7 +46,7 @@ std::string dri_pasted_namespace(std::string_view text) {
 }
 
 drend_tag_c::drend_tag_c(std::string_view name, std::string_view source)
-    : name_(name), is_leaf_list_value_(name == DT_LEAF_LIST_VALUE) {
+    : serial_(new_serial()), name_(name), is_leaf_list_value_(name == DT_LEAF_LIST_VALUE) {
     set_source(source);
     make_texts();
     tag_count.fetch_add(1, std::memory_order_relaxed);
@@ -51,8 +56,8 @@ drend_tag_c::drend_tag_c(const drend_tag_c& other)
     : dt_prefix(other.dt_prefix), dt_type(other.dt_type), dt_data_type(other.dt_data_type),
       dt_decimal64_fraction(other.dt_decimal64_fraction), dt_fid(other.dt_fid),
       dt_flags(other.dt_flags), dt_map(other.dt_map), dt_keys(other.dt_keys),
-      dt_kids(other.dt_kids), dt_commands(other.dt_commands), name_(other.name_),
-      source_(other.source_), source_path_(other.source_path_),
+      dt_kids(other.dt_kids), dt_commands(other.dt_commands), serial_(new_serial()),
+      name_(other.name_), source_(other.source_), source_path_(other.source_path_),
       namespace_(other.namespace_), open_line_(other.open_line_),
       close_text_(other.close_text_), member_text_(other.member_text_),
       is_leaf_list_value_(other.is_leaf_list_value_) {

@@ -107,6 +107,8 @@ class drend_tag_c {
     bool is_decimal64() const { return dt_data_type == DT_DATA_DECIMAL64; }
 
     const std::string& name() const { return name_; }
+    // No other tag of the process has or had the same: what is remembered about a tag outlives it.
+    uint64_t serial() const { return serial_; }
     std::string get_source() const { return source_; }
     const std::string& source() const { return source_; }
     // The source cut into steps.
@@ -183,6 +185,7 @@ class drend_tag_c {
     std::string_view decimal64_text(const dr_value_c& value,
                                     dr_value_c::scratch_t& scratch) const;
 
+    const uint64_t serial_;
     std::string name_;
     std::string source_;
     dr_nav_path_c source_path_;

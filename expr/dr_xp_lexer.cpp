@@ -2,7 +2,8 @@
 
 #include "expr/dr_xp_lexer.h"
 
-#include <cctype>
+#include <array>
+#include <cstdint>
 #include <string_view>
 
 #include "frame/str_util.h"
@@ -11,9 +12,32 @@ namespace {
 
 enum class token_shape_e { end, error, single, literal, word };
 
-bool is_blank(char c) {
-    return isspace(static_cast<unsigned char>(c)) != 0;
-}
+// What each character is to a language, by its code.
+enum class char_class_e : uint8_t { ordinary, single, quote, blank, end };
+
+class alphabet_c {
+  public:
+    // With these one-character tokens. White space is that of the "C" locale.
+    explicit constexpr alphabet_c(std::string_view singles) {
+        set(singles, char_class_e::single);
+        set("'\"", char_class_e::quote);
+        set(" \t\n\v\f\r", char_class_e::blank);
+        classes_[0] = char_class_e::end;
+    }
+    char_class_e operator()(char c) const { return classes_[static_cast<unsigned char>(c)]; }
+
+  private:
+    constexpr void set(std::string_view characters, char_class_e what) {
+        for (const char c : characters) {
+            classes_[static_cast<unsigned char>(c)] = what;
+        }
+    }
+
+    std::array<char_class_e, 256> classes_{};
+};
+
+constexpr alphabet_c PATHS("!(),/<=>[]");
+constexpr alphabet_c MAPS("()+=");
 
 // A token of either language. `span` stands within the quotes of a literal.
 struct shaped_token_s {
@@ -23,41 +47,40 @@ struct shaped_token_s {
 };
 
 // Reads a word or literal up to white space, a quote or a one-character token.
-token_shape_e next_word(std::string_view singles, const char*& cursor,
+token_shape_e next_word(const alphabet_c& class_of, const char*& cursor,
                         std::string_view& span) {
     const char* start = cursor;
-    for (; *cursor != '\0' && !is_blank(*cursor); ++cursor) {
-        if (*cursor == '\'' || *cursor == '"') {
-            const char* end = nullptr;
-            if (!dri_find_end_quote(cursor, end)) {
-                return token_shape_e::error;
-            }
-            span = std::string_view(cursor + 1, end);
-            cursor = end + 1;
-            return token_shape_e::literal;
-        }
-        if (singles.find(*cursor) != std::string_view::npos) {
-            break;
-        }
+    while (class_of(*cursor) == char_class_e::ordinary) {
+        ++cursor;
     }
-    span = std::string_view(start, cursor);
-    return token_shape_e::word;
+    if (class_of(*cursor) != char_class_e::quote) {
+        span = std::string_view(start, cursor);
+        return token_shape_e::word;
+    }
+    const char* end = nullptr;
+    if (!dri_find_end_quote(cursor, end)) {
+        return token_shape_e::error;
+    }
+    span = std::string_view(cursor + 1, end);
+    cursor = end + 1;
+    return token_shape_e::literal;
 }
 
-// Reads one token of a language whose one-character tokens are `singles`.
-shaped_token_s next_token(std::string_view singles, const char*& cursor) {
-    while (is_blank(*cursor)) {
+// Reads one token of a language.
+shaped_token_s next_token(const alphabet_c& class_of, const char*& cursor) {
+    while (class_of(*cursor) == char_class_e::blank) {
         ++cursor;
     }
     shaped_token_s token{token_shape_e::end, std::string_view(cursor, 1), cursor};
-    if (*cursor == '\0') {
-        return token;
-    }
-    if (singles.find(*cursor) != std::string_view::npos) {
+    switch (class_of(*cursor)) {
+    case char_class_e::end:
+        break;
+    case char_class_e::single:
         ++cursor;
         token.shape = token_shape_e::single;
-    } else {
-        token.shape = next_word(singles, cursor, token.span);
+        break;
+    default:
+        token.shape = next_word(class_of, cursor, token.span);
     }
     return token;
 }
@@ -76,7 +99,7 @@ std::string unquoted(std::string_view span) {
 } // namespace
 
 dr_xp_token_s dri_xp_next_token(const char*& cursor) {
-    const shaped_token_s token = next_token("!(),/<=>[]", cursor);
+    const shaped_token_s token = next_token(PATHS, cursor);
     switch (token.shape) {
     case token_shape_e::end:
         return {XP_TOKEN_END, token.span, token.start};
@@ -106,7 +129,7 @@ int dri_xp_lexer_next(const char*& cursor, dr_str_buf_c& text, const char*& star
 }
 
 int dri_map_lexer_next(const char*& cursor, dr_str_buf_c& text, const char*& start) {
-    const shaped_token_s token = next_token("()+=", cursor);
+    const shaped_token_s token = next_token(MAPS, cursor);
     start = token.start;
     switch (token.shape) {
     case token_shape_e::end:

@@ -4,17 +4,14 @@
 
 #include <algorithm>
 #include <string>
-#include <unordered_map>
+#include <string_view>
 #include <utility>
 
+#include "expr/dr_text_cache.h"
 #include "expr/dr_xp_functions.h"
 #include "expr/dr_xp_lexer.h"
 
 namespace {
-
-constexpr size_t CACHE_ENTRIES = 1024;
-constexpr size_t CACHE_TEXT = size_t{128} * 1024;
-constexpr size_t CACHED_TEXT_MAX = 4096;
 
 constexpr int FAILED = -1;
 
@@ -201,41 +198,14 @@ std::shared_ptr<const dr_xpath_c> parse_path(const char* cursor, dr_xp_size_s& s
     return nullptr;
 }
 
-class path_cache_c {
-  public:
-    using path_t = std::shared_ptr<const dr_xpath_c>;
+using path_t = std::shared_ptr<const dr_xpath_c>;
 
-    // Null when the text is not known.
-    path_t find(const std::string& text) const {
-        const auto found = paths_.find(text);
-        return found == paths_.end() ? nullptr : found->second;
-    }
-
-    void keep(const std::string& text, const path_t& path) {
-        if (text.size() > CACHED_TEXT_MAX) {
-            return;
-        }
-        if (paths_.size() == CACHE_ENTRIES || text_size_ + text.size() > CACHE_TEXT) {
-            clear();
-        }
-        paths_.emplace(text, path);
-        text_size_ += text.size();
-    }
-
-    void clear() {
-        paths_.clear();
-        text_size_ = 0;
-    }
-
-  private:
-    std::unordered_map<std::string, path_t> paths_;
-    size_t text_size_ = 0;
-};
-
-path_cache_c& cache() {
-    static path_cache_c paths;
+dr_text_cache_c<path_t>& cache() {
+    static dr_text_cache_c<path_t> paths(XP_KEPT_MEMORY);
     return paths;
 }
+
+unsigned times_forgotten = 0;
 
 void note_facts(const xp_node_c& node, dr_xp_predicate_s& predicate) {
     if (node.type == XP_NODE_CALL && node.text == "local_name") {
@@ -274,22 +244,34 @@ void dr_xpath_c::add_predicate(const xp_node_c& root) {
     predicates_.push_back(predicate);
 }
 
-std::shared_ptr<const dr_xpath_c> dri_xpath_get(const char* text, dr_xp_size_s& so_far) {
-    const std::string key(text);
-    dr_xp_size_s size;
-    auto path = cache().find(key);
-    if (path != nullptr) {
-        size = path->size();
-    } else if ((path = parse_path(text, size)) != nullptr) {
-        cache().keep(key, path);
+size_t dr_xpath_c::memory() const {
+    size_t memory = sizeof *this + 2 * DRI_BLOCK_MEMORY +
+                    predicates_.capacity() * sizeof(dr_xp_predicate_s) +
+                    steps_.capacity() * sizeof(xp_node_c);
+    for (const xp_node_c& step : steps_) {
+        memory += dri_memory_below(step);
     }
+    return memory;
+}
+
+std::shared_ptr<const dr_xpath_c> dri_xpath_make(const char* text, dr_xp_size_s& so_far) {
+    dr_xp_size_s size;
+    path_t path = parse_path(text, size);
     so_far.add(size);
     return so_far.is_too_much() ? nullptr : path;
 }
 
 std::shared_ptr<const dr_xpath_c> dri_xpath_get(const char* text) {
+    constexpr uint64_t everywhere = 0;
+    if (const path_t* known = cache().find(everywhere, text)) {
+        return *known;
+    }
     dr_xp_size_s size;
-    return dri_xpath_get(text, size);
+    path_t path = dri_xpath_make(text, size);
+    if (path != nullptr) {
+        cache().keep(everywhere, text, path, path->memory());
+    }
+    return path;
 }
 
 int dri_xpath_parse(const char* text, std::vector<xp_node_c>& steps) {
@@ -308,4 +290,9 @@ int dri_xp_parse_expr(const char*& cursor, xp_node_c& node) {
 
 void dri_forget_paths() {
     cache().clear();
+    ++times_forgotten;
+}
+
+unsigned dri_times_paths_forgotten() {
+    return times_forgotten;
 }

@@ -14,9 +14,9 @@
 // several paths that belong together counts them together, and parsing stops where they hold too
 // much.
 //
-// Parsed paths are kept in a cache of at most 1,024 entries and 128 KiB of text, which is emptied
-// when it is full; texts of more than 4 KiB are parsed each time. It has no lock: paths are parsed
-// on the daemon's thread only. A parsed path itself never changes and may be read anywhere.
+// Parsed paths are kept in a cache of at most 192 KiB, nodes included (dr_text_cache_c). It has no
+// lock: paths are parsed on the daemon's thread only. A parsed path itself never changes and may be
+// read anywhere.
 #pragma once
 
 #include <memory>
@@ -26,6 +26,7 @@
 
 inline constexpr size_t XP_NODES_MAX = 4096;
 inline constexpr size_t XP_PATTERNS_MAX = 256;
+inline constexpr size_t XP_KEPT_MEMORY = size_t{192} * 1024;
 // As much as one pattern of 1,024 characters.
 inline constexpr size_t XP_PATTERN_WORK_MAX = size_t{1024} * 1024;
 
@@ -64,6 +65,8 @@ class dr_xpath_c {
     // The predicates of all steps, in the order in which they were written.
     const std::vector<dr_xp_predicate_s>& predicates() const { return predicates_; }
     const dr_xp_size_s& size() const { return size_; }
+    // In bytes, about, with everything below it.
+    size_t memory() const;
 
   private:
     void add_predicate(const xp_node_c& root);
@@ -73,12 +76,12 @@ class dr_xpath_c {
     std::vector<dr_xp_predicate_s> predicates_;
 };
 
-// The parsed path, shared with the cache; null when it does not parse or is too much together with
-// what was counted `so_far`, to which it is added. A literal that is never closed ends the path
-// there, unless it lies in a predicate.
-std::shared_ptr<const dr_xpath_c> dri_xpath_get(const char* text, dr_xp_size_s& so_far);
+// The parsed path; null when it does not parse or is too much together with what was counted
+// `so_far`, to which it is added. A literal that is never closed ends the path there, unless it lies
+// in a predicate.
+std::shared_ptr<const dr_xpath_c> dri_xpath_make(const char* text, dr_xp_size_s& so_far);
 
-// The same for a path that is counted alone.
+// The same for a path that is counted alone, shared with the cache.
 std::shared_ptr<const dr_xpath_c> dri_xpath_get(const char* text);
 
 // The same, as a copy. 0, or -1 with `steps` as it was.
@@ -91,3 +94,5 @@ int dri_xp_parse_expr(const char*& cursor, xp_node_c& node);
 
 // Empties the cache.
 void dri_forget_paths();
+// How often that was done: what was made of parsed paths is to be forgotten with them.
+unsigned dri_times_paths_forgotten();

@@ -2,6 +2,7 @@
 
 #include "expr/dri_args.h"
 
+#include <algorithm>
 #include <cctype>
 #include <string>
 
@@ -13,7 +14,7 @@ bool is_separator(char c) {
     return c == ',' || isspace(static_cast<unsigned char>(c)) != 0;
 }
 
-// Hands out one argument after the other, so that a search needs no room for the others.
+// Hands out one argument after the other.
 class args_reader_c {
   public:
     explicit args_reader_c(const char* text) : cursor_(text) {}
@@ -53,17 +54,17 @@ class args_reader_c {
 
     // Leaves the cursor at the closing quote.
     bool quoted() {
-        const char quote = *cursor_;
-        dr_str_buf_c text;
-        if (state_ == state_e::in_name || dri_get_quoted_str(cursor_, text, cursor_) != 0) {
+        const char* const begin = cursor_;
+        if (state_ == state_e::in_name || !dri_find_end_quote(begin, cursor_)) {
             return false;
         }
+        const std::string text = dri_unquoted(std::string_view(begin + 1, cursor_), *begin);
         if (state_ == state_e::between) {
             name = text;
         } else {
-            value += quote;
+            value += *begin;
             value += text;
-            value += quote;
+            value += *begin;
         }
         return true;
     }
@@ -84,27 +85,42 @@ class args_reader_c {
 
 } // namespace
 
-int dri_args_parse(const char* text, dr_args_t& out) {
-    out.clear();
+bool dri_read_args(const char* text, std::vector<dr_argument_s>& out) {
     args_reader_c reader(text);
     while (reader.next()) {
-        out.emplace_back(reader.name.c_str(), reader.value.c_str());
+        out.push_back({std::move(reader.name), std::move(reader.value)});
     }
-    return reader.failed() ? -1 : static_cast<int>(out.size());
+    return !reader.failed();
+}
+
+const dr_argument_s* dri_find_arg(const std::vector<dr_argument_s>& args,
+                                  std::string_view name) {
+    const auto found = std::find_if(args.begin(), args.end(), [name](const auto& arg) {
+        return arg.name == name;
+    });
+    return found == args.end() ? nullptr : &*found;
+}
+
+int dri_args_parse(const char* text, dr_args_t& out) {
+    out.clear();
+    std::vector<dr_argument_s> args;
+    const bool is_right = dri_read_args(text, args);
+    for (const dr_argument_s& arg : args) {
+        out.emplace_back(arg.name.c_str(), arg.value.c_str());
+    }
+    return is_right ? static_cast<int>(out.size()) : -1;
 }
 
 int dri_args_find(const char* text, const char* name, dr_str_buf_c& value) {
-    if (text == nullptr) {
-        return 0;
+    std::vector<dr_argument_s> args;
+    if (text != nullptr) {
+        dri_read_args(text, args);
     }
-    args_reader_c reader(text);
-    while (reader.next()) {
-        if (reader.name == name) {
-            value = reader.value;
-            return 1;
-        }
+    const dr_argument_s* found = dri_find_arg(args, name);
+    if (found != nullptr) {
+        value = found->value;
     }
-    return 0;
+    return found != nullptr ? 1 : 0;
 }
 
 int dri_args_field_value(const dr_args_t& pairs, const char* name, dr_str_buf_c& value) {

@@ -12,10 +12,24 @@
 // No state; safe from any thread.
 #pragma once
 
+#include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
 #include "frame/dr_str_buf.h"
+
+struct dr_argument_s {
+    std::string name;
+    std::string value; // with its quotes
+};
+
+// Reads all arguments in one pass. What was read before an error is in `out` in any case; whether
+// there was none.
+bool dri_read_args(const char* text, std::vector<dr_argument_s>& out);
+// The first argument of that name, or null.
+const dr_argument_s* dri_find_arg(const std::vector<dr_argument_s>& args,
+                                  std::string_view name);
 
 using dr_args_t = std::vector<std::pair<dr_str_buf_c, dr_str_buf_c>>;
 

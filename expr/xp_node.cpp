@@ -2,9 +2,11 @@
 
 #include "expr/xp_node.h"
 
+#include <algorithm>
 #include <string>
 #include <utility>
 
+#include "expr/dr_text_cache.h"
 #include "expr/dr_xp_lexer.h"
 #include "frame/drend_trace.h"
 
@@ -146,6 +148,26 @@ void dri_xpath_dump(const std::vector<xp_node_c>& steps, dr_str_buf_c& out) {
         }
     }
     out = text;
+}
+
+size_t dri_memory_below(const xp_node_c& node) {
+    size_t memory = dri_text_memory(node.text);
+    const auto add_child = [&](const std::unique_ptr<xp_node_c>& child) {
+        if (child != nullptr) {
+            memory += sizeof(xp_node_c) + DRI_BLOCK_MEMORY + dri_memory_below(*child);
+        }
+    };
+    add_child(node.left);
+    add_child(node.right);
+    for (const children_t* children : {&node.args, &node.more_predicates}) {
+        memory += children->capacity() * sizeof children->front();
+        memory += children->empty() ? 0 : DRI_BLOCK_MEMORY;
+        std::for_each(children->begin(), children->end(), add_child);
+    }
+    if (node.pattern != nullptr) {
+        memory += sizeof *node.pattern + 2 * sizeof(void*) + DRI_BLOCK_MEMORY;
+    }
+    return memory;
 }
 
 void db_dump_expr(const xp_node_c& node) {

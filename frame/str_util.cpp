@@ -264,7 +264,7 @@ unsigned int str_split(const char* src, std::vector<std::string>& out,
     }
 }
 
-bool dri_find_end_quote(const char* s, const char*& end) {
+bool dri_seek_end_quote(const char* s, const char*& end) {
     const char quote = *s;
     end = s + 1;
     for (const char* found = quote == '\0' ? nullptr : strchr(end, quote); found != nullptr;
@@ -275,10 +275,15 @@ bool dri_find_end_quote(const char* s, const char*& end) {
         }
         end = found + 1;
     }
-    if (dri_trace_on(DREND_TRACE_ERROR)) {
+    return false;
+}
+
+bool dri_find_end_quote(const char* s, const char*& end) {
+    const bool is_found = dri_seek_end_quote(s, end);
+    if (!is_found && dri_trace_on(DREND_TRACE_ERROR)) {
         drend_debug_trace("DR_ERROR: Missing end quote");
     }
-    return false;
+    return is_found;
 }
 
 std::string dri_unquoted(std::string_view inside, char quote) {
@@ -292,6 +297,23 @@ std::string dri_unquoted(std::string_view inside, char quote) {
         text += quote;
         begin = found + 1;
     }
+}
+
+void dri_append_quoted(std::string& dst, std::string_view text) {
+    dst += '\'';
+    for (const char c : text) {
+        if (c == '\'') {
+            dst += '\\';
+        }
+        dst += c;
+    }
+    dst += '\'';
+}
+
+std::string_view dri_strip_quotes(std::string_view text) {
+    const bool is_quoted = text.size() > 1 && text.front() == text.back() &&
+                           (text.front() == '"' || text.front() == '\'');
+    return is_quoted ? text.substr(1, text.size() - 2) : text;
 }
 
 int dri_get_quoted_str(const char* s, dr_str_buf_c& out, const char*& end) {

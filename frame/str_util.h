@@ -59,8 +59,15 @@ unsigned int str_split(const char* src, std::vector<std::string>& out,
 // backslash before a quote keeps it inside. True with `end` at the closing quote, or false, which
 // is traced, with `end` behind the last quote that was kept.
 bool dri_find_end_quote(const char* s, const char*& end);
+// The same without a trace.
+bool dri_seek_end_quote(const char* s, const char*& end);
 // The text between the quotes, without the backslashes that keep quotes in it.
 std::string dri_unquoted(std::string_view inside, char quote);
+// Appends the text in single quotes, with a backslash before each of those in it: what is read back
+// as the same text, unless that ends in a backslash.
+void dri_append_quoted(std::string& dst, std::string_view text);
+// Without the quotes that it begins and ends with, if it does.
+std::string_view dri_strip_quotes(std::string_view text);
 
 // Reads the quoted string that begins at `s`, whose first character is its quote. A
 // backslash keeps the quote after it in the text. 0 with `end` at the closing quote, or -1

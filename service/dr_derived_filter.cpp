@@ -5,63 +5,99 @@
 //
 // Arguments of different branches meet at the level that they share; what that selects is kept as
 // it is, because requests rely on it.
+//
+// The steps are built as the parser would build them from a text, but a value needs no quotes so: it
+// is compared as it was given, whatever it holds. A step's text is for traces.
 #include "service/dr_derived_filter.h"
 
-#include <cstring>
-#include <vector>
+#include <memory>
+#include <utility>
 
-#include "expr/dri_args.h"
+#include "expr/dr_xp_lexer.h"
+#include "expr/dr_xp_parser.h"
 #include "frame/str_util.h"
 
 namespace {
 
-// A predicate that no row satisfies, for a value that no literal can hold.
-constexpr char NEVER[] = "('false'='true')";
-
-// The test that `name` has that value, quoted so that it stays one literal whatever it holds.
-std::string predicate_for(const std::string& name, const char* value) {
-    std::string literal;
-    for (const char* c = value; *c != '\0'; ++c) {
-        literal += *c == '\'' ? "\\'" : std::string(1, *c);
-    }
-    return literal.ends_with('\\') ? NEVER : "(" + name + "='" + literal + "')";
+std::unique_ptr<xp_node_c> make_value(int kind, std::string_view text) {
+    auto node = std::make_unique<xp_node_c>();
+    node->type = XP_NODE_VALUE;
+    node->kind = kind;
+    node->text = text;
+    return node;
 }
+
+// One level of the filter: a tag's name and the values that its kids are to have.
+class step_builder_c {
+  public:
+    explicit step_builder_c(std::string name) : text_(name) {
+        node_.text = std::move(name);
+    }
+
+    void add(const std::string& name, std::string_view value) {
+        text_ += node_.type == XP_NODE_NONE ? " [ ( " : " and ( ";
+        text_ += name;
+        text_ += " = ";
+        dri_append_quoted(text_, value);
+        text_ += " )";
+        add_predicate(make_value(XP_TOKEN_WORD, name), make_value(XP_TOKEN_LITERAL, value));
+    }
+
+    dr_step_filter_s finish() {
+        text_ += node_.type == XP_NODE_NONE ? "" : " ]";
+        std::vector<xp_node_c> steps;
+        steps.push_back(std::move(node_));
+        dr_xp_size_s size;
+        size.nodes = 1 + 3 * (1 + node_.more_predicates.size());
+        return {std::move(text_), std::make_shared<dr_xpath_c>(std::move(steps), size)};
+    }
+
+  private:
+    // Each is a predicate of its own: however many there are, nothing nests.
+    void add_predicate(std::unique_ptr<xp_node_c> name, std::unique_ptr<xp_node_c> value) {
+        xp_node_c* root = &node_;
+        if (node_.type != XP_NODE_NONE) {
+            node_.more_predicates.push_back(std::make_unique<xp_node_c>());
+            root = node_.more_predicates.back().get();
+        }
+        root->type = XP_NODE_EQUAL;
+        root->left = std::move(name);
+        root->right = std::move(value);
+    }
+
+    xp_node_c node_;
+    std::string text_;
+};
 
 // The levels of a filter, built up argument by argument. Steps found by earlier arguments stay, and
 // an argument whose tag lies below another branch adds to the step that its depth has already.
 class filter_builder_c {
   public:
     // Finds the tag called `name` in the tree below `top`, and puts a predicate on its parent.
-    void add(const drend_tag_c& top, const std::string& name, const char* value) {
+    void add(const drend_tag_c& top, const std::string& name, std::string_view value) {
         name_ = &name;
-        predicate_ = predicate_for(name, value);
+        value_ = value;
         search(top, -1);
     }
 
-    std::string text() const {
-        std::string filter;
-        for (const step_s& step : steps_) {
-            filter += "/" + step.name;
-            if (!step.predicates.empty()) {
-                filter += "[";
-                str_join(step.predicates, filter, " and ");
-                filter += "]";
-            }
+    dr_filter_t finish() {
+        if (steps_.empty()) {
+            return nullptr;
+        }
+        auto filter = std::make_shared<std::vector<dr_step_filter_s>>();
+        filter->reserve(steps_.size());
+        for (step_builder_c& step : steps_) {
+            filter->push_back(step.finish());
         }
         return filter;
     }
 
   private:
-    struct step_s {
-        std::string name;
-        std::vector<std::string> predicates;
-    };
-
     // `depth` is the level of the tag's parent among the visible tags, -1 for the top.
     bool search(const drend_tag_c& tag, int depth) {
         if (tag.name() == *name_ && tag.dt_type != DT_TYPE_EMPTY) {
             if (depth >= 0) {
-                steps_[static_cast<size_t>(depth)].predicates.push_back(predicate_);
+                steps_[static_cast<size_t>(depth)].add(*name_, value_);
             }
             return true;
         }
@@ -69,7 +105,7 @@ class filter_builder_c {
         const int level = tag.is_hidden() ? depth : depth + 1;
         const bool adds = level > depth && steps_.size() <= static_cast<size_t>(level);
         if (adds) {
-            steps_.push_back({tag.name(), {}});
+            steps_.emplace_back(tag.name());
         }
         for (const drend_tag_c* kid : tag.dt_kids) {
             if (search(*kid, level)) {
@@ -83,60 +119,29 @@ class filter_builder_c {
     }
 
     const std::string* name_ = nullptr;
-    std::string predicate_;
-    std::vector<step_s> steps_;
+    std::string_view value_;
+    std::vector<step_builder_c> steps_;
 };
-
-// The end of the literal that begins at `quote`, or of the text.
-const char* literal_end(const char* quote) {
-    const char* c = quote + 1;
-    while (*c != '\0' && (*c != *quote || c[-1] == '\\')) {
-        ++c;
-    }
-    return *c == '\0' ? c : c + 1;
-}
 
 } // namespace
 
-dr_request_wish_s dri_derive_wish(const drend_tag_c& top_tag, const char* args) {
+dr_request_wish_s dri_derive_wish(const drend_tag_c& top_tag,
+                                  const std::vector<dr_argument_s>& args) {
     dr_request_wish_s wish;
     if (!top_tag.dt_styles.empty()) {
         wish.style = top_tag.dt_styles.back();
     }
     filter_builder_c builder;
     for (const drend_tag_c* input : top_tag.dt_input_kids) {
-        dr_str_buf_c value;
-        if (dri_args_find(args, input->name().c_str(), value) == 0) {
+        const dr_argument_s* given = dri_find_arg(args, input->name());
+        if (given == nullptr) {
             continue;
         }
-        value.strip_quotes();
-        builder.add(top_tag, input->name(), value);
+        builder.add(top_tag, input->name(), dri_strip_quotes(given->value));
         if (!input->dt_styles.empty()) {
             wish.style = input->dt_styles.back();
         }
     }
-    wish.filter = builder.text();
+    wish.filter = builder.finish();
     return wish;
-}
-
-std::string dri_simplify_filter(const char* filter) {
-    static constexpr char every_row[] = "[*]";
-    std::string simple;
-    bool is_first = true;
-    for (const char* c = filter; *c != '\0';) {
-        if (*c == '\'' || *c == '"') {
-            const char* end = literal_end(c);
-            simple.append(c, end);
-            c = end;
-        } else if (strncmp(c, every_row, strlen(every_row)) == 0) {
-            c += strlen(every_row);
-        } else {
-            simple += *c++;
-            if (is_first && simple.ends_with("//")) {
-                simple.pop_back();
-                is_first = false;
-            }
-        }
-    }
-    return simple;
 }

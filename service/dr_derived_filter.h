@@ -4,21 +4,21 @@
 // that are given become predicates of a filter, and may select a style.
 //
 //     top tag a, list b with key leaf name, input parameter name
-//     arguments  name=ge-0/0/0     ->   /a/b[(name='ge-0/0/0')]
+//     arguments  name=ge-0/0/0     ->   steps  a,  b[name='ge-0/0/0']
 #pragma once
 
 #include <string>
+#include <vector>
 
+#include "definitions/dr_step_filter.h"
 #include "definitions/drend_tag.h"
+#include "expr/dri_args.h"
 
 struct dr_request_wish_s {
-    std::string filter; // empty: no input parameter was given
-    std::string style;  // empty: none
+    // Null: no input parameter was given that names a leaf.
+    dr_filter_t filter;
+    std::string style; // empty: none
 };
 
-// `args` is the request's argument text, not null.
-dr_request_wish_s dri_derive_wish(const drend_tag_c& top_tag, const char* args);
-
-// Takes row selectors that select everything, "[*]", out of a filter and makes its first "//" a
-// "/". Literals are left as they are.
-std::string dri_simplify_filter(const char* filter);
+dr_request_wish_s dri_derive_wish(const drend_tag_c& top_tag,
+                                  const std::vector<dr_argument_s>& args);

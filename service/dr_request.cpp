@@ -6,14 +6,14 @@
 
 #include <cassert>
 
-#include "expr/dri_args.h"
 #include "render/dr_answer.h"
 #include "render/dr_json_cwalker.h"
 #include "render/dr_xml_cwalker.h"
-#include "service/dr_derived_filter.h"
+#include "service/dr_request_meaning.h"
 
-dr_request_c::dr_request_c(void* peer, const drend_tag_c* top_tag)
-    : dr_tags_access_context_c(nullptr), dr_suspendable_c(peer), top_tag_(top_tag) {}
+dr_request_c::dr_request_c(const dr_request_s& asked)
+    : dr_tags_access_context_c(nullptr), dr_suspendable_c(asked.peer),
+      top_tag_(asked.top_tag) {}
 
 std::unique_ptr<dr_context_walker_c> dr_request_c::make_walker(int format,
                                                                bool wrap_in_data) {
@@ -23,27 +23,21 @@ std::unique_ptr<dr_context_walker_c> dr_request_c::make_walker(int format,
     return std::make_unique<dr_xml_cwalker_c>(*this, peer(), wrap_in_data);
 }
 
-bool dr_request_c::run(int format, const char* args, bool wrap_in_data,
-                       const char* filter) {
-    dr_str_buf_c value;
-    dr_str_buf_c given_filter;
-    if (dri_args_find(args, "as-json", value) != 0) {
-        format = DR_FORMAT_JSON;
+// Makes the walker and sets filter and style. False when the filter is refused.
+bool dr_request_c::apply(const dr_request_s& asked) {
+    const auto meaning = dri_meaning_of(*top_tag_, asked.args);
+    const int format = meaning->as_json ? static_cast<int>(DR_FORMAT_JSON) : asked.format;
+    output_ = make_walker(format, asked.wrap_in_data);
+    requested_style = meaning->style;
+    if (!meaning->has_filter && asked.filter == nullptr) {
+        return true;
     }
-    if (dri_args_find(args, "filter", given_filter) != 0) {
-        given_filter.strip_quotes();
-        filter = given_filter;
-    }
-    dr_request_wish_s wish;
-    if (args != nullptr) {
-        wish = dri_derive_wish(*top_tag_, args);
-    }
-    requested_style = wish.style;
-    if (!wish.filter.empty()) {
-        filter = wish.filter.c_str();
-    }
-    output_ = make_walker(format, wrap_in_data);
-    if (filter != nullptr && set_filter(dri_simplify_filter(filter).c_str()) != 0) {
+    set_filter(meaning->has_filter ? meaning->filter : dri_read_filter(asked.filter));
+    return has_filter();
+}
+
+bool dr_request_c::run(const dr_request_s& asked) {
+    if (!apply(asked)) {
         status_ = dri_send_last_line(peer(), "error: the filter is too large\n");
         return true;
     }

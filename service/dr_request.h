@@ -19,12 +19,23 @@ enum dr_format_e : int { DR_FORMAT_XML = 1, DR_FORMAT_JSON = 2 };
 // What a request is answered with that has printed nothing.
 inline constexpr char DR_NOTHING_SENT[] = "210\n";
 
+// What is asked for, by whom. Tag and texts stay the caller's: the tag for as long as the answer
+// takes, the texts until run() returns.
+struct dr_request_s {
+    void* peer;
+    const drend_tag_c* top_tag;
+    const char* args = nullptr; // null: none
+    int format = DR_FORMAT_XML;
+    bool wrap_in_data = false;
+    const char* filter = nullptr; // null: none
+};
+
 class dr_request_c final : public dr_tags_access_context_c, public dr_suspendable_c {
   public:
-    dr_request_c(void* peer, const drend_tag_c* top_tag);
+    explicit dr_request_c(const dr_request_s& asked);
 
-    // Applies the arguments (null: none) and walks. True when the request is finished.
-    bool run(int format, const char* args, bool wrap_in_data, const char* filter);
+    // Applies the arguments and walks. True when the request is finished.
+    bool run(const dr_request_s& asked);
 
     // Of a finished request: 0, or DREND_PEER_LOST once a send has failed.
     int status() const { return status_; }
@@ -38,6 +49,7 @@ class dr_request_c final : public dr_tags_access_context_c, public dr_suspendabl
         output_->peer_is_lost();
     } // the walk notices at its next tag
     std::unique_ptr<dr_context_walker_c> make_walker(int format, bool wrap_in_data);
+    bool apply(const dr_request_s& asked);
 
     const drend_tag_c* top_tag_;
     std::unique_ptr<dr_context_walker_c> output_; // until the end of its answer

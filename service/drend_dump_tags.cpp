@@ -16,19 +16,16 @@ namespace {
 // The walk that drend_dump_rpc suspended and nobody has taken yet.
 void* suspended_rpc = nullptr;
 
-std::unique_ptr<dr_request_c> run_request(std::unique_ptr<dr_request_c> request, int format,
-                                          const char* args, int* status, bool wrap_in_data,
-                                          const char* filter) {
-    const bool is_over = request->run(format, args, wrap_in_data, filter);
+std::unique_ptr<dr_request_c> run_request(std::unique_ptr<dr_request_c> request,
+                                          const dr_request_s& asked, int* status) {
+    const bool is_over = request->run(asked);
     *status = request->status();
     return is_over ? nullptr : std::move(request);
 }
 
-int render_rpc(void* peer, const drend_tag_c* tag, const char* name, const char* argument,
-               bool wrap_in_data) {
+int render_rpc(const dr_request_s& asked, const char* name) {
     int status = 0;
-    std::unique_ptr<dr_request_c> suspended =
-        dri_dump_tags(peer, tag, DR_FORMAT_XML, argument, &status, wrap_in_data, nullptr);
+    std::unique_ptr<dr_request_c> suspended = dri_dump_tags(asked, &status);
     if (suspended != nullptr) {
         void* walk = dr_suspendable_c::keep(std::move(suspended),
                                             dr_suspendable_c::keeper_e::CALLER);
@@ -47,28 +44,22 @@ int dump_rpc(void* peer, const char* name, const char* argument, bool may_wrap) 
         fprintf(stderr, "Invalid top node for rpc '%s'\n", name);
         return 0;
     }
-    const bool wrap_in_data = may_wrap && strcmp(name, DRI_NETCONF_GET) == 0;
-    return dri_answer<int>(peer, DREND_ERR, [&] {
-        return render_rpc(peer, tag.get(), name, argument, wrap_in_data);
-    });
+    dr_request_s asked{peer, tag.get(), argument};
+    asked.wrap_in_data = may_wrap && strcmp(name, DRI_NETCONF_GET) == 0;
+    return dri_answer<int>(peer, DREND_ERR, [&] { return render_rpc(asked, name); });
 }
 
 } // namespace
 
-std::unique_ptr<dr_request_c> dri_dump_tags(void* peer, const drend_tag_c* top_tag,
-                                            int format, const char* args, int* status,
-                                            bool wrap_in_data, const char* filter) {
-    return run_request(std::make_unique<dr_request_c>(peer, top_tag), format, args, status,
-                       wrap_in_data, filter);
+std::unique_ptr<dr_request_c> dri_dump_tags(const dr_request_s& asked, int* status) {
+    return run_request(std::make_unique<dr_request_c>(asked), asked, status);
 }
 
-std::unique_ptr<dr_request_c> dri_mgmt_dump_tags(void* peer, const drend_tag_c* top_tag,
-                                                 int format, const char* args, int* status,
-                                                 bool wrap_in_data, const char* filter) {
+std::unique_ptr<dr_request_c> dri_mgmt_dump_tags(const dr_request_s& asked, int* status) {
     drend_chars_sent_reset();
-    auto request = std::make_unique<dr_request_c>(peer, top_tag);
+    auto request = std::make_unique<dr_request_c>(asked);
     request->answer_even_when_empty();
-    return run_request(std::move(request), format, args, status, wrap_in_data, filter);
+    return run_request(std::move(request), asked, status);
 }
 
 int drend_dump_rpc(void* peer, const char* name, const char* argument) {

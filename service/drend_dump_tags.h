@@ -8,15 +8,11 @@
 
 #include "service/dr_request.h"
 
-// Null when the command is finished, with `status` 0 or DREND_PEER_LOST. `args` and `filter` may be
-// null; a filter among the arguments replaces `filter`, one derived from the command's input
-// parameters replaces both.
-std::unique_ptr<dr_request_c> dri_dump_tags(void* peer, const drend_tag_c* top_tag,
-                                            int format, const char* args, int* status,
-                                            bool wrap_in_data, const char* filter);
+// Null when the command is finished, with `status` 0 or DREND_PEER_LOST. A filter among the
+// arguments replaces the request's own, one derived from the command's input parameters replaces
+// both.
+std::unique_ptr<dr_request_c> dri_dump_tags(const dr_request_s& asked, int* status);
 
 // The same for requests of the menu, whose peer always gets an answer: the bare code 210 when the
 // command prints nothing.
-std::unique_ptr<dr_request_c> dri_mgmt_dump_tags(void* peer, const drend_tag_c* top_tag,
-                                                 int format, const char* args, int* status,
-                                                 bool wrap_in_data, const char* filter);
+std::unique_ptr<dr_request_c> dri_mgmt_dump_tags(const dr_request_s& asked, int* status);

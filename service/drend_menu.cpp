@@ -109,10 +109,9 @@ chosen_s choose(unsigned subcode) {
     return chosen;
 }
 
-int render(void* peer, const chosen_s& chosen, const char* argument) {
+int render(const dr_request_s& asked) {
     int status = 0;
-    auto suspended = dri_mgmt_dump_tags(peer, chosen.tag.get(), DR_FORMAT_XML, argument,
-                                        &status, chosen.is_get, nullptr);
+    auto suspended = dri_mgmt_dump_tags(asked, &status);
     if (suspended != nullptr) {
         dri_deferred(
             dr_suspendable_c::keep(std::move(suspended), dr_suspendable_c::keeper_e::PEER));
@@ -128,7 +127,9 @@ int run_rendered(void* peer, unsigned subcode, const chosen_s& chosen,
     if (dri_refuse_while_answering(peer)) {
         return -1;
     }
-    return dri_answer<int>(peer, DREND_ERR, [&] { return render(peer, chosen, argument); });
+    dr_request_s asked{peer, chosen.tag.get(), argument};
+    asked.wrap_in_data = chosen.is_get;
+    return dri_answer<int>(peer, DREND_ERR, [&] { return render(asked); });
 }
 
 int run_render_command(void* peer, void* parse_context, const char* argument) {

@@ -161,10 +161,10 @@ TEST(expr_parser, size_is_bounded) {
         EXPECT_EQ(dri_xpath_get(with(100000).c_str()), nullptr) << c.open << c.each;
     }
     dr_xp_size_s together;
-    for (int i = 0; i < 3; ++i) { // parsed once, counted each time
-        EXPECT_NE(dri_xpath_get(("a" + repeated(600, "[x]")).c_str(), together), nullptr);
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_NE(dri_xpath_make(("a" + repeated(600, "[x]")).c_str(), together), nullptr);
     }
-    EXPECT_EQ(dri_xpath_get(("a" + repeated(600, "[x]")).c_str(), together), nullptr);
+    EXPECT_EQ(dri_xpath_make(("a" + repeated(600, "[x]")).c_str(), together), nullptr);
 }
 
 TEST(expr_parser, facts_about_predicates) {
@@ -194,20 +194,28 @@ TEST(expr_cache, shares_and_stays_small) {
     dri_reset_xpath_cache();
     EXPECT_NE(dri_xpath_get("a[b='c']"), first);
 
-    struct {
-        size_t length, count, kept;
-    } const loads[] = {{8, 5000, 1024}, {4096, 100, 32}, {4097, 10, 0}};
-    for (const auto& [length, count, kept] : loads) {
+    // By what they hold: names, predicates of many nodes, and what is too large to be kept.
+    const struct {
+        size_t name, nodes, count;
+    } loads[] = {{8, 0, 5000}, {8, 50, 300}, {4096, 0, 100}, {8, 400, 10}};
+    for (const auto& load : loads) {
+        dri_reset_xpath_cache();
         std::vector<std::weak_ptr<const dr_xpath_c>> paths;
-        for (size_t i = 0; i < count; ++i) {
+        size_t most = 0;
+        for (size_t i = 0; i < load.count; ++i) {
             std::string name = std::to_string(i);
-            name.resize(length, 'x');
-            paths.push_back(dri_xpath_get(name.c_str()));
+            name.resize(load.name, 'x');
+            paths.push_back(dri_xpath_get((name + repeated(static_cast<int>(load.nodes), "[a]")).c_str()));
+            size_t held = 0;
+            for (const auto& path : paths) {
+                held += path.expired() ? 0 : 1;
+            }
+            most = std::max(most, held);
         }
-        const auto alive = std::count_if(paths.begin(), paths.end(),
-                                         [](const auto& path) { return !path.expired(); });
-        EXPECT_LE(static_cast<size_t>(alive), kept) << length;
-        EXPECT_GE(static_cast<size_t>(alive), kept / 8) << length;
+        const size_t nodes = 1 + 2 * load.nodes;
+        const size_t least = nodes * sizeof(xp_node_c) + load.name;
+        EXPECT_LE(most * least, XP_KEPT_MEMORY) << load.nodes;
+        EXPECT_EQ(most > 0, least < XP_KEPT_MEMORY / 8) << load.nodes;
     }
 }
 

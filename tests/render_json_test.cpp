@@ -7,6 +7,7 @@
 #include <jansson.h>
 
 #include "definitions/drend_load.h"
+#include "expr/dr_xp_parser.h"
 #include "render/dr_json_cwalker.h"
 #include "render/dr_string_cwalker.h"
 #include "render/dr_tags_access_context.h"
@@ -378,7 +379,20 @@ TEST_F(json_test, input_parameters_filter_and_select_a_style) {
     }
     // An argument of another branch adds to the step that its depth has already.
     const drend_tag_c& tag = *dri_get_command_tag_by_name("ifs");
-    EXPECT_EQ(dri_derive_wish(tag, "host=x").filter, "/top/system[(host='x')]");
-    EXPECT_EQ(dri_derive_wish(tag, "name=lo, host=x").filter,
-              "/top/if[(name='lo') and (host='x')]");
+    const auto steps = [&](const char* arguments) {
+        std::vector<dr_argument_s> args;
+        dri_read_args(arguments, args);
+        const dr_filter_t filter = dri_derive_wish(tag, args).filter;
+        std::string text;
+        for (const dr_step_filter_s& step : *filter) {
+            dr_str_buf_c parsed;
+            dri_xpath_dump(step.parsed->steps(), parsed);
+            text += "/" + step.text + " " + parsed.c_str();
+        }
+        return text;
+    };
+    EXPECT_EQ(steps("host=x"), "/top top/system [ ( host = 'x' ) ] system[(host = 'x')]");
+    EXPECT_EQ(steps("name=\"a'b\", host=x\\"),
+              "/top top/if [ ( name = 'a\\'b' ) and ( host = 'x\\' ) ] "
+              "if[(name = 'a'b')][(host = 'x\\')]");
 }

@@ -48,13 +48,15 @@ class turns_c {
     size_t turn_ = 0;
 };
 
+// The warm-up asks each of them once.
 job_s job_of(size_t requests, const std::function<void()>& ask) {
-    return {ask, [=] {
-                for (size_t i = 0; i < requests; ++i) {
-                    ask();
-                }
-                return requests;
-            }};
+    const auto ask_all = [=] {
+        for (size_t i = 0; i < requests; ++i) {
+            ask();
+        }
+        return requests;
+    };
+    return {ask_all, ask_all};
 }
 
 std::function<void()> library_request(routes_t routes, drend_proc_t step, size_t asked,

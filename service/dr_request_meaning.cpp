@@ -1,0 +1,106 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
+// Most requests repeat: a poll, a script, an operator's arrow-up. Their text is the key; a tag's
+// serial number stands for the command, since definitions are reloaded and addresses come again.
+
+#include "service/dr_request_meaning.h"
+
+#include <cstring>
+#include <utility>
+
+#include "definitions/dr_filter_steps.h"
+#include "expr/dr_text_cache.h"
+#include "expr/dr_xp_parser.h"
+#include "expr/dri_args.h"
+#include "frame/str_util.h"
+#include "service/dr_derived_filter.h"
+
+namespace {
+
+using meaning_t = std::shared_ptr<const dr_request_meaning_s>;
+
+// Takes row selectors that select everything, "[*]", out of a filter and makes its first "//" a
+// "/". Literals are left as they are.
+std::string simplify(const char* filter) {
+    static constexpr char every_row[] = "[*]";
+    std::string simple;
+    simple.reserve(strlen(filter));
+    bool is_first = true;
+    for (const char* c = filter; *c != '\0';) {
+        const char* end = nullptr;
+        if (*c == '\'' || *c == '"') {
+            end = dri_seek_end_quote(c, end) ? end + 1 : c + strlen(c);
+            simple.append(c, end);
+            c = end;
+        } else if (strncmp(c, every_row, strlen(every_row)) == 0) {
+            c += strlen(every_row);
+        } else {
+            simple += *c++;
+            if (is_first && simple.ends_with("//")) {
+                simple.pop_back();
+                is_first = false;
+            }
+        }
+    }
+    return simple;
+}
+
+meaning_t read_meaning(const drend_tag_c& top_tag, const char* text) {
+    auto meaning = std::make_shared<dr_request_meaning_s>();
+    std::vector<dr_argument_s> args;
+    dri_read_args(text, args); // what comes before an error counts
+    meaning->as_json = dri_find_arg(args, "as-json") != nullptr;
+    dr_request_wish_s wish = dri_derive_wish(top_tag, args);
+    meaning->style = std::move(wish.style);
+    if (wish.filter != nullptr) {
+        meaning->has_filter = true;
+        meaning->filter = std::move(wish.filter);
+    } else if (const dr_argument_s* given = dri_find_arg(args, "filter")) {
+        meaning->has_filter = true;
+        meaning->filter =
+            dri_read_filter(std::string(dri_strip_quotes(given->value)).c_str());
+    }
+    return meaning;
+}
+
+size_t memory_of(const dr_request_meaning_s& meaning) {
+    size_t memory = sizeof meaning + dri_text_memory(meaning.style) + 2 * DRI_BLOCK_MEMORY;
+    if (meaning.filter != nullptr) {
+        memory += sizeof *meaning.filter + 2 * DRI_BLOCK_MEMORY;
+        for (const dr_step_filter_s& step : *meaning.filter) {
+            memory += sizeof step + dri_text_memory(step.text);
+            memory += step.parsed == nullptr ? 0 : step.parsed->memory();
+        }
+    }
+    return memory;
+}
+
+// The meanings, forgotten whenever parsed paths are.
+dr_text_cache_c<meaning_t>& cache() {
+    static dr_text_cache_c<meaning_t> meanings(size_t{192} * 1024);
+    static unsigned forgotten = 0;
+    if (std::exchange(forgotten, dri_times_paths_forgotten()) != forgotten) {
+        meanings.clear();
+    }
+    return meanings;
+}
+
+} // namespace
+
+meaning_t dri_meaning_of(const drend_tag_c& top_tag, const char* args) {
+    static const auto nothing = std::make_shared<const dr_request_meaning_s>();
+    if (args == nullptr) {
+        return nothing;
+    }
+    dr_text_cache_c<meaning_t>& known = cache();
+    if (const meaning_t* found = known.find(top_tag.serial(), args)) {
+        return *found;
+    }
+    meaning_t meaning = read_meaning(top_tag, args);
+    known.keep(top_tag.serial(), args, meaning, memory_of(*meaning));
+    return meaning;
+}
+
+dr_filter_t dri_read_filter(const char* text) {
+    return dri_cut_filter(simplify(text).c_str());
+}
