@@ -58,7 +58,7 @@ class dr_text_cache_c {
 
   private:
     struct key_s {
-        uint64_t scope;
+        uint64_t scope = 0;
         std::string text;
     };
     struct view_s {
@@ -67,7 +67,7 @@ class dr_text_cache_c {
         view_s(uint64_t scope_, std::string_view text_) : scope(scope_), text(text_) {}
         bool operator==(const view_s&) const = default;
 
-        uint64_t scope;
+        uint64_t scope = 0;
         std::string_view text;
     };
     struct hash_s {

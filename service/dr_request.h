@@ -22,8 +22,8 @@ inline constexpr char DR_NOTHING_SENT[] = "210\n";
 // What is asked for, by whom. Tag and texts stay the caller's: the tag for as long as the answer
 // takes, the texts until run() returns.
 struct dr_request_s {
-    void* peer;
-    const drend_tag_c* top_tag;
+    void* peer = nullptr;
+    const drend_tag_c* top_tag = nullptr;
     const char* args = nullptr; // null: none
     int format = DR_FORMAT_XML;
     bool wrap_in_data = false;

@@ -66,7 +66,7 @@ meaning_t read_meaning(const drend_tag_c& top_tag, const char* text) {
 size_t memory_of(const dr_request_meaning_s& meaning) {
     size_t memory = sizeof meaning + dri_text_memory(meaning.style) + 2 * DRI_BLOCK_MEMORY;
     if (meaning.filter != nullptr) {
-        memory += sizeof *meaning.filter + 2 * DRI_BLOCK_MEMORY;
+        memory += sizeof(std::vector<dr_step_filter_s>) + 2 * DRI_BLOCK_MEMORY;
         for (const dr_step_filter_s& step : *meaning.filter) {
             memory += sizeof step + dri_text_memory(step.text);
             memory += step.parsed == nullptr ? 0 : step.parsed->memory();

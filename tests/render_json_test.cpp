@@ -396,3 +396,27 @@ TEST_F(json_test, input_parameters_filter_and_select_a_style) {
               "/top top/if [ ( name = 'a\\'b' ) and ( host = 'x\\' ) ] "
               "if[(name = 'a'b')][(host = 'x\\')]");
 }
+
+TEST_F(json_test, a_request_that_comes_again_is_read_for_its_command) {
+    const std::string tags = R"("dts_name": "top", "dts_kids": [
+        {"dts_name": "if", "dts_source": "/ifs/if", "dts_type": "list", "dts_kids": [
+            {"dts_name": "name", "dts_type": "leaf", "dts_source": "name"},
+            {"dts_name": "index", "dts_type": "leaf", "dts_source": "index"}]}])";
+    const auto command = [&](const std::string& name, const std::string& input) {
+        return R"({"dc_name": ")" + name + R"(", "dc_tag": {)" + tags +
+               R"(, "dts_input_kids": [{"dts_name": ")" + input + R"("}]}})";
+    };
+    const auto shows = [&](const char* name, const char* expected) {
+        const std::string text = render(name, "name=lo index=7");
+        EXPECT_NE(text.find(expected), std::string::npos) << text;
+        EXPECT_EQ(text.find("<if>"), text.rfind("<if>")) << text;
+    };
+    define("[" + command("by-name", "name") + ", " + command("by-index", "index") + "]");
+    for (int times = 0; times < 2; ++times) {
+        shows("by-name", "<name>lo<");
+        shows("by-index", "<name>eth0<");
+    }
+    redefine(0, "[" + command("by-name", "index") + "]");
+    EXPECT_EQ(dri_reload_json(), 0);
+    shows("by-name", "<name>eth0<");
+}
