@@ -24,7 +24,9 @@ class alphabet_c {
         set(" \t\n\v\f\r", char_class_e::blank);
         classes_[0] = char_class_e::end;
     }
-    char_class_e operator()(char c) const { return classes_[static_cast<unsigned char>(c)]; }
+    char_class_e operator()(char c) const {
+        return classes_[static_cast<unsigned char>(c)];
+    }
 
   private:
     constexpr void set(std::string_view characters, char_class_e what) {

@@ -77,8 +77,8 @@ class dr_xpath_c {
 };
 
 // The parsed path; null when it does not parse or is too much together with what was counted
-// `so_far`, to which it is added. A literal that is never closed ends the path there, unless it lies
-// in a predicate.
+// `so_far`, to which it is added. A literal that is never closed ends the path there, unless it
+// lies in a predicate.
 std::shared_ptr<const dr_xpath_c> dri_xpath_make(const char* text, dr_xp_size_s& so_far);
 
 // The same for a path that is counted alone, shared with the cache.

@@ -95,9 +95,8 @@ bool dri_read_args(const char* text, std::vector<dr_argument_s>& out) {
 
 const dr_argument_s* dri_find_arg(const std::vector<dr_argument_s>& args,
                                   std::string_view name) {
-    const auto found = std::find_if(args.begin(), args.end(), [name](const auto& arg) {
-        return arg.name == name;
-    });
+    const auto found = std::find_if(args.begin(), args.end(),
+                                    [name](const auto& arg) { return arg.name == name; });
     return found == args.end() ? nullptr : &*found;
 }
 

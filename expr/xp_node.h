@@ -70,8 +70,8 @@ inline constexpr int XP_NODE_MAX_HEIGHT = 2 * XP_MAX_NESTING + 2;
 // brackets. A quote inside a literal is printed as it is.
 void dri_xpath_dump(const std::vector<xp_node_c>& steps, dr_str_buf_c& out);
 
-// What a node holds outside itself: texts and everything below it; in bytes, about. A pattern counts
-// as a place to compile one for: what is compiled is bounded by itself.
+// What a node holds outside itself: texts and everything below it; in bytes, about. A pattern
+// counts as a place to compile one for: what is compiled is bounded by itself.
 size_t dri_memory_below(const xp_node_c& node);
 
 // Traces a tree, one node a line and two blanks for each level: type, text, and below them

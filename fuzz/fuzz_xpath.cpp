@@ -69,7 +69,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const auto path = dri_xpath_get(text.c_str());
     std::vector<xp_node_c> steps;
     require((dri_xpath_parse(text.c_str(), steps) == 0) == (path != nullptr));
-    const bool is_kept = path != nullptr && path->memory() + text.size() < XP_KEPT_MEMORY / 16;
+    const bool is_kept =
+        path != nullptr && path->memory() + text.size() < XP_KEPT_MEMORY / 16;
     require(!is_kept || dri_xpath_get(text.c_str()) == path);
     cut(text);
     if (path != nullptr) {

@@ -6,8 +6,8 @@
 // Arguments of different branches meet at the level that they share; what that selects is kept as
 // it is, because requests rely on it.
 //
-// The steps are built as the parser would build them from a text, but a value needs no quotes so: it
-// is compared as it was given, whatever it holds. A step's text is for traces.
+// The steps are built as the parser would build them from a text, but a value needs no quotes so:
+// it is compared as it was given, whatever it holds. A step's text is for traces.
 #include "service/dr_derived_filter.h"
 
 #include <memory>

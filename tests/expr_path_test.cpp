@@ -205,7 +205,8 @@ TEST(expr_cache, shares_and_stays_small) {
         for (size_t i = 0; i < load.count; ++i) {
             std::string name = std::to_string(i);
             name.resize(load.name, 'x');
-            paths.push_back(dri_xpath_get((name + repeated(static_cast<int>(load.nodes), "[a]")).c_str()));
+            paths.push_back(dri_xpath_get(
+                (name + repeated(static_cast<int>(load.nodes), "[a]")).c_str()));
             size_t held = 0;
             for (const auto& path : paths) {
                 held += path.expired() ? 0 : 1;
