@@ -6,6 +6,7 @@
 #include "definitions/dr_row.h"
 
 #include "definitions/drend_tag.h"
+#include "frame/dr_plain_text.h"
 
 namespace {
 
@@ -28,6 +29,10 @@ std::string opening_of(const drend_tag_c& tag, dr_row_shape_s shape) {
     return opening;
 }
 
+std::string_view closing_of(const drend_tag_c& tag, dr_row_shape_s shape) {
+    return shape.format == dr_text_format_e::XML ? std::string_view(tag.close_text()) : "\"";
+}
+
 } // namespace
 
 dr_row_c::dr_row_c(const drend_tag_c& tag, const dr_meta_node_c* node, dr_row_shape_s shape)
@@ -37,21 +42,25 @@ dr_row_c::dr_row_c(const drend_tag_c& tag, const dr_meta_node_c* node, dr_row_sh
         kids_.push_back({kid, leaf_of(*kid, node)});
     }
     if (shape.format != dr_text_format_e::NONE) {
-        make_openings(shape);
+        make_texts(shape);
     }
 }
 
-void dr_row_c::make_openings(dr_row_shape_s shape) {
+void dr_row_c::make_texts(dr_row_shape_s shape) {
     std::vector<size_t> ends;
-    for (const dr_row_kid_s& kid : kids_) {
-        if (kid.is_plain()) {
-            texts_ += opening_of(*kid.tag, shape);
-        }
+    const auto add = [&](std::string_view text) {
+        texts_ += text;
         ends.push_back(texts_.size());
+    };
+    for (const dr_row_kid_s& kid : kids_) {
+        add(kid.is_plain() ? opening_of(*kid.tag, shape) : "");
+        add(kid.is_plain() ? closing_of(*kid.tag, shape) : "");
     }
+    texts_.append(DRI_PADDING, ' ');
     size_t at = 0;
-    for (size_t i = 0; i < kids_.size(); ++i) {
-        kids_[i].opening = std::string_view(texts_).substr(at, ends[i] - at);
+    for (size_t i = 0; i < ends.size(); ++i) {
+        const auto text = std::string_view(texts_).substr(at, ends[i] - at);
+        (i % 2 == 0 ? kids_[i / 2].opening : kids_[i / 2].closing) = text;
         at = ends[i];
     }
 }

@@ -4,10 +4,10 @@
 //
 //     tag "route"  +  node /routes/route  +  XML, level 2
 //
-//     kid         node        opening
-//     prefix      prefix      "    <prefix>"
-//     protocol    protocol    "    <protocol>"
-//     next        null                           a container: the walk asks for it as it goes
+//     kid         node        opening               closing
+//     prefix      prefix      "    <prefix>"        "</prefix>\n"
+//     protocol    protocol    "    <protocol>"      "</protocol>\n"
+//     next        null                              a container: the walk asks for it as it goes
 //
 //  1. A row is immutable. It fits one node of the daemon's data in one generation of the tree, one
 //     format and one level of indentation.
@@ -29,7 +29,7 @@
 
 class drend_tag_c;
 
-// What the opening texts of a row are made for.
+// What the texts of a row are made for.
 enum class dr_text_format_e : uint8_t { NONE, XML, JSON };
 struct dr_row_shape_s {
     dr_text_format_e format = dr_text_format_e::NONE;
@@ -42,8 +42,10 @@ struct dr_row_kid_s {
 
     const drend_tag_c* tag;
     dr_meta_node_c* node = nullptr; // of a plain kid
-    // XML: indentation, opening tag and prefix. JSON: separator, indentation, name and quote.
+    // Padded texts (dr_plain_text.h), empty where none is prepared. XML: indentation, opening tag
+    // and prefix; closing tag. JSON: separator, indentation, name and quote; quote.
     std::string_view opening{};
+    std::string_view closing{};
 };
 
 class dr_row_c {
@@ -62,13 +64,13 @@ class dr_row_c {
   private:
     friend class dr_row_ref_c;
 
-    void make_openings(dr_row_shape_s shape);
+    void make_texts(dr_row_shape_s shape);
 
     const dr_meta_node_c* const node_;
     const unsigned generation_;
     const dr_row_shape_s shape_;
     std::vector<dr_row_kid_s> kids_;
-    std::string texts_; // what the kids' openings are parts of
+    std::string texts_; // what the kids' texts are parts of
     unsigned uses_ = 0;
 };
 

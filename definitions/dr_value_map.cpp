@@ -4,6 +4,10 @@
 // comparing eight bytes as one number makes that as fast as any index.
 #include "definitions/dr_value_map.h"
 
+#include <algorithm>
+#include <cstring>
+
+#include "frame/dr_plain_text.h"
 #include "frame/drend_trace.h"
 
 namespace {
@@ -11,10 +15,9 @@ namespace {
 constexpr std::string_view WILDCARD = "*";
 
 dr_map_pair_s make_pair(const std::string& from, const std::string& to) {
-    dr_map_pair_s pair{from, to, to == WILDCARD, to.starts_with('='), {}, from == WILDCARD};
-    if (dri_is_packable(from)) {
-        pair.packed_from = dri_pack_text(from);
-    }
+    const size_t size = strlen(to.c_str());
+    dr_map_pair_s pair{from, to, size, to == WILDCARD, to.starts_with('='), {}};
+    pair.padded_to.resize(size + DRI_PADDING);
     if (pair.is_expression && dri_map_expr_parse(to.c_str(), pair.terms) != 0) {
         pair.terms.clear();
     }
@@ -23,24 +26,39 @@ dr_map_pair_s make_pair(const std::string& from, const std::string& to) {
 
 } // namespace
 
-dr_value_map_c::dr_value_map_c(
-    const std::vector<std::pair<std::string, std::string>>& pairs) {
+dr_value_map_c::dr_value_map_c(const std::vector<std::pair<std::string, std::string>>& pairs)
+    : wildcard_(pairs.size()) {
     pairs_.reserve(pairs.size());
     for (const auto& [from, to] : pairs) {
+        if (from == WILDCARD) {
+            wildcard_ = std::min(wildcard_, pairs_.size());
+        }
         pairs_.push_back(make_pair(from, to));
-        has_wildcard_ = has_wildcard_ || pairs_.back().is_wildcard;
+        packed_.push_back(dri_is_packable(from) ? dri_pack_text(from) : 0);
         has_expressions_ = has_expressions_ || pairs_.back().is_expression;
     }
 }
 
+// The pair of that text before the first one that matches every value, or null.
+const dr_map_pair_s* dr_value_map_c::find_exact(std::string_view text) const {
+    if (dri_is_packable(text)) {
+        const auto end = packed_.begin() + static_cast<ptrdiff_t>(wildcard_);
+        const auto found = std::find(packed_.begin(), end, dri_pack_text(text));
+        return found == end ? nullptr : &pairs_[static_cast<size_t>(found - packed_.begin())];
+    }
+    const auto end = pairs_.begin() + static_cast<ptrdiff_t>(wildcard_);
+    const auto found = std::find_if(pairs_.begin(), end, [&](const dr_map_pair_s& pair) {
+        return pair.from == text;
+    });
+    return found == end ? nullptr : &*found;
+}
+
 const dr_map_pair_s* dr_value_map_c::match(std::string_view text) const {
-    const bool is_packable = dri_is_packable(text);
-    const uint64_t packed = is_packable ? dri_pack_text(text) : 0;
-    for (const dr_map_pair_s& pair : pairs_) {
-        const bool is_equal = is_packable ? pair.packed_from == packed : pair.from == text;
-        if (is_equal || pair.is_wildcard) {
-            return &pair;
-        }
+    if (const dr_map_pair_s* pair = find_exact(text)) {
+        return pair;
+    }
+    if (has_wildcard()) {
+        return &pairs_[wildcard_];
     }
     if (dri_trace_on(DREND_TRACE_WALK)) {
         drend_debug_trace("DR_TAGS_ACCESS: mapped: not-translated %.*s\n",
@@ -55,7 +73,7 @@ const dr_map_pair_s* dr_value_map_c::find(std::string_view text) const {
         return pair;
     }
     const std::string_view from = pair->keeps_value ? text : pair->from;
-    const std::string_view to = pair->keeps_value ? text : pair->to;
+    const std::string_view to = pair->keeps_value ? text : pair->to();
     drend_debug_trace("DR_TAGS_ACCESS: mapped: %.*s to %.*s\n",
                       static_cast<int>(from.size()), from.data(),
                       static_cast<int>(to.size()), to.data());

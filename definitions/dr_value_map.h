@@ -18,14 +18,16 @@
 #include "frame/drend_value.h"
 
 struct dr_map_pair_s {
+    // The new text, padded and NUL-terminated.
+    std::string_view to() const { return {padded_to.data(), to_size}; }
+
     std::string from;
-    std::string to;
+    std::string padded_to;
+    size_t to_size;
     bool keeps_value;   // `to` is "*"
     bool is_expression; // `to` begins with "="
     // The terms of an expression; empty when it is malformed.
     std::vector<dr_map_term_s> terms;
-    bool is_wildcard;         // `from` is "*"
-    uint64_t packed_from = 0; // see dri_pack_text; 0 for a longer one
 };
 
 // A text of up to eight bytes, none of them NUL, as one number, by which two of them are compared.
@@ -47,12 +49,15 @@ class dr_value_map_c {
     // The same, leaving the trace of a match to the caller.
     const dr_map_pair_s* match(std::string_view text) const;
     // Whether some pair matches every value.
-    bool has_wildcard() const { return has_wildcard_; }
+    bool has_wildcard() const { return wildcard_ < pairs_.size(); }
     bool has_expressions() const { return has_expressions_; }
     const std::vector<dr_map_pair_s>& pairs() const { return pairs_; }
 
   private:
+    const dr_map_pair_s* find_exact(std::string_view text) const;
+
     std::vector<dr_map_pair_s> pairs_;
-    bool has_wildcard_ = false;
+    std::vector<uint64_t> packed_; // by pair, dri_pack_text of its `from`; 0 for a longer one
+    size_t wildcard_;              // the first pair that matches every value, or behind the last
     bool has_expressions_ = false;
 };

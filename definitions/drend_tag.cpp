@@ -23,12 +23,6 @@ uint64_t new_serial() {
     return next_serial.fetch_add(1, std::memory_order_relaxed);
 }
 
-// What a match makes of a value: its new text, or null when the value stays.
-const char* new_text(const dr_map_pair_s& pair, bool& is_expression) {
-    is_expression = pair.is_expression;
-    return pair.keeps_value ? nullptr : pair.to.c_str();
-}
-
 } // namespace
 
 int dri_get_tag_count() {
@@ -136,10 +130,11 @@ int drend_tag_c::translate_value(str_buf_s* text, bool& is_expression) const {
     }
     if (dri_trace_on(DREND_TRACE_WALK)) {
         drend_debug_trace("DR_TAGS_ACCESS: mapped: %s to %s\n", pair->from.c_str(),
-                          pair->to.c_str());
+                          pair->to().data());
     }
-    if (const char* to = new_text(*pair, is_expression)) {
-        dri_must_write(sbuf_cpy(text, to));
+    is_expression = pair->is_expression;
+    if (!pair->keeps_value) {
+        dri_must_write(sbuf_cpy(text, pair->to().data()));
     }
     return DREND_OK;
 }
@@ -155,8 +150,11 @@ int drend_tag_c::translate_value(dr_value_c& value,
     if (pair == nullptr) {
         return DREND_ERR;
     }
-    bool is_expression = false;
-    const char* to = new_text(*pair, is_expression);
-    expression = is_expression ? &pair->terms : nullptr;
-    return to == nullptr ? DREND_OK : value.set_string(to);
+    if (pair->is_expression) {
+        expression = &pair->terms;
+    }
+    if (!pair->keeps_value) {
+        value.refer_to(pair->to());
+    }
+    return DREND_OK;
 }

@@ -12,12 +12,11 @@
 #include <type_traits>
 
 #include "frame/dr_copy.h"
+#include "frame/dr_plain_text.h"
 #include "frame/dr_str_buf.h"
 
 namespace {
 
-// A longer value's block is not kept for the next one.
-constexpr uint32_t BLOCK_KEPT = 4096;
 constexpr double DECIMAL64_BOUND = 9223372036854775808.0;
 
 unsigned size_of_type(dr_value_type_t type, unsigned offered) {
@@ -69,7 +68,8 @@ dr_value_c::~dr_value_c() {
 }
 
 void dr_value_c::enlarge_block(unsigned int size) {
-    void* dvc_ptr = data_ == inline_ ? malloc(size) : realloc(data_, size);
+    const size_t room = size_t{size} + DRI_PADDING;
+    void* dvc_ptr = data_ == inline_ ? malloc(room) : realloc(data_, room);
     assert(dvc_ptr || data_ == inline_);
     if (dvc_ptr == nullptr) {
         type_ = DRV_NONE;
@@ -79,13 +79,10 @@ void dr_value_c::enlarge_block(unsigned int size) {
     block_size_ = size;
 }
 
-void dr_value_c::clear() {
-    type_ = DRV_NONE;
-    if (block_size_ > BLOCK_KEPT) {
-        free(data_);
-        data_ = inline_;
-        block_size_ = 0;
-    }
+void dr_value_c::free_block() {
+    free(data_);
+    data_ = inline_;
+    block_size_ = 0;
 }
 
 int dr_value_c::set_string(const char* s) {
@@ -96,8 +93,7 @@ int dr_value_c::set_string(const char* s) {
     }
     resize_buffer(static_cast<unsigned>(size));
     dri_copy_text(data_, {text, size});
-    text_size_ = static_cast<uint32_t>(size - 1);
-    type_ = DRV_STRING;
+    refer_to({data_, size - 1});
     return 0;
 }
 
@@ -110,10 +106,10 @@ int dr_value_c::set_raw_value(dr_value_type_t type, const void* bytes, unsigned 
     if (room > copied) {
         memset(data_ + copied, 0, room - copied);
     }
-    if (type == DRV_STRING) {
-        text_size_ = static_cast<uint32_t>(strlen(data_));
-    }
     type_ = type;
+    if (type == DRV_STRING) {
+        refer_to(data_);
+    }
     return 0;
 }
 
@@ -217,7 +213,7 @@ int dr_value_c::get_integral(long long& out) const {
         out = stored<int64_t>();
         return 0;
     case DRV_STRING:
-        out = static_cast<long long>(strtoull(data_, nullptr, 0));
+        out = static_cast<long long>(strtoull(text_, nullptr, 0));
         return 0;
     default:
         return DRV_NO_CONVERSION;
@@ -239,7 +235,7 @@ int dr_value_c::get_uintegral(unsigned long long& out) const {
         out = stored<uint64_t>();
         return 0;
     case DRV_STRING:
-        out = strtoull(data_, nullptr, 0);
+        out = strtoull(text_, nullptr, 0);
         return 0;
     default:
         return DRV_NO_CONVERSION;
@@ -332,7 +328,7 @@ bool dr_value_c::is_value_zero() const {
     long long number = 1;
     unsigned long long unsigned_number = 1;
     if (type_ == DRV_STRING) {
-        return strcmp(data_, "0") == 0;
+        return strcmp(text_, "0") == 0;
     }
     return (is_integral() && get_integral(number) == 0 && number == 0) ||
            (is_uintegral() && get_uintegral(unsigned_number) == 0 && unsigned_number == 0);

@@ -11,6 +11,7 @@
 //  2. Getters return 0, or -2 and leave their output alone.
 //  3. A value cannot be copied: a copy would share the heap block.
 //  4. Memory that runs out is std::bad_alloc, in setters and in getters that write a text.
+//  5. A stored text is padded (dr_plain_text.h).
 //
 // Not safe for concurrent use of one object.
 #pragma once
@@ -59,7 +60,13 @@ class dr_value_c {
     // Keeps exactly the bytes of the type: `size` bytes are offered, missing ones count as
     // zero.
     int set_raw_value(dr_value_type_t type, const void* bytes, unsigned int size);
-    // The same for a number whose size is that of the type.
+    // Shows a padded, NUL-terminated text that stays as it is while the value has it.
+    void refer_to(std::string_view padded) {
+        text_ = padded.data();
+        text_size_ = static_cast<uint32_t>(padded.size());
+        type_ = DRV_STRING;
+    }
+    // The same as set_raw_value for a number whose size is that of the type.
     template <typename Number>
     int set_number(dr_value_type_t type, Number number) {
         resize_buffer(sizeof number);
@@ -68,7 +75,12 @@ class dr_value_c {
         return 0;
     }
     // Forgets the value, and keeps its block for the next one unless it is a large one.
-    void clear();
+    void clear() {
+        type_ = DRV_NONE;
+        if (block_size_ > BLOCK_KEPT) {
+            free_block();
+        }
+    }
     // Makes room for `size` bytes without keeping what is stored. Asserts that a block could be
     // enlarged.
     void resize_buffer(unsigned int size) {
@@ -88,7 +100,7 @@ class dr_value_c {
     // `scratch`, NUL-terminated. False when there is no value.
     bool get_text(std::string_view& out, scratch_t& scratch) const {
         if (type_ == DRV_STRING) {
-            out = {data_, text_size_};
+            out = stored_text();
             return true;
         }
         return print_to(out, scratch);
@@ -106,7 +118,7 @@ class dr_value_c {
     // The text of a DRV_STRING.
     std::string_view stored_text() const {
         assert(type_ == DRV_STRING);
-        return {data_, text_size_};
+        return {text_, text_size_};
     }
     // Whether it is a whole number or a truth.
     bool is_plain() const { return type_ >= DRV_BOOLEAN && type_ <= DRV_UINT64; }
@@ -162,6 +174,7 @@ class dr_value_c {
 
   private:
     [[gnu::noinline]] void enlarge_block(unsigned int size);
+    [[gnu::cold]] void free_block();
     // The text of what is not itself a text.
     bool print_to(std::string_view& out, scratch_t& scratch) const;
     template <typename T>
@@ -175,11 +188,14 @@ class dr_value_c {
     template <typename T>
     int get_unsigned(dr_value_type_t own, T& out) const;
 
+    // A longer value's block is not kept for the next one.
+    static constexpr uint32_t BLOCK_KEPT = 4096;
     // A value counts as longer than this although the inline area has more room.
     static constexpr uint32_t INITIAL_CAPACITY = 4;
 
     char inline_[128];
     char* data_ = inline_;
+    const char* text_ = inline_; // a stored text: in data_, or another's
     uint32_t capacity_ = INITIAL_CAPACITY;
     uint32_t block_size_ = 0; // of the heap block
     uint32_t text_size_ = 0;  // of a stored text, without its NUL

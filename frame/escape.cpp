@@ -10,50 +10,19 @@
 #include <cstdio>
 #include <cstring>
 
+#include "frame/dr_copy.h"
+#include "frame/dr_plain_text.h"
+
 namespace {
 
 constexpr std::string_view REPLACEMENT = "\xEF\xBF\xBD"; // U+FFFD
 
-// --- plain characters: those that stand for themselves ---------------------------------------
-//
-// Nearly all bytes of nearly all values are plain, so they are judged sixteen at a time.
-
-constexpr size_t BLOCK = 16;
-// Signed, so that the bytes from 0x80 on are below the blank as well as the control characters.
-using block_t [[gnu::vector_size(BLOCK)]] = int8_t;
-
-block_t load(const char* from) {
-    block_t block;
-    memcpy(&block, from, BLOCK);
-    return block;
-}
-
-bool has_any(block_t marks) {
-    uint64_t halves[2];
-    memcpy(halves, &marks, BLOCK);
-    return (halves[0] | halves[1]) != 0;
-}
-
-struct xml_s {
-    static bool is_plain(uint8_t c) {
-        return (c >= 0x20 && c < 0x80 && c != '&' && c != '<' && c != '>') || c == '\t' ||
-               c == '\n' || c == '\r';
-    }
-    static bool are_plain(block_t block) {
-        static_assert(('<' | 2) == '>');
-        return !has_any((block < ' ') | (block == '&') | ((block | 2) == '>'));
-    }
+struct xml_s : dri_xml_plain_s {
     static std::string_view form(std::string_view character, unsigned length,
                                  char (&scratch)[8]);
 };
 
-struct json_s {
-    static bool is_plain(uint8_t c) {
-        return c >= 0x20 && c < 0x80 && c != '"' && c != '\\';
-    }
-    static bool are_plain(block_t block) {
-        return !has_any((block < ' ') | (block == '"') | (block == '\\'));
-    }
+struct json_s : dri_json_plain_s {
     static std::string_view form(std::string_view character, unsigned length,
                                  char (&scratch)[8]);
 };
@@ -62,8 +31,9 @@ struct json_s {
 template <typename Format>
 size_t plain_length(std::string_view text) {
     size_t length = 0;
-    while (length + BLOCK <= text.size() && Format::are_plain(load(text.data() + length))) {
-        length += BLOCK;
+    while (length + DRI_BLOCK <= text.size() &&
+           !dri_has_any(Format::suspects(dri_load_block(text.data() + length)))) {
+        length += DRI_BLOCK;
     }
     while (length < text.size() && Format::is_plain(static_cast<uint8_t>(text[length]))) {
         ++length;
@@ -150,54 +120,14 @@ std::string_view json_s::form(std::string_view character, unsigned length,
 
 // --- whole values -------------------------------------------------------------------------------
 
-// Copies a text of at least `Width` and at most twice as many bytes, if all of it is plain: its
-// first and its last bytes, some of which may be the same.
-template <typename Format, size_t Width>
-bool copy_if_plain(char* out, std::string_view text) {
-    char ends[BLOCK];
-    for (size_t i = 0; i < BLOCK; i += 2 * Width) {
-        memcpy(ends + i, text.data(), Width);
-        memcpy(ends + i + Width, text.data() + text.size() - Width, Width);
-    }
-    if (!Format::are_plain(load(ends))) {
-        return false;
-    }
-    memcpy(out, ends, Width);
-    memcpy(out + text.size() - Width, ends + Width, Width);
-    return true;
-}
-
-// Copies the plain bytes at the beginning of `text` while it judges them, and takes them off it.
-template <typename Format>
-char* copy_plain(char* out, std::string_view& text) {
-    while (text.size() >= BLOCK) {
-        const block_t block = load(text.data());
-        if (!Format::are_plain(block)) {
-            break;
-        }
-        memcpy(out, &block, BLOCK);
-        out += BLOCK;
-        text.remove_prefix(BLOCK);
-    }
-    const size_t size = text.size();
-    if ((size >= 8 && size <= 16 && copy_if_plain<Format, 8>(out, text)) ||
-        (size >= 4 && size < 8 && copy_if_plain<Format, 4>(out, text))) {
-        text = {};
-        return out + size;
-    }
-    while (!text.empty() && Format::is_plain(static_cast<uint8_t>(text.front()))) {
-        *out++ = text.front();
-        text.remove_prefix(1);
-    }
-    return out;
-}
-
 // Room for everything that comes.
 struct unlimited_out_s {
     char* at;
     template <typename Format>
     bool take_plain(std::string_view& text) {
-        at = copy_plain<Format>(at, text);
+        const size_t plain = plain_length<Format>(text);
+        at = dri_copy_text(at, text.substr(0, plain));
+        text.remove_prefix(plain);
         return true;
     }
     bool put(std::string_view text) {

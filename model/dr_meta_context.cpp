@@ -15,30 +15,6 @@
 #include "frame/drend_trace.h"
 #include "frame/str_util.h"
 
-struct dr_meta_context_c::frame_s : dr_pooled_c<dr_meta_context_c::frame_s> {
-    frame_s(dr_meta_node_c* node, const void* element_ref, frame_s* below_)
-        : object(node, element_ref), below(below_),
-          depth(below_ == nullptr ? 1 : below_->depth + 1) {}
-    frame_s(const dr_meta_object_c& object_, frame_s* below_)
-        : object(object_), below(below_), depth(below_ == nullptr ? 1 : below_->depth + 1) {
-    }
-
-    // For a blank object: what a new frame would be.
-    void stand_for(dr_meta_node_c* node, const void* element_ref, frame_s* below_) {
-        assert(object.is_blank() && refs == 1);
-        object.node = node;
-        object.type = node->type;
-        object.element_ref = element_ref;
-        below = below_;
-        depth = below_->depth + 1;
-    }
-
-    dr_meta_object_c object;
-    frame_s* below;    // counted in its refs
-    unsigned refs = 1; // contexts and frames that point here
-    unsigned depth;
-};
-
 struct dr_meta_context_c::maps_s {
     std::map<std::string, std::string, std::less<>> cached_values;
     std::map<std::string, void*, std::less<>> daemon_cookies;
@@ -90,10 +66,6 @@ dr_meta_context_c::~dr_meta_context_c() {
     release(maps_);
 }
 
-dr_meta_node_c* dr_meta_context_c::get_top_node() const {
-    return top_ == nullptr ? nullptr : top_->object.node;
-}
-
 const dr_meta_object_c* dr_meta_context_c::get_object_offset(unsigned n) const {
     const frame_s* frame = top_;
     while (frame != nullptr && n-- > 0) {
@@ -133,14 +105,6 @@ void dr_meta_context_c::set_element_offset(unsigned n, const void* ref) {
     if (dr_meta_object_c* object = writable_object(n)) {
         object->set_element_ref(ref);
     }
-}
-
-const void* dr_meta_context_c::get_element_offset(unsigned n) const {
-    if (n == 0 && top_ != nullptr) { // asked for by nearly every accessor
-        return top_->object.element_ref;
-    }
-    const dr_meta_object_c* object = get_object_offset(n);
-    return object == nullptr ? nullptr : object->element_ref;
 }
 
 void dr_meta_context_c::set_top_type(dmn_type_e type) {
@@ -302,17 +266,8 @@ void dr_meta_context_c::pop_object() {
     top_ = below;
 }
 
-void dr_meta_context_c::visit_leaf(dr_meta_node_c* leaf, const void* element_ref) {
-    assert(top_ != nullptr && leaf->is_leaf());
-    if (is_visiting_ && !is_touched_) {
-        top_->object.node = leaf;
-        return;
-    }
-    end_visit();
-    begin_visit(leaf, element_ref);
-}
-
 void dr_meta_context_c::begin_visit(dr_meta_node_c* leaf, const void* element_ref) {
+    end_visit();
     if (spare_ == nullptr) {
         push_child(leaf, element_ref);
     } else {

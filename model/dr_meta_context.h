@@ -84,8 +84,12 @@ class dr_meta_context_c : public dr_meta_context_s {
 
     // --- the stack; absent objects give null, and writing to one does nothing ---
 
-    const dr_meta_object_c* get_top_object() const { return get_object_offset(0); }
-    dr_meta_node_c* get_top_node() const;
+    const dr_meta_object_c* get_top_object() const {
+        return top_ == nullptr ? nullptr : &top_->object;
+    }
+    dr_meta_node_c* get_top_node() const {
+        return top_ == nullptr ? nullptr : top_->object.node;
+    }
     // The object `n` places below the top.
     const dr_meta_object_c* get_object_offset(unsigned n) const;
     // The same for writing; valid until this context moves or is copied.
@@ -93,7 +97,13 @@ class dr_meta_context_c : public dr_meta_context_s {
     unsigned depth() const;
 
     void set_element_offset(unsigned n, const void* ref);
-    const void* get_element_offset(unsigned n) const;
+    const void* get_element_offset(unsigned n) const {
+        if (n == 0 && top_ != nullptr) { // asked for by nearly every accessor
+            return top_->object.element_ref;
+        }
+        const dr_meta_object_c* object = get_object_offset(n);
+        return object == nullptr ? nullptr : object->element_ref;
+    }
     void set_top_element(const void* ref) { set_element_offset(0, ref); }
     // What kind of thing the top object stands for; does not touch the node.
     void set_top_type(dmn_type_e type);
@@ -129,7 +139,14 @@ class dr_meta_context_c : public dr_meta_context_s {
     // context during a visit is gone after it, as if a copy had been moved there. A visit costs
     // less than a copy, for nearly no accessor stores anything: what it would change is put aside
     // when it does. During a visit, ends it and begins that of another leaf below the same node.
-    void visit_leaf(dr_meta_node_c* leaf, const void* element_ref);
+    void visit_leaf(dr_meta_node_c* leaf, const void* element_ref) {
+        assert(top_ != nullptr && leaf->is_leaf());
+        if (is_visiting_ && !is_touched_) {
+            top_->object.node = leaf;
+        } else {
+            begin_visit(leaf, element_ref);
+        }
+    }
     bool is_visiting() const { return is_visiting_; }
     void end_visit(); // no-op when there is none
 
@@ -163,9 +180,30 @@ class dr_meta_context_c : public dr_meta_context_s {
   private:
     [[noreturn, gnu::cold]] void throw_no_memory();
 
-    struct frame_s;
+    struct frame_s : dr_pooled_c<frame_s> {
+        frame_s(dr_meta_node_c* node, const void* element_ref, frame_s* below_)
+            : object(node, element_ref), below(below_),
+              depth(below_ == nullptr ? 1 : below_->depth + 1) {}
+        frame_s(const dr_meta_object_c& object_, frame_s* below_)
+            : object(object_), below(below_), depth(below_ == nullptr ? 1 : below_->depth + 1) {
+        }
+
+        // For a blank object: what a new frame would be.
+        void stand_for(dr_meta_node_c* node, const void* element_ref, frame_s* below_) {
+            assert(object.is_blank() && refs == 1);
+            object.node = node;
+            object.type = node->type;
+            object.element_ref = element_ref;
+            below = below_;
+            depth = below_->depth + 1;
+        }
+
+        dr_meta_object_c object;
+        frame_s* below;    // counted in its refs
+        unsigned refs = 1; // contexts and frames that point here
+        unsigned depth;
+    };
     struct maps_s;
-    class frame_pool_c;
 
     void push_object(dr_meta_node_c* node, const void* element_ref);
     int push_step(const dr_nav_step_c& step, bool call_list, const void* element_ref);

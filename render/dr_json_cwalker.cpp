@@ -169,23 +169,23 @@ void dr_json_cwalker_c::list_stop(const drend_tag_object_c* tobj) {
 
 // --- leaves ---------------------------------------------------------------------------------
 
-void dr_json_cwalker_c::leaf(const drend_tag_c& tag, std::string_view opening,
-                             const dr_value_c& value) {
-    if (tag.isset_flag(DT_FLAG_KEY) && find_key(tag) != nullptr) {
+void dr_json_cwalker_c::leaf(const dr_row_kid_s& leaf, const dr_value_c& value) {
+    if (leaf.tag->isset_flag(DT_FLAG_KEY) && find_key(*leaf.tag) != nullptr) {
         return;
     }
-    if (opening.empty() || levels_.empty() || is_in_leaf_list_row()) {
-        print_leaf(tag, value);
+    if (leaf.opening.empty() || levels_.empty() || is_in_leaf_list_row()) {
+        print_leaf(*leaf.tag, value);
         return;
     }
-    opening.remove_prefix(levels_.back() == WRITTEN ? 0 : 1); // its comma
+    dr_row_kid_s printed = leaf;
+    printed.opening.remove_prefix(levels_.back() == WRITTEN ? 0 : 1); // its comma
     levels_.back() = WRITTEN;
-    output_.add_leaf(opening, dri_json_escaper, tag, value, "\"");
+    output_.add_row_leaf<dri_json_plain_s>(printed, dri_json_escaper, value);
 }
 
 void dr_json_cwalker_c::push_value(const drend_tag_object_c* tobj,
                                    const dr_value_c& value) {
-    dr_json_cwalker_c::leaf(*tobj->dto_tag, {}, value);
+    dr_json_cwalker_c::leaf({tobj->dto_tag}, value);
 }
 
 void dr_json_cwalker_c::push_value_private(const drend_tag_object_c* tobj,

@@ -34,8 +34,7 @@ class dr_json_cwalker_c : public dr_context_walker_c {
     void push_value(const drend_tag_object_c* tobj, const dr_value_c& value) override;
     void push_value_private(const drend_tag_object_c* tobj,
                             const dr_value_c& value) override;
-    void leaf(const drend_tag_c& tag, std::string_view opening,
-              const dr_value_c& value) override;
+    void leaf(const dr_row_kid_s& leaf, const dr_value_c& value) override;
     dr_row_shape_s row_shape() const override;
     void pop(const drend_tag_object_c* tobj) override;
     // 1 when nothing is open any more, else 0.

@@ -66,7 +66,7 @@ char* dr_output_c::make_room(size_t size) {
     if (size > capacity_) {
         const size_t wanted =
             is_collecting_ ? limit_ : std::clamp(2 * size, TEXT_FIRST_SIZE, TEXT_MAX_SIZE);
-        buffer_ = std::make_unique_for_overwrite<char[]>(wanted + 1);
+        buffer_ = std::make_unique_for_overwrite<char[]>(wanted + DRI_PADDING);
         capacity_ = wanted;
     }
     return buffer_.get();
@@ -88,11 +88,22 @@ void dr_output_c::add_long(std::string_view text) {
     send(text.data(), text.size());
 }
 
-void dr_output_c::add_shown_text(std::string_view opening, const dri_escaper_s& escaper,
-                                 const drend_tag_c& tag, const dr_value_c& value,
-                                 std::string_view closing) {
+void dr_output_c::add_leaf(std::string_view opening, const dri_escaper_s& escaper,
+                           const drend_tag_c& tag, const dr_value_c& value,
+                           std::string_view closing) {
     dr_value_c::scratch_t scratch;
     add_value(opening, escaper, tag.value_text(value, scratch), closing);
+}
+
+void dr_output_c::add_value(std::string_view opening, const dri_escaper_s& escaper,
+                            std::string_view value, std::string_view closing) {
+    const size_t longest = opening.size() + DRI_ESCAPED_MAX * value.size() + closing.size();
+    if (longest <= limit_) {
+        char* const end = escaper.write(dri_copy_text(place(longest), opening), value);
+        take(dri_copy_text(end, closing));
+    } else {
+        add_long_value(opening, escaper, value, closing);
+    }
 }
 
 void dr_output_c::add_long_value(std::string_view opening, const dri_escaper_s& escaper,

@@ -19,6 +19,7 @@
 
 #include "definitions/drend_tag.h"
 #include "frame/dr_copy.h"
+#include "frame/dr_plain_text.h"
 #include "frame/escape.h"
 #include "frame/str_util.h"
 
@@ -41,29 +42,32 @@ class dr_output_c {
     // itself, so that what follows it stays.
     void add_leaf(std::string_view opening, const dri_escaper_s& escaper,
                   const drend_tag_c& tag, const dr_value_c& value,
-                  std::string_view closing) {
-        const size_t longest = opening.size() + DRI_DIGITS_ROOM + closing.size();
-        if (value.type() == DRV_STRING) {
-            add_value(opening, escaper, value.stored_text(), closing);
-        } else if (tag.is_decimal64() || !value.is_plain() || longest > limit_) {
-            add_shown_text(opening, escaper, tag, value, closing);
-        } else {
-            char* const end = value.write_plain(dri_copy_text(place(longest), opening));
-            take(dri_copy_text(end, closing));
+                  std::string_view closing);
+    // The same with the texts of a row, for values of the usual kinds where they fit in.
+    template <typename Plain>
+    void add_row_leaf(const dr_row_kid_s& leaf, const dri_escaper_s& escaper,
+                      const dr_value_c& value) {
+        const bool is_text = value.type() == DRV_STRING;
+        const size_t value_room =
+            is_text ? DRI_ESCAPED_MAX * value.stored_text().size() : DRI_DIGITS_ROOM;
+        const size_t longest = leaf.opening.size() + value_room + leaf.closing.size();
+        if (longest > capacity_ - used_ ||
+            (!is_text && (leaf.tag->is_decimal64() || !value.is_plain()))) {
+            add_leaf(leaf.opening, escaper, *leaf.tag, value, leaf.closing);
+            return;
         }
+        char* const at = dri_copy_padded(buffer_.get() + used_, leaf.opening);
+        char* end;
+        if (!is_text) {
+            end = value.write_plain(at);
+        } else if (end = dri_copy_if_plain<Plain>(at, value.stored_text()); end == nullptr) {
+            end = escaper.write(at, value.stored_text());
+        }
+        take(dri_copy_padded(end, leaf.closing));
     }
     // The same with the value's text.
     void add_value(std::string_view opening, const dri_escaper_s& escaper,
-                   std::string_view value, std::string_view closing) {
-        const size_t longest =
-            opening.size() + DRI_ESCAPED_MAX * value.size() + closing.size();
-        if (longest <= limit_) {
-            char* const end = escaper.write(dri_copy_text(place(longest), opening), value);
-            take(dri_copy_text(end, closing));
-        } else {
-            add_long_value(opening, escaper, value, closing);
-        }
-    }
+                   std::string_view value, std::string_view closing);
     // Sends what is collected, and gives its memory back.
     void release();
 
@@ -94,16 +98,13 @@ class dr_output_c {
     void send_taken();
     void send(const char* text, size_t size);
     void add_long(std::string_view text);
-    void add_shown_text(std::string_view opening, const dri_escaper_s& escaper,
-                        const drend_tag_c& tag, const dr_value_c& value,
-                        std::string_view closing);
     void add_long_value(std::string_view opening, const dri_escaper_s& escaper,
                         std::string_view value, std::string_view closing);
 
     void* const peer_;
     const bool is_collecting_;
     const size_t limit_;             // of a text that is put together in the buffer
-    std::unique_ptr<char[]> buffer_; // with room for a NUL behind its capacity
+    std::unique_ptr<char[]> buffer_; // with room for padding behind its capacity
     size_t capacity_ = 0;
     size_t used_ = 0;
     int status_ = 0;

@@ -156,7 +156,7 @@ void dr_walk_c::show_leaf(const drend_tag_object_c* tobj) {
     if (!read_leaf(*position_.context(0), *tobj->dto_tag)) {
         return;
     }
-    walker_->leaf(*tobj->dto_tag, {}, value_);
+    walker_->leaf({tobj->dto_tag}, value_);
     if (dri_trace_on(DREND_TRACE_WALK)) {
         dr_str_buf_c text;
         drend_debug_trace("DR_TAGS_ACCESS: value: %s\n", value_.c_str(text.buf()));
@@ -164,14 +164,22 @@ void dr_walk_c::show_leaf(const drend_tag_object_c* tobj) {
 }
 
 // Reads the leaf that `context` is at and translates its value. Whether it is to be shown.
-bool dr_walk_c::read_leaf(dr_meta_context_c& context, const drend_tag_c& tag) {
+inline bool dr_walk_c::read_leaf(dr_meta_context_c& context, const drend_tag_c& tag) {
     if (dtc_ignore_defer == 0 && walker_->defer_walker()) {
         walker_->deferred = true;
         status_ = DREND_DEFER;
         return false;
     }
     value_.clear();
-    status_ = unless_ignored(context.call_leaf_proc(value_));
+    status_ = context.call_leaf_proc(value_);
+    const bool is_shown_as_read =
+        status_ == DREND_OK && tag.dt_map == nullptr && dri_skip_if_empty_leaf == 0;
+    return is_shown_as_read || judge_leaf(tag);
+}
+
+// Whether a leaf is to be shown for which there is more to say than its value.
+bool dr_walk_c::judge_leaf(const drend_tag_c& tag) {
+    status_ = unless_ignored(status_);
     const dr_value_map_c* map = tag.dt_map.get();
     if (status_ != DREND_OK) {
         // A map with a wildcard has something to show for a value that could not be read.
@@ -353,7 +361,7 @@ void dr_walk_c::walk_plain_kids(drend_tag_object_c* tobj, const dr_row_c& row) {
         }
         context.visit_leaf(kid->node, position_.element_ref());
         if (read_leaf(context, *kid->tag)) {
-            walker_->leaf(*kid->tag, kid->opening, value_);
+            walker_->leaf(*kid, value_);
         }
         if (must_stop()) {
             ++kid;

@@ -79,6 +79,7 @@ class dr_walk_c {
     void visit_leaf(drend_tag_object_c* tobj);
     void show_leaf(const drend_tag_object_c* tobj);
     bool read_leaf(dr_meta_context_c& context, const drend_tag_c& tag);
+    bool judge_leaf(const drend_tag_c& tag);
     bool is_suppressed(const drend_tag_c& tag) const;
 
     void open_cont(drend_tag_object_c* tobj);

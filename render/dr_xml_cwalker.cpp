@@ -136,19 +136,26 @@ void dr_xml_cwalker_c::print_keys(const drend_tag_object_c* tobj) {
 }
 
 void dr_xml_cwalker_c::push_value(const drend_tag_object_c* tobj, const dr_value_c& value) {
-    dr_xml_cwalker_c::leaf(*tobj->dto_tag, {}, value);
+    dr_xml_cwalker_c::leaf({tobj->dto_tag}, value);
 }
 
 void dr_xml_cwalker_c::push_value_private(const drend_tag_object_c* tobj,
                                           const dr_value_c& value) {
-    print_leaf(*tobj->dto_tag, {}, value);
+    print_leaf(*tobj->dto_tag, value);
 }
 
-void dr_xml_cwalker_c::leaf(const drend_tag_c& tag, std::string_view opening,
-                            const dr_value_c& value) {
+void dr_xml_cwalker_c::leaf(const dr_row_kid_s& leaf, const dr_value_c& value) {
     constexpr uint32_t special = DT_FLAG_KEY | DT_FLAG_ZERO_SUPPRESSION | DT_FLAG_INTERNAL;
-    if (!tag.isset_flag(special) || !is_left_out(tag, value)) {
-        print_leaf(tag, opening, value);
+    if (leaf.tag->isset_flag(special) && is_left_out(*leaf.tag, value)) {
+        return;
+    }
+    if (!pending_.empty()) {
+        flush_tag_stack_buffer();
+    }
+    if (leaf.opening.empty()) {
+        print_leaf(*leaf.tag, value);
+    } else {
+        output_.add_row_leaf<dri_xml_plain_s>(leaf, dri_xml_escaper, value);
     }
 }
 
@@ -167,18 +174,12 @@ bool dr_xml_cwalker_c::is_left_out(const drend_tag_c& tag, const dr_value_c& val
 }
 
 // The value of a leaf-list's row has a line, but no tags of its own.
-void dr_xml_cwalker_c::print_leaf(const drend_tag_c& tag, std::string_view opening,
-                                  const dr_value_c& value) {
-    if (!pending_.empty()) {
-        flush_tag_stack_buffer();
-    }
+void dr_xml_cwalker_c::print_leaf(const drend_tag_c& tag, const dr_value_c& value) {
+    flush_tag_stack_buffer();
     const bool has_tags = !tag.is_leaf_list_value();
-    if (opening.empty()) {
-        opening_.assign(2 * static_cast<size_t>(indent_level()), ' ');
-        opening_.append(has_tags ? tag.open_text() : "").append(tag.dt_prefix);
-        opening = opening_;
-    }
-    output_.add_leaf(opening, dri_xml_escaper, tag, value,
+    opening_.assign(2 * static_cast<size_t>(indent_level()), ' ');
+    opening_.append(has_tags ? tag.open_text() : "").append(tag.dt_prefix);
+    output_.add_leaf(opening_, dri_xml_escaper, tag, value,
                      has_tags ? std::string_view(tag.close_text()) : "\n");
 }
 

@@ -34,8 +34,7 @@ class dr_xml_cwalker_c : public dr_context_walker_c {
     void push_value(const drend_tag_object_c* tobj, const dr_value_c& value) override;
     void push_value_private(const drend_tag_object_c* tobj,
                             const dr_value_c& value) override;
-    void leaf(const drend_tag_c& tag, std::string_view opening,
-              const dr_value_c& value) override;
+    void leaf(const dr_row_kid_s& leaf, const dr_value_c& value) override;
     dr_row_shape_s row_shape() const override {
         return {dr_text_format_e::XML, level_at_depth(context_.tag_depth() + 1)};
     }
@@ -58,8 +57,7 @@ class dr_xml_cwalker_c : public dr_context_walker_c {
     void flush_tag_stack_buffer();
     void print_keys(const drend_tag_object_c* tobj);
     bool is_left_out(const drend_tag_c& tag, const dr_value_c& value);
-    void print_leaf(const drend_tag_c& tag, std::string_view opening,
-                    const dr_value_c& value);
+    void print_leaf(const drend_tag_c& tag, const dr_value_c& value);
     bool dont_print_empty_tag(const drend_tag_object_c* tobj) const;
     void remove_key_val(int level, const drend_tag_object_c* tobj);
 

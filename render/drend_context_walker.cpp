@@ -9,11 +9,10 @@ int dr_context_walker_c::finish_output() {
     return status() == DREND_PEER_LOST ? 0 : drend_flush(output_.peer());
 }
 
-void dr_context_walker_c::leaf(const drend_tag_c& tag, std::string_view /*opening*/,
-                               const dr_value_c& value) {
-    const bool is_on_top = context_.get_top_tag(0)->dto_tag == &tag;
+void dr_context_walker_c::leaf(const dr_row_kid_s& leaf, const dr_value_c& value) {
+    const bool is_on_top = context_.get_top_tag(0)->dto_tag == leaf.tag;
     if (!is_on_top) {
-        context_.push_tag_alone(&tag);
+        context_.push_tag_alone(leaf.tag);
     }
     const drend_tag_object_c* tobj = context_.get_top_tag(0);
     push(tobj);

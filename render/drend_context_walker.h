@@ -47,10 +47,9 @@ class dr_context_walker_c {
     virtual void push_value(const drend_tag_object_c* tobj, const dr_value_c& value) = 0;
     // The private forms print regardless of what was printed ahead.
     virtual void push_value_private(const drend_tag_object_c*, const dr_value_c&) {}
-    // A leaf as a whole: what the walk calls. `opening` is the text that the walker's row_shape had
-    // prepared for it, or empty. This one has the other three called, with a tag object.
-    virtual void leaf(const drend_tag_c& tag, std::string_view opening,
-                      const dr_value_c& value);
+    // A leaf as a whole, perhaps with the texts that the walker's row_shape had prepared for it:
+    // what the walk calls. This one has the other three called, with a tag object.
+    virtual void leaf(const dr_row_kid_s& leaf, const dr_value_c& value);
     // What texts to prepare for the leaves of the container that was pushed last.
     virtual dr_row_shape_s row_shape() const { return {}; }
     virtual void pop(const drend_tag_object_c* tobj) = 0;
