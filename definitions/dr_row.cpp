@@ -18,19 +18,41 @@ dr_meta_node_c* leaf_of(const drend_tag_c& tag, const dr_meta_node_c* node) {
     return is_plain ? tag.source_path().child_of(node) : nullptr;
 }
 
-std::string opening_of(const drend_tag_c& tag, dr_row_shape_s shape) {
-    const size_t width = 2 * static_cast<size_t>(shape.level);
-    std::string opening;
-    if (shape.format == dr_text_format_e::XML) {
-        opening.append(width, ' ').append(tag.open_text()).append(tag.dt_prefix);
-    } else {
-        opening.append(",\n").append(width, ' ').append(tag.member_text()).append(1, '"');
-    }
-    return opening;
+void append_blanks(std::string& out, int level) {
+    out.append(2 * static_cast<size_t>(level), ' ');
 }
 
-std::string_view closing_of(const drend_tag_c& tag, dr_row_shape_s shape) {
-    return shape.format == dr_text_format_e::XML ? std::string_view(tag.close_text()) : "\"";
+// Whether a kid is printed with the name and the indentation of its own.
+bool has_texts(const drend_tag_c& tag) {
+    return !tag.is_hidden() && !tag.is_leaf_list_value();
+}
+
+void append_opening(std::string& out, const drend_tag_c& tag, dr_row_shape_s shape) {
+    const bool is_leaf = tag.dt_type == DT_TYPE_LEAF;
+    if (shape.format == dr_text_format_e::XML) {
+        append_blanks(out, shape.level);
+        out.append(is_leaf ? tag.open_text() : tag.open_line());
+        out.append(is_leaf ? tag.dt_prefix : "");
+        return;
+    }
+    out.append(",\n");
+    append_blanks(out, shape.level);
+    out.append(tag.member_text());
+    out.append(is_leaf ? "\"" : tag.dt_type == DT_TYPE_CONT ? "{" : "[");
+}
+
+void append_closing(std::string& out, const drend_tag_c& tag, dr_row_shape_s shape) {
+    const bool is_leaf = tag.dt_type == DT_TYPE_LEAF;
+    if (shape.format == dr_text_format_e::XML) {
+        append_blanks(out, is_leaf ? 0 : shape.level);
+        out.append(tag.close_text());
+    } else if (is_leaf) {
+        out.append("\"");
+    } else {
+        out.append("\n");
+        append_blanks(out, tag.dt_type == DT_TYPE_CONT ? shape.level : shape.level + 1);
+        out.append("}");
+    }
 }
 
 } // namespace
@@ -48,13 +70,16 @@ dr_row_c::dr_row_c(const drend_tag_c& tag, const dr_meta_node_c* node, dr_row_sh
 
 void dr_row_c::make_texts(dr_row_shape_s shape) {
     std::vector<size_t> ends;
-    const auto add = [&](std::string_view text) {
-        texts_ += text;
-        ends.push_back(texts_.size());
-    };
     for (const dr_row_kid_s& kid : kids_) {
-        add(kid.is_plain() ? opening_of(*kid.tag, shape) : "");
-        add(kid.is_plain() ? closing_of(*kid.tag, shape) : "");
+        const bool is_prepared = has_texts(*kid.tag);
+        if (is_prepared) {
+            append_opening(texts_, *kid.tag, shape);
+        }
+        ends.push_back(texts_.size());
+        if (is_prepared) {
+            append_closing(texts_, *kid.tag, shape);
+        }
+        ends.push_back(texts_.size());
     }
     texts_.append(DRI_PADDING, ' ');
     size_t at = 0;

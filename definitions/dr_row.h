@@ -7,7 +7,7 @@
 //     kid         node        opening               closing
 //     prefix      prefix      "    <prefix>"        "</prefix>\n"
 //     protocol    protocol    "    <protocol>"      "</protocol>\n"
-//     next        null                              a container: the walk asks for it as it goes
+//     next        null        "    <next>\n"        "    </next>\n"
 //
 //  1. A row is immutable. It fits one node of the daemon's data in one generation of the tree, one
 //     format and one level of indentation.
@@ -39,11 +39,13 @@ struct dr_row_shape_s {
 
 struct dr_row_kid_s {
     bool is_plain() const { return node != nullptr; }
+    size_t texts_size() const { return opening.size() + closing.size(); }
 
     const drend_tag_c* tag;
     dr_meta_node_c* node = nullptr; // of a plain kid
-    // Padded texts (dr_plain_text.h), empty where none is prepared. XML: indentation, opening tag
-    // and prefix; closing tag. JSON: separator, indentation, name and quote; quote.
+    // Padded texts (dr_plain_text.h) with all that stands between the kid's content and that of its
+    // neighbours; empty where none is prepared. A list's are those of its rows, but for the opening
+    // in JSON, which is the array's own.
     std::string_view opening{};
     std::string_view closing{};
 };

@@ -5,7 +5,6 @@
 #include "definitions/dr_value_map.h"
 
 #include <algorithm>
-#include <cstring>
 
 #include "frame/dr_plain_text.h"
 #include "frame/drend_trace.h"
@@ -14,10 +13,16 @@ namespace {
 
 constexpr std::string_view WILDCARD = "*";
 
-dr_map_pair_s make_pair(const std::string& from, const std::string& to) {
-    const size_t size = strlen(to.c_str());
-    dr_map_pair_s pair{from, to, size, to == WILDCARD, to.starts_with('='), {}};
-    pair.padded_to.resize(size + DRI_PADDING);
+// Whether a text is plain in every output format.
+bool is_plain(const std::string& text) {
+    std::string copy(text.size(), ' ');
+    return dri_copy_judged(copy.data(), text);
+}
+
+// A text ends at its first NUL.
+dr_map_pair_s make_pair(const std::string& from, const std::string& whole_to) {
+    const std::string to = whole_to.c_str();
+    dr_map_pair_s pair{from, to, to == WILDCARD, to.starts_with('='), {}, is_plain(to)};
     if (pair.is_expression && dri_map_expr_parse(to.c_str(), pair.terms) != 0) {
         pair.terms.clear();
     }
@@ -73,7 +78,7 @@ const dr_map_pair_s* dr_value_map_c::find(std::string_view text) const {
         return pair;
     }
     const std::string_view from = pair->keeps_value ? text : pair->from;
-    const std::string_view to = pair->keeps_value ? text : pair->to();
+    const std::string_view to = pair->keeps_value ? text : pair->to;
     drend_debug_trace("DR_TAGS_ACCESS: mapped: %.*s to %.*s\n",
                       static_cast<int>(from.size()), from.data(),
                       static_cast<int>(to.size()), to.data());

@@ -7,37 +7,48 @@
 // daemon wrote is never taken for one. Immutable once made.
 #pragma once
 
+#include <bit>
 #include <cstdint>
+#include <cstring>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
 #include "expr/dr_map_expr.h"
-#include "frame/dr_copy.h"
 #include "frame/drend_value.h"
 
 struct dr_map_pair_s {
-    // The new text, padded and NUL-terminated.
-    std::string_view to() const { return {padded_to.data(), to_size}; }
-
     std::string from;
-    std::string padded_to;
-    size_t to_size;
+    std::string to;
     bool keeps_value;   // `to` is "*"
     bool is_expression; // `to` begins with "="
     // The terms of an expression; empty when it is malformed.
     std::vector<dr_map_term_s> terms;
+    bool is_plain = false; // `to`, in every output format
 };
+
+// Four bytes as a number, the first in its lowest byte.
+inline uint32_t dri_load_word(const char* from) {
+    uint32_t word;
+    memcpy(&word, from, sizeof word);
+    return std::endian::native == std::endian::big ? __builtin_bswap32(word) : word;
+}
 
 // A text of up to eight bytes, none of them NUL, as one number, by which two of them are compared.
 inline bool dri_is_packable(std::string_view text) {
     return !text.empty() && text.size() <= sizeof(uint64_t);
 }
 inline uint64_t dri_pack_text(std::string_view text) {
-    uint64_t packed = 0;
-    dri_copy_text(reinterpret_cast<char*>(&packed), text);
-    return packed;
+    const auto byte = [&](size_t at) {
+        return uint64_t{static_cast<uint8_t>(text[at])} << 8 * at;
+    };
+    const size_t last = text.size() - 1;
+    if (text.size() < 4) {
+        return byte(0) | byte(text.size() / 2) | byte(last);
+    }
+    const uint64_t head = dri_load_word(text.data());
+    return head | uint64_t{dri_load_word(text.data() + last - 3)} << 8 * (last - 3);
 }
 
 class dr_value_map_c {

@@ -130,11 +130,11 @@ int drend_tag_c::translate_value(str_buf_s* text, bool& is_expression) const {
     }
     if (dri_trace_on(DREND_TRACE_WALK)) {
         drend_debug_trace("DR_TAGS_ACCESS: mapped: %s to %s\n", pair->from.c_str(),
-                          pair->to().data());
+                          pair->to.c_str());
     }
     is_expression = pair->is_expression;
     if (!pair->keeps_value) {
-        dri_must_write(sbuf_cpy(text, pair->to().data()));
+        dri_must_write(sbuf_cpy(text, pair->to.c_str()));
     }
     return DREND_OK;
 }
@@ -154,7 +154,7 @@ int drend_tag_c::translate_value(dr_value_c& value,
         expression = &pair->terms;
     }
     if (!pair->keeps_value) {
-        value.refer_to(pair->to());
+        value.refer_to(pair->to, pair->is_plain);
     }
     return DREND_OK;
 }

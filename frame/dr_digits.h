@@ -31,21 +31,35 @@ inline void dri_store_digits(char* out, uint64_t digits) {
     memcpy(out, &text, sizeof text);
 }
 
-// Writes `number` to `out`, which has room for DRI_DIGITS_ROOM bytes. Returns the end of the text.
-inline char* dri_write_digits(char* out, uint64_t number) {
-    constexpr uint64_t full = 100000000;
-    if (number >= full) {
-        out = dri_write_digits(out, number / full);
-        dri_store_digits(out, dri_eight_digits(static_cast<uint32_t>(number % full)));
-        return out + 8;
-    }
-    const uint64_t digits = dri_eight_digits(static_cast<uint32_t>(number));
+// Writes `number`, which is below 10^8, to `out`, which has room for DRI_DIGITS_ROOM bytes. Returns
+// the end of the text.
+inline char* dri_write_few_digits(char* out, uint32_t number) {
+    const uint64_t digits = dri_eight_digits(number);
     // The last digit always stands, so that 0 has one.
     const int zeros = std::countr_zero(digits | uint64_t{1} << 56) / 8;
     dri_store_digits(out, digits >> 8 * zeros);
     return out + 8 - zeros;
 }
 
+// The same for any number.
+inline char* dri_write_digits(char* out, uint64_t number) {
+    constexpr uint64_t full = 100000000;
+    if (number < full) {
+        return dri_write_few_digits(out, static_cast<uint32_t>(number));
+    }
+    const uint64_t above = number / full;
+    if (above < full) {
+        out = dri_write_few_digits(out, static_cast<uint32_t>(above));
+    } else {
+        out = dri_write_few_digits(out, static_cast<uint32_t>(above / full));
+        dri_store_digits(out, dri_eight_digits(static_cast<uint32_t>(above % full)));
+        out += 8;
+    }
+    dri_store_digits(out, dri_eight_digits(static_cast<uint32_t>(number % full)));
+    return out + 8;
+}
+
+// The same with a sign where it is negative.
 inline char* dri_write_digits(char* out, int64_t number) {
     if (number < 0) {
         *out++ = '-';

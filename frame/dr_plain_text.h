@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
 // Plain characters: those that stand for themselves in an output format. Nearly all bytes of nearly
-// all values are plain, so they are judged and copied sixteen at a time.
+// all values are plain, so they are judged sixteen at a time, and while they are copied.
 //
-// A padded text is followed by DRI_PADDING bytes that may be read, whatever they hold; a text that
-// is written padded, by as many that may be written. So the last block needs no care for where the
-// text ends.
+// A padded text is followed by DRI_PADDING bytes that may be read, whatever they hold; where it is
+// copied to, as many may be written.
 #pragma once
 
 #include <cstdint>
@@ -68,26 +67,51 @@ inline char* dri_copy_padded(char* out, std::string_view text) {
     return out + text.size();
 }
 
-// The same as long as all of it is plain; null once a byte may not be, with part of it written.
-template <typename Plain>
-char* dri_copy_if_plain(char* out, std::string_view text) {
-    static constexpr int8_t wanted[2 * DRI_BLOCK] = {-1, -1, -1, -1, -1, -1, -1, -1,
-                                                     -1, -1, -1, -1, -1, -1, -1, -1};
-    const char* from = text.data();
-    size_t left = text.size();
-    for (; left > DRI_BLOCK; left -= DRI_BLOCK, from += DRI_BLOCK, out += DRI_BLOCK) {
-        const dri_block_t block = dri_load_block(from);
-        if (dri_has_any(Plain::suspects(block))) {
-            return nullptr;
+// What is plain in every output format.
+inline bool dri_are_plain(dri_block_t block) {
+    return !dri_has_any(dri_xml_plain_s::suspects(block) |
+                        dri_json_plain_s::suspects(block));
+}
+
+// Copies a text of at least `Width` and at most twice as many bytes in two moves that may overlap.
+// Whether all of it is plain in every output format.
+template <size_t Width>
+bool dri_copy_ends_judged(char* out, std::string_view text) {
+    char ends[DRI_BLOCK];
+    for (size_t i = 0; i < DRI_BLOCK; i += 2 * Width) {
+        memcpy(ends + i, text.data(), Width);
+        memcpy(ends + i + Width, text.data() + text.size() - Width, Width);
+    }
+    memcpy(out, ends, Width);
+    memcpy(out + text.size() - Width, ends + Width, Width);
+    return dri_are_plain(dri_load_block(ends));
+}
+
+// Copies a text. Whether all of it is plain in every output format; false says that it may not be.
+inline bool dri_copy_judged(char* out, std::string_view text) {
+    if (text.size() <= DRI_BLOCK) {
+        if (text.size() >= 8) {
+            return dri_copy_ends_judged<8>(out, text);
         }
-        memcpy(out, &block, DRI_BLOCK);
+        if (text.size() >= 4) {
+            return dri_copy_ends_judged<4>(out, text);
+        }
+        bool is_plain = true;
+        for (size_t i = 0; i < text.size(); ++i) {
+            out[i] = text[i];
+            is_plain = is_plain && dri_xml_plain_s::is_plain(static_cast<uint8_t>(text[i])) &&
+                       dri_json_plain_s::is_plain(static_cast<uint8_t>(text[i]));
+        }
+        return is_plain;
     }
-    const dri_block_t block = dri_load_block(from);
-    dri_block_t is_text;
-    memcpy(&is_text, wanted + DRI_BLOCK - left, DRI_BLOCK);
-    if (dri_has_any(Plain::suspects(block) & is_text)) {
-        return nullptr;
+    bool is_plain = true;
+    const size_t last = text.size() - DRI_BLOCK;
+    for (size_t at = 0;; at = at + DRI_BLOCK < last ? at + DRI_BLOCK : last) {
+        const dri_block_t block = dri_load_block(text.data() + at);
+        memcpy(out + at, &block, DRI_BLOCK);
+        is_plain = is_plain && dri_are_plain(block);
+        if (at == last) {
+            return is_plain;
+        }
     }
-    memcpy(out, &block, DRI_BLOCK);
-    return out + left;
 }

@@ -11,7 +11,6 @@
 #include <limits>
 #include <type_traits>
 
-#include "frame/dr_copy.h"
 #include "frame/dr_plain_text.h"
 #include "frame/dr_str_buf.h"
 
@@ -68,8 +67,7 @@ dr_value_c::~dr_value_c() {
 }
 
 void dr_value_c::enlarge_block(unsigned int size) {
-    const size_t room = size_t{size} + DRI_PADDING;
-    void* dvc_ptr = data_ == inline_ ? malloc(room) : realloc(data_, room);
+    void* dvc_ptr = data_ == inline_ ? malloc(size) : realloc(data_, size);
     assert(dvc_ptr || data_ == inline_);
     if (dvc_ptr == nullptr) {
         type_ = DRV_NONE;
@@ -87,13 +85,14 @@ void dr_value_c::free_block() {
 
 int dr_value_c::set_string(const char* s) {
     const char* text = s == nullptr ? "" : s;
-    const size_t size = strlen(text) + 1;
-    if (size > std::numeric_limits<unsigned>::max()) {
+    const size_t size = strlen(text);
+    if (size >= std::numeric_limits<unsigned>::max()) {
         dri_throw_no_memory();
     }
-    resize_buffer(static_cast<unsigned>(size));
-    dri_copy_text(data_, {text, size});
-    refer_to({data_, size - 1});
+    resize_buffer(static_cast<unsigned>(size + 1));
+    const bool is_plain = dri_copy_judged(data_, {text, size});
+    data_[size] = '\0';
+    refer_to({data_, size}, is_plain);
     return 0;
 }
 
@@ -108,7 +107,7 @@ int dr_value_c::set_raw_value(dr_value_type_t type, const void* bytes, unsigned 
     }
     type_ = type;
     if (type == DRV_STRING) {
-        refer_to(data_);
+        refer_to(data_, false);
     }
     return 0;
 }

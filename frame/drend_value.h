@@ -11,7 +11,6 @@
 //  2. Getters return 0, or -2 and leave their output alone.
 //  3. A value cannot be copied: a copy would share the heap block.
 //  4. Memory that runs out is std::bad_alloc, in setters and in getters that write a text.
-//  5. A stored text is padded (dr_plain_text.h).
 //
 // Not safe for concurrent use of one object.
 #pragma once
@@ -60,10 +59,12 @@ class dr_value_c {
     // Keeps exactly the bytes of the type: `size` bytes are offered, missing ones count as
     // zero.
     int set_raw_value(dr_value_type_t type, const void* bytes, unsigned int size);
-    // Shows a padded, NUL-terminated text that stays as it is while the value has it.
-    void refer_to(std::string_view padded) {
-        text_ = padded.data();
-        text_size_ = static_cast<uint32_t>(padded.size());
+    // Shows a NUL-terminated text that stays as it is while the value has it. `is_plain` as
+    // is_plain_text.
+    void refer_to(std::string_view text, bool is_plain) {
+        text_ = text.data();
+        text_size_ = static_cast<uint32_t>(text.size());
+        text_is_plain_ = is_plain;
         type_ = DRV_STRING;
     }
     // The same as set_raw_value for a number whose size is that of the type.
@@ -120,6 +121,8 @@ class dr_value_c {
         assert(type_ == DRV_STRING);
         return {text_, text_size_};
     }
+    // Whether a stored text is known to be plain in every output format (dr_plain_text.h).
+    bool is_plain_text() const { return text_is_plain_; }
     // Whether it is a whole number or a truth.
     bool is_plain() const { return type_ >= DRV_BOOLEAN && type_ <= DRV_UINT64; }
     // Writes the text of such a value to `out`, which has room for DRI_DIGITS_ROOM bytes. The end
@@ -130,22 +133,16 @@ class dr_value_c {
         case DRV_BOOLEAN:
             memcpy(out, data_[0] != 0 ? "true\0" : "false", sizeof "false");
             return out + (data_[0] != 0 ? 4 : 5);
-        case DRV_INT8:
-            return dri_write_digits(out, int64_t{stored<int8_t>()});
-        case DRV_INT16:
-            return dri_write_digits(out, int64_t{stored<int16_t>()});
-        case DRV_INT32:
-            return dri_write_digits(out, int64_t{stored<int32_t>()});
-        case DRV_INT64:
-            return dri_write_digits(out, stored<int64_t>());
         case DRV_UINT8:
-            return dri_write_digits(out, uint64_t{stored<uint8_t>()});
+            return dri_write_few_digits(out, stored<uint8_t>());
         case DRV_UINT16:
-            return dri_write_digits(out, uint64_t{stored<uint16_t>()});
+            return dri_write_few_digits(out, stored<uint16_t>());
         case DRV_UINT32:
             return dri_write_digits(out, uint64_t{stored<uint32_t>()});
-        default:
+        case DRV_UINT64:
             return dri_write_digits(out, stored<uint64_t>());
+        default:
+            return dri_write_digits(out, signed_number());
         }
     }
 
@@ -177,6 +174,18 @@ class dr_value_c {
     [[gnu::cold]] void free_block();
     // The text of what is not itself a text.
     bool print_to(std::string_view& out, scratch_t& scratch) const;
+    int64_t signed_number() const {
+        switch (type_) {
+        case DRV_INT8:
+            return stored<int8_t>();
+        case DRV_INT16:
+            return stored<int16_t>();
+        case DRV_INT32:
+            return stored<int32_t>();
+        default:
+            return stored<int64_t>();
+        }
+    }
     template <typename T>
     T stored() const {
         T value;
@@ -199,5 +208,6 @@ class dr_value_c {
     uint32_t capacity_ = INITIAL_CAPACITY;
     uint32_t block_size_ = 0; // of the heap block
     uint32_t text_size_ = 0;  // of a stored text, without its NUL
+    bool text_is_plain_ = false;
     dr_value_type_t type_ = DRV_NONE;
 };

@@ -122,6 +122,7 @@ class dr_meta_context_c : public dr_meta_context_s {
     // equal.
     void set_filter_names(const names_t& names);
     const names_t& filter_names() const;
+    bool has_filter_names() const { return maps_ != nullptr && !filter_names().empty(); }
 
     // --- moving ---
 

@@ -31,6 +31,9 @@ void dri_call_walk_start(dr_meta_context_s* ctx) {
 }
 
 bool dri_call_walk_suspend(dr_meta_context_s* ctx) {
+    if (!walk_handlers.was_set()) { // asked for every row
+        return false;
+    }
     const walk_handlers_s handlers = walk_handlers.get();
     return handlers.suspend != nullptr && handlers.suspend(ctx, handlers.data) != 0;
 }

@@ -95,15 +95,22 @@ void dr_json_cwalker_c::push_private(const drend_tag_object_c* tobj) {
     if (is_list(tag)) {
         open_element(tobj);
     } else {
-        open_member(tag, "{");
+        open_member(tobj);
     }
 }
 
-void dr_json_cwalker_c::open_member(const drend_tag_c& tag, const char* bracket) {
+// Prints the name and the bracket of a container or list.
+void dr_json_cwalker_c::open_member(const drend_tag_object_c* tobj) {
+    const drend_tag_c& tag = *tobj->dto_tag;
     open_answer(tag);
+    const bool is_in_row = tobj->dto_in_row != nullptr && !is_in_leaf_list_row();
     const bool wrote_before = begin_member();
-    make_opening(tag, wrote_before, indent_level() + 1);
-    output_.add(opening_.append(bracket));
+    if (is_in_row) {
+        output_.add_padded(tobj->dto_in_row->opening.substr(wrote_before ? 0 : 1));
+    } else {
+        make_opening(tag, wrote_before, indent_level() + 1);
+        output_.add(opening_.append(is_list(tag) ? "[" : "{"));
+    }
     levels_.push_back(EMPTY);
 }
 
@@ -137,8 +144,7 @@ int dr_json_cwalker_c::pop_private(const drend_tag_object_c* tobj) {
         return 0;
     }
     if (tag.dt_type != DT_TYPE_LEAF_LIST) {
-        opening_.assign(1, '\n').append(2 * static_cast<size_t>(indent_level()), ' ');
-        output_.add(opening_.append(1, '}'));
+        close_object(tobj);
     }
     levels_.pop_back();
     if (is_list(tag)) {
@@ -152,9 +158,18 @@ int dr_json_cwalker_c::pop_private(const drend_tag_object_c* tobj) {
     return 0;
 }
 
+void dr_json_cwalker_c::close_object(const drend_tag_object_c* tobj) {
+    if (tobj->dto_in_row != nullptr) {
+        output_.add_padded(tobj->dto_in_row->closing);
+    } else {
+        opening_.assign(1, '\n').append(2 * static_cast<size_t>(indent_level()), ' ');
+        output_.add(opening_.append(1, '}'));
+    }
+}
+
 void dr_json_cwalker_c::list_start(const drend_tag_object_c* tobj) {
     if (!is_left_out(*tobj->dto_tag)) {
-        open_member(*tobj->dto_tag, "[");
+        open_member(tobj);
         lists_.push_back({tobj, false});
     }
 }
@@ -177,10 +192,9 @@ void dr_json_cwalker_c::leaf(const dr_row_kid_s& leaf, const dr_value_c& value) 
         print_leaf(*leaf.tag, value);
         return;
     }
-    dr_row_kid_s printed = leaf;
-    printed.opening.remove_prefix(levels_.back() == WRITTEN ? 0 : 1); // its comma
+    const size_t comma = levels_.back() == WRITTEN ? 0 : 1;
     levels_.back() = WRITTEN;
-    output_.add_row_leaf<dri_json_plain_s>(printed, dri_json_escaper, value);
+    output_.add_row_leaf(leaf, comma, dri_json_escaper, value);
 }
 
 void dr_json_cwalker_c::push_value(const drend_tag_object_c* tobj,

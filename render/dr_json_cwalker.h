@@ -61,7 +61,8 @@ class dr_json_cwalker_c : public dr_context_walker_c {
     bool begin_member();
     void open_element(const drend_tag_object_c* tobj);
     void make_opening(const drend_tag_c& tag, bool wrote_before, int level);
-    void open_member(const drend_tag_c& tag, const char* bracket);
+    void open_member(const drend_tag_object_c* tobj);
+    void close_object(const drend_tag_object_c* tobj);
     // A leaf has no level on the comma stack, for nothing stands in it.
     int leaf_level() const { return dr_json_cwalker_c::indent_level() + 1; }
     void print_leaf(const drend_tag_c& tag, const dr_value_c& value);

@@ -33,7 +33,7 @@ dr_output_c::dr_output_c(void* peer)
 
 void dr_output_c::peer_is_lost() {
     status_ = DREND_PEER_LOST;
-    used_ = 0;
+    at_ = buffer_.get();
 }
 
 void dr_output_c::send(const char* text, size_t size) {
@@ -48,28 +48,29 @@ void dr_output_c::send(const char* text, size_t size) {
 }
 
 void dr_output_c::send_taken() {
-    if (used_ > 0) {
-        const size_t size = std::exchange(used_, 0);
-        buffer_[size] = '\0';
-        send(buffer_.get(), size);
+    char* const end = std::exchange(at_, buffer_.get());
+    if (end != at_) {
+        *end = '\0';
+        send(at_, static_cast<size_t>(end - at_));
     }
 }
 
 void dr_output_c::release() {
     send_taken();
     buffer_.reset();
-    capacity_ = 0;
+    at_ = limit_at_ = nullptr;
 }
 
 char* dr_output_c::make_room(size_t size) {
     send_taken();
-    if (size > capacity_) {
+    if (size > static_cast<size_t>(limit_at_ - at_)) {
         const size_t wanted =
             is_collecting_ ? limit_ : std::clamp(2 * size, TEXT_FIRST_SIZE, TEXT_MAX_SIZE);
         buffer_ = std::make_unique_for_overwrite<char[]>(wanted + DRI_PADDING);
-        capacity_ = wanted;
+        at_ = buffer_.get();
+        limit_at_ = at_ + wanted;
     }
-    return buffer_.get();
+    return at_;
 }
 
 void dr_output_c::add_line(int level, std::string_view text) {
@@ -93,6 +94,12 @@ void dr_output_c::add_leaf(std::string_view opening, const dri_escaper_s& escape
                            std::string_view closing) {
     dr_value_c::scratch_t scratch;
     add_value(opening, escaper, tag.value_text(value, scratch), closing);
+}
+
+void dr_output_c::add_other_row_leaf(const dr_row_kid_s& leaf, size_t skipped,
+                                     const dri_escaper_s& escaper,
+                                     const dr_value_c& value) {
+    add_leaf(leaf.opening.substr(skipped), escaper, *leaf.tag, value, leaf.closing);
 }
 
 void dr_output_c::add_value(std::string_view opening, const dri_escaper_s& escaper,

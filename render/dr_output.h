@@ -35,6 +35,14 @@ class dr_output_c {
             add_long(text);
         }
     }
+    // The same with a padded text.
+    void add_padded(std::string_view text) {
+        if (text.size() <= limit_) {
+            take(dri_copy_padded(place(text.size()), text));
+        } else {
+            add(std::string(text));
+        }
+    }
     // Adds a text behind two blanks for each level, as one text.
     void add_line(int level, std::string_view text);
     // Adds `opening`, the value as the escaper writes the text that `tag` shows for it, and
@@ -43,26 +51,23 @@ class dr_output_c {
     void add_leaf(std::string_view opening, const dri_escaper_s& escaper,
                   const drend_tag_c& tag, const dr_value_c& value,
                   std::string_view closing);
-    // The same with the texts of a row, for values of the usual kinds where they fit in.
-    template <typename Plain>
-    void add_row_leaf(const dr_row_kid_s& leaf, const dri_escaper_s& escaper,
+    // The same with the texts of a row, of which the opening's first `skipped` bytes are left out.
+    // Values of the usual kinds, where they fit in, take no other way.
+    void add_row_leaf(const dr_row_kid_s& leaf, size_t skipped, const dri_escaper_s& escaper,
                       const dr_value_c& value) {
         const bool is_text = value.type() == DRV_STRING;
-        const size_t value_room =
-            is_text ? DRI_ESCAPED_MAX * value.stored_text().size() : DRI_DIGITS_ROOM;
-        const size_t longest = leaf.opening.size() + value_room + leaf.closing.size();
-        if (longest > capacity_ - used_ ||
-            (!is_text && (leaf.tag->is_decimal64() || !value.is_plain()))) {
-            add_leaf(leaf.opening, escaper, *leaf.tag, value, leaf.closing);
+        const std::string_view text = value.stored_text();
+        const size_t room = is_text ? text.size() : DRI_DIGITS_ROOM;
+        const bool is_usual = is_text ? value.is_plain_text()
+                                      : value.is_plain() && !leaf.tag->is_decimal64();
+        if (!is_usual || leaf.texts_size() + room > static_cast<size_t>(limit_at_ - at_)) {
+            add_other_row_leaf(leaf, skipped, escaper, value);
             return;
         }
-        char* const at = dri_copy_padded(buffer_.get() + used_, leaf.opening);
-        char* end;
-        if (!is_text) {
-            end = value.write_plain(at);
-        } else if (end = dri_copy_if_plain<Plain>(at, value.stored_text()); end == nullptr) {
-            end = escaper.write(at, value.stored_text());
-        }
+        std::string_view opening = leaf.opening;
+        opening.remove_prefix(skipped);
+        char* const at = dri_copy_padded(at_, opening);
+        char* const end = is_text ? dri_copy_text(at, text) : value.write_plain(at);
         take(dri_copy_padded(end, leaf.closing));
     }
     // The same with the value's text.
@@ -85,16 +90,19 @@ class dr_output_c {
 
     // Where up to `size` bytes of the next text, at most the limit, go. Throws std::bad_alloc.
     char* place(size_t size) {
-        return size <= capacity_ - used_ ? buffer_.get() + used_ : make_room(size);
+        return size <= static_cast<size_t>(limit_at_ - at_) ? at_ : make_room(size);
     }
     // Takes the text from its place to `end`.
     void take(char* end) {
-        used_ = static_cast<size_t>(end - buffer_.get());
+        at_ = end;
         if (!is_collecting_ || !str_formatter_is_system()) {
             send_taken();
         }
     }
     char* make_room(size_t size);
+    [[gnu::noinline]] void add_other_row_leaf(const dr_row_kid_s& leaf, size_t skipped,
+                                              const dri_escaper_s& escaper,
+                                              const dr_value_c& value);
     void send_taken();
     void send(const char* text, size_t size);
     void add_long(std::string_view text);
@@ -105,8 +113,8 @@ class dr_output_c {
     const bool is_collecting_;
     const size_t limit_;             // of a text that is put together in the buffer
     std::unique_ptr<char[]> buffer_; // with room for padding behind its capacity
-    size_t capacity_ = 0;
-    size_t used_ = 0;
+    char* at_ = nullptr;             // where the next text goes
+    char* limit_at_ = nullptr;       // the end of the buffer's capacity
     int status_ = 0;
     unsigned sends_ = 0;
 };

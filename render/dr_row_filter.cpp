@@ -96,9 +96,11 @@ void dr_row_filter_c::gather_names(drend_tag_object_c* tobj) {
 }
 
 void dr_row_filter_c::hand_off(const drend_tag_object_c* tobj, dr_meta_context_c& context) {
-    static const dr_meta_context_c::names_t none;
-    const bool gathered = tobj != nullptr && tobj->dto_filter_names != nullptr;
-    context.set_filter_names(gathered ? *tobj->dto_filter_names : none);
+    if (tobj != nullptr && tobj->dto_filter_names != nullptr) {
+        context.set_filter_names(*tobj->dto_filter_names);
+    } else if (context.has_filter_names()) {
+        context.set_filter_names({});
+    }
 }
 
 // --- names in expressions -------------------------------------------------------------------

@@ -327,7 +327,11 @@ bool dr_walk_c::walk_static_kids(drend_tag_object_c* tobj) {
         const size_t kid = tobj->dto_kid++;
         const bool visited =
             tobj->dto_dynamic != nullptr && tobj->dto_dynamic->visited[kid];
-        if (!visited && context_.push_tag(kids[kid]) == 0 && !walk_kid()) {
+        if (visited || context_.push_tag(kids[kid]) != 0) {
+            continue;
+        }
+        position_.tag(0)->dto_in_row = row == nullptr ? nullptr : &row->kids()[kid];
+        if (!walk_kid()) {
             return false;
         }
     }
@@ -352,21 +356,21 @@ const dr_row_c* dr_walk_c::prepared_row(drend_tag_object_c* tobj) {
 // Prints plain kids until another one comes, the walk has to stop or somebody begins to watch.
 void dr_walk_c::walk_plain_kids(drend_tag_object_c* tobj, const dr_row_c& row) {
     dr_meta_context_c& context = *position_.context(0);
+    dr_context_walker_c& walker = *walker_;
     const dr_row_kid_s* kid = row.kids().data() + tobj->dto_kid;
     const dr_row_kid_s* const end = row.kids().data() + row.kids().size();
-    for (; kid != end && kid->is_plain() && kid->node->is_leaf() && !is_watched(); ++kid) {
+    bool goes_on = true;
+    for (; goes_on && kid != end && kid->is_plain() && kid->node->is_leaf() && !is_watched();
+         ++kid) {
         if (!context_.style_match(kid->tag)) {
             status_ = DREND_OK;
             continue;
         }
         context.visit_leaf(kid->node, position_.element_ref());
         if (read_leaf(context, *kid->tag)) {
-            walker_->leaf(*kid, value_);
+            walker.leaf(*kid, value_);
         }
-        if (must_stop()) {
-            ++kid;
-            break;
-        }
+        goes_on = !must_stop();
     }
     tobj->dto_kid = static_cast<size_t>(kid - row.kids().data());
     if (status_ == DREND_DEFER && context.is_visiting()) {

@@ -91,11 +91,28 @@ void dr_xml_cwalker_c::hold_back(const drend_tag_object_c* tobj) {
 
 void dr_xml_cwalker_c::print_opening(const drend_tag_object_c* tobj) {
     flush_tag_stack_buffer(); // what encloses this tag has to be out before it
-    std::string style;
-    if (!context_.requested_style.empty() && context_.tag_depth() == 1) {
-        style = " orvex:style=\"" + context_.requested_style + "\" ";
+    if (context_.requested_style.empty() || context_.tag_depth() > 1) {
+        print_opening_line(*tobj, indent_level());
+        return;
     }
+    const std::string style = " orvex:style=\"" + context_.requested_style + "\" ";
     output_.add_line(indent_level(), "<" + tobj->name() + style + tobj->xmlns() + ">\n");
+}
+
+void dr_xml_cwalker_c::print_opening_line(const drend_tag_object_c& tobj, int level) {
+    if (tobj.dto_in_row != nullptr) {
+        output_.add_padded(tobj.dto_in_row->opening);
+    } else {
+        output_.add_line(level, tobj.dto_tag->open_line());
+    }
+}
+
+void dr_xml_cwalker_c::print_closing_line(const drend_tag_object_c& tobj) {
+    if (tobj.dto_in_row != nullptr) {
+        output_.add_padded(tobj.dto_in_row->closing);
+    } else {
+        output_.add_line(indent_level(), tobj.dto_tag->close_text());
+    }
 }
 
 void dr_xml_cwalker_c::get_keys_for_parent(const drend_tag_object_c* tobj) {
@@ -114,7 +131,7 @@ void dr_xml_cwalker_c::flush_tag_stack_buffer() {
     for (const pending_s& entry : pending_) {
         const drend_tag_c* tag = entry.tobj->dto_tag;
         if (!tag->is_internal_tag()) {
-            output_.add_line(entry.level, tag->open_line());
+            print_opening_line(*entry.tobj, entry.level);
         }
         if (tag->dt_type == DT_TYPE_LIST) {
             print_keys(entry.tobj);
@@ -155,7 +172,7 @@ void dr_xml_cwalker_c::leaf(const dr_row_kid_s& leaf, const dr_value_c& value) {
     if (leaf.opening.empty()) {
         print_leaf(*leaf.tag, value);
     } else {
-        output_.add_row_leaf<dri_xml_plain_s>(leaf, dri_xml_escaper, value);
+        output_.add_row_leaf(leaf, 0, dri_xml_escaper, value);
     }
 }
 
@@ -201,7 +218,7 @@ int dr_xml_cwalker_c::pop_private(const drend_tag_object_c* tobj) {
     const bool was_printed =
         tobj->isset_flag(DTO_FLAG_PRESENT) || !dont_print_empty_tag(tobj);
     if (was_printed && !tag->is_internal_tag() && !tag->is_leaf_list_value()) {
-        output_.add_line(indent_level(), tag->close_text());
+        print_closing_line(*tobj);
     }
     if (tag->dt_type == DT_TYPE_LIST) {
         clear_keys(tobj);

@@ -53,6 +53,8 @@ class dr_xml_cwalker_c : public dr_context_walker_c {
     bool is_held_back(const drend_tag_object_c* tobj) const;
     void hold_back(const drend_tag_object_c* tobj);
     void print_opening(const drend_tag_object_c* tobj);
+    void print_opening_line(const drend_tag_object_c& tobj, int level);
+    void print_closing_line(const drend_tag_object_c& tobj);
     void get_keys_for_parent(const drend_tag_object_c* tobj);
     void flush_tag_stack_buffer();
     void print_keys(const drend_tag_object_c* tobj);

@@ -124,7 +124,7 @@ TEST_F(Load, ListsTextsAndMaps) {
     EXPECT_EQ(t->dt_fid, 42);
     EXPECT_EQ(t->xmlns(), " xmlns=\"u\"");
     ASSERT_EQ(t->dt_map->pairs().size(), 2U);
-    EXPECT_EQ(t->dt_map->pairs()[0].to(), "up");
+    EXPECT_EQ(t->dt_map->pairs()[0].to, "up");
     ASSERT_EQ(t->dt_kids.size(), 4U);
     EXPECT_TRUE(t->find_child("a")->isset_flag(DT_FLAG_KEY));
     EXPECT_TRUE(t->find_child("c")->isset_flag(DT_FLAG_KEY));
