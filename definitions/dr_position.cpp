@@ -25,23 +25,32 @@ int dr_position_c::push_context(const dr_nav_path_c& path, const char* shown,
     if (dri_trace_on(DREND_TRACE_WALK)) {
         drend_debug_trace("DR_TAGS_ACCESS: %s: path %s\n", "push_meta_context", shown);
     }
-    dr_meta_context_c& moved =
-        contexts_.empty() ? contexts_.push() : contexts_.push(*context(0));
+    dr_meta_context_c* const below = context(0);
+    dr_meta_context_c& moved = below == nullptr ? contexts_.push() : contexts_.push(*below);
+    if (below != nullptr) {
+        moved.take_spare(*below);
+    }
     int status = moved.push_path(path, false, element);
     if (status == DREND_OK && moved.get_top_object() == nullptr) {
         status = DREND_ERR; // "." before anything else leads nowhere
     }
     if (status != DREND_OK) {
-        contexts_.pop();
+        pop_context();
     }
     assert(contexts_.empty() || object() != nullptr);
     return status;
 }
 
 void dr_position_c::pop_context() {
-    if (!contexts_.empty()) {
-        contexts_.pop();
+    if (contexts_.empty()) {
+        return;
     }
+    dr_meta_context_c* const left = context(0);
+    if (dr_meta_context_c* const below = context(1)) {
+        left->end_visit();
+        below->take_spare(*left);
+    }
+    contexts_.pop();
 }
 
 // --- moving by tag ---

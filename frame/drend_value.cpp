@@ -121,15 +121,8 @@ bool dr_value_c::print_to(std::string_view& out, scratch_t& scratch) const {
         out = print_double(scratch, "%e", stored<double>());
         return true;
     default:
-        break;
-    }
-    if (!is_plain()) {
         return false;
     }
-    char* const end = write_plain(scratch);
-    *end = '\0';
-    out = {scratch, static_cast<size_t>(end - scratch)};
-    return true;
 }
 
 int dr_value_c::get_string(str_buf_s* out) const {

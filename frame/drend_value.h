@@ -104,6 +104,12 @@ class dr_value_c {
             out = stored_text();
             return true;
         }
+        if (is_plain()) {
+            char* const end = write_plain(scratch);
+            *end = '\0';
+            out = {scratch, static_cast<size_t>(end - scratch)};
+            return true;
+        }
         return print_to(out, scratch);
     }
 
@@ -172,7 +178,7 @@ class dr_value_c {
   private:
     [[gnu::noinline]] void enlarge_block(unsigned int size);
     [[gnu::cold]] void free_block();
-    // The text of what is not itself a text.
+    // The text of what is neither a text nor plain.
     bool print_to(std::string_view& out, scratch_t& scratch) const;
     int64_t signed_number() const {
         switch (type_) {

@@ -150,6 +150,12 @@ class dr_meta_context_c : public dr_meta_context_s {
     }
     bool is_visiting() const { return is_visiting_; }
     void end_visit(); // no-op when there is none
+    // Takes over the memory that another context keeps for its next visit.
+    void take_spare(dr_meta_context_c& other) {
+        if (spare_ == nullptr) {
+            spare_ = std::exchange(other.spare_, nullptr);
+        }
+    }
 
     // --- calling the daemon; the top object must exist ---
     //
@@ -238,8 +244,8 @@ class dr_meta_context_c : public dr_meta_context_s {
 
 // Inline, for every leaf takes this way.
 inline int dr_meta_context_c::call_leaf_proc(dr_value_c& value) {
-    const dr_meta_node_c* node = get_top_node();
-    assert(node);
+    assert(top_ != nullptr);
+    const dr_meta_node_c* node = top_->object.node;
     if (!node->is_leaf() || node->proc == nullptr) {
         return DREND_ERR;
     }

@@ -304,7 +304,7 @@ int drend_set_element_ref(dr_meta_context_s* ctx, const void* ref) {
 }
 
 void* drend_get_element_ref(dr_meta_context_s* ctx) {
-    return drend_get_element_ref_offset(ctx, 0);
+    return const_cast<void*>(checked(ctx)->get_element_offset(0));
 }
 
 int drend_set_element_ref_offset(dr_meta_context_s* ctx, unsigned int offset,

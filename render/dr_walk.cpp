@@ -316,7 +316,7 @@ bool dr_walk_c::next_dynamic_kid(drend_tag_object_c* tobj, const drend_tag_c*& k
 // The kids in the definition's order, from the next one on. Whether all of them are done with.
 bool dr_walk_c::walk_static_kids(drend_tag_object_c* tobj) {
     const auto& kids = tobj->dto_tag->dt_kids;
-    const dr_row_c* row = prepared_row(tobj);
+    const dr_row_c* row = tobj->dto_kid == kids.size() ? nullptr : prepared_row(tobj);
     for (;;) {
         if (row != nullptr) {
             walk_plain_kids(tobj, *row);

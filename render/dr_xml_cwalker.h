@@ -58,7 +58,7 @@ class dr_xml_cwalker_c : public dr_context_walker_c {
     void get_keys_for_parent(const drend_tag_object_c* tobj);
     void flush_tag_stack_buffer();
     void print_keys(const drend_tag_object_c* tobj);
-    bool is_left_out(const drend_tag_c& tag, const dr_value_c& value);
+    [[gnu::noinline]] bool is_left_out(const drend_tag_c& tag, const dr_value_c& value);
     void print_leaf(const drend_tag_c& tag, const dr_value_c& value);
     bool dont_print_empty_tag(const drend_tag_object_c* tobj) const;
     void remove_key_val(int level, const drend_tag_object_c* tobj);

@@ -9,6 +9,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "frame/dr_plain_text.h"
 #include "frame/dr_str_buf.h"
 #include "frame/drend_lock.h"
 #include "frame/drend_value.h"
@@ -310,6 +311,41 @@ std::string text_of(const dr_value_c& value) {
 }
 
 } // namespace
+
+TEST(plain_text, copies_are_judged_at_every_length_and_place) {
+    struct case_s {
+        char c;
+        bool is_plain;
+    };
+    const case_s cases[] = {{' ', true},   {'~', true},   {'\x7f', true}, {'&', false},
+                            {'<', false},  {'>', false},  {'"', false},   {'\\', false},
+                            {'\n', false}, {'\x1f', false}, {'\x80', false}, {'\xff', false}};
+    for (size_t size = 1; size < 70; ++size) {
+        for (size_t place = 0; place < size; ++place) {
+            for (const case_s& test : cases) {
+                std::string text(size, 'a');
+                text[place] = test.c;
+                std::string copy(size + 1, '?');
+                EXPECT_EQ(dri_copy_judged(copy.data(), text), test.is_plain)
+                    << size << " " << place << " " << int{test.c};
+                EXPECT_EQ(copy, text + "?");
+            }
+        }
+    }
+}
+
+TEST(plain_text, padded_texts_are_copied_whole) {
+    for (size_t size = 0; size < 100; ++size) {
+        std::string text;
+        for (size_t i = 0; i < size; ++i) {
+            text += static_cast<char>('a' + i % 26);
+        }
+        const std::string padded = text + std::string(DRI_PADDING, '?');
+        std::string out(size + DRI_PADDING, ' ');
+        const char* end = dri_copy_padded(out.data(), {padded.data(), size});
+        EXPECT_EQ(std::string(std::as_const(out).data(), end), text);
+    }
+}
 
 TEST(value, prints_each_type) {
     dr_value_c value;
