@@ -21,7 +21,7 @@ bool is_plain(const std::string& text) {
 
 // A text ends at its first NUL.
 dr_map_pair_s make_pair(const std::string& from, const std::string& whole_to) {
-    const std::string to = whole_to.c_str();
+    const std::string to = whole_to.substr(0, whole_to.find('\0'));
     dr_map_pair_s pair{from, to, to == WILDCARD, to.starts_with('='), {}, is_plain(to)};
     if (pair.is_expression && dri_map_expr_parse(to.c_str(), pair.terms) != 0) {
         pair.terms.clear();
@@ -31,7 +31,8 @@ dr_map_pair_s make_pair(const std::string& from, const std::string& whole_to) {
 
 } // namespace
 
-dr_value_map_c::dr_value_map_c(const std::vector<std::pair<std::string, std::string>>& pairs)
+dr_value_map_c::dr_value_map_c(
+    const std::vector<std::pair<std::string, std::string>>& pairs)
     : wildcard_(pairs.size()) {
     pairs_.reserve(pairs.size());
     for (const auto& [from, to] : pairs) {
@@ -49,12 +50,12 @@ const dr_map_pair_s* dr_value_map_c::find_exact(std::string_view text) const {
     if (dri_is_packable(text)) {
         const auto end = packed_.begin() + static_cast<ptrdiff_t>(wildcard_);
         const auto found = std::find(packed_.begin(), end, dri_pack_text(text));
-        return found == end ? nullptr : &pairs_[static_cast<size_t>(found - packed_.begin())];
+        return found == end ? nullptr
+                            : &pairs_[static_cast<size_t>(found - packed_.begin())];
     }
     const auto end = pairs_.begin() + static_cast<ptrdiff_t>(wildcard_);
-    const auto found = std::find_if(pairs_.begin(), end, [&](const dr_map_pair_s& pair) {
-        return pair.from == text;
-    });
+    const auto found = std::find_if(
+        pairs_.begin(), end, [&](const dr_map_pair_s& pair) { return pair.from == text; });
     return found == end ? nullptr : &*found;
 }
 

@@ -68,7 +68,8 @@ class dr_value_map_c {
     const dr_map_pair_s* find_exact(std::string_view text) const;
 
     std::vector<dr_map_pair_s> pairs_;
-    std::vector<uint64_t> packed_; // by pair, dri_pack_text of its `from`; 0 for a longer one
-    size_t wildcard_;              // the first pair that matches every value, or behind the last
+    std::vector<uint64_t>
+        packed_;      // by pair, dri_pack_text of its `from`; 0 for a longer one
+    size_t wildcard_; // the first pair that matches every value, or behind the last
     bool has_expressions_ = false;
 };

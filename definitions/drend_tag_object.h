@@ -63,7 +63,8 @@ class drend_tag_object_c {
     bool dto_is_visit = false; // a leaf that the context of its row visits
     size_t dto_kid = 0;        // the next of its kids
     dr_row_ref_c dto_row;      // what its kids are, or null
-    const dr_row_kid_s* dto_in_row = nullptr; // what it is in the row of its parent, or null
+    const dr_row_kid_s* dto_in_row =
+        nullptr; // what it is in the row of its parent, or null
     const dr_step_filter_s* dto_filter =
         nullptr; // the request's filter at this level, or null
     // What a list procedure may seek by, worked out when the list's walk starts.

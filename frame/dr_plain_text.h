@@ -99,7 +99,8 @@ inline bool dri_copy_judged(char* out, std::string_view text) {
         bool is_plain = true;
         for (size_t i = 0; i < text.size(); ++i) {
             out[i] = text[i];
-            is_plain = is_plain && dri_xml_plain_s::is_plain(static_cast<uint8_t>(text[i])) &&
+            is_plain = is_plain &&
+                       dri_xml_plain_s::is_plain(static_cast<uint8_t>(text[i])) &&
                        dri_json_plain_s::is_plain(static_cast<uint8_t>(text[i]));
         }
         return is_plain;

@@ -192,8 +192,8 @@ class dr_meta_context_c : public dr_meta_context_s {
             : object(node, element_ref), below(below_),
               depth(below_ == nullptr ? 1 : below_->depth + 1) {}
         frame_s(const dr_meta_object_c& object_, frame_s* below_)
-            : object(object_), below(below_), depth(below_ == nullptr ? 1 : below_->depth + 1) {
-        }
+            : object(object_), below(below_),
+              depth(below_ == nullptr ? 1 : below_->depth + 1) {}
 
         // For a blank object: what a new frame would be.
         void stand_for(dr_meta_node_c* node, const void* element_ref, frame_s* below_) {

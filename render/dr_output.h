@@ -53,13 +53,13 @@ class dr_output_c {
                   std::string_view closing);
     // The same with the texts of a row, of which the opening's first `skipped` bytes are left out.
     // Values of the usual kinds, where they fit in, take no other way.
-    void add_row_leaf(const dr_row_kid_s& leaf, size_t skipped, const dri_escaper_s& escaper,
-                      const dr_value_c& value) {
+    void add_row_leaf(const dr_row_kid_s& leaf, size_t skipped,
+                      const dri_escaper_s& escaper, const dr_value_c& value) {
         const bool is_text = value.type() == DRV_STRING;
         const std::string_view text = value.stored_text();
         const size_t room = is_text ? text.size() : DRI_DIGITS_ROOM;
-        const bool is_usual = is_text ? value.is_plain_text()
-                                      : value.is_plain() && !leaf.tag->is_decimal64();
+        const bool is_usual =
+            is_text ? value.is_plain_text() : value.is_plain() && !leaf.tag->is_decimal64();
         if (!is_usual || leaf.texts_size() + room > static_cast<size_t>(limit_at_ - at_)) {
             add_other_row_leaf(leaf, skipped, escaper, value);
             return;

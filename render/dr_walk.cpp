@@ -360,7 +360,8 @@ void dr_walk_c::walk_plain_kids(drend_tag_object_c* tobj, const dr_row_c& row) {
     const dr_row_kid_s* kid = row.kids().data() + tobj->dto_kid;
     const dr_row_kid_s* const end = row.kids().data() + row.kids().size();
     bool goes_on = true;
-    for (; goes_on && kid != end && kid->is_plain() && kid->node->is_leaf() && !is_watched();
+    for (;
+         goes_on && kid != end && kid->is_plain() && kid->node->is_leaf() && !is_watched();
          ++kid) {
         if (!context_.style_match(kid->tag)) {
             status_ = DREND_OK;

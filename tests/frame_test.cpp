@@ -317,9 +317,10 @@ TEST(plain_text, copies_are_judged_at_every_length_and_place) {
         char c;
         bool is_plain;
     };
-    const case_s cases[] = {{' ', true},   {'~', true},   {'\x7f', true}, {'&', false},
-                            {'<', false},  {'>', false},  {'"', false},   {'\\', false},
-                            {'\n', false}, {'\x1f', false}, {'\x80', false}, {'\xff', false}};
+    const case_s cases[] = {{' ', true},     {'~', true},     {'\x7f', true},
+                            {'&', false},    {'<', false},    {'>', false},
+                            {'"', false},    {'\\', false},   {'\n', false},
+                            {'\x1f', false}, {'\x80', false}, {'\xff', false}};
     for (size_t size = 1; size < 70; ++size) {
         for (size_t place = 0; place < size; ++place) {
             for (const case_s& test : cases) {

@@ -24,7 +24,7 @@ struct switch_s {
     void (*off)();
 };
 
-const switch_s SWITCHES[] = {
+constexpr switch_s SWITCHES[] = {
     {"trace",
      [] {
          drend_set_debugtrace_cb([](const char*, va_list) { return ++noticed; });
@@ -68,19 +68,20 @@ class under_way_test : public render_test {
         for (const std::string below : {"", "/in", "/in/deep"}) {
             drend_add_str_leaf(("/row" + below + "/name").c_str(), read_name, nullptr);
             drend_add_str_leaf(("/row" + below + "/switch").c_str(), read_switch, nullptr);
-            drend_add_int32_leaf(("/row" + below + "/number").c_str(), read_number, nullptr);
+            drend_add_int32_leaf(("/row" + below + "/number").c_str(), read_number,
+                                 nullptr);
         }
     }
 
     // A command whose rows have the switch `level` containers deep, among leaves of all kinds.
     void define_at(unsigned level) {
-        std::string kids = leaf("name", "") + "," + leaf("number", MAP);
-        for (unsigned at = 0; at < 3; ++at) {
-            const std::string own = leaf("name", "") + "," +
-                                    (2 - at == level ? leaf("switch", "") + "," : "") +
-                                    leaf("number", MAP) + "," + leaf("name", "");
-            kids = at == 0 ? own : own + "," + container(at == 1 ? "deep" : "in", kids);
-            kids += "," + leaf("number", "");
+        std::string kids;
+        for (const unsigned at : {2U, 1U, 0U}) {
+            std::string own = leaf("name", "") + ",";
+            own += at == level ? leaf("switch", "") + "," : "";
+            own += leaf("number", MAP) + "," + leaf("name", "");
+            own += kids.empty() ? "" : "," + container(at == 1 ? "deep" : "in", kids);
+            kids = own + "," + leaf("number", "");
         }
         define(R"([{"dc_name": "c)" + std::to_string(level) +
                R"(", "dc_tag": {"dts_name": "t", "dts_source": "/", "dts_kids": [
@@ -93,7 +94,7 @@ class under_way_test : public render_test {
     std::string render_with(const switch_s* change, unsigned level, const char* argument) {
         chosen = change;
         noticed = 0;
-        const std::string text = render(("c" + std::to_string(level)).c_str(), argument);
+        std::string text = render(("c" + std::to_string(level)).c_str(), argument);
         if (change != nullptr) {
             change->off();
             EXPECT_GT(noticed, 0);
@@ -122,7 +123,7 @@ TEST_F(under_way_test, what_is_switched_on_in_a_row_changes_no_byte) {
     for (unsigned level = 0; level < 3; ++level) {
         define_at(level);
     }
-    for (const unsigned collected : {0, 100, 16384}) {
+    for (const unsigned collected : {0U, 100U, 16384U}) {
         drend_set_send_buffer(collected);
         for (unsigned level = 0; level < 3; ++level) {
             for (const char* argument : {"", "as-json", "style=s", "as-json style=s"}) {
