@@ -56,8 +56,7 @@ class dr_output_c {
     void add_row_leaf(const dr_row_kid_s& leaf, size_t skipped,
                       const dri_escaper_s& escaper, const dr_value_c& value) {
         const bool is_text = value.type() == DRV_STRING;
-        const std::string_view text = value.stored_text();
-        const size_t room = is_text ? text.size() : DRI_DIGITS_ROOM;
+        const size_t room = is_text ? value.stored_text().size() : DRI_DIGITS_ROOM;
         const bool is_usual =
             is_text ? value.is_plain_text() : value.is_plain() && !leaf.tag->is_decimal64();
         if (!is_usual || leaf.texts_size() + room > static_cast<size_t>(limit_at_ - at_)) {
@@ -67,7 +66,8 @@ class dr_output_c {
         std::string_view opening = leaf.opening;
         opening.remove_prefix(skipped);
         char* const at = dri_copy_padded(at_, opening);
-        char* const end = is_text ? dri_copy_text(at, text) : value.write_plain(at);
+        char* const end =
+            is_text ? dri_copy_text(at, value.stored_text()) : value.write_plain(at);
         take(dri_copy_padded(end, leaf.closing));
     }
     // The same with the value's text.
