@@ -68,7 +68,7 @@ class drend_tag_object_c {
     const dr_step_filter_s* dto_filter =
         nullptr; // the request's filter at this level, or null
     // What a list procedure may seek by, worked out when the list's walk starts.
-    std::unique_ptr<dr_meta_context_c::names_t> dto_filter_names;
+    dr_meta_context_c::names_ref_t dto_filter_names;
 
     // Set while such a container is walked.
     std::unique_ptr<dr_dynamic_kids_s> dto_dynamic;

@@ -2,14 +2,6 @@
 
 #include "expr/dr_xp_eval.h"
 
-#include <algorithm>
-#include <cstdint>
-#include <cstdlib>
-#include <limits>
-#include <string_view>
-#include <utility>
-#include <vector>
-
 #include "drend.h"
 #include "expr/dr_xp_functions.h"
 #include "expr/dr_xp_lexer.h"
@@ -18,135 +10,133 @@
 
 namespace {
 
-// The text that a node gives: a part of the tree or a constant, or one of its own.
-constexpr char NOTHING[] = "";
-
-class text_c {
-  public:
-    text_c() = default;
-    explicit text_c(std::string_view lasting) : lasting_(lasting) {}
-    explicit text_c(std::string own) : own_(std::move(own)), is_own_(true) {}
-    std::string_view view() const { return is_own_ ? std::string_view(own_) : lasting_; }
-    // The same, ending in a NUL: so does everything in a tree.
-    const char* c_str() const { return is_own_ ? own_.c_str() : lasting_.data(); }
-
-  private:
-    std::string_view lasting_ = NOTHING;
-    std::string own_;
-    bool is_own_ = false;
-};
-
-text_c evaluate(const xp_node_c& node, drend_value_lookup_c& lookup);
-
-bool is_number(const char* text) {
-    char* end = nullptr;
-    strtol(text, &end, 0);
-    return end != text && *end == '\0';
-}
-
-// What a value node gives, valid until the lookup is asked again. A number that is nobody's name
-// stands for itself.
-std::string_view view_of(const xp_node_c& node, drend_value_lookup_c& lookup) {
-    std::string_view value;
-    if (node.kind == XP_TOKEN_LITERAL) {
-        return node.text;
+// What stands behind nodes that do nothing but hold another one.
+const xp_node_c* behind_brackets(const xp_node_c* node) {
+    while (node != nullptr && node->type == XP_NODE_EXPR) {
+        node = node->left.get();
     }
-    if (lookup.view_value(node.text, value)) {
-        return value;
-    }
-    return is_number(node.text.c_str()) ? std::string_view(node.text) : "";
+    return node;
 }
 
-text_c value_of(const xp_node_c& node, drend_value_lookup_c& lookup) {
-    return node.kind == XP_TOKEN_LITERAL ? text_c(std::string_view(node.text))
-                                         : text_c(std::string(view_of(node, lookup)));
+bool is_value(const xp_node_c* node) {
+    return node != nullptr && node->type == XP_NODE_VALUE;
+}
+bool is_literal(const xp_node_c* node) {
+    return is_value(node) && node->kind == XP_TOKEN_LITERAL;
 }
 
-text_c call(const xp_node_c& node, drend_value_lookup_c& lookup) {
-    std::string result;
-    const dr_xp_function_t function = dri_find_function(node.text.c_str());
-    if (function != nullptr) {
-        std::vector<std::string> args;
-        args.reserve(node.args.size());
-        for (const auto& argument : node.args) {
-            args.emplace_back(evaluate(*argument, lookup).view());
-        }
-        function(node, lookup, args, result);
-    }
-    return text_c(std::move(result));
-}
-
-bool is_true(std::string_view text) {
-    return !text.empty() && text != "0" && text != xpath_false;
-}
-
-int32_t number(const text_c& text) {
-    using limits = std::numeric_limits<int32_t>;
-    return static_cast<int32_t>(
-        std::clamp<long>(strtol(text.c_str(), nullptr, 0), limits::min(), limits::max()));
-}
-
-text_c truth(bool value) {
-    return text_c(std::string_view(value ? xpath_true : xpath_false));
-}
-
-text_c compare(int type, const text_c& left, const text_c& right) {
-    switch (type) {
-    case XP_NODE_AND:
-        return truth(is_true(left.view()) && is_true(right.view()));
-    case XP_NODE_OR:
-        return truth(is_true(left.view()) || is_true(right.view()));
-    case XP_NODE_LESS:
-        return truth(number(left) < number(right));
-    case XP_NODE_GREATER:
-        return truth(number(left) > number(right));
-    case XP_NODE_EQUAL:
-        return truth(left.view() == right.view());
-    default:
-        return text_c(std::string_view("??"));
+// A literal, what a name leads to, or a number that is nobody's name and stands for itself.
+void value_of(const xp_node_c& node, drend_value_lookup_c& lookup, dr_xp_value_c& out) {
+    if (node.kind == XP_TOKEN_LITERAL ||
+        (!lookup.find_value(node.text, node.slot, out) && node.number.is_whole)) {
+        out.set_lasting(node.text, node.number);
     }
 }
 
-bool is_value(const xp_node_c* node, int kind) {
-    return node != nullptr && node->type == XP_NODE_VALUE && node->kind == kind;
+// Apart, so that values cost no room for what nodes with parts need.
+[[gnu::noinline]] void combine(const xp_node_c& node, drend_value_lookup_c& lookup,
+                               dr_xp_value_c& out);
+
+// Fills the empty value `out`; null gives the empty text.
+[[gnu::always_inline]] inline void
+evaluate(const xp_node_c* node, drend_value_lookup_c& lookup, dr_xp_value_c& out) {
+    node = behind_brackets(node);
+    if (is_value(node)) {
+        value_of(*node, lookup, out);
+    } else if (node != nullptr) {
+        combine(*node, lookup, out);
+    }
 }
 
-// A value compared with a literal, as nearly every predicate is: nothing has to be kept.
-bool is_plain_equality(const xp_node_c& node) {
-    return node.type == XP_NODE_EQUAL && node.left != nullptr &&
-           node.left->type == XP_NODE_VALUE && is_value(node.right.get(), XP_TOKEN_LITERAL);
+// Keeps a value for the evaluation of `next`, which may ask the lookup again.
+void keep_for(const xp_node_c* next, dr_xp_value_c& value) {
+    if (!is_literal(behind_brackets(next))) {
+        value.keep();
+    }
 }
 
-text_c evaluate(const xp_node_c& node, drend_value_lookup_c& lookup) {
-    if (is_plain_equality(node)) {
-        return truth(view_of(*node.left, lookup) == node.right->text);
+void call(const xp_node_c& node, drend_value_lookup_c& lookup, dr_xp_value_c& out) {
+    const dr_xp_function_t function = dri_find_function(node.text);
+    if (function == nullptr) {
+        return;
     }
-    text_c left;
-    text_c right;
-    if (node.left != nullptr) {
-        left = evaluate(*node.left, lookup);
+    dr_xp_value_c first;
+    dr_xp_value_c second;
+    for (size_t i = 0; i < node.args.size(); ++i) {
+        dr_xp_value_c ignored;
+        keep_for(node.args[i].get(), first);
+        keep_for(node.args[i].get(), second);
+        evaluate(node.args[i].get(), lookup, i == 0 ? first : i == 1 ? second : ignored);
     }
-    if (node.right != nullptr) {
-        right = evaluate(*node.right, lookup);
+    function({node, lookup, first.text(), second.text()}, out);
+}
+
+bool is_operator(const xp_node_c* node) {
+    return node != nullptr && node->type >= XP_NODE_AND && node->type <= XP_NODE_EQUAL;
+}
+
+bool operate(const xp_node_c& node, drend_value_lookup_c& lookup);
+
+bool truth_of(const xp_node_c* node, drend_value_lookup_c& lookup) {
+    node = behind_brackets(node);
+    if (is_operator(node)) {
+        return operate(*node, lookup);
     }
-    switch (node.type) {
-    case XP_NODE_NONE:
-        return {};
-    case XP_NODE_EXPR:
-        return left;
-    case XP_NODE_VALUE:
-        return value_of(node, lookup);
-    case XP_NODE_CALL:
-        return call(node, lookup);
-    default:
-        return compare(node.type, left, right);
+    dr_xp_value_c value;
+    evaluate(node, lookup, value);
+    return value.is_true();
+}
+
+int32_t number_of(const xp_node_c* node, drend_value_lookup_c& lookup) {
+    dr_xp_value_c value;
+    evaluate(node, lookup, value);
+    return value.as_number();
+}
+
+bool are_equal(const xp_node_c& node, drend_value_lookup_c& lookup) {
+    const xp_node_c* right = behind_brackets(node.right.get());
+    dr_xp_value_c left_value;
+    evaluate(node.left.get(), lookup, left_value);
+    if (is_literal(right)) {
+        return left_value.equals(right->text, right->number);
+    }
+    dr_xp_value_c right_value;
+    left_value.keep();
+    evaluate(right, lookup, right_value);
+    return left_value.text() == right_value.text();
+}
+
+// Both sides are evaluated in any case, the left one first.
+bool operate(const xp_node_c& node, drend_value_lookup_c& lookup) {
+    const xp_node_c* left = node.left.get();
+    const xp_node_c* right = node.right.get();
+    if (node.type == XP_NODE_EQUAL) {
+        return are_equal(node, lookup);
+    }
+    if (node.type == XP_NODE_AND || node.type == XP_NODE_OR) {
+        const bool first = truth_of(left, lookup);
+        const bool second = truth_of(right, lookup);
+        return node.type == XP_NODE_AND ? first && second : first || second;
+    }
+    const int32_t first = number_of(left, lookup);
+    const int32_t second = number_of(right, lookup);
+    return node.type == XP_NODE_LESS ? first < second : first > second;
+}
+
+void combine(const xp_node_c& node, drend_value_lookup_c& lookup, dr_xp_value_c& out) {
+    if (is_operator(&node)) {
+        out.set_truth(operate(node, lookup));
+    } else if (node.type == XP_NODE_CALL) {
+        call(node, lookup, out);
+    } else if (node.type != XP_NODE_NONE) {
+        out.set_lasting("??");
     }
 }
 
 void gather_equality(const xp_node_c& node, drend_value_lookup_c& lookup,
                      std::map<std::string, std::string>& out) {
-    if (!is_value(node.left.get(), XP_TOKEN_WORD) ||
-        !is_value(node.right.get(), XP_TOKEN_LITERAL) || node.right->text.empty()) {
+    if (!is_value(node.left.get()) || is_literal(node.left.get()) ||
+        !is_literal(node.right.get()) || node.right->text.empty()) {
         return;
     }
     dr_str_buf_c name;
@@ -158,8 +148,13 @@ void gather_equality(const xp_node_c& node, drend_value_lookup_c& lookup,
 } // namespace
 
 bool dri_holds(const xp_node_c& node, drend_value_lookup_c& lookup) {
-    const text_c value = evaluate(node, lookup);
-    return !value.view().empty() && value.view() != xpath_false;
+    const xp_node_c* root = behind_brackets(&node);
+    if (is_operator(root)) {
+        return operate(*root, lookup);
+    }
+    dr_xp_value_c value;
+    evaluate(root, lookup, value);
+    return value.holds();
 }
 
 int dri_eval_expr(const xp_node_c& node, drend_value_lookup_c& lookup,

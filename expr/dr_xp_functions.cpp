@@ -3,7 +3,6 @@
 #include "expr/dr_xp_functions.h"
 
 #include <cassert>
-#include <cstring>
 
 #include "drend.h"
 #include "frame/drend_trace.h"
@@ -13,8 +12,6 @@ const char* const xpath_false = "false";
 
 namespace {
 
-using args_t = std::vector<std::string>;
-
 // Traces a call with a wrong number of arguments; `function` is the internal function's name.
 bool check_count(bool right, const char* function) {
     if (!right && dri_trace_on(DREND_TRACE_ERROR)) {
@@ -23,40 +20,32 @@ bool check_count(bool right, const char* function) {
     return right;
 }
 
-const char* truth(bool value) {
-    return value ? xpath_true : xpath_false;
-}
-
-void dri_xp_local_name_func(const xp_node_c&, drend_value_lookup_c& lookup,
-                            const args_t& args, std::string& result) {
-    result.clear();
-    if (check_count(args.empty(), __func__)) {
+void dri_xp_local_name_func(const dr_xp_call_s& call, dr_xp_value_c& result) {
+    if (check_count(call.count() == 0, __func__)) {
         dr_str_buf_c name;
-        lookup.get_local_name(name);
-        result = name;
+        call.lookup.get_local_name(name);
+        result.set_own(name.c_str());
     }
 }
 
-void dri_xp_contains_func(const xp_node_c&, drend_value_lookup_c&, const args_t& args,
-                          std::string& result) {
-    result = truth(check_count(args.size() >= 2, __func__) &&
-                   args[0].find(args[1]) != std::string::npos);
+void dri_xp_contains_func(const dr_xp_call_s& call, dr_xp_value_c& result) {
+    result.set_truth(check_count(call.count() >= 2, __func__) &&
+                     call.first.find(call.second) != std::string_view::npos);
 }
 
-void dri_xp_starts_with_func(const xp_node_c&, drend_value_lookup_c&, const args_t& args,
-                             std::string& result) {
-    result = truth(check_count(args.size() >= 2, __func__) && args[0].starts_with(args[1]));
+void dri_xp_starts_with_func(const dr_xp_call_s& call, dr_xp_value_c& result) {
+    result.set_truth(check_count(call.count() >= 2, __func__) &&
+                     call.first.starts_with(call.second));
 }
 
-void dri_xp_match_func(const xp_node_c& call, drend_value_lookup_c&, const args_t& args,
-                       std::string& result) {
-    assert(call.pattern);
-    result = truth(check_count(args.size() >= 2, __func__) &&
-                   call.pattern->match(args[1], args[0]));
+void dri_xp_match_func(const dr_xp_call_s& call, dr_xp_value_c& result) {
+    assert(call.node.pattern);
+    result.set_truth(check_count(call.count() >= 2, __func__) &&
+                     call.node.pattern->match(call.second, call.first));
 }
 
 constexpr struct {
-    const char* name;
+    std::string_view name;
     dr_xp_function_t function;
 } FUNCTIONS[] = {{"local_name", dri_xp_local_name_func},
                  {"contains", dri_xp_contains_func},
@@ -65,9 +54,9 @@ constexpr struct {
 
 } // namespace
 
-dr_xp_function_t dri_find_function(const char* name) {
+dr_xp_function_t dri_find_function(const std::string& name) {
     for (const auto& row : FUNCTIONS) {
-        if (strcmp(row.name, name) == 0) {
+        if (row.name == name) {
             return row.function;
         }
     }

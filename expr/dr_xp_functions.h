@@ -13,8 +13,8 @@
 // Any thread.
 #pragma once
 
-#include <string>
-#include <vector>
+#include <cstddef>
+#include <string_view>
 
 #include "expr/drend_value_lookup.h"
 #include "expr/xp_node.h"
@@ -22,10 +22,18 @@
 // The function that compiles its second argument: the parser gives its calls a place for that.
 inline constexpr char XP_MATCH[] = "match";
 
-// Called with the node of the call itself and the texts of its arguments.
-using dr_xp_function_t = void (*)(const xp_node_c& call, drend_value_lookup_c& lookup,
-                                  const std::vector<std::string>& args,
-                                  std::string& result);
+// A call with its evaluated arguments; the texts of absent ones are empty.
+struct dr_xp_call_s {
+    const xp_node_c& node;
+    drend_value_lookup_c& lookup;
+    std::string_view first;
+    std::string_view second;
+
+    size_t count() const { return node.args.size(); }
+};
+
+// Fills an empty value.
+using dr_xp_function_t = void (*)(const dr_xp_call_s& call, dr_xp_value_c& result);
 
 // Null for an unknown name.
-dr_xp_function_t dri_find_function(const char* name);
+dr_xp_function_t dri_find_function(const std::string& name);

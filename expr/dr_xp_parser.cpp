@@ -98,9 +98,7 @@ class expr_parser_c {
         if (token != XP_TOKEN_WORD && token != XP_TOKEN_LITERAL) {
             return FAILED;
         }
-        node.text = token_.text();
-        node.kind = token;
-        node.type = XP_NODE_VALUE;
+        node.set_value(token, token_.text());
         if (next() == XP_TOKEN_OPEN) {
             return call(node, open);
         }
@@ -207,19 +205,21 @@ dr_text_cache_c<path_t>& cache() {
 
 unsigned times_forgotten = 0;
 
-void note_facts(const xp_node_c& node, dr_xp_predicate_s& predicate) {
+// Numbers the bare words, too.
+void note_facts(xp_node_c& node, dr_xp_predicate_s& predicate, unsigned& words) {
     if (node.type == XP_NODE_CALL && node.text == "local_name") {
         predicate.calls_local_name = true;
     }
     if (node.type == XP_NODE_VALUE && node.kind == XP_TOKEN_WORD) {
         predicate.holds_bare_word = true;
+        node.slot = words++;
     }
     for (const auto& argument : node.args) {
-        note_facts(*argument, predicate);
+        note_facts(*argument, predicate, words);
     }
-    for (const xp_node_c* child : {node.left.get(), node.right.get()}) {
+    for (xp_node_c* child : {node.left.get(), node.right.get()}) {
         if (child != nullptr) {
-            note_facts(*child, predicate);
+            note_facts(*child, predicate, words);
         }
     }
 }
@@ -228,7 +228,7 @@ void note_facts(const xp_node_c& node, dr_xp_predicate_s& predicate) {
 
 dr_xpath_c::dr_xpath_c(std::vector<xp_node_c> steps, const dr_xp_size_s& size)
     : steps_(std::move(steps)), size_(size) {
-    for (const xp_node_c& step : steps_) {
+    for (xp_node_c& step : steps_) {
         if (step.type != XP_NODE_NONE) {
             add_predicate(step);
         }
@@ -238,9 +238,9 @@ dr_xpath_c::dr_xpath_c(std::vector<xp_node_c> steps, const dr_xp_size_s& size)
     }
 }
 
-void dr_xpath_c::add_predicate(const xp_node_c& root) {
+void dr_xpath_c::add_predicate(xp_node_c& root) {
     dr_xp_predicate_s predicate{&root, false, false};
-    note_facts(root, predicate);
+    note_facts(root, predicate, words_);
     predicates_.push_back(predicate);
 }
 

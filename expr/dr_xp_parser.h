@@ -65,15 +65,18 @@ class dr_xpath_c {
     // The predicates of all steps, in the order in which they were written.
     const std::vector<dr_xp_predicate_s>& predicates() const { return predicates_; }
     const dr_xp_size_s& size() const { return size_; }
+    // The number of bare words in them, function names excluded: what slots are numbered from.
+    unsigned words() const { return words_; }
     // In bytes, about, with everything below it.
     size_t memory() const;
 
   private:
-    void add_predicate(const xp_node_c& root);
+    void add_predicate(xp_node_c& root);
 
-    const std::vector<xp_node_c> steps_;
+    std::vector<xp_node_c> steps_;
     const dr_xp_size_s size_;
     std::vector<dr_xp_predicate_s> predicates_;
+    unsigned words_ = 0;
 };
 
 // The parsed path; null when it does not parse or is too much together with what was counted

@@ -211,7 +211,7 @@ using begins_t = std::vector<size_t>;
 
 // Where a search has to begin anew, because ".*" does not pass bytes that are no characters of the
 // locale: behind each of them. None when that would be too many for the length of the text.
-begins_t further_begins(const std::string& text) {
+begins_t further_begins(std::string_view text) {
     begins_t begins;
     const auto is_ascii = [](char c) { return static_cast<unsigned char>(c) < 0x80; };
     if (MB_CUR_MAX == 1 || std::all_of(text.begin(), text.end(), is_ascii)) {
@@ -219,7 +219,7 @@ begins_t further_begins(const std::string& text) {
     }
     mbstate_t state{};
     for (size_t at = 0; at < text.size();) {
-        const size_t length = mbrlen(text.c_str() + at, text.size() - at, &state);
+        const size_t length = mbrlen(text.data() + at, text.size() - at, &state);
         if (length <= text.size() - at) {
             at += std::max<size_t>(length, 1);
             continue;
@@ -236,7 +236,7 @@ begins_t further_begins(const std::string& text) {
 // A pattern as the C library has it, and the text that it was made of.
 class compiled_pattern_c {
   public:
-    explicit compiled_pattern_c(const std::string& pattern) : pattern_(pattern) {
+    explicit compiled_pattern_c(std::string_view pattern) : pattern_(pattern) {
         pattern_scan_c scan(pattern_);
         if (!scan.acceptable()) {
             return;
@@ -257,7 +257,7 @@ class compiled_pattern_c {
     compiled_pattern_c(const compiled_pattern_c&) = delete;
     compiled_pattern_c& operator=(const compiled_pattern_c&) = delete;
 
-    bool is_of(const std::string& pattern) const { return pattern_ == pattern; }
+    bool is_of(std::string_view pattern) const { return pattern_ == pattern; }
 
     // What the C library keeps of the pattern, and of the texts of `length` bytes together that it
     // was matched with: as measured, one state for each byte unless the pattern has fewer of them.
@@ -270,7 +270,7 @@ class compiled_pattern_c {
     // Whether the pattern can be matched with a text of `length` bytes.
     bool takes(size_t length) const { return compiled_ && memory(length) <= MEMORY_MAX; }
 
-    bool matches(const std::string& text) const {
+    bool matches(std::string_view text) const {
         if (matches_from(0, text)) {
             return true;
         }
@@ -284,10 +284,10 @@ class compiled_pattern_c {
 
   private:
     // Whether the longest match from `begin` on reaches where the pattern says.
-    bool matches_from(size_t begin, const std::string& text) const {
+    bool matches_from(size_t begin, std::string_view text) const {
         const auto length = static_cast<regoff_t>(text.size());
         const auto start = static_cast<regoff_t>(begin);
-        const regoff_t matched = re_match(&regex_, text.c_str(), length, start, nullptr);
+        const regoff_t matched = re_match(&regex_, text.data(), length, start, nullptr);
         return at_end_ ? matched == length - start : matched >= 0;
     }
 
@@ -305,7 +305,7 @@ using compiled_t = std::shared_ptr<const compiled_pattern_c>;
 class pattern_table_c {
   public:
     // The pattern, compiled for that place; null when it cannot match a text of `length` bytes.
-    compiled_t get(const void* place, const std::string& pattern, size_t length) {
+    compiled_t get(const void* place, std::string_view pattern, size_t length) {
         drend_lock_guard_c guard(lock_);
         kept_s* kept = &compiled_for(place, pattern);
         if (memory_ + kept->growth(length) > MEMORY_MAX) {
@@ -349,7 +349,7 @@ class pattern_table_c {
         }
     };
 
-    kept_s& compiled_for(const void* place, const std::string& pattern) {
+    kept_s& compiled_for(const void* place, std::string_view pattern) {
         const auto found = kept_.find(place);
         if (found != kept_.end() && found->second.compiled->is_of(pattern)) {
             return found->second;
@@ -376,7 +376,7 @@ dr_xp_pattern_c::~dr_xp_pattern_c() {
     table.forget(this);
 }
 
-bool dr_xp_pattern_c::match(const std::string& pattern, const std::string& text) const {
+bool dr_xp_pattern_c::match(std::string_view pattern, std::string_view text) const {
     if (pattern.size() > PATTERN_MAX) {
         return false;
     }

@@ -21,7 +21,6 @@
 // Safe from any thread.
 #pragma once
 
-#include <string>
 #include <string_view>
 
 // The place in an expression that a pattern is compiled for. It keeps the last one.
@@ -33,7 +32,7 @@ class dr_xp_pattern_c {
     dr_xp_pattern_c& operator=(const dr_xp_pattern_c&) = delete;
 
     // Whether the POSIX basic regular expression matches somewhere in the text.
-    bool match(const std::string& pattern, const std::string& text) const;
+    bool match(std::string_view pattern, std::string_view text) const;
 };
 
 // What compiling a pattern takes at most, in no unit: the square of its size, or sixteen times that

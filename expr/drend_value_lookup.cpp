@@ -3,16 +3,19 @@
 #include "expr/drend_value_lookup.h"
 
 bool drend_env_value_lookup_c::get_value(const char* name, dr_str_buf_c& out) {
-    std::string_view text;
-    const bool found = view_value(name, text);
-    out = std::string(text);
-    return found;
+    const auto found = values.find(name);
+    out = found == values.end() ? "" : found->second.c_str();
+    return found != values.end();
 }
 
-bool drend_env_value_lookup_c::view_value(const std::string& name, std::string_view& out) {
+bool drend_env_value_lookup_c::find_value(const std::string& name, unsigned /*slot*/,
+                                          dr_xp_value_c& out) {
     const auto found = values.find(name);
-    out = found == values.end() ? std::string_view() : found->second;
-    return found != values.end();
+    if (found == values.end()) {
+        return false;
+    }
+    out.set_passing(found->second);
+    return true;
 }
 
 void drend_env_value_lookup_c::get_local_name(dr_str_buf_c& out) {

@@ -8,8 +8,8 @@
 
 #include <map>
 #include <string>
-#include <string_view>
 
+#include "expr/dr_xp_value.h"
 #include "frame/dr_str_buf.h"
 
 class drend_value_lookup_c {
@@ -21,8 +21,10 @@ class drend_value_lookup_c {
     // What the daemon calls the thing that a definition shows as `name`. False when the daemon
     // cannot be asked for it by name.
     virtual bool get_meta_name(const char* name, dr_str_buf_c& out) = 0;
-    // As get_value, without a copy: `out` is valid until the lookup is asked again.
-    virtual bool view_value(const std::string& name, std::string_view& out) = 0;
+    // As get_value for the bare word `name`, the `slot`th of its path: who knows the path can have
+    // found out before what the word leads to. `out` is an empty value and stays so when there is
+    // none.
+    virtual bool find_value(const std::string& name, unsigned slot, dr_xp_value_c& out) = 0;
 
   protected:
     // Nobody owns a lookup through this interface.
@@ -37,7 +39,7 @@ class drend_env_value_lookup_c final : public drend_value_lookup_c {
     void get_local_name(dr_str_buf_c& out) override;
     // Always "mt-" and the name.
     bool get_meta_name(const char* name, dr_str_buf_c& out) override;
-    bool view_value(const std::string& name, std::string_view& out) override;
+    bool find_value(const std::string& name, unsigned slot, dr_xp_value_c& out) override;
 
     std::map<std::string, std::string> values;
 };

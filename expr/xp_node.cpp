@@ -101,8 +101,9 @@ void trace_tree(const xp_node_c& node, size_t depth) {
 
 // NOLINTBEGIN(clang-analyzer-cplusplus.NewDeleteLeaks): it loses sight of unique_ptr's pointer here
 xp_node_c::xp_node_c(const xp_node_c& other)
-    : text(other.text), kind(other.kind), type(other.type), left(copy_of(other.left)),
-      right(copy_of(other.right)), args(copy_of(other.args)), pattern(other.pattern),
+    : text(other.text), kind(other.kind), type(other.type), number(other.number),
+      slot(other.slot), left(copy_of(other.left)), right(copy_of(other.right)),
+      args(copy_of(other.args)), pattern(other.pattern),
       more_predicates(copy_of(other.more_predicates)) {}
 // NOLINTEND(clang-analyzer-cplusplus.NewDeleteLeaks)
 
@@ -115,6 +116,8 @@ xp_node_c& xp_node_c::operator=(xp_node_c&& other) noexcept {
     text.swap(taken.text);
     kind = taken.kind;
     type = taken.type;
+    number = taken.number;
+    slot = taken.slot;
     left.swap(taken.left);
     right.swap(taken.right);
     args.swap(taken.args);
@@ -129,6 +132,13 @@ xp_node_c& xp_node_c::operator=(const xp_node_c* other) {
 
 void xp_node_c::reset() {
     *this = xp_node_c();
+}
+
+void xp_node_c::set_value(int kind_, std::string text_) {
+    type = XP_NODE_VALUE;
+    kind = kind_;
+    text = std::move(text_);
+    number = dri_number_of(text);
 }
 
 void dri_xpath_dump(const std::vector<xp_node_c>& steps, dr_str_buf_c& out) {

@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "expr/dr_xp_pattern.h"
+#include "expr/dr_xp_value.h"
 #include "frame/dr_str_buf.h"
 
 // What a node stands for. db_dump_expr prints the text beside it.
@@ -50,9 +51,14 @@ class xp_node_c {
     // Makes the node what a new one is.
     void reset();
 
+    // Makes a new node a value. There is no other way to make one.
+    void set_value(int kind_, std::string text_);
+
     std::string text;        // a step's name, a value's text or a function's name
     int kind = 0;            // of a value: XP_TOKEN_WORD or XP_TOKEN_LITERAL
     int type = XP_NODE_NONE; // an xp_node_type_e
+    dr_xp_number_s number;   // of a value: what its text is as a number
+    unsigned slot = 0;       // of a bare word in a dr_xpath_c: its number there
     std::unique_ptr<xp_node_c> left;
     std::unique_ptr<xp_node_c> right;
     std::vector<std::unique_ptr<xp_node_c>> args; // of a call

@@ -160,6 +160,38 @@ class dr_value_c {
     // What drend_tag_c::value_text says, or c_str without a tag. Defined where tags are known.
     const char* get_value_as_string(const drend_tag_object_c* tag, str_buf_s* out) const;
 
+    // The number that get_text would print, when it is a whole one of at most 64 bits, signed.
+    bool get_whole(int64_t& out) const {
+        switch (type_) {
+        case DRV_INT8:
+            // NOLINTNEXTLINE(bugprone-signed-char-misuse,cert-str34-c): a number
+            out = stored<int8_t>();
+            return true;
+        case DRV_INT16:
+            out = stored<int16_t>();
+            return true;
+        case DRV_INT32:
+            out = stored<int32_t>();
+            return true;
+        case DRV_INT64:
+            out = stored<int64_t>();
+            return true;
+        case DRV_UINT8:
+            out = stored<uint8_t>();
+            return true;
+        case DRV_UINT16:
+            out = stored<uint16_t>();
+            return true;
+        case DRV_UINT32:
+            out = stored<uint32_t>();
+            return true;
+        case DRV_UINT64:
+            out = stored<int64_t>();
+            return out >= 0;
+        default:
+            return false;
+        }
+    }
     int get_integral(long long& out) const;
     int get_uintegral(unsigned long long& out) const;
     int get_int64(int64_t& out) const;

@@ -18,7 +18,7 @@
 struct dr_meta_context_c::maps_s {
     std::map<std::string, std::string, std::less<>> cached_values;
     std::map<std::string, void*, std::less<>> daemon_cookies;
-    names_t filter_names;
+    names_ref_t filter_names;
     unsigned refs = 1;
 };
 
@@ -76,6 +76,14 @@ const dr_meta_object_c* dr_meta_context_c::get_object_offset(unsigned n) const {
 
 dr_meta_object_c* dr_meta_context_c::writable_object(unsigned n) {
     is_touched_ = true;
+    if (n == 0 && top_ != nullptr && top_->refs == 1) { // nearly always
+        return &top_->object;
+    }
+    return own_object(n);
+}
+
+// Makes the frames down to that of an object this context's own.
+dr_meta_object_c* dr_meta_context_c::own_object(unsigned n) {
     if (is_visiting_ && n > 0) {
         put_frames_aside();
     }
@@ -171,14 +179,14 @@ void* dr_meta_context_c::get_daemon_cookie(const char* name) const {
     return found == maps_->daemon_cookies.end() ? nullptr : found->second;
 }
 
-void dr_meta_context_c::set_filter_names(const names_t& names) {
-    if (filter_names() != names) {
+void dr_meta_context_c::set_filter_names(const names_ref_t& names) {
+    if (maps_ == nullptr ? names != nullptr : maps_->filter_names != names) {
         writable_maps().filter_names = names;
     }
 }
 
-const dr_meta_context_c::names_t& dr_meta_context_c::filter_names() const {
-    static const names_t none;
+const dr_meta_context_c::names_ref_t& dr_meta_context_c::filter_names() const {
+    static const names_ref_t none;
     return maps_ == nullptr ? none : maps_->filter_names;
 }
 
@@ -267,15 +275,21 @@ void dr_meta_context_c::pop_object() {
 }
 
 void dr_meta_context_c::begin_visit(dr_meta_node_c* leaf, const void* element_ref) {
-    end_visit();
+    if (is_visiting_) {
+        end_visit();
+    }
     if (spare_ == nullptr) {
-        push_child(leaf, element_ref);
+        push_first_visit(leaf, element_ref);
     } else {
         spare_->stand_for(leaf, row_of_child(element_ref), top_);
         top_ = std::exchange(spare_, nullptr);
     }
     is_visiting_ = true;
     is_touched_ = false;
+}
+
+void dr_meta_context_c::push_first_visit(dr_meta_node_c* leaf, const void* element_ref) {
+    push_child(leaf, element_ref);
 }
 
 void dr_meta_context_c::end_visit() {
@@ -394,8 +408,8 @@ int dr_meta_context_c::push_named(const dr_nav_step_c& step, bool call_list,
         return DREND_OK;
     }
     if (call_list) {
-        const names_t outer = filter_names();
-        set_filter_names({});
+        const names_ref_t outer = filter_names();
+        set_filter_names(nullptr);
         call_list_proc();
         set_filter_names(outer);
         return DREND_OK;
@@ -422,8 +436,8 @@ int dr_meta_context_c::select_row(const dr_nav_key_s& key, const void* element_r
             wanted = text.c_str();
         }
     }
-    const names_t outer = filter_names();
-    set_filter_names({{key.name, wanted}});
+    const names_ref_t outer = filter_names();
+    set_filter_names(std::make_shared<const names_t>(names_t{{key.name, wanted}}));
     const int status = find_row(key_leaf, wanted);
     set_filter_names(outer);
     return status;

@@ -56,7 +56,7 @@ class dr_meta_object_c {
     // let go.
     void set_element_ref(const void* ref) {
         if (iterator && iterator.get() != ref) {
-            iterator.reset();
+            let_iterator_go();
         }
         element_ref = ref;
     }
@@ -71,11 +71,16 @@ class dr_meta_object_c {
     bool entered = false; // between enter and exit
     const dr_meta_context_c* entered_by = nullptr; // who owes the exit
     std::shared_ptr<drend_iterator_c> iterator;    // drives the list; also its element_ref
+
+  private:
+    [[gnu::noinline]] void let_iterator_go() { iterator.reset(); }
 };
 
 class dr_meta_context_c : public dr_meta_context_s {
   public:
     using names_t = std::map<std::string, std::string>;
+    // Shared by whoever hands them on, so that the same ones are known by their address.
+    using names_ref_t = std::shared_ptr<const names_t>;
 
     dr_meta_context_c() = default;
     dr_meta_context_c(const dr_meta_context_c& other);
@@ -119,10 +124,9 @@ class dr_meta_context_c : public dr_meta_context_s {
     void set_daemon_cookie(const char* name, void* cookie);
     void* get_daemon_cookie(const char* name) const;
     // What a list procedure may seek by: meta names of key leaves and the texts they must
-    // equal.
-    void set_filter_names(const names_t& names);
-    const names_t& filter_names() const;
-    bool has_filter_names() const { return maps_ != nullptr && !filter_names().empty(); }
+    // equal. Null for none.
+    void set_filter_names(const names_ref_t& names);
+    const names_ref_t& filter_names() const;
 
     // --- moving ---
 
@@ -219,11 +223,13 @@ class dr_meta_context_c : public dr_meta_context_s {
     int find_row(dr_meta_node_c* key_leaf, const std::string& wanted);
     int drop_list(int status);
     maps_s& writable_maps();
+    [[gnu::noinline]] dr_meta_object_c* own_object(unsigned n);
     const void* row_of_child(const void* element_ref) const;
     void put_frames_aside();
     void put_maps_aside();
     void begin_visit(dr_meta_node_c* leaf, const void* element_ref);
-    void take_visit_back();
+    [[gnu::noinline]] void push_first_visit(dr_meta_node_c* leaf, const void* element_ref);
+    [[gnu::noinline]] void take_visit_back();
     static void release(frame_s* frame);
     static void release(maps_s* maps);
 

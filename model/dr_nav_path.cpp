@@ -51,18 +51,15 @@ bool is_unclosed(const char* path) {
 
 } // namespace
 
-dr_meta_node_c* dr_nav_step_c::find_in(const dr_meta_node_c* parent) const {
+dr_meta_node_c* dr_nav_step_c::search_in(const dr_meta_node_c* parent) const {
     assert(kind_ == dr_nav_kind_e::CHILD && parent != nullptr);
-    if (known_parent_ != parent || known_generation_ != dmn_generation()) {
-        dr_meta_node_c* found = parent->find_child(name_);
-        if (found == nullptr) {
-            return nullptr; // not remembered: a daemon may register it later
-        }
+    dr_meta_node_c* found = parent->find_child(name_);
+    if (found != nullptr) { // else not remembered: a daemon may register it later
         known_parent_ = parent;
         known_generation_ = dmn_generation();
         known_child_ = found;
     }
-    return known_child_;
+    return found;
 }
 
 dr_nav_path_c::dr_nav_path_c(const char* path) {

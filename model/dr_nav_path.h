@@ -46,9 +46,15 @@ class dr_nav_step_c {
     // The key in force, or null.
     const dr_nav_key_s* key() const { return key_.get(); }
     // The child of `parent` that a CHILD step names, or null.
-    dr_meta_node_c* find_in(const dr_meta_node_c* parent) const;
+    dr_meta_node_c* find_in(const dr_meta_node_c* parent) const {
+        return known_parent_ == parent && known_generation_ == dmn_generation()
+                   ? known_child_
+                   : search_in(parent);
+    }
 
   private:
+    dr_meta_node_c* search_in(const dr_meta_node_c* parent) const;
+
     dr_nav_kind_e kind_;
     mutable unsigned known_generation_ = 0;
     mutable const dr_meta_node_c* known_parent_ = nullptr;

@@ -328,7 +328,11 @@ void* drend_get_iterator_c(dr_meta_context_s* ctx, unsigned int offset) {
 }
 
 const char* drend_get_filter_name(dr_meta_context_s* ctx, const char* name) {
-    for (const auto& [filtered, text] : checked(ctx)->filter_names()) { // a handful
+    const dr_meta_context_c::names_t* names = checked(ctx)->filter_names().get();
+    if (names == nullptr) {
+        return nullptr;
+    }
+    for (const auto& [filtered, text] : *names) { // a handful
         if (filtered == name) {
             return text.c_str();
         }

@@ -16,12 +16,14 @@
 // Belongs to one walk on the daemon's thread.
 #pragma once
 
+#include <memory>
 #include <vector>
 
 #include "definitions/dr_position.h"
 #include "definitions/dr_step_filter.h"
 #include "expr/dr_xp_parser.h"
 #include "expr/drend_value_lookup.h"
+#include "render/dr_bound_step.h"
 #include "render/dr_value_reader.h"
 
 // What drend_set_suspend_on_hidden_rows set.
@@ -32,6 +34,11 @@ class dr_row_filter_c {
     dr_row_filter_c(dr_position_c& position, dr_value_reader_c& reader)
         : position_(position), reader_(reader) {}
 
+    // To be called before a walk: nothing is known of the tags that it will come to.
+    void begin() {
+        bound_ = nullptr;
+        bound_steps_.clear();
+    }
     // Whether the tag and, with a predicate, what the walk is at now pass the tag's step.
     bool match(const drend_tag_object_c* tobj) {
         return tobj->dto_filter == nullptr || step_match(tobj);
@@ -50,32 +57,50 @@ class dr_row_filter_c {
   private:
     int judge(const drend_tag_object_c* tobj, size_t& next);
     bool step_match(const drend_tag_object_c* tobj);
-    static bool step_is_for(const drend_tag_object_c* tobj);
+    // The step that the tag has taken, bound to it.
+    dr_bound_step_c& bind(const drend_tag_object_c* tobj) {
+        if (bound_ == nullptr || !bound_->is_of(*tobj->dto_filter) ||
+            !bound_->is_bound_to(*tobj->dto_tag)) {
+            bind_anew(*tobj->dto_filter, *tobj->dto_tag);
+        }
+        return *bound_;
+    }
+    void bind_anew(const dr_step_filter_s& filter, const drend_tag_c& tag);
+    static bool step_is_for(const drend_tag_object_c* tobj, const dr_bound_step_c& step);
     bool row_has_to_wait() const;
-    bool predicate_match(const drend_tag_object_c* tobj,
+    bool predicate_match(const drend_tag_object_c* tobj, dr_bound_step_c& step,
                          const dr_xp_predicate_s& predicate);
 
     dr_position_c& position_;
     dr_value_reader_c& reader_;
+    // The steps that were asked so far, at most one for each level, and the last one.
+    std::vector<std::unique_ptr<dr_bound_step_c>> bound_steps_;
+    dr_bound_step_c* bound_ = nullptr;
 };
 
-// Names in expressions, looked up where a walk is.
+// Names in expressions, looked up where a walk is. With a bound step words are found as that says.
+// A lookup may leave a leaf visited until it goes.
 class drend_tags_access_context_value_lookup_c final : public drend_value_lookup_c {
   public:
     drend_tags_access_context_value_lookup_c(dr_position_c& position,
-                                             dr_value_reader_c& reader)
-        : position_(position), reader_(reader) {}
+                                             dr_value_reader_c& reader,
+                                             dr_bound_step_c* step = nullptr)
+        : position_(position), reader_(reader), step_(step) {}
+    ~drend_tags_access_context_value_lookup_c() { reader_.end_visit(); }
+    drend_tags_access_context_value_lookup_c(
+        const drend_tags_access_context_value_lookup_c&) = delete;
+    drend_tags_access_context_value_lookup_c&
+    operator=(const drend_tags_access_context_value_lookup_c&) = delete;
 
     bool get_value(const char* name, dr_str_buf_c& out) override;
     void get_local_name(dr_str_buf_c& out) override;
     // Only names whose daemon's leaf is a field of the current row and is shown without a value
     // map, so that a list procedure may seek by them.
     bool get_meta_name(const char* name, dr_str_buf_c& out) override;
-    bool view_value(const std::string& name, std::string_view& out) override {
-        return !name.empty() && reader_.read(name, out) == DREND_OK;
-    }
+    bool find_value(const std::string& name, unsigned slot, dr_xp_value_c& out) override;
 
   private:
     dr_position_c& position_;
     dr_value_reader_c& reader_;
+    dr_bound_step_c* step_; // or null
 };

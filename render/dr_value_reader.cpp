@@ -14,56 +14,57 @@ int dr_value_reader_c::get_text(std::string_view path, dr_str_buf_c& out) {
 }
 
 int dr_value_reader_c::read(std::string_view path, std::string_view& out) {
-    const drend_tag_object_c* top = position_.tag(0);
-    if (top == nullptr) {
+    const drend_tag_c* leaf = fetch(path);
+    end_visit();
+    if (leaf == nullptr) {
         return DREND_ERR;
     }
+    out = text_of(*leaf);
+    return DREND_OK;
+}
+
+bool dr_value_reader_c::find(std::string_view path, dr_xp_value_c& out) {
+    const drend_tag_c* leaf = fetch(path);
+    if (leaf != nullptr) {
+        show(*leaf, out);
+    }
+    return leaf != nullptr;
+}
+
+// Reads the leaf at `path` and translates its value. The leaf's tag, or null.
+const drend_tag_c* dr_value_reader_c::fetch(std::string_view path) {
+    const drend_tag_object_c* top = position_.tag(0);
+    if (top == nullptr) {
+        return nullptr;
+    }
     if (path.empty()) {
-        return read_leaf(position_.context(0), *top->dto_tag, out);
+        return fetch_top();
     }
     // Nearly every name is that of a leaf of the row, which need not be moved to.
     const drend_tag_c* kid =
         path.find('/') == std::string_view::npos ? top->dto_tag->find_child(path) : nullptr;
-    if (dr_meta_node_c* leaf = kid == nullptr ? nullptr : visitable_leaf(*kid)) {
-        dr_meta_context_c* context = position_.context(0);
-        context->visit_leaf(leaf, position_.element_ref());
-        const int status = read_leaf(context, *kid, out);
-        context->end_visit();
-        return status;
+    if (kid != nullptr && is_below_row(*kid) && visit(*kid)) {
+        return fetch_leaf(*visited_, *kid) ? kid : nullptr;
     }
+    end_visit();
     if (position_.look_up(path) != DREND_OK) {
-        return DREND_ERR;
-    }
-    const int status = read_leaf(position_.context(0), *position_.tag(0)->dto_tag, out);
-    position_.take_back();
-    return status;
-}
-
-// The leaf that the context on top may visit for a kid, or null.
-dr_meta_node_c* dr_value_reader_c::visitable_leaf(const drend_tag_c& tag) const {
-    const dr_meta_context_c* context = position_.context(0);
-    if (tag.dt_type != DT_TYPE_LEAF || !tag.source_path().is_child() ||
-        context == nullptr || context->is_visiting() || dri_trace_on(DREND_TRACE_WALK)) {
         return nullptr;
     }
-    dr_meta_node_c* leaf = tag.source_path().child_of(context->get_top_node());
-    return leaf != nullptr && leaf->is_leaf() ? leaf : nullptr;
+    const drend_tag_c* leaf = fetch_top();
+    position_.take_back();
+    return leaf;
 }
 
-int dr_value_reader_c::read_leaf(dr_meta_context_c* context, const drend_tag_c& tag,
-                                 std::string_view& out) {
-    if (tag.dt_type != DT_TYPE_LEAF || context == nullptr) {
-        return DREND_ERR;
-    }
-    value_.clear();
-    if (context->call_leaf_proc(value_) != DREND_OK || value_.type() == DRV_NONE) {
-        return DREND_ERR;
-    }
-    if (!is_raw && tag.dt_map != nullptr && translate(tag, value_) != DREND_OK) {
-        return DREND_ERR;
-    }
-    out = is_raw ? value_.text(scratch_) : tag.value_text(value_, scratch_);
-    return DREND_OK;
+// The same for the tag on top.
+const drend_tag_c* dr_value_reader_c::fetch_top() {
+    const drend_tag_c* tag = position_.tag(0)->dto_tag;
+    dr_meta_context_c* context = position_.context(0);
+    const bool is_leaf = tag->dt_type == DT_TYPE_LEAF && context != nullptr;
+    return is_leaf && fetch_leaf(*context, *tag) ? tag : nullptr;
+}
+
+std::string_view dr_value_reader_c::text_of(const drend_tag_c& tag) {
+    return is_raw ? value_.text(scratch_) : tag.value_text(value_, scratch_);
 }
 
 int dr_value_reader_c::translate(const drend_tag_c& tag, dr_value_c& value) {

@@ -3,16 +3,24 @@
 // dr_value_reader_c: the values of leaves where a walk is, as output shows them.
 //
 // A value map translates what the daemon gave; an expression in it reads other leaves. Look-ups do
-// not suspend: a DREND_DEFER is a failed read, as is a procedure that sets no value. Belongs to one
-// walk on the daemon's thread.
+// not suspend: a DREND_DEFER is a failed read, as is a procedure that sets no value.
+//
+// Leaves of the row on top are read by a visit of its context, others by moving there. Who reads
+// several leaves one after the other leaves the visit open between them.
+//
+// Belongs to one walk on the daemon's thread.
 #pragma once
 
+#include <cassert>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "definitions/dr_position.h"
 #include "expr/dr_map_expr.h"
+#include "expr/dr_xp_value.h"
+#include "frame/drend_trace.h"
 
 class dr_value_reader_c {
   public:
@@ -23,6 +31,28 @@ class dr_value_reader_c {
     int read(std::string_view path, std::string_view& out);
     // The same with a copy of the text.
     int get_text(std::string_view path, dr_str_buf_c& out);
+    // The same for an expression, which may leave a visit open; end_visit ends it. The first one
+    // knows the leaf below the row that `path` names. False with `out` untouched.
+    bool find(const drend_tag_c& leaf, std::string_view path, dr_xp_value_c& out) {
+        if (!visit(leaf)) {
+            return find(path, out);
+        }
+        if (!fetch_leaf(*visited_, leaf)) {
+            return false;
+        }
+        show(leaf, out);
+        return true;
+    }
+    bool find(std::string_view path, dr_xp_value_c& out);
+    // Whether it is a leaf whose source is a child of where its row is.
+    static bool is_below_row(const drend_tag_c& tag) {
+        return tag.dt_type == DT_TYPE_LEAF && tag.source_path().is_child();
+    }
+    void end_visit() {
+        if (visited_ != nullptr) {
+            std::exchange(visited_, nullptr)->end_visit();
+        }
+    }
     // Replaces a value by what its tag's map says. DREND_OK, or what failed.
     int translate(const drend_tag_c& tag, dr_value_c& value);
     // Replaces a text "=..." by its value. 0, also for other texts, or -1 with the text untouched.
@@ -35,13 +65,61 @@ class dr_value_reader_c {
     bool is_raw = false;
 
   private:
-    dr_meta_node_c* visitable_leaf(const drend_tag_c& tag) const;
-    int read_leaf(dr_meta_context_c* context, const drend_tag_c& tag,
-                  std::string_view& out);
+    const drend_tag_c* fetch(std::string_view path);
+    bool visit(const drend_tag_c& leaf);
+    bool fetch_leaf(dr_meta_context_c& context, const drend_tag_c& tag);
+    const drend_tag_c* fetch_top();
+    std::string_view text_of(const drend_tag_c& tag);
+    void show(const drend_tag_c& leaf, dr_xp_value_c& out);
     int eval_terms(const std::vector<dr_map_term_s>& terms, std::string& out);
     int append_raw(const char* path, std::string& out);
 
     dr_position_c& position_;
+    // While a visit is open: of which context, and the node of its row.
+    dr_meta_context_c* visited_ = nullptr;
+    const dr_meta_node_c* row_ = nullptr;
     dr_value_c value_; // of the last read; keeps its memory
     dr_value_c::scratch_t scratch_;
 };
+
+// --- inline, for a predicate reads its leaves in every row -----------------------------------
+
+// Moves the visit of the context on top to a leaf below its row, or begins it. False, with the
+// visit as it was, where the leaf has to be moved to.
+inline bool dr_value_reader_c::visit(const drend_tag_c& leaf) {
+    assert(is_below_row(leaf));
+    dr_meta_context_c* context = position_.context(0);
+    if (visited_ == nullptr) {
+        // A trace shows a context for each source.
+        if (context == nullptr || context->is_visiting() ||
+            dri_trace_on(DREND_TRACE_WALK)) {
+            return false;
+        }
+        row_ = context->get_top_node();
+    }
+    dr_meta_node_c* node = leaf.source_path().child_of(row_);
+    if (node == nullptr || !node->is_leaf()) {
+        return false;
+    }
+    assert(visited_ == nullptr || visited_ == context);
+    visited_ = context;
+    context->visit_leaf(node, position_.element_ref());
+    return true;
+}
+
+// Whether `value_` is what is shown for the leaf that `context` is at.
+[[gnu::always_inline]] inline bool dr_value_reader_c::fetch_leaf(dr_meta_context_c& context,
+                                                                 const drend_tag_c& tag) {
+    value_.clear();
+    return context.call_leaf_proc(value_) == DREND_OK && value_.type() != DRV_NONE &&
+           (is_raw || tag.dt_map == nullptr || translate(tag, value_) == DREND_OK);
+}
+
+inline void dr_value_reader_c::show(const drend_tag_c& leaf, dr_xp_value_c& out) {
+    int64_t number = 0;
+    if (value_.get_whole(number) && (is_raw || !leaf.is_decimal64())) {
+        out.set_number(number);
+    } else {
+        out.set_passing(text_of(leaf));
+    }
+}

@@ -21,9 +21,7 @@ namespace {
 
 std::unique_ptr<xp_node_c> make_value(int kind, std::string_view text) {
     auto node = std::make_unique<xp_node_c>();
-    node->type = XP_NODE_VALUE;
-    node->kind = kind;
-    node->text = text;
+    node->set_value(kind, std::string(text));
     return node;
 }
 

@@ -261,6 +261,71 @@ TEST_F(noted_row_test, a_list_as_a_whole_is_judged_by_its_name_only) {
     }
 }
 
+// The same step is asked of lists that have other kids, or the same ones elsewhere, in turn; and
+// what a word leads to may come into being between two rows.
+TEST_F(behaviour_test, words_lead_to_the_kids_of_the_element_that_is_judged) {
+    static const row_s groups[] = {{"g", 0, {{"1", 5}, {"5", 1}}},
+                                   {"h", 0, {{"5", 5}, {"1", 1}}}};
+    static const std::vector<row_s> table(std::begin(groups), std::end(groups));
+    static bool registers_late = false;
+    const auto step = [](dr_meta_context_s* ctx, const void* data) {
+        if (registers_late && drend_get_element_ref(ctx) != nullptr) {
+            drend_add_str_leaf("/t/g/a/late", read_text, "now");
+        }
+        return step_rows_below(ctx, data);
+    };
+    drend_add_list("/t/g", step_rows, &table);
+    for (const std::string list : {"/t/g/a", "/t/g/b"}) {
+        drend_add_list(list.c_str(), step, nullptr);
+        drend_add_str_leaf((list + "/name").c_str(), read_name, nullptr);
+        drend_add_int32_leaf((list + "/number").c_str(), read_number, nullptr);
+    }
+    const auto leaf = [](const std::string& name, const std::string& source) {
+        return R"({"dts_name": ")" + name + R"(", "dts_type": "leaf", "dts_source": ")" +
+               source + "\"}";
+    };
+    const auto hidden = [](const std::string& type, const std::string& kids) {
+        return R"({"dts_name": ")" + type + R"(", "dts_type": ")" + type +
+               R"(", "dts_kids": [)" + kids + "]}";
+    };
+    const auto list = [](const std::string& name, const std::string& kids) {
+        return R"({"dts_name": ")" + name + R"(", "dts_type": "list", "dts_source": ")" +
+               name + R"(", "dts_kids": [)" + kids + "]}";
+    };
+    define(R"([{"dc_name": "c", "dc_tag": {"dts_name": "t", "dts_source": "/t",
+                "dts_kids": [)" +
+           list("g", list("a", leaf("x", "name") + "," + leaf("y", "number") + "," +
+                                   hidden("choice", leaf("z", "late"))) +
+                         "," +
+                         list("b", leaf("only", "name") + "," +
+                                       hidden("choice",
+                                              hidden("case", leaf("x", "none")) + "," +
+                                                  hidden("case", leaf("x", "number"))))) +
+           "]}}]");
+    const auto found = [&](const std::string& predicate) {
+        const std::string text =
+            render("c", ("filter=\"/t/g/[" + predicate + "]\"").c_str());
+        std::string digits;
+        std::copy_if(text.begin(), text.end(), std::back_inserter(digits),
+                     [](char c) { return isdigit(static_cast<unsigned char>(c)) != 0; });
+        return digits;
+    };
+    // In "a" x is the name, in "b" the number: of the first case that has one.
+    EXPECT_EQ(found("x='1'"), "15"
+                              "51"
+                              "11"
+                              "11");
+    EXPECT_EQ(found("only='5'"), "51"
+                                 "55");
+    EXPECT_EQ(found("y > 2"), "15"
+                              "55");
+    EXPECT_EQ(found("z='now'"), "");
+    registers_late = true;
+    EXPECT_EQ(found("z='now'"), "51"
+                                "55"
+                                "11");
+}
+
 TEST_F(behaviour_test, look_ups_give_what_is_shown_and_val_what_the_daemon_set) {
     static double number = 7;
     drend_add_double_leaf(

@@ -5,6 +5,7 @@
 #include <clocale>
 #include <dlfcn.h>
 #include <gmock/gmock.h>
+#include <limits>
 #include <optional>
 #include <regex.h>
 #include <thread>
@@ -24,8 +25,7 @@ class blank_lookup_c final : public drend_value_lookup_c {
     bool get_value(const char*, dr_str_buf_c&) override { return false; }
     void get_local_name(dr_str_buf_c& out) override { out.clear(); }
     bool get_meta_name(const char*, dr_str_buf_c&) override { return false; }
-    bool view_value(const std::string& name, std::string_view& out) override {
-        out = "not a value";
+    bool find_value(const std::string& name, unsigned, dr_xp_value_c&) override {
         asked += name;
         return false;
     }
@@ -101,6 +101,77 @@ TEST(expr_eval, deepest_trees) {
     EXPECT_EQ(evaluated("name" + repeated(256, " and name")), "true");
     EXPECT_EQ(evaluated(repeated(256, "contains(") + "name" + repeated(256, ", 'x')")),
               "false");
+}
+
+// A number is its digits, whatever an expression makes of it.
+TEST(expr_eval, numbers_are_their_digits) {
+    class number_lookup_c final : public drend_value_lookup_c {
+      public:
+        bool get_value(const char*, dr_str_buf_c&) override { return false; }
+        void get_local_name(dr_str_buf_c& out) override { out.clear(); }
+        bool get_meta_name(const char*, dr_str_buf_c&) override { return false; }
+        bool find_value(const std::string& name, unsigned, dr_xp_value_c& out) override {
+            digits = std::to_string(number); // overwrites what was passed before
+            if (name == "n" && is_text) {
+                out.set_passing(digits);
+            } else if (name == "n") {
+                out.set_number(number);
+            } else if (name == "other") {
+                digits = "other";
+                out.set_passing(digits);
+            }
+            return name == "n" || name == "other";
+        }
+
+        int64_t number = 0;
+        bool is_text = false;
+        std::string digits;
+    };
+    number_lookup_c lookup;
+    size_t held = 0;
+    for (const char* expression : {"n",
+                                   "n = n",
+                                   "n = other",
+                                   "other = n",
+                                   "n and other",
+                                   "n or ''",
+                                   "'' or n",
+                                   "n = '8'",
+                                   "n = '010'",
+                                   "'8' = n",
+                                   "n = 8",
+                                   "n = '-0'",
+                                   "n = '+8'",
+                                   "n = ' 8'",
+                                   "n = '8 '",
+                                   "n = '18446744073709551615'",
+                                   "n = '9223372036854775807'",
+                                   "n = '-9223372036854775808'",
+                                   "n < '0x9'",
+                                   "n > other",
+                                   "n > 2147483646",
+                                   "n < '-2147483647'",
+                                   "'none' > n",
+                                   "(n = '8') = 'true'",
+                                   "contains(n, '8')",
+                                   "contains('-8', n)",
+                                   "starts-with(n, other)",
+                                   "starts-with(n, n, other)",
+                                   "match(n, '^-*8$')"}) {
+        for (const int64_t number :
+             {int64_t{0}, int64_t{8}, int64_t{-8}, int64_t{2147483648},
+              int64_t{-2147483649}, std::numeric_limits<int64_t>::max(),
+              std::numeric_limits<int64_t>::min()}) {
+            lookup.number = number;
+            lookup.is_text = true;
+            const bool expected = dri_holds(tree(expression), lookup);
+            lookup.is_text = false;
+            EXPECT_EQ(dri_holds(tree(expression), lookup), expected)
+                << expression << " where n is " << number;
+            held += expected ? 1 : 0;
+        }
+    }
+    EXPECT_EQ(held, 70U); // of 203
 }
 
 TEST(expr_functions, results) {

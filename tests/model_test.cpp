@@ -248,7 +248,8 @@ TEST_F(model_test, a_key_search_shows_its_key_and_no_other_filter_to_the_list) {
     drend_add_str_leaf("row/name", read_name, nullptr);
     dr_meta_context_c context;
     context.push_path("/", false, nullptr);
-    context.set_filter_names({{"other", "x"}, {"name", "y"}});
+    context.set_filter_names(std::make_shared<const dr_meta_context_c::names_t>(
+        dr_meta_context_c::names_t{{"other", "x"}, {"name", "y"}}));
     seen.clear();
     context.push_path("row[name=b]", false, nullptr);
     EXPECT_EQ(seen, "bb");
