@@ -16,6 +16,17 @@ void dr_position_c::pop_tag_alone() {
     tags_.pop();
 }
 
+// Pushes a copy of the top context, or an empty one.
+dr_meta_context_c& dr_position_c::push_copy() {
+    dr_meta_context_c* const below = context(0);
+    if (below == nullptr) {
+        return contexts_.push();
+    }
+    dr_meta_context_c& copy = contexts_.push(*below);
+    copy.take_spare(*below);
+    return copy;
+}
+
 int dr_position_c::push_context(const char* path, const void* element) {
     return push_context(dr_nav_path_c(path), path, element);
 }
@@ -25,11 +36,7 @@ int dr_position_c::push_context(const dr_nav_path_c& path, const char* shown,
     if (dri_trace_on(DREND_TRACE_WALK)) {
         drend_debug_trace("DR_TAGS_ACCESS: %s: path %s\n", "push_meta_context", shown);
     }
-    dr_meta_context_c* const below = context(0);
-    dr_meta_context_c& moved = below == nullptr ? contexts_.push() : contexts_.push(*below);
-    if (below != nullptr) {
-        moved.take_spare(*below);
-    }
+    dr_meta_context_c& moved = push_copy();
     int status = moved.push_path(path, false, element);
     if (status == DREND_OK && moved.get_top_object() == nullptr) {
         status = DREND_ERR; // "." before anything else leads nowhere

@@ -54,6 +54,12 @@ class dr_position_c {
     // The same with a path that is cut already; `shown` is its text for the trace.
     int push_context(const dr_nav_path_c& path, const char* shown, const void* element);
     void pop_context();
+    // Pushes a container or list, and a copy of the top context, which there is, moved to `node`, a
+    // child of the top node.
+    void push_child(const drend_tag_c* tag, dr_meta_node_c* node) {
+        push_tag_alone(tag);
+        push_copy().push_child(node, element_ref_);
+    }
 
     // --- moving by tag ---
 
@@ -69,6 +75,7 @@ class dr_position_c {
     void take_back(); // no-op when nothing is looked up
 
   private:
+    dr_meta_context_c& push_copy();
     int push_for_lookup(const drend_tag_c* tag);
     void pop_after_lookup(unsigned count);
     unsigned push_component(std::string_view name);

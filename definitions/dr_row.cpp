@@ -2,7 +2,7 @@
 
 // Preparing rows: the work that is the same for every row of a list is done once.
 //
-// The opening texts of all kids stand in one string, in the order in which a walk prints them.
+// The texts of all kids stand in one string, in the order in which a walk prints them.
 #include "definitions/dr_row.h"
 
 #include "definitions/drend_tag.h"
@@ -10,12 +10,18 @@
 
 namespace {
 
-// The leaf of which a kid shows the value and nothing else, or null.
-dr_meta_node_c* leaf_of(const drend_tag_c& tag, const dr_meta_node_c* node) {
-    const bool is_plain = tag.dt_type == DT_TYPE_LEAF && !tag.is_hidden() &&
-                          !tag.is_leaf_list_value() && tag.source_path().is_child() &&
-                          (tag.dt_map == nullptr || !tag.dt_map->has_expressions());
-    return is_plain ? tag.source_path().child_of(node) : nullptr;
+// The child of `node` that a kid's source leads to, or null where it leads elsewhere.
+dr_meta_node_c* child_of(const drend_tag_c& tag, const dr_meta_node_c* node) {
+    const dr_nav_path_c& path = tag.source_path();
+    return path.is_child() && path.steps()[0].key() == nullptr ? path.child_of(node)
+                                                               : nullptr;
+}
+
+// Whether a kid shows the value of one leaf and nothing else.
+bool is_plain_leaf(const drend_tag_c& tag, const dr_meta_node_c* source) {
+    return source != nullptr && tag.dt_type == DT_TYPE_LEAF && !tag.is_hidden() &&
+           !tag.is_leaf_list_value() &&
+           (tag.dt_map == nullptr || !tag.dt_map->has_expressions());
 }
 
 void append_blanks(std::string& out, int level) {
@@ -61,7 +67,8 @@ dr_row_c::dr_row_c(const drend_tag_c& tag, const dr_meta_node_c* node, dr_row_sh
     : node_(node), generation_(dmn_generation()), shape_(shape) {
     kids_.reserve(tag.dt_kids.size());
     for (const drend_tag_c* kid : tag.dt_kids) {
-        kids_.push_back({kid, leaf_of(*kid, node)});
+        dr_meta_node_c* const source = child_of(*kid, node);
+        kids_.push_back({kid, source, is_plain_leaf(*kid, source)});
     }
     if (shape.format != dr_text_format_e::NONE) {
         make_texts(shape);
@@ -88,6 +95,15 @@ void dr_row_c::make_texts(dr_row_shape_s shape) {
         (i % 2 == 0 ? kids_[i / 2].opening : kids_[i / 2].closing) = text;
         at = ends[i];
     }
+}
+
+const dr_row_kid_s* dr_row_c::find(const drend_tag_c& tag) const {
+    for (const dr_row_kid_s& kid : kids_) {
+        if (kid.tag == &tag && !kid.opening.empty()) {
+            return &kid;
+        }
+    }
+    return nullptr;
 }
 
 dr_row_ref_c dr_row_cache_c::find_or_make(const drend_tag_c& tag,

@@ -7,7 +7,7 @@
 //     kid         node        opening               closing
 //     prefix      prefix      "    <prefix>"        "</prefix>\n"
 //     protocol    protocol    "    <protocol>"      "</protocol>\n"
-//     next        null        "    <next>\n"        "    </next>\n"
+//     next        next        "    <next>\n"        "    </next>\n"
 //
 //  1. A row is immutable. It fits one node of the daemon's data in one generation of the tree, one
 //     format and one level of indentation.
@@ -38,11 +38,13 @@ struct dr_row_shape_s {
 };
 
 struct dr_row_kid_s {
-    bool is_plain() const { return node != nullptr; }
+    bool is_plain() const { return is_plain_leaf; }
     size_t texts_size() const { return opening.size() + closing.size(); }
 
     const drend_tag_c* tag;
-    dr_meta_node_c* node = nullptr; // of a plain kid
+    // Where its source leads, or null where that is not just to a child of the row's node.
+    dr_meta_node_c* node = nullptr;
+    bool is_plain_leaf = false;
     // Padded texts (dr_plain_text.h) with all that stands between the kid's content and that of its
     // neighbours; empty where none is prepared. A list's are those of its rows, but for the opening
     // in JSON, which is the array's own.
@@ -62,6 +64,8 @@ class dr_row_c {
     }
     // One for each kid of the tag, in its order.
     const std::vector<dr_row_kid_s>& kids() const { return kids_; }
+    // What the row has of a tag for which it has texts, or null.
+    const dr_row_kid_s* find(const drend_tag_c& tag) const;
 
   private:
     friend class dr_row_ref_c;

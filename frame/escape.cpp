@@ -180,6 +180,9 @@ bool escape(Out& out, std::string_view text) {
 
 template <typename Format>
 char* write_escaped(char* out, std::string_view text) {
+    if (dri_copy_judged(out, text)) { // as nearly always
+        return out + text.size();
+    }
     unlimited_out_s unlimited{out};
     escape<Format>(unlimited, text);
     return unlimited.at;

@@ -314,6 +314,19 @@ bool dr_walk_c::next_dynamic_kid(drend_tag_object_c* tobj, const drend_tag_c*& k
     return true;
 }
 
+// Moves to a kid, which `in_row` says more of if it is not null. Whether its source leads somewhere.
+bool dr_walk_c::push_kid(const drend_tag_c* tag, const dr_row_kid_s* in_row) {
+    const bool is_prepared = in_row != nullptr && in_row->node != nullptr &&
+                             tag->dt_type != DT_TYPE_LEAF && !is_watched();
+    if (is_prepared) {
+        position_.push_child(tag, in_row->node);
+    } else if (context_.push_tag(tag) != 0) {
+        return false;
+    }
+    position_.tag(0)->dto_in_row = in_row;
+    return true;
+}
+
 // The kids in the definition's order, from the next one on. Whether all of them are done with.
 bool dr_walk_c::walk_static_kids(drend_tag_object_c* tobj) {
     const auto& kids = tobj->dto_tag->dt_kids;
@@ -328,11 +341,8 @@ bool dr_walk_c::walk_static_kids(drend_tag_object_c* tobj) {
         const size_t kid = tobj->dto_kid++;
         const bool visited =
             tobj->dto_dynamic != nullptr && tobj->dto_dynamic->visited[kid];
-        if (visited || context_.push_tag(kids[kid]) != 0) {
-            continue;
-        }
-        position_.tag(0)->dto_in_row = row == nullptr ? nullptr : &row->kids()[kid];
-        if (!walk_kid()) {
+        const dr_row_kid_s* in_row = row == nullptr ? nullptr : &row->kids()[kid];
+        if (!visited && push_kid(kids[kid], in_row) && !walk_kid()) {
             return false;
         }
     }

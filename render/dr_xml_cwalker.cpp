@@ -145,11 +145,20 @@ void dr_xml_cwalker_c::print_keys(const drend_tag_object_c* tobj) {
         dr_list_key_val& key = keys_[i];
         if (key.owner == tobj && !key.printed) {
             key.printed = true;
-            opening_.assign(2 * static_cast<size_t>(key.level), ' ');
-            opening_.append(key.tag->open_text()).append(key.tag->dt_prefix);
-            output_.add_value(opening_, dri_xml_escaper, key.value, key.tag->close_text());
+            print_key(key);
         }
     }
+}
+
+void dr_xml_cwalker_c::print_key(const dr_list_key_val& key) {
+    const dr_row_c* row = key.owner->dto_row.get();
+    const dr_row_kid_s* leaf = row == nullptr ? nullptr : row->find(*key.tag);
+    if (leaf == nullptr) {
+        opening_.assign(2 * static_cast<size_t>(key.level), ' ');
+        opening_.append(key.tag->open_text()).append(key.tag->dt_prefix);
+    }
+    output_.add_value(leaf == nullptr ? opening_ : leaf->opening, dri_xml_escaper,
+                      key.value, key.tag->close_text());
 }
 
 void dr_xml_cwalker_c::push_value(const drend_tag_object_c* tobj, const dr_value_c& value) {

@@ -58,6 +58,7 @@ class dr_xml_cwalker_c : public dr_context_walker_c {
     void get_keys_for_parent(const drend_tag_object_c* tobj);
     void flush_tag_stack_buffer();
     void print_keys(const drend_tag_object_c* tobj);
+    void print_key(const dr_list_key_val& key);
     [[gnu::noinline]] bool is_left_out(const drend_tag_c& tag, const dr_value_c& value);
     void print_leaf(const drend_tag_c& tag, const dr_value_c& value);
     bool dont_print_empty_tag(const drend_tag_object_c* tobj) const;
