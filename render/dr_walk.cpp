@@ -314,7 +314,7 @@ bool dr_walk_c::next_dynamic_kid(drend_tag_object_c* tobj, const drend_tag_c*& k
     return true;
 }
 
-// Moves to a kid, which `in_row` says more of if it is not null. Whether its source leads somewhere.
+// Moves to a kid, of which `in_row` says more if it is not null. Whether its source leads anywhere.
 bool dr_walk_c::push_kid(const drend_tag_c* tag, const dr_row_kid_s* in_row) {
     const bool is_prepared = in_row != nullptr && in_row->node != nullptr &&
                              tag->dt_type != DT_TYPE_LEAF && !is_watched();
