@@ -15,6 +15,7 @@
 
 #include "definitions/dr_current_set.h"
 #include "definitions/dr_load_steps.h"
+#include "frame/drend_hooks.h"
 #include "frame/str_util.h"
 
 namespace {
@@ -49,7 +50,7 @@ std::vector<std::string> files_of(const char* name, dr_findings_c& findings) {
 void add_no_file(const char* name, dr_findings_c& findings) {
     std::string directories;
     str_join(dri_directories(nullptr), directories, ", ");
-    findings.add(dr_finding_e::LEFT_OUT, directories,
+    findings.add(dr_rule_e::NO_FILE, directories,
                  "no file is called '" + dri_pattern(name) + "'");
 }
 
@@ -105,8 +106,13 @@ int report_no_memory() {
 
 using finish_t = void (*)(dr_daemon_context_c& set);
 
-// Reads a new set, has it finished aside and makes it current. A daemon that has definitions does
-// not lose them to a directory that it cannot open; one that starts takes what there is.
+// Whether a daemon that has definitions keeps them: it does not lose them to a directory that it
+// cannot open and, when it is strict, to no error at all. One that starts takes what there is.
+bool is_refused(const dr_findings_c& findings) {
+    return findings.is_incomplete() || (dri_is_strict() && findings.errors() > 0);
+}
+
+// Reads a new set, has it finished aside and makes it current.
 int load(const char* name, finish_t finish, dr_findings_c& findings) {
     drend_lock_guard_c guard(loader().load_lock);
     loader().name = name;
@@ -115,9 +121,10 @@ int load(const char* name, finish_t finish, dr_findings_c& findings) {
         std::unique_ptr<dr_daemon_context_c> ddc = read_set(name, replaces, findings);
         finish(*ddc);
         findings.print(stderr);
-        if (replaces && findings.is_incomplete()) {
+        if (replaces && is_refused(findings)) {
             return -1;
         }
+        ddc->findings = findings;
         replace_current(std::move(ddc));
         return 0;
     } catch (const std::bad_alloc&) {

@@ -45,6 +45,9 @@ class dr_daemon_context_c {
     std::map<std::string, std::vector<drend_event_c*>> external_events;
     // Internal notification names by the path of the leaf that announces them.
     std::map<std::string, std::vector<std::string>> notification_leaves;
+    std::vector<std::string> files; // that were read
+    // What was wrong with them.
+    dr_findings_c findings;
     // Owns every tag of the set, of which others are views: trees share tags once they are merged.
     // Shared with the set that takes the commands when the events stay (dri_clear_command).
     std::shared_ptr<dr_tags_t> tags = std::make_shared<dr_tags_t>();

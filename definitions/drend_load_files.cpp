@@ -59,7 +59,7 @@ void add_unreadable(dr_findings_c& findings, const std::string& place, int error
     if (error == ENOMEM) {
         throw std::bad_alloc();
     }
-    findings.add(dr_finding_e::UNREADABLE, place,
+    findings.add(dr_rule_e::UNREADABLE, place,
                  "cannot be read: " + std::system_category().message(error));
 }
 
@@ -71,7 +71,7 @@ bool is_missing(const std::string& path, int error, dr_findings_c& findings) {
     }
     struct stat link = {};
     if (lstat(path.c_str(), &link) == 0) {
-        findings.add(dr_finding_e::LEFT_OUT, path, "a symbolic link that leads nowhere");
+        findings.add(dr_rule_e::DEAD_LINK, path, "a symbolic link that leads nowhere");
     }
     return true;
 }
@@ -197,7 +197,7 @@ bool dri_read_text(const char* path, std::string& text, dr_findings_c& findings)
         return false;
     }
     if (!file.is_regular(path)) {
-        findings.add(dr_finding_e::LEFT_OUT, path, "is no regular file");
+        findings.add(dr_rule_e::NO_REGULAR_FILE, path, "is no regular file");
         return false;
     }
     error = file.is_open() ? file.read_all(text) : error;

@@ -25,9 +25,17 @@
 #include <vector>
 
 #include "definitions/dr_command_set.h"
+#include "definitions/dr_json_places.h"
 #include "definitions/dr_row.h"
 #include "definitions/dr_value_map.h"
 #include "model/dr_nav_path.h"
+
+// Where a definition has a tag and its source.
+struct dr_tag_place_s {
+    size_t file = 0; // its number in the set, from 1
+    dr_text_place_s tag{};
+    dr_text_place_s source{};
+};
 
 enum dt_type_e : int32_t {
     DT_TYPE_NONE = 0,
@@ -173,6 +181,7 @@ class drend_tag_c {
     std::shared_ptr<const dr_value_map_c> dt_map; // null: values are shown as they are
     std::vector<std::string> dt_keys;
     std::vector<std::string> dt_styles;
+    dr_tag_place_s dt_place;
     kids_t dt_kids;                          // in file order
     std::vector<drend_tag_c*> dt_input_kids; // in file order
     std::vector<drend_tag_c*>

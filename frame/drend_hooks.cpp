@@ -33,6 +33,8 @@ std::atomic<drend_err_exit_method_t> err_exit_method{exit_with_message};
 // Counts for the daemon's thread only, hence no atomic.
 int send_counter = 0;
 
+std::atomic<bool> is_strict{false};
+
 struct rebuild_menu_s {
     drend_rebuild_menu_fn_t function = nullptr;
     void* argument = nullptr;
@@ -229,6 +231,14 @@ int drend_set_event_context(void* event_context) {
     std::atomic_ref<void*>(dri_event_context)
         .store(event_context, std::memory_order_release);
     return event_context_lock.unlock();
+}
+
+void drend_set_strict(int strict) {
+    is_strict.store(strict != 0, std::memory_order_relaxed);
+}
+
+bool dri_is_strict() {
+    return is_strict.load(std::memory_order_relaxed);
 }
 
 void drend_set_rebuild_menu(drend_rebuild_menu_fn_t function, void* argument) {

@@ -17,5 +17,8 @@
 // drend_send(peer, "%s", text) for a text whose length is known.
 int dri_send_text(void* peer, const char* text, size_t length);
 
+// What drend_set_strict has set.
+bool dri_is_strict();
+
 // Runs the installed rebuild function. False when none is installed.
 bool dri_call_rebuild_menu();

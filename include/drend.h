@@ -196,6 +196,13 @@ DREND_API extern void* dri_event_context;
 /* Installs the function that builds the daemon's menu again, and its argument. */
 DREND_API void drend_set_rebuild_menu(drend_rebuild_menu_fn_t function, void* argument);
 
+/*
+ * Switches strictness on (not 0) or off (0, the default). A strict daemon refuses to load
+ * definitions again when there is an error in them, and keeps those in force; otherwise what is
+ * faulty is left out. A daemon always starts. Takes effect at the next load. Any thread.
+ */
+DREND_API void drend_set_strict(int strict);
+
 /* ---- Tracing ----------------------------------------------------------------------------- */
 
 /* The bits of the trace word, with the prefix of the lines that each enables. */

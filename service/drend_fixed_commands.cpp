@@ -57,7 +57,7 @@ int reload(void* peer, const char* /*argument*/) {
     dri_answer(peer, 0, [&] {
         dr_findings_c findings;
         reloaded = dri_reload_json(findings);
-        findings.send(peer);
+        findings.send_errors(peer);
         return 0;
     });
     dri_answer(peer, 0, [&] { return rebuilt = dri_run_menu_rebuild(peer); });

@@ -149,20 +149,29 @@ TEST_F(Load, MembersOfAWrongTypeAreAbsent) {
 }
 
 TEST_F(Load, CommandsAndNotifications) {
-    EXPECT_EQ(report("[{`dc_name`:`n`,`dc_full_command`:`f`,`dc_cli_command`:`c`,"
-                     "`dc_cli_merge_tag`:`m`,`dc_top_of_output`:`t`,`dc_help`:`h`,"
-                     "`dc_app_name`:`a`,`dc_message_id`:9,`dc_external_notify_name`:`no`},"
-                     "{`dc_external_notify_name`:`e1`,`dc_internal_notify_name`:`i`,"
-                     "`dc_app_name`:`a`,`dc_namespace`:`x='1'`,`dc_tag`:{`dts_name`:`t`,"
-                     "`dts_input_kids`:[{}]}},"
-                     "{`dc_external_notify_name`:`e2`,`dc_internal_notify_name`:`i`,"
-                     "`dc_notify_leaf`:`no`},"
-                     "{`dc_notify_leaf`:`l`,`dc_internal_notify_name`:[`a`,`b`]},"
-                     "{`dc_notify_leaf`:`l`,`dc_internal_notify_name`:[`c`]},"
-                     "{`dc_notify_leaf`:`l`,`dc_internal_notify_name`:[`d`,1]},"
-                     "{`dc_notify_leaf`:`none`}]",
-                     0),
-              "");
+    EXPECT_EQ(
+        report("[{`dc_name`:`n`,`dc_full_command`:`f`,`dc_cli_command`:`c`,"
+               "`dc_cli_merge_tag`:`m`,`dc_top_of_output`:`t`,`dc_help`:`h`,"
+               "`dc_app_name`:`a`,`dc_message_id`:9,`dc_external_notify_name`:`no`},"
+               "{`dc_external_notify_name`:`e1`,`dc_internal_notify_name`:`i`,"
+               "`dc_app_name`:`a`,`dc_namespace`:`x='1'`,`dc_tag`:{`dts_name`:`t`,"
+               "`dts_input_kids`:[{}]}},"
+               "{`dc_external_notify_name`:`e2`,`dc_internal_notify_name`:`i`,"
+               "`dc_notify_leaf`:`no`},"
+               "{`dc_notify_leaf`:`l`,`dc_internal_notify_name`:[`a`,`b`]},"
+               "{`dc_notify_leaf`:`l`,`dc_internal_notify_name`:[`c`]},"
+               "{`dc_notify_leaf`:`l`,`dc_internal_notify_name`:[`d`,1]},"
+               "{`dc_notify_leaf`:`none`}]",
+               0),
+        files.directory() +
+            "/one.json:1:156: warning: command 'n': 'dc_external_notify_name' is no "
+            "member [unknown-member]\n" +
+            files.directory() +
+            "/one.json:1:402: warning: notification 'e2': 'dc_notify_leaf' is no member "
+            "[unknown-member]\n" +
+            files.directory() +
+            "/one.json:1:592: error: notification 'l': dc_internal_notify_name has an "
+            "element that is not a text [wrong-type]\n");
     ASSERT_EQ(set.commands.size(), 1U);
     const drend_command_c& c = *set.commands[0];
     EXPECT_EQ(joined({c.dc_name, c.dc_full_command, c.dc_cli_command, c.dc_cli_merge_tag,
@@ -193,7 +202,7 @@ TEST_F(Load, WhatIsWrongIsReported) {
         {"", -1,
          "json load error: " + path + " : 1:0 - '[' or '{' expected near end of file\n"},
         {"{`dc_name`:`x`}", -1,
-         "json load error: " + path + " - the root is not an array\n"},
+         path + ":1:1: error: the root is not an array [not-a-list]\n"},
         {"[{`dc_name`:5},7,{`dc_name`:`ok`}]", 0,
          skipped + "1" + reason + skipped + "2" + reason},
         {"[]", 0, ""},
@@ -216,19 +225,20 @@ TEST_F(Load, WhatIsNoElementIsLeftOutWithItsKids) {
         const char* tag; // as the line shows it
         const char* sentence;
     };
-    const char no_attributes[] = "dts_namespace is no list of attributes";
-    const char no_prefix[] = "dts_prefix is no text of an element";
+    const char no_attributes[] = "dts_namespace is no list of attributes [bad-namespace]";
+    const char no_prefix[] = "dts_prefix is no text of an element [bad-text]";
     const case_s cases[] = {
-        {"`dts_source`:`s`", "[2]", "an element needs a name"},
-        {"`dts_name`:7", "[2]", "an element needs a name"},
-        {"`dts_name`:`a b`", "a b", "'a b' is no name of an element"},
-        {"`dts_name`:`1a`", "1a", "'1a' is no name of an element"},
-        {"`dts_name`:`a\\``", "a\"", "'a\"' is no name of an element"},
-        {"`dts_name`:`a\\\\`", "a\\", "'a\\' is no name of an element"},
-        {"`dts_name`:`a:`", "a:", "'a:' is no name of an element"},
-        {"`dts_name`:`a:b:c`", "a:b:c", "'a:b:c' is no name of an element"},
-        {"`dts_name`:`\u00d7`", "\u00d7", "'\u00d7' is no name of an element"},
-        {"`dts_name`:`a\\nfinish`", "a?finish", "'a?finish' is no name of an element"},
+        {"`dts_source`:`s`", "[2]", "an element needs a name [bad-name]"},
+        {"`dts_name`:7", "[2]", "an element needs a name [bad-name]"},
+        {"`dts_name`:`a b`", "a b", "'a b' is no name of an element [bad-name]"},
+        {"`dts_name`:`1a`", "1a", "'1a' is no name of an element [bad-name]"},
+        {"`dts_name`:`a\\``", "a\"", "'a\"' is no name of an element [bad-name]"},
+        {"`dts_name`:`a\\\\`", "a\\", "'a\\' is no name of an element [bad-name]"},
+        {"`dts_name`:`a:`", "a:", "'a:' is no name of an element [bad-name]"},
+        {"`dts_name`:`a:b:c`", "a:b:c", "'a:b:c' is no name of an element [bad-name]"},
+        {"`dts_name`:`\u00d7`", "\u00d7", "'\u00d7' is no name of an element [bad-name]"},
+        {"`dts_name`:`a\\nfinish`", "a?finish",
+         "'a?finish' is no name of an element [bad-name]"},
         {"`dts_name`:`a`,`dts_namespace`:`xmlns='u`", "a", no_attributes},
         {"`dts_name`:`a`,`dts_namespace`:`u`", "a", no_attributes},
         {"`dts_name`:`orvex-notification-root`,`dts_type`:`leaf`,`dts_namespace`:`u`",
@@ -246,7 +256,7 @@ TEST_F(Load, WhatIsNoElementIsLeftOutWithItsKids) {
         {"`dts_name`:`a`,`dts_prefix`:`]]>`", "a", no_prefix},
         {"`dts_name`:`a`,`dts_prefix`:`\\u0001`", "a", no_prefix},
         {"`dts_name`:`a`,`dts_style`:[`ok`,`\\``]", "a",
-         "dts_style: '\"' is no text of an attribute"},
+         "dts_style: '\"' is no text of an attribute [bad-text]"},
     };
     const std::string path = files.write("one.json", "");
     for (const case_s& c : cases) {
@@ -255,8 +265,10 @@ TEST_F(Load, WhatIsNoElementIsLeftOutWithItsKids) {
                 std::string(c.members) +
                 ",`dts_kids`:[{`dts_name`:`below`}]},{`dts_name`:`rest`}]}}]",
             0);
-        EXPECT_EQ(printed, "json load error: " + path + " : entry 1, command 'c', tag t/" +
-                               c.tag + " - " + c.sentence + "\n");
+        EXPECT_THAT(printed,
+                    testing::EndsWith("error: command 'c', tag t/" + std::string(c.tag) +
+                                      ": " + c.sentence + "\n"));
+        EXPECT_THAT(printed, testing::StartsWith(path + ":1:"));
         EXPECT_EQ(names_of(set.commands.back()->dc_tag), "t(k, rest)") << c.members;
     }
 }
@@ -267,7 +279,7 @@ TEST_F(Load, WhatIsAnElementStays) {
         "`dts_name`:`__zor_internal_x`",
         "`dts_name`:`__zor_leaf_list_value__`",
         "`dts_name`:`ex:\u00e9t\u00e9-1.0`",
-        "`dts_name`:`twice`},{`dts_name`:`twice`", // styles choose between them
+        "`dts_name`:`twice`,`dts_style`:[`a`]},{`dts_name`:`twice`,`dts_style`:[`b`]",
         "`dts_type`:`choice`,`dts_kids`:[{`dts_type`:`case`}]", // not printed itself
         "`dts_name`:`a`,`dts_namespace`:` xmlns='u'  ex:b = '&lt;&#10;&#xe9;>' `",
         "`dts_name`:`a`,`dts_namespace`:`orvex:style='x'`", // the top has one of its own
@@ -306,19 +318,29 @@ TEST_F(Load, AnEntryIsLeftOutWhenItsTopIs) {
             name + " `}," + deep + "]}}]",
         0);
     dri_set_taken_names(nullptr);
-    const std::string place =
-        "json load error: " + files.directory() + "/one.json : entry ";
-    EXPECT_EQ(
-        printed,
-        place + "1, command 'reload' - a fixed command has this name\n" + place +
-            "2, command 'c', tag t - dts_namespace is no list of attributes\n" + place +
-            "3, notification 'n', tag [1] - an element needs a name\n" + place +
-            "4, notification 'm' - dc_namespace is no list of attributes\n" + place +
-            "5, command 'p', tag t/[2] - dts_style: '<' is no text of an attribute\n" +
-            place + "5, command 'p', tag t/" + repeated(32, "\u00e9") + "... - '" +
-            repeated(32, "\u00e9") + "...' is no name of an element\n" + place +
-            "5, command 'p', tag ..." + repeated(8, "/m") +
-            "/[1] - an element needs a name\n");
+    const std::string place = files.directory() + "/one.json:1:";
+    EXPECT_EQ(printed,
+              place +
+                  "13: error: command 'reload': a fixed command has this name "
+                  "[taken-name]\n" +
+                  place +
+                  "105: error: command 'c', tag t: dts_namespace is no list of "
+                  "attributes [bad-namespace]\n" +
+                  place +
+                  "165: error: notification 'n', tag [1]: an element needs a name "
+                  "[bad-name]\n" +
+                  place +
+                  "215: error: notification 'm': dc_namespace is no list of "
+                  "attributes [bad-namespace]\n" +
+                  place +
+                  "320: error: command 'p', tag t/[2]: dts_style: '<' is no text of "
+                  "an attribute [bad-text]\n" +
+                  place + "352: error: command 'p', tag t/" + repeated(32, "\u00e9") +
+                  "...: '" + repeated(32, "\u00e9") +
+                  "...' is no name of an element "
+                  "[bad-name]\n" +
+                  place + "677: error: command 'p', tag ..." + repeated(8, "/m") +
+                  "/[1]: an element needs a name [bad-name]\n");
     ASSERT_EQ(set.commands.size(), 1U);
     EXPECT_EQ(names_of(set.commands[0]->dc_tag),
               "t(l(" + repeated(8, "m(") + "m" + repeated(8, ")") + "))");
@@ -331,7 +353,7 @@ TEST_F(Load, FindingsWithoutEndAreCounted) {
                    repeated(249, ",{}") + "]}}]",
                0);
     EXPECT_EQ(std::count(printed.begin(), printed.end(), '\n'), 201);
-    EXPECT_THAT(printed, testing::EndsWith("\njson load error: 50 more\n"));
+    EXPECT_THAT(printed, testing::EndsWith("\n50 more findings\n"));
 }
 
 std::string traced;
@@ -463,10 +485,11 @@ TEST_F(Load, OnlyRegularFilesAreRead) {
         EXPECT_EQ(dri_load_merged(nullptr), 0);
         const std::string printed = testing::internal::GetCapturedStderr();
         for (const char* line :
-             {"directory.json - is no regular file\n", "pipe.json - is no regular file\n",
-              "dangling.json - a symbolic link that leads nowhere\n",
-              "loop.json - a symbolic link that leads nowhere\n"}) {
-            EXPECT_THAT(printed, testing::HasSubstr("json load error: " + in_render(line)));
+             {"directory.json: error: is no regular file [no-regular-file]\n",
+              "pipe.json: error: is no regular file [no-regular-file]\n",
+              "dangling.json: error: a symbolic link that leads nowhere [dead-link]\n",
+              "loop.json: error: a symbolic link that leads nowhere [dead-link]\n"}) {
+            EXPECT_THAT(printed, testing::HasSubstr(in_render(line)));
         }
         EXPECT_EQ(std::count(printed.begin(), printed.end(), '\n'), 4);
         EXPECT_EQ(dri_get_count(), 2U);
@@ -482,7 +505,7 @@ TEST_F(Load, WhatCannotBeReadKeepsTheCurrentSet) {
     dri_set_dir_path("render");
     symlink("/proc/self/mem", "render/app-2.json"); // opens, and cannot be read
     const char error[] =
-        "json load error: render/app-2.json - cannot be read: Input/output error\n";
+        "render/app-2.json: error: cannot be read: Input/output error [unreadable]\n";
     const auto load = [](auto&& function, int status, unsigned count) {
         testing::internal::CaptureStderr();
         EXPECT_EQ(function(), status);
@@ -506,8 +529,8 @@ TEST_F(Load, WhatCannotBeReadKeepsTheCurrentSet) {
         return status;
     };
     EXPECT_EQ(load(without_descriptors, -1, 2),
-              "json load error: render - cannot be read: Too many open files\n"
-              "json load error: app.json - cannot be read: Too many open files\n");
+              "render: error: cannot be read: Too many open files [unreadable]\n"
+              "app.json: error: cannot be read: Too many open files [unreadable]\n");
     EXPECT_EQ(load(reload, 0, 3), "");
 
     // What is not there is no error.
@@ -515,7 +538,7 @@ TEST_F(Load, WhatCannotBeReadKeepsTheCurrentSet) {
     EXPECT_EQ(load(reload, 0, 1), "");
     std::filesystem::remove("app.json");
     EXPECT_EQ(load(reload, 0, 0),
-              "json load error: render - no file is called 'app[-_\\.]*.json'\n");
+              "render: error: no file is called 'app[-_\\.]*.json' [no-file]\n");
     dri_release_daemon_context();
     std::filesystem::current_path(outer);
 }

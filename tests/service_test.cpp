@@ -575,29 +575,47 @@ TEST_F(service_test, reload_says_what_it_left_out) {
     const auto reload = [this] {
         testing::internal::CaptureStderr();
         EXPECT_EQ(request("reload"), 0);
-        const std::string answer = take_text();
-        EXPECT_THAT(answer, testing::StartsWith(testing::internal::GetCapturedStderr()));
-        return answer;
+        EXPECT_NE(testing::internal::GetCapturedStderr(), "");
+        return take_text();
     };
     redefine(0, R"([{"dc_name": "n", "dc_tag": {"dts_name": "\n"}}, {}])");
-    EXPECT_EQ(reload(),
-              "json load error: " + directory +
-                  "/0.json : entry 1, command 'n', tag ? - '?' is no name of an element\n"
-                  "json parse error in " +
-                  directory +
-                  "/0.json at entry 2: Neither a command nor a notification, moving on to "
-                  "next entry\nfinish reloading\n");
+    EXPECT_EQ(reload(), directory +
+                            "/0.json:1:42: error: command 'n', tag ?: '?' is no name of an "
+                            "element [bad-name]\n" +
+                            directory +
+                            "/0.json:1:50: error: Neither a command nor a notification, "
+                            "moving on to next entry [not-an-entry]\nfinish reloading\n");
     symlink("/proc/self/mem", (directory + "/1.json").c_str());
     redefine(0, "[]");
-    EXPECT_EQ(reload(), "json load error: " + directory +
-                            "/1.json - cannot be read: Input/output error\n"
-                            "error reloading\n");
+    EXPECT_EQ(reload(),
+              directory +
+                  "/1.json: error: cannot be read: Input/output error [unreadable]\n"
+                  "error reloading\n");
     std::filesystem::remove_all(directory);
     const std::string prefix = dri_prefix();
-    EXPECT_EQ(reload(), "json load error: " + prefix + "/usr/lib/render, " + prefix +
-                            "/opt/lib/render, " + prefix +
-                            "/var/opt/lib/render - no file is called '*.json'\n"
-                            "finish reloading\n");
+    EXPECT_EQ(reload(), prefix + "/usr/lib/render, " + prefix + "/opt/lib/render, " +
+                            prefix +
+                            "/var/opt/lib/render: error: no file is called '*.json' "
+                            "[no-file]\nfinish reloading\n");
+}
+
+TEST_F(service_test, a_strict_daemon_keeps_its_definitions_when_there_is_an_error) {
+    start(nullptr, 1);
+    const std::string broken = R"([{"dc_name": "new", "dc_tag": {"dts_name": "t",
+        "dts_sorce": "/t"}}, {"dc_name": "other", "dc_tag": {"dts_name": "o"}}])";
+    const std::string finding = dri_prefix() +
+                                "/usr/lib/render/0.json:2:9: error: command 'new', tag t: "
+                                "'dts_sorce' is no member; did you mean 'dts_source'? "
+                                "[unknown-member]\n";
+    drend_set_strict(1);
+    redefine(0, broken);
+    request("reload");
+    EXPECT_EQ(take_text(), finding + "error reloading\n");
+    EXPECT_EQ(words().front(), "rows");
+    drend_set_strict(0);
+    request("reload");
+    EXPECT_EQ(take_text(), finding + "finish reloading\n");
+    EXPECT_EQ(words().front(), "new");
 }
 
 TEST_F(service_test, daemons_add_fixed_commands) {

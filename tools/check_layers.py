@@ -28,6 +28,10 @@ MAY_INCLUDE = {
     "tools": {"include", "platform"},
 }
 # Each tool is a program of its own: of the folder "tools", a file may include what its tool has.
+# Some are about definitions themselves.
+TOOL_MAY_INCLUDE = {
+    "tools/format": {"frame", "definitions"},
+}
 # Tests, benchmarks and fuzzers may include anything and are not looked at.
 
 # Outside libraries by the first part of their headers' names: the folders that may include
@@ -78,7 +82,7 @@ def is_allowed(home, target, file, users):
         return len(users[home, target]) <= OUTSIDE[target].get(home, 0)
     own = "/".join(file.parts[:2]) if home == "tools" else home
     is_own = target is None or target == own or target.startswith(own + "/")
-    return is_own or target in MAY_INCLUDE[home]
+    return is_own or target in MAY_INCLUDE[home] | TOOL_MAY_INCLUDE.get(own, set())
 
 
 def breaches(root):

@@ -1,0 +1,235 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
+// The format of definition files, in one table: members, their JSON types, their words, what they
+// mean and what they need.
+//
+// The reader, its checks, the JSON Schema and the reference in docs/render-files.md are made of it.
+// Meanings are sentences of that reference, with its links.
+//
+// Constant; any thread.
+#pragma once
+
+#include <cstdint>
+#include <iterator>
+#include <string_view>
+
+#include "definitions/drend_tag.h"
+
+// The type of a member's value. One of another type counts as absent.
+enum class dr_json_kind_e : uint8_t {
+    TEXT,
+    INTEGER,
+    TEXTS, // array of texts
+    PAIRS, // array of arrays of two texts
+    TAG,   // object
+    TAGS,  // array of objects
+};
+
+// What a text may be.
+enum class dr_words_e : uint8_t { ANY, TYPES, DATA_TYPES, TRUE };
+
+struct dr_member_s {
+    std::string_view name;
+    dr_json_kind_e kind;
+    std::string_view absent; // what counts then, in words; empty: it must be there, or nothing does
+    std::string_view meaning;
+    dr_words_e words = dr_words_e::ANY;
+};
+
+// --- entries ---
+
+inline constexpr dr_member_s DR_COMMAND_MEMBERS[] = {
+    {"dc_name", dr_json_kind_e::TEXT, "",
+     "the command's name, by which it is run and by which definitions merge"},
+    {"dc_tag", dr_json_kind_e::TAG, "no tag",
+     "the tag at the top of the answer; a command without it cannot be run"},
+    {"dc_full_command", dr_json_kind_e::TEXT, "empty", "the command as operators write it"},
+    {"dc_cli_command", dr_json_kind_e::TEXT, "empty", "its word in a command-line menu"},
+    {"dc_cli_merge_tag", dr_json_kind_e::TEXT, "empty", "its merge tag in that menu"},
+    {"dc_top_of_output", dr_json_kind_e::TEXT, "empty", "what stands above its output"},
+    {"dc_help", dr_json_kind_e::TEXT, "empty", "one line of help"},
+    {"dc_app_name", dr_json_kind_e::TEXT, "empty", "the daemon that serves the command"},
+    {"dc_message_id", dr_json_kind_e::INTEGER, "-1",
+     "the number of the message that asks for it"},
+};
+
+inline constexpr dr_member_s DR_NOTIFICATION_MEMBERS[] = {
+    {"dc_external_notify_name", dr_json_kind_e::TEXT, "", "the name that the outside knows"},
+    {"dc_internal_notify_name", dr_json_kind_e::TEXT, "empty",
+     "the name that the daemon uses"},
+    {"dc_app_name", dr_json_kind_e::TEXT, "empty", "the daemon that sends it"},
+    {"dc_namespace", dr_json_kind_e::TEXT, "empty",
+     "a namespace, written like that of a tag"},
+    {"dc_tag", dr_json_kind_e::TAG, "no tag", "the tag at the top of its content"},
+};
+
+inline constexpr dr_member_s DR_NOTIFICATION_LEAF_MEMBERS[] = {
+    {"dc_notify_leaf", dr_json_kind_e::TEXT, "", "the leaf"},
+    {"dc_internal_notify_name", dr_json_kind_e::TEXTS, "none",
+     "internal names that are added, in order, to those of that leaf; if one of them is no text, "
+     "none is"},
+    {"dc_app_name", dr_json_kind_e::TEXT, "empty", "not used"},
+};
+
+// --- tags ---
+
+// Common ones first.
+enum dr_tag_member_e : unsigned {
+    DR_MEMBER_NAME,
+    DR_MEMBER_TYPE,
+    DR_MEMBER_SOURCE,
+    DR_MEMBER_KIDS,
+    DR_MEMBER_DATA_TYPE,
+    DR_MEMBER_FRACTION,
+    DR_MEMBER_KEY,
+    DR_MEMBER_MAP,
+    DR_MEMBER_PRESENCE,
+    DR_MEMBER_ZERO_SUPPRESSION,
+    DR_MEMBER_MANDATORY,
+    DR_MEMBER_NAMESPACE,
+    DR_MEMBER_PREFIX,
+    DR_MEMBER_STYLE,
+    DR_MEMBER_FID,
+    DR_MEMBER_INPUT_KIDS,
+    DR_MEMBER_COUNT,
+};
+
+// In the order of dr_tag_member_e.
+inline constexpr dr_member_s DR_TAG_MEMBERS[] = {
+    {"dts_name", dr_json_kind_e::TEXT, "empty", "the element's name"},
+    {"dts_type", dr_json_kind_e::TEXT, "container", "[what kind of element it is](#kinds)",
+     dr_words_e::TYPES},
+    {"dts_source", dr_json_kind_e::TEXT, "empty",
+     "[the way](#sources) from its parent's place in the data to its own"},
+    {"dts_kids", dr_json_kind_e::TAGS, "none",
+     "the elements inside, in the order in which they are printed"},
+    {"dts_data_type", dr_json_kind_e::TEXT, "string",
+     "[the type of a leaf's value](#data-types)", dr_words_e::DATA_TYPES},
+    {"dts_data_decimal64_fraction", dr_json_kind_e::INTEGER, "",
+     "digits behind the point of a \"decimal64\" leaf"},
+    {"dts_key", dr_json_kind_e::TEXTS, "none",
+     "[the key leaves](#lists-and-keys) of a list"},
+    {"dts_map", dr_json_kind_e::PAIRS, "none",
+     "[what is shown](#value-maps) for which value"},
+    {"dts_presence", dr_json_kind_e::TEXT, "empty",
+     "any text: [a container that is there or not](#presence)"},
+    {"dts_zero_suppression", dr_json_kind_e::TEXT, "empty",
+     "exactly \"true\": [zeros are left out](#leaves)", dr_words_e::TRUE},
+    {"dts_is_mandatory", dr_json_kind_e::TEXT, "empty",
+     "exactly \"true\": [shown even when empty](#leaves)", dr_words_e::TRUE},
+    {"dts_namespace", dr_json_kind_e::TEXT, "empty",
+     "[attributes](#namespaces-and-prefixes) of the opening tag"},
+    {"dts_prefix", dr_json_kind_e::TEXT, "empty",
+     "[what stands in front](#namespaces-and-prefixes) of the value"},
+    {"dts_style", dr_json_kind_e::TEXTS, "none",
+     "[the styles](#styles) that a leaf belongs to"},
+    {"dts_fid", dr_json_kind_e::INTEGER, "-1",
+     "a number for the field, kept for the daemon's use"},
+    {"dts_input_kids", dr_json_kind_e::TAGS, "none",
+     "[the command's parameters](#input-parameters); they print nothing"},
+};
+static_assert(std::size(DR_TAG_MEMBERS) == DR_MEMBER_COUNT);
+
+// --- words ---
+
+// A word of `dts_type`. Unknown words are containers.
+struct dr_type_word_s {
+    std::string_view word;
+    int32_t type;   // dt_type_e
+    uint32_t flags; // dt_flag_e bits that come with the word
+    std::string_view meaning;
+};
+
+inline constexpr dr_type_word_s DR_TYPE_WORDS[] = {
+    {"container", DT_TYPE_CONT, 0, "groups its kids"},
+    {"list", DT_TYPE_LIST, 0, "is printed once for each row"},
+    {"leaf", DT_TYPE_LEAF, 0, "one value"},
+    {"leaf-list", DT_TYPE_LEAF_LIST, 0, "a list of bare values"},
+    {"choice", DT_TYPE_CONT, DT_FLAG_HIDDEN, "not printed itself, only its kids"},
+    {"case", DT_TYPE_CONT, DT_FLAG_HIDDEN, "the same"},
+    {"empty", DT_TYPE_EMPTY, 0, "accepted and never printed"},
+};
+
+// A word of `dts_data_type`. Unknown words are strings.
+struct dr_data_type_word_s {
+    std::string_view word;
+    int32_t code; // dt_data_type_e
+};
+
+inline constexpr dr_data_type_word_s DR_DATA_TYPE_WORDS[] = {
+    {"string", DT_DATA_STRING},       {"boolean", DT_DATA_BOOLEAN},
+    {"uint8", DT_DATA_UINT8},         {"uint16", DT_DATA_UINT16},
+    {"uint32", DT_DATA_UINT32},       {"uint64", DT_DATA_UINT64},
+    {"int8", DT_DATA_INT8},           {"int16", DT_DATA_INT16},
+    {"int32", DT_DATA_INT32},         {"int64", DT_DATA_INT64},
+    {"decimal64", DT_DATA_DECIMAL64}, {"bits", DT_DATA_BITS},
+    {"binary", DT_DATA_BINARY},       {"union", DT_DATA_UNION},
+    {"empty", DT_DATA_EMPTY},
+};
+
+// The row of a word in one of the tables above, or null.
+template <typename Row, size_t Count>
+constexpr const Row* dri_find_word(const Row (&table)[Count], std::string_view word) {
+    for (const Row& row : table) {
+        if (row.word == word) {
+            return &row;
+        }
+    }
+    return nullptr;
+}
+
+// Calls `use` with each word that a text of that kind may be.
+template <typename Use>
+constexpr void dri_for_each_word(dr_words_e words, Use use) {
+    if (words == dr_words_e::TYPES) {
+        for (const dr_type_word_s& row : DR_TYPE_WORDS) {
+            use(row.word);
+        }
+    } else if (words == dr_words_e::DATA_TYPES) {
+        for (const dr_data_type_word_s& row : DR_DATA_TYPE_WORDS) {
+            use(row.word);
+        }
+    } else if (words == dr_words_e::TRUE) {
+        use("true");
+    }
+}
+
+// --- what a member needs ---
+
+// A tag whose member `when` is the text `is` needs `needs`.
+struct dr_need_s {
+    dr_tag_member_e when;
+    std::string_view is;
+    dr_tag_member_e needs;
+    std::string_view otherwise; // what becomes of it
+};
+
+inline constexpr dr_need_s DR_NEEDS[] = {
+    {DR_MEMBER_TYPE, "list", DR_MEMBER_SOURCE, "it has no rows"},
+    {DR_MEMBER_TYPE, "leaf-list", DR_MEMBER_SOURCE, "it has no rows"},
+    {DR_MEMBER_TYPE, "leaf", DR_MEMBER_SOURCE, "it has no value"},
+    {DR_MEMBER_DATA_TYPE, "decimal64", DR_MEMBER_FRACTION, "no value can be shown"},
+};
+
+// The digits that a decimal64 may have.
+inline constexpr int DR_FRACTION_MIN = 1;
+inline constexpr int DR_FRACTION_MAX = 18;
+
+// The kinds of tags for which a member means something.
+struct dr_home_s {
+    dr_tag_member_e member;
+    int32_t type; // dt_type_e
+    std::string_view kind;
+};
+
+inline constexpr dr_home_s DR_HOMES[] = {
+    {DR_MEMBER_KEY, DT_TYPE_LIST, "a list"},
+    {DR_MEMBER_PRESENCE, DT_TYPE_CONT, "a container"},
+    {DR_MEMBER_ZERO_SUPPRESSION, DT_TYPE_LEAF, "a leaf"},
+};
+
+// The flags that a tag's name brings.
+constexpr uint32_t dri_name_flags(std::string_view name) {
+    return (name == DT_NOTIFICATION_ROOT ? DT_FLAG_HIDDEN : 0U) |
+           (name.starts_with(DT_INTERNAL_PREFIX) ? DT_FLAG_INTERNAL : 0U);
+}

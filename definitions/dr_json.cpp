@@ -1,0 +1,182 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
+// JSON by way of jansson; no other source knows it. It keeps members in the order of the text, so
+// that values and their places are gone through side by side.
+#include "definitions/dr_json.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cstdlib>
+#include <jansson.h>
+#include <new>
+
+#include "frame/drend_lock.h"
+
+namespace {
+
+// Notes the allocations that fail in jansson: it goes on after some of them, with a shorter text.
+class json_memory_c {
+  public:
+    json_memory_c() : guard_(lock()) {
+        has_failed_ = false;
+        json_malloc_t found = nullptr;
+        json_get_alloc_funcs(&found, &free_);
+        malloc_.store(found, std::memory_order_relaxed);
+        json_set_alloc_funcs(allocate, free_);
+    }
+    ~json_memory_c() {
+        json_malloc_t now = nullptr;
+        json_free_t free_now = nullptr;
+        json_get_alloc_funcs(&now, &free_now);
+        if (now == allocate) { // the daemon has not set its own meanwhile
+            json_set_alloc_funcs(malloc_.load(std::memory_order_relaxed), free_);
+        }
+    }
+    json_memory_c(const json_memory_c&) = delete;
+    json_memory_c& operator=(const json_memory_c&) = delete;
+
+    static bool has_failed() { return has_failed_; }
+
+  private:
+    static drend_lock_c& lock() {
+        static drend_lock_c one_at_a_time;
+        return one_at_a_time;
+    }
+
+    // Called for whoever uses jansson meanwhile.
+    static void* allocate(size_t size) {
+        void* memory = malloc_.load(std::memory_order_relaxed)(size);
+        has_failed_ = has_failed_ || memory == nullptr;
+        return memory;
+    }
+
+    static inline std::atomic<json_malloc_t> malloc_{malloc};
+    static inline thread_local bool has_failed_ = false;
+    drend_lock_guard_c guard_;
+    json_free_t free_ = nullptr;
+};
+
+// jansson's iterators take what they do not change as if they did.
+json_t* changeable(const json_t* value) {
+    return const_cast<json_t*>(value); // NOLINT(cppcoreguidelines-pro-type-const-cast)
+}
+
+} // namespace
+
+// --- values ---
+
+bool dr_json_c::is_object() const {
+    return json_is_object(value_);
+}
+
+bool dr_json_c::is_array() const {
+    return json_is_array(value_);
+}
+
+bool dr_json_c::is_text() const {
+    return json_is_string(value_);
+}
+
+bool dr_json_c::is_integer() const {
+    return json_is_integer(value_);
+}
+
+std::string_view dr_json_c::text() const {
+    return is_text()
+               ? std::string_view(json_string_value(value_), json_string_length(value_))
+               : std::string_view("");
+}
+
+int64_t dr_json_c::integer(int64_t absent) const {
+    return is_integer() ? json_integer_value(value_) : absent;
+}
+
+size_t dr_json_c::size() const {
+    return json_array_size(value_); // 0 of everything else
+}
+
+dr_json_c dr_json_c::member(const char* name) const {
+    const json_t* value = json_object_get(value_, name);
+    return value == nullptr
+               ? dr_json_c()
+               : dr_json_c(document_, value, document_->places().member(node_, name));
+}
+
+size_t dr_json_c::repeated_members() const {
+    size_t named = 0;
+    for (uint32_t node = document_->places().first(node_); node != dr_json_places_c::NONE;
+         node = document_->places().next(node)) {
+        ++named;
+    }
+    return named - std::min(named, json_object_size(value_));
+}
+
+void* dr_json_c::first_member() const {
+    return json_object_iter(changeable(value_));
+}
+
+void* dr_json_c::next_member(void* at) const {
+    return json_object_iter_next(changeable(value_), at);
+}
+
+std::string_view dr_json_c::member_name(void* at) {
+    return json_object_iter_key(at);
+}
+
+uint32_t dr_json_c::first_node() const {
+    return is_object() ? document_->places().first(node_) : dr_json_places_c::NONE;
+}
+
+dr_json_c dr_json_c::member_value(void* at, std::string_view name, uint32_t& beside) const {
+    const dr_json_places_c& places = document_->places();
+    const bool is_beside = beside != dr_json_places_c::NONE && places.name(beside) == name;
+    const uint32_t node = is_beside ? beside : places.member(node_, name);
+    beside = places.next(beside);
+    return {document_, json_object_iter_value(at), node};
+}
+
+dr_text_place_s dr_json_c::place() const {
+    return document_ == nullptr ? dr_text_place_s() : document_->places().place(node_);
+}
+
+dr_text_place_s dr_json_c::name_place() const {
+    return document_ == nullptr ? dr_text_place_s() : document_->places().name_place(node_);
+}
+
+dr_json_elements_c::dr_json_elements_c(const dr_json_c& array) : array_(array) {
+    if (array.is_array()) {
+        node_ = array.document_->places().first(array.node_);
+    }
+}
+
+dr_json_c dr_json_elements_c::take() {
+    const dr_json_c element(array_.document_, json_array_get(array_.value_, next_++),
+                            node_);
+    node_ = array_.document_->places().next(node_);
+    return element;
+}
+
+// --- the document ---
+
+void dr_json_document_c::release_s::operator()(json_t* value) const {
+    json_decref(value);
+}
+
+bool dr_json_document_c::parse(const std::string& text, error_s& error) {
+    json_error_t found;
+    const json_memory_c memory;
+    root_.reset(json_loadb(text.data(), text.size(), 0, &found));
+    if (json_memory_c::has_failed()) {
+        throw std::bad_alloc();
+    }
+    if (root_ == nullptr) {
+        error = {found.text, found.line, found.column};
+        return false;
+    }
+    places_ = dr_json_places_c(text);
+    return true;
+}
+
+dr_json_c dr_json_document_c::root() const {
+    return {this, root_.get(), dr_json_places_c::ROOT};
+}

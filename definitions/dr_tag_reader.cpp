@@ -1,0 +1,307 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
+// What a tag object becomes, with every fault that shows in one tree.
+//
+// The members of an object are sorted out in one pass, and the tree is read with a stack of its
+// own: how deep a file nests is the file's choice.
+//
+// A tag that would not come out as an element of an XML document is left out with its kids.
+#include "definitions/dr_tag_reader.h"
+
+#include <algorithm>
+#include <cctype>
+#include <memory>
+#include <unordered_map>
+#include <utility>
+
+#include "definitions/dr_nearest.h"
+#include "definitions/dr_xml_text.h"
+#include "frame/drend_trace.h"
+
+namespace {
+
+// --- values of members; those of another type count as absent ---
+
+bool is_space(char c) {
+    return isspace(static_cast<unsigned char>(c)) != 0;
+}
+
+void append_words(std::string_view text, std::vector<std::string>& out) {
+    size_t position = 0;
+    while (position < text.size()) {
+        size_t end = position;
+        while (end < text.size() && !is_space(text[end])) {
+            ++end;
+        }
+        if (end > position) {
+            out.emplace_back(text.substr(position, end - position));
+        }
+        position = end + 1;
+    }
+}
+
+std::vector<std::string> words_of(const dr_json_c& array) {
+    std::vector<std::string> words;
+    for (dr_json_elements_c texts(array); !texts.is_at_end();) {
+        append_words(texts.take().text(), words);
+    }
+    return words;
+}
+
+std::shared_ptr<const dr_value_map_c> map_of(const dr_json_c& array) {
+    std::vector<std::pair<std::string, std::string>> pairs;
+    for (dr_json_elements_c elements(array); !elements.is_at_end();) {
+        const dr_json_c pair = elements.take();
+        if (pair.size() != 2) {
+            continue;
+        }
+        dr_json_elements_c texts(pair);
+        const dr_json_c from = texts.take();
+        const dr_json_c to = texts.take();
+        if (from.is_text() && to.is_text()) {
+            pairs.emplace_back(from.text(), to.text());
+        }
+    }
+    return pairs.empty() ? nullptr : std::make_shared<const dr_value_map_c>(pairs);
+}
+
+// --- tag objects ---
+
+uint32_t flags_of(const dr_tag_members_t& members) {
+    uint32_t flags = dri_name_flags(members[DR_MEMBER_NAME].text());
+    flags |= members[DR_MEMBER_SOURCE].text().empty() ? 0U : DT_FLAG_SOURCE_CHILD;
+    flags |= members[DR_MEMBER_PRESENCE].text().empty() ? 0U : DT_FLAG_PRESENCE;
+    flags |= members[DR_MEMBER_ZERO_SUPPRESSION].text() == "true" ? DT_FLAG_ZERO_SUPPRESSION
+                                                                  : 0U;
+    flags |= members[DR_MEMBER_MANDATORY].text() == "true" ? DT_FLAG_MANDATORY : 0U;
+    return flags;
+}
+
+void set_types(drend_tag_c& tag, const dr_tag_members_t& members) {
+    if (const auto* type = dri_find_word(DR_TYPE_WORDS, members[DR_MEMBER_TYPE].text())) {
+        tag.dt_type = type->type;
+        tag.set_flags(type->flags);
+    }
+    if (const auto* data_type =
+            dri_find_word(DR_DATA_TYPE_WORDS, members[DR_MEMBER_DATA_TYPE].text())) {
+        tag.dt_data_type = data_type->code;
+    }
+    if (tag.is_decimal64()) {
+        tag.dt_decimal64_fraction =
+            static_cast<uint8_t>(members[DR_MEMBER_FRACTION].integer(-1));
+    }
+}
+
+// Appends a tag without its kids.
+drend_tag_c& add_tag(dr_tags_t& tags, const dr_tag_members_t& members) {
+    drend_tag_c& tag = tags.emplace_back(members[DR_MEMBER_NAME].text(),
+                                         members[DR_MEMBER_SOURCE].text());
+    if (members[DR_MEMBER_NAMESPACE].is_there()) {
+        tag.set_namespace(members[DR_MEMBER_NAMESPACE].text());
+    }
+    tag.dt_prefix = members[DR_MEMBER_PREFIX].text();
+    tag.dt_map = map_of(members[DR_MEMBER_MAP]);
+    tag.dt_keys = words_of(members[DR_MEMBER_KEY]);
+    tag.dt_styles = words_of(members[DR_MEMBER_STYLE]);
+    tag.set_flags(flags_of(members));
+    set_types(tag, members);
+    tag.dt_fid = static_cast<int32_t>(members[DR_MEMBER_FID].integer(-1));
+    return tag;
+}
+
+// --- what comes out as an element ---
+
+// How many levels of a tag's path a finding shows.
+constexpr size_t SHOWN_LEVELS = 8;
+// The library prints it on the top element when a style is asked for.
+constexpr std::string_view STYLE_ATTRIBUTE = "orvex:style";
+
+// What keeps a tag from being an element; an empty sentence: nothing.
+struct fault_s {
+    dr_rule_e rule = dr_rule_e::BAD_NAME;
+    dr_tag_member_e member = DR_MEMBER_NAME;
+    std::string sentence{};
+};
+
+// Style words of commands and their parameters become the value of an attribute.
+fault_s fault_of_styles(const drend_tag_c& tag) {
+    for (const std::string& style : tag.dt_styles) {
+        if (!dri_is_xml_attribute(style)) {
+            return {dr_rule_e::BAD_TEXT, DR_MEMBER_STYLE,
+                    "dts_style: '" + dri_shown(style) + "' is no text of an attribute"};
+        }
+    }
+    return {};
+}
+
+fault_s fault_of(const drend_tag_c& tag, bool is_top) {
+    if (tag.is_hidden() && tag.dt_type != DT_TYPE_LEAF) {
+        return {}; // only its kids are printed
+    }
+    if (tag.name().empty()) {
+        return {dr_rule_e::BAD_NAME, DR_MEMBER_NAME, "an element needs a name"};
+    }
+    if (!dri_is_xml_name(tag.name())) {
+        return {dr_rule_e::BAD_NAME, DR_MEMBER_NAME,
+                "'" + dri_shown(tag.name()) + "' is no name of an element"};
+    }
+    if (!dri_are_xml_attributes(tag.xmlns(), is_top ? STYLE_ATTRIBUTE : "")) {
+        return {dr_rule_e::BAD_NAMESPACE, DR_MEMBER_NAMESPACE,
+                "dts_namespace is no list of attributes"};
+    }
+    if (!dri_is_xml_content(tag.dt_prefix)) {
+        return {dr_rule_e::BAD_TEXT, DR_MEMBER_PREFIX,
+                "dts_prefix is no text of an element"};
+    }
+    return fault_of_styles(tag);
+}
+
+void tell_parent(drend_tag_c& kid, drend_tag_c& parent) {
+    if (kid.is_leaf_list_value()) {
+        kid.dt_map = parent.dt_map;
+        kid.dt_prefix = parent.dt_prefix;
+    } else {
+        parent.set_flags(kid.dt_flags & DT_FLAG_SOURCE_CHILD);
+    }
+}
+
+} // namespace
+
+dr_tag_reader_c::dr_tag_reader_c(dr_daemon_context_c& set, const dr_finding_s& finding,
+                                 dr_findings_c& findings)
+    : set_(set), finding_(finding), findings_(findings),
+      report_([this](dr_rule_e rule, dr_severity_e severity, dr_text_place_s place,
+                     std::string sentence, std::string_view nearest) {
+          dr_finding_s found = finding_;
+          found.path = path();
+          findings_.add(std::move(found), rule, severity, place, std::move(sentence),
+                        nearest);
+      }) {}
+
+bool dr_tag_reader_c::read(const dr_json_c& object, drend_tag_c*& root) {
+    levels_.clear();
+    root = nullptr;
+    if (!object.is_object()) {
+        return true;
+    }
+    root = read_tag(object, 1, false);
+    while (!levels_.empty()) {
+        level_s& level = levels_.back();
+        if (!level.input_kids.is_at_end()) {
+            add_kid(*level.tag, level.input_kids, true);
+        } else if (!level.kids.is_at_end()) {
+            add_kid(*level.tag, level.kids, false);
+        } else {
+            close();
+        }
+    }
+    return root != nullptr;
+}
+
+// Reads a tag, number `position` of its kind in the innermost one. Null when it is left out.
+drend_tag_c* dr_tag_reader_c::read_tag(const dr_json_c& object, size_t position,
+                                       bool is_input_kid) {
+    position_ = position;
+    name_ = object.member("dts_name").text();
+    dr_tag_members_t members;
+    dri_sort_members(object, DR_TAG_MEMBERS, members, report_);
+    drend_tag_c& tag = add_tag(*set_.tags, members);
+    tag.dt_place = {set_.files.size(), object.place(), members[DR_MEMBER_SOURCE].place()};
+    const fault_s fault =
+        is_input_kid ? fault_of_styles(tag) : fault_of(tag, levels_.empty());
+    if (!fault.sentence.empty()) {
+        const dr_json_c& at = members[fault.member];
+        report_(fault.rule, dr_severity_e::ERROR,
+                at.is_there() ? at.place() : object.place(), fault.sentence, {});
+        set_.tags->pop_back();
+        return nullptr;
+    }
+    if (!is_input_kid) {
+        dri_check_tag(tag, members, object.place(), report_);
+    }
+    tag.dt_kids.reserve(members[DR_MEMBER_KIDS].size());
+    levels_.push_back({&tag, is_input_kid, members[DR_MEMBER_KEY],
+                       dr_json_elements_c(members[DR_MEMBER_INPUT_KIDS]),
+                       dr_json_elements_c(members[DR_MEMBER_KIDS])});
+    return &tag;
+}
+
+void dr_tag_reader_c::add_kid(drend_tag_c& parent, dr_json_elements_c& objects,
+                              bool is_input_kid) {
+    const dr_json_c object = objects.take();
+    drend_tag_c* kid =
+        object.is_object() ? read_tag(object, objects.taken(), is_input_kid) : nullptr;
+    if (kid == nullptr) {
+        return;
+    }
+    if (is_input_kid) {
+        parent.dt_input_kids.push_back(kid);
+        return;
+    }
+    parent.dt_kids.push_back(kid);
+}
+
+// Looks at all kids at once: there may be any number of them.
+void dr_tag_reader_c::check_repetitions(const drend_tag_c& parent) {
+    std::unordered_map<std::string_view, const drend_tag_c*> by_name;
+    for (const drend_tag_c* kid : parent.dt_kids) {
+        const auto [known, is_new] = by_name.try_emplace(kid->name(), kid);
+        const bool may_be_chosen =
+            !known->second->dt_styles.empty() && !kid->dt_styles.empty();
+        if (!is_new && !kid->is_hidden() && !may_be_chosen) {
+            name_ = kid->name();
+            position_ = 1;
+            report_(dr_rule_e::REPEATED_KID, dr_severity_e::WARNING, kid->dt_place.tag,
+                    "another kid has this name", {});
+        }
+    }
+}
+
+// The kids of the innermost tag are complete.
+void dr_tag_reader_c::close() {
+    check_repetitions(*levels_.back().tag);
+    mark_keys(levels_.back());
+    const level_s done = levels_.back();
+    levels_.pop_back();
+    if (levels_.empty()) {
+        return;
+    }
+    if (dri_trace_on(DREND_TRACE_LOAD)) {
+        drend_debug_trace("DR_JSON: %s: kid %s\n", "dri_load_tag",
+                          done.tag->name().c_str());
+    }
+    if (!done.is_input_kid) {
+        tell_parent(*done.tag, *levels_.back().tag);
+    }
+}
+
+void dr_tag_reader_c::mark_keys(const level_s& level) {
+    position_ = 0;
+    for (const std::string& key : level.tag->dt_keys) {
+        if (drend_tag_c* kid = level.tag->find_child(key)) {
+            kid->set_flags(DT_FLAG_KEY);
+            continue;
+        }
+        dr_nearest_c nearest(key);
+        for (const drend_tag_c* kid : level.tag->dt_kids) {
+            nearest.offer(kid->name());
+        }
+        report_(dr_rule_e::KEY_WITHOUT_KID, dr_severity_e::ERROR, level.key.place(),
+                "dts_key: no kid is called '" + dri_shown(key) + "'", nearest.found());
+    }
+}
+
+// The path of the tag that is being read; of the innermost level when its position is 0.
+std::string dr_tag_reader_c::path() const {
+    const size_t hidden = levels_.size() - std::min(levels_.size(), SHOWN_LEVELS);
+    std::string path = hidden > 0 ? ".../" : "";
+    for (size_t i = hidden; i < levels_.size(); ++i) {
+        path += dri_shown(levels_[i].tag->name()) + "/";
+    }
+    if (position_ > 0) {
+        return path +
+               (name_.empty() ? "[" + std::to_string(position_) + "]" : dri_shown(name_));
+    }
+    path.pop_back();
+    return path;
+}
