@@ -28,10 +28,12 @@ enum class dr_json_kind_e : uint8_t {
 // What a text may be.
 enum class dr_words_e : uint8_t { ANY, TYPES, DATA_TYPES, TRUE };
 
+// NOLINTNEXTLINE(clang-analyzer-optin.performance.Padding): columns in the order of reading
 struct dr_member_s {
     std::string_view name;
     dr_json_kind_e kind;
-    std::string_view absent; // what counts then, in words; empty: it must be there, or nothing does
+    std::string_view
+        absent; // what counts then, in words; empty: it must be there, or nothing does
     std::string_view meaning;
     dr_words_e words = dr_words_e::ANY;
 };
@@ -54,7 +56,8 @@ inline constexpr dr_member_s DR_COMMAND_MEMBERS[] = {
 };
 
 inline constexpr dr_member_s DR_NOTIFICATION_MEMBERS[] = {
-    {"dc_external_notify_name", dr_json_kind_e::TEXT, "", "the name that the outside knows"},
+    {"dc_external_notify_name", dr_json_kind_e::TEXT, "",
+     "the name that the outside knows"},
     {"dc_internal_notify_name", dr_json_kind_e::TEXT, "empty",
      "the name that the daemon uses"},
     {"dc_app_name", dr_json_kind_e::TEXT, "empty", "the daemon that sends it"},
@@ -66,7 +69,8 @@ inline constexpr dr_member_s DR_NOTIFICATION_MEMBERS[] = {
 inline constexpr dr_member_s DR_NOTIFICATION_LEAF_MEMBERS[] = {
     {"dc_notify_leaf", dr_json_kind_e::TEXT, "", "the leaf"},
     {"dc_internal_notify_name", dr_json_kind_e::TEXTS, "none",
-     "internal names that are added, in order, to those of that leaf; if one of them is no text, "
+     "internal names that are added, in order, to those of that leaf; if one of them is no "
+     "text, "
      "none is"},
     {"dc_app_name", dr_json_kind_e::TEXT, "empty", "not used"},
 };
@@ -197,6 +201,7 @@ constexpr void dri_for_each_word(dr_words_e words, Use use) {
 // --- what a member needs ---
 
 // A tag whose member `when` is the text `is` needs `needs`.
+// NOLINTNEXTLINE(clang-analyzer-optin.performance.Padding): columns in the order of reading
 struct dr_need_s {
     dr_tag_member_e when;
     std::string_view is;

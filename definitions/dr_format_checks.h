@@ -13,9 +13,9 @@
 #include "definitions/dr_json.h"
 
 // Where findings of one object go. `nearest` may be empty.
-using dr_report_t = std::function<void(dr_rule_e rule, dr_severity_e severity,
-                                       dr_text_place_s place, std::string sentence,
-                                       std::string_view nearest)>;
+using dr_report_t =
+    std::function<void(dr_rule_e rule, dr_severity_e severity, dr_text_place_s place,
+                       std::string sentence, std::string_view nearest)>;
 
 // Puts each member that the table knows at its row's index in `values`, and says what is wrong with
 // members, their types, elements and words.

@@ -53,8 +53,8 @@ void dr_json_places_c::go_through() {
             end = std::min(text_.find_first_of(BEHIND_A_WORD, at), text_.size());
         } else {
             end = end_of_text(at);
-            const bool is_name = !has_name_ && !open_.empty() &&
-                                 text_[nodes_[open_.back()].begin] == '{';
+            const bool is_name =
+                !has_name_ && !open_.empty() && text_[nodes_[open_.back()].begin] == '{';
             if (is_name) {
                 pending_name_ = text_.substr(at + 1, end - at - 2);
             } else {

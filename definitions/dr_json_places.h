@@ -31,9 +31,7 @@ class dr_json_places_c {
     explicit dr_json_places_c(std::string_view text);
 
     // The first value in an array or object, the value after another one, or NONE.
-    uint32_t first(uint32_t node) const {
-        return node == NONE ? NONE : nodes_[node].first;
-    }
+    uint32_t first(uint32_t node) const { return node == NONE ? NONE : nodes_[node].first; }
     uint32_t next(uint32_t node) const { return node == NONE ? NONE : nodes_[node].next; }
     // The last member of that name (as the text writes it), which is the one that counts, or NONE.
     uint32_t member(uint32_t object, std::string_view name) const;

@@ -94,8 +94,8 @@ void set_types(drend_tag_c& tag, const dr_tag_members_t& members) {
 
 // Appends a tag without its kids.
 drend_tag_c& add_tag(dr_tags_t& tags, const dr_tag_members_t& members) {
-    drend_tag_c& tag = tags.emplace_back(members[DR_MEMBER_NAME].text(),
-                                         members[DR_MEMBER_SOURCE].text());
+    drend_tag_c& tag =
+        tags.emplace_back(members[DR_MEMBER_NAME].text(), members[DR_MEMBER_SOURCE].text());
     if (members[DR_MEMBER_NAMESPACE].is_there()) {
         tag.set_namespace(members[DR_MEMBER_NAMESPACE].text());
     }

@@ -34,25 +34,31 @@ TEST(Findings, EachMistakeOfATagIsFoundWhereItStands) {
     };
     const case_s cases[] = {
         {"`dts_source`:`s`", {}},
-        {"`dts_sorce`:`s`", {"2:1: error: 'dts_sorce' is no member; did you mean "
-                             "'dts_source'? [unknown-member]"}},
+        {"`dts_sorce`:`s`",
+         {"2:1: error: 'dts_sorce' is no member; did you mean "
+          "'dts_source'? [unknown-member]"}},
         {"`remark`:`s`", {"2:1: warning: 'remark' is no member [unknown-member]"}},
-        {"`dts_fid`:1,\n`dts_fid`:2", {"1:29: warning: a member is there more than once; the "
-                                       "last one counts [repeated-member]"}},
+        {"`dts_fid`:1,\n`dts_fid`:2",
+         {"1:29: warning: a member is there more than once; the "
+          "last one counts [repeated-member]"}},
         {"`dts_source`:7", {"2:14: error: dts_source is not a text [wrong-type]"}},
         {"`dts_presence`:true", {"2:16: error: dts_presence is not a text [wrong-type]"}},
         {"`dts_kids`:{}", {"2:12: error: dts_kids is not an array of tags [wrong-type]"}},
-        {"`dts_kids`:[7]", {"2:13: error: dts_kids has an element that is not a tag "
-                            "[wrong-type]"}},
-        {"`dts_style`:[`a`,7]", {"2:18: error: dts_style has an element that is not a text "
-                                 "[wrong-type]"}},
+        {"`dts_kids`:[7]",
+         {"2:13: error: dts_kids has an element that is not a tag "
+          "[wrong-type]"}},
+        {"`dts_style`:[`a`,7]",
+         {"2:18: error: dts_style has an element that is not a text "
+          "[wrong-type]"}},
         {"`dts_source`:`s`,\n `dts_type`:`lst`",
          {"3:13: error: dts_type: 'lst' is no word of it; did you mean 'list'? "
           "[unknown-word]"}},
-        {"`dts_data_type`:`unit32`", {"2:17: error: dts_data_type: 'unit32' is no word of it; "
-                                      "did you mean 'uint32'? [unknown-word]"}},
-        {"`dts_is_mandatory`:`yes`", {"2:20: error: dts_is_mandatory: 'yes' is no word of it "
-                                      "[unknown-word]"}},
+        {"`dts_data_type`:`unit32`",
+         {"2:17: error: dts_data_type: 'unit32' is no word of it; "
+          "did you mean 'uint32'? [unknown-word]"}},
+        {"`dts_is_mandatory`:`yes`",
+         {"2:20: error: dts_is_mandatory: 'yes' is no word of it "
+          "[unknown-word]"}},
         {"`dts_type`:`list`,`dts_source`:`l`,`dts_key`:[`nam`],\n"
          "`dts_kids`:[{`dts_name`:`name`}]",
          {"2:46: error: dts_key: no kid is called 'nam'; did you mean 'name'? "
@@ -60,12 +66,15 @@ TEST(Findings, EachMistakeOfATagIsFoundWhereItStands) {
         {"`dts_map`:[[`1`,`up`],[`2`,`down`,`x`],[`3`]]",
          {"2:23: error: dts_map has an element that is not two texts [bad-pair]",
           "2:40: error: dts_map has an element that is not two texts [bad-pair]"}},
-        {"`dts_map`:[[`1`,`=val(`]]", {"2:11: error: '=val(' is a malformed expression "
-                                       "[bad-expression]"}},
-        {"`dts_type`:`list`", {"1:29: error: dts_type 'list' needs dts_source: it has no rows "
-                               "without it [missing-member]"}},
+        {"`dts_map`:[[`1`,`=val(`]]",
+         {"2:11: error: '=val(' is a malformed expression "
+          "[bad-expression]"}},
+        {"`dts_type`:`list`",
+         {"1:29: error: dts_type 'list' needs dts_source: it has no rows "
+          "without it [missing-member]"}},
         {"`dts_data_type`:`decimal64`",
-         {"1:29: error: dts_data_type 'decimal64' needs dts_data_decimal64_fraction: no value "
+         {"1:29: error: dts_data_type 'decimal64' needs dts_data_decimal64_fraction: no "
+          "value "
           "can be shown without it [missing-member]"}},
         {"`dts_data_type`:`decimal64`,`dts_data_decimal64_fraction`:19",
          {"2:59: error: dts_data_decimal64_fraction is 19, not 1 to 18 [out-of-range]"}},
@@ -96,16 +105,17 @@ TEST(Findings, EachMistakeOfAnEntryIsFoundWhereItStands) {
                     "{`dc_external_notify_name`:`n`,`dc_tag`:{`dts_name`:`a`,`dts_kids`:[\n"
                     "  {`dts_name`:`b`,`dts_kid`:[]}]}},\n"
                     "{`dc_notify_leaf`:`l`,`dc_internal_notify_name`:`no array`}]"),
-        ElementsAre("1:27: error: command 'c': dc_help is not a text [wrong-type]",
-                    "1:29: error: command 'c': 'dc_app_nam' is no member; did you mean "
-                    "'dc_app_name'? [unknown-member]",
-                    "2:10: error: command 'c': dc_tag is not a tag [wrong-type]",
-                    "3:2: error: Neither a command nor a notification, moving on to next "
-                    "entry [not-an-entry]",
-                    "5:19: error: notification 'n', tag a/b: 'dts_kid' is no member; did you "
-                    "mean 'dts_kids'? [unknown-member]",
-                    "6:49: error: notification 'l': dc_internal_notify_name is not an array "
-                    "of texts [wrong-type]"));
+        ElementsAre(
+            "1:27: error: command 'c': dc_help is not a text [wrong-type]",
+            "1:29: error: command 'c': 'dc_app_nam' is no member; did you mean "
+            "'dc_app_name'? [unknown-member]",
+            "2:10: error: command 'c': dc_tag is not a tag [wrong-type]",
+            "3:2: error: Neither a command nor a notification, moving on to next "
+            "entry [not-an-entry]",
+            "5:19: error: notification 'n', tag a/b: 'dts_kid' is no member; did you "
+            "mean 'dts_kids'? [unknown-member]",
+            "6:49: error: notification 'l': dc_internal_notify_name is not an array "
+            "of texts [wrong-type]"));
     EXPECT_THAT(findings_of("[\n {`dc_name` `c`}]"),
                 ElementsAre("2:15: error: ':' expected near '\"c\"' [syntax]"));
     EXPECT_THAT(findings_of("\n {}"), ElementsAre("2:2: error: the root is not an array "
@@ -118,10 +128,11 @@ TEST(Findings, AsJson) {
     finding.place = {3, 7};
     finding.command = "c";
     finding.sentence = "s\n";
-    EXPECT_EQ(dri_findings_json({finding}),
-              "[\n {\"file\": \"a\\\"b\", \"line\": 3, \"column\": 7, \"severity\": \"error\", "
-              "\"id\": \"unknown-word\", \"command\": \"c\", \"tag\": \"\", \"sentence\": "
-              "\"s\\n\", \"nearest\": \"\"}\n]\n");
+    EXPECT_EQ(
+        dri_findings_json({finding}),
+        "[\n {\"file\": \"a\\\"b\", \"line\": 3, \"column\": 7, \"severity\": \"error\", "
+        "\"id\": \"unknown-word\", \"command\": \"c\", \"tag\": \"\", \"sentence\": "
+        "\"s\\n\", \"nearest\": \"\"}\n]\n");
     EXPECT_EQ(dri_findings_json({}), "[\n]\n");
 }
 
@@ -156,8 +167,8 @@ TEST(Nearest, ByTheLettersThatDiffer) {
         const char* word;
         const char* nearest;
     };
-    const case_s cases[] = {{"lst", "list"},   {"lsit", "list"}, {"liist", "list"},
-                            {"laef", "leaf"},  {"", ""},         {"table", ""},
+    const case_s cases[] = {{"lst", "list"},           {"lsit", "list"}, {"liist", "list"},
+                            {"laef", "leaf"},          {"", ""},         {"table", ""},
                             {"leaf_list", "leaf-list"}};
     for (const case_s& c : cases) {
         dr_nearest_c nearest(c.word);

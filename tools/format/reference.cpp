@@ -69,9 +69,9 @@ std::string data_types() {
 std::string needs() {
     std::string text = "| A tag with | needs | Without it |\n|---|---|---|\n";
     for (const dr_need_s& need : DR_NEEDS) {
-        text += row_of({code(DR_TAG_MEMBERS[need.when].name) + " \"" +
-                            std::string(need.is) + "\"",
-                        code(DR_TAG_MEMBERS[need.needs].name), need.otherwise});
+        text += row_of(
+            {code(DR_TAG_MEMBERS[need.when].name) + " \"" + std::string(need.is) + "\"",
+             code(DR_TAG_MEMBERS[need.needs].name), need.otherwise});
     }
     return text;
 }

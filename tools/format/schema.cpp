@@ -87,8 +87,9 @@ std::string need_of(const dr_need_s& need) {
     const std::string when = quoted(DR_TAG_MEMBERS[need.when].name);
     const std::string needed = quoted(DR_TAG_MEMBERS[need.needs].name);
     const bool is_text = DR_TAG_MEMBERS[need.needs].kind == dr_json_kind_e::TEXT;
-    return R"(        {"if": {"properties": {)" + when + R"(: {"const": )" + quoted(need.is) +
-           R"(}}, "required": [)" + when + R"(]}, "then": {"required": [)" + needed + "]" +
+    return R"(        {"if": {"properties": {)" + when + R"(: {"const": )" +
+           quoted(need.is) + R"(}}, "required": [)" + when +
+           R"(]}, "then": {"required": [)" + needed + "]" +
            (is_text ? R"(, "properties": {)" + needed + R"(: {"minLength": 1}})" : "") +
            "}}";
 }
