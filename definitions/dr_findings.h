@@ -60,7 +60,7 @@ enum class dr_severity_e : uint8_t {
     X(MISPLACED_MEMBER, "misplaced-member", WARNING,                                       \
       "a member means nothing in a tag of this kind")                                      \
     X(REPEATED_KID, "repeated-kid", WARNING,                                               \
-      "two kids have one name, and no styles to choose between them")                      \
+      "two kids have one name and namespace, and no styles to choose between them")        \
     X(NO_APPLICATION, "no-application", WARNING,                                           \
       "a part of the merged schema has no dc_app_name; no daemon is found for its paths")  \
     X(FILLED_TWICE, "filled-twice", WARNING,                                               \

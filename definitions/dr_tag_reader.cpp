@@ -156,6 +156,11 @@ fault_s fault_of(const drend_tag_c& tag, bool is_top) {
     return fault_of_styles(tag);
 }
 
+// Whether kids of one name are different elements, or styles choose between them.
+bool may_be_chosen(const drend_tag_c& a, const drend_tag_c& b) {
+    return a.xmlns() != b.xmlns() || (!a.dt_styles.empty() && !b.dt_styles.empty());
+}
+
 void tell_parent(drend_tag_c& kid, drend_tag_c& parent) {
     if (kid.is_leaf_list_value()) {
         kid.dt_map = parent.dt_map;
@@ -246,9 +251,7 @@ void dr_tag_reader_c::check_repetitions(const drend_tag_c& parent) {
     std::unordered_map<std::string_view, const drend_tag_c*> by_name;
     for (const drend_tag_c* kid : parent.dt_kids) {
         const auto [known, is_new] = by_name.try_emplace(kid->name(), kid);
-        const bool may_be_chosen =
-            !known->second->dt_styles.empty() && !kid->dt_styles.empty();
-        if (!is_new && !kid->is_hidden() && !may_be_chosen) {
+        if (!is_new && !kid->is_hidden() && !may_be_chosen(*known->second, *kid)) {
             name_ = kid->name();
             position_ = 1;
             report_(dr_rule_e::REPEATED_KID, dr_severity_e::WARNING, kid->dt_place.tag,

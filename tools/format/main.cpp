@@ -5,8 +5,8 @@
 //
 // In the reference a part stands between two lines:
 //
-//     <!-- part: tag -->
-//     <!-- end of part -->
+//     [//]: # (part: tag)
+//     [//]: # (end of part)
 #include <cstdio>
 #include <cstring>
 #include <fstream>
@@ -19,9 +19,9 @@ namespace {
 
 constexpr char REFERENCE[] = "docs/render-files.md";
 constexpr char SCHEMA[] = "docs/render-definitions.schema.json";
-constexpr std::string_view BEGIN = "<!-- part: ";
-constexpr std::string_view BEGIN_END = " -->\n";
-constexpr std::string_view END = "<!-- end of part -->\n";
+constexpr std::string_view BEGIN = "[//]: # (part: ";
+constexpr std::string_view BEGIN_END = ")\n\n";
+constexpr std::string_view END = "\n[//]: # (end of part)\n";
 constexpr int PARTS = 8;
 
 std::string read(const std::string& path) {
@@ -39,7 +39,7 @@ std::string with_parts(const std::string& document) {
          begin = document.find(BEGIN, at)) {
         const size_t name = begin + BEGIN.size();
         const size_t name_end = document.find(BEGIN_END, name);
-        const size_t end = document.find(END, name);
+        const size_t end = document.find(END, name_end);
         const std::string part = reference_part(document.substr(name, name_end - name));
         if (part.empty() || end == std::string::npos) {
             return "";
