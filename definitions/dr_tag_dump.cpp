@@ -6,6 +6,7 @@
 #include <set>
 
 #include "definitions/drend_lookup.h"
+#include "frame/dr_no_such.h"
 #include "frame/str_util.h"
 
 namespace {
@@ -27,17 +28,6 @@ std::string app_names(const drend_tag_c& tag) {
     std::string joined;
     str_join(std::vector<std::string>(sorted.begin(), sorted.end()), joined, " ");
     return joined;
-}
-
-// A word that a peer sent: what could move a terminal's cursor is shown as its code.
-std::string without_controls(const char* word) {
-    std::string shown;
-    for (; *word != '\0'; ++word) {
-        const auto byte = static_cast<unsigned char>(*word);
-        const bool is_plain = byte >= ' ' && byte < 0x7f;
-        str_append(shown, is_plain ? "%c" : "\\x%02x", byte);
-    }
-    return shown;
 }
 
 // Sends a text of any length, cut behind ends of lines where it is too long for one send.
@@ -93,7 +83,7 @@ int dri_dump_render_tree(void* peer, const char* name) {
         tag->dump(text.buf(), 0);
         text += "\n";
     } else {
-        text = "Couldn't find '" + without_controls(wanted) + "'\n";
+        text = "Couldn't find '" + dri_without_controls(wanted) + "'\n";
     }
     return send_lines(peer, text.c_str());
 }

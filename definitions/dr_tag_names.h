@@ -1,0 +1,19 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
+// What can be named below a tag: its kids, and in place of a kid that is not printed itself (a
+// choice, a case, a merged root) what can be named below that.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "definitions/drend_tag.h"
+
+// In the order of the definition.
+std::vector<const drend_tag_c*> dri_nameable_kids(const drend_tag_c& tag);
+
+// Appends the tags from `from`, itself left out, down to the one of that name: hidden ones and that
+// one. False, with nothing appended, when there is none.
+bool dri_find_nameable(const drend_tag_c& from, std::string_view name,
+                       std::vector<const drend_tag_c*>& way);
