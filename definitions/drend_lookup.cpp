@@ -106,6 +106,18 @@ drend_tag_c* dri_get_netconf_get_tag() {
     return dri_get_command_tag_by_name(DRI_NETCONF_GET);
 }
 
+std::vector<std::string> dri_get_command_names() {
+    drend_lock_guard_c guard(dri_definitions_lock());
+    const dr_daemon_context_c* set = dri_current_set();
+    std::vector<std::string> names;
+    for (size_t i = 0; set != nullptr && i < set->commands.size(); ++i) {
+        if (set->commands[i]->dc_tag != nullptr) {
+            names.emplace_back(set->commands[i]->dc_name);
+        }
+    }
+    return names;
+}
+
 void dri_clear_command() {
     // Walks may be inside the commands' trees, so they go the way of a replaced set.
     auto retired = std::make_unique<dr_daemon_context_c>();
@@ -176,6 +188,21 @@ const std::vector<drend_event_c*>* dri_get_external_events(const char* internal_
     }
     const auto found = set->external_events.find(internal_name);
     return found == set->external_events.end() ? nullptr : &found->second;
+}
+
+drend_tag_c* dri_acquire_event_tag(const char* internal_name, const char* external_name) {
+    drend_lock_guard_c guard(dri_definitions_lock());
+    const std::vector<drend_event_c*>* events = dri_get_external_events(internal_name);
+    for (size_t i = 0; events != nullptr && i < events->size(); ++i) {
+        const drend_event_c& event = *(*events)[i];
+        const bool is_meant =
+            external_name == nullptr || event.dc_external_notify_name == external_name;
+        if (is_meant && event.dc_tag != nullptr) {
+            dri_tags_add_inuse(event.dc_tag);
+            return event.dc_tag;
+        }
+    }
+    return nullptr;
 }
 
 int dri_get_internal_events_for_leaf(const char* path, std::vector<std::string>& out) {

@@ -32,6 +32,9 @@ struct dri_release_tag_s {
 };
 using dri_used_tag_t = std::unique_ptr<const drend_tag_c, dri_release_tag_s>;
 
+// The names of the commands that can be run, in load order.
+std::vector<std::string> dri_get_command_names();
+
 // The root tag of the merged schema, or null.
 drend_tag_c* dri_get_netconf_get_tag();
 
@@ -40,6 +43,9 @@ void dri_clear_command();
 
 // The events filed under an internal notification name, or null.
 const std::vector<drend_event_c*>* dri_get_external_events(const char* internal_name);
+// The root tag of the event `external_name` (null: of the first one that has a tag) of those, put in
+// use for the caller as that of a command; null when there is none.
+drend_tag_c* dri_acquire_event_tag(const char* internal_name, const char* external_name);
 // The internal notification names that a leaf announces. 0, or -1 when there are none; one "/" at
 // the end of the path does not count.
 int dri_get_internal_events_for_leaf(const char* path, std::vector<std::string>& out);

@@ -36,8 +36,10 @@ std::string dri_without_controls(std::string_view word) {
 std::string dri_no_such(std::string_view name, std::string_view place,
                         const std::vector<std::string>& there_are) {
     std::string text = "no '" + dri_without_controls(name.substr(0, SHOWN));
-    text += name.size() > SHOWN ? "...' below " : "' below ";
-    text += place;
+    text += name.size() > SHOWN ? "...'" : "'";
+    if (!place.empty()) {
+        text.append(" below ").append(place);
+    }
     text += there_are.empty() ? "; there is nothing" : "; there are " + listed(there_are);
     return text;
 }

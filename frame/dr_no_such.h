@@ -11,6 +11,7 @@
 // A word that a peer sent: what could move a terminal's cursor is shown as its code.
 std::string dri_without_controls(std::string_view word);
 
-// "no 'pol' below /dhcp; there are pool, statistics". Of many names only the first are listed.
+// "no 'pol' below /dhcp; there are pool, statistics". Without a place: "no 'pol'; there are
+// ...". Of many names only the first are listed.
 std::string dri_no_such(std::string_view name, std::string_view place,
                         const std::vector<std::string>& there_are);

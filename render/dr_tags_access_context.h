@@ -69,6 +69,10 @@ class dr_tags_access_context_c : public dr_tags_context_c {
     int read_leaf(std::string_view path, std::string_view& out) {
         return reader_.read(path, out);
     }
+    // The value of the leaf on top, as an answer shows it; see dr_value_reader_c.
+    int read_top(const dr_value_c*& value, std::string_view& text) {
+        return reader_.read_top(value, text);
+    }
     // Replaces a text "=..." by its value. 0, also for other texts, or -1 with the text untouched.
     int eval_expression(str_buf_s* text) { return reader_.eval_expression(text); }
 

@@ -67,6 +67,29 @@ std::string_view dr_value_reader_c::text_of(const drend_tag_c& tag) {
     return is_raw ? value_.text(scratch_) : tag.value_text(value_, scratch_);
 }
 
+int dr_value_reader_c::read_top(const dr_value_c*& value, std::string_view& text) {
+    const drend_tag_object_c* top = position_.tag(0);
+    dr_meta_context_c* context = position_.context(0);
+    if (top == nullptr || context == nullptr || top->type() != DT_TYPE_LEAF) {
+        return DREND_ERR;
+    }
+    const drend_tag_c& tag = *top->dto_tag;
+    value_.clear();
+    int status = context->call_leaf_proc(value_);
+    if (status == DREND_OK && value_.type() == DRV_NONE) {
+        status = DREND_ERR;
+    }
+    // A map with a wildcard has something to show for a value that could not be read.
+    const bool is_mapped = !is_raw && tag.dt_map != nullptr;
+    const bool failed = status == DREND_ERR || status == DREND_NO_EL;
+    if (is_mapped && (status == DREND_OK || (failed && tag.dt_map->has_wildcard()))) {
+        status = translate(tag, value_);
+    }
+    value = &value_;
+    text = is_raw ? value_.text(scratch_) : tag.value_text(value_, scratch_);
+    return status;
+}
+
 int dr_value_reader_c::translate(const drend_tag_c& tag, dr_value_c& value) {
     const std::vector<dr_map_term_s>* expression = nullptr;
     const int status = tag.translate_value(value, expression);

@@ -10,6 +10,7 @@
 #include <cassert>
 
 #include "frame/drend_trace.h"
+#include "render/dr_dynamic_kids.h"
 #include "render/dr_tags_access_context.h"
 #include "render/drend_context_walker.h"
 
@@ -278,8 +279,9 @@ bool dr_walk_c::walk_kid() {
 // The kids that the daemon names. Whether all of them are done with.
 bool dr_walk_c::walk_dynamic_kids(drend_tag_object_c* tobj) {
     const auto& kids = tobj->dto_tag->dt_kids;
+    const void* inherited = tobj->dto_dynamic->inherited_ref;
     const drend_tag_c* kid = nullptr;
-    while (next_dynamic_kid(tobj, kid)) {
+    while (dri_next_dynamic_kid(*position_.context(0), inherited, *tobj->dto_tag, kid)) {
         if (kid == nullptr || context_.push_tag(kid) != 0) {
             continue;
         }
@@ -290,27 +292,6 @@ bool dr_walk_c::walk_dynamic_kids(drend_tag_object_c* tobj) {
         }
     }
     tobj->dto_dynamic->finished = true;
-    return true;
-}
-
-// Asks the daemon for the next child's name. False at the end; a name that no kid has gives a null
-// kid, and so does an empty one, for a kid without a source stands at no child.
-bool dr_walk_c::next_dynamic_kid(drend_tag_object_c* tobj, const drend_tag_c*& kid) {
-    dr_meta_context_c* context = position_.context(0);
-    const void* inherited = tobj->dto_dynamic->inherited_ref;
-    const int status = context->call_cont_proc();
-    const dr_meta_object_c* object = context->get_top_object();
-    const bool marked =
-        object->attribute_ref != nullptr ||
-        (object->element_ref != nullptr && object->element_ref != inherited);
-    if ((status != DREND_OK && status != DREND_DEFER) || !marked) {
-        // The kids that follow belong to the row that the container belongs to.
-        context->set_attribute_ref(nullptr);
-        context->set_top_element(inherited);
-        return false;
-    }
-    const std::string& name = object->attribute_name;
-    kid = name.empty() ? nullptr : tobj->dto_tag->find_child_from_mt_source(name.c_str());
     return true;
 }
 

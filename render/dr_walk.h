@@ -86,7 +86,6 @@ class dr_walk_c {
     void begin_kids(drend_tag_object_c* tobj);
     bool walk_kid();
     bool walk_dynamic_kids(drend_tag_object_c* tobj);
-    bool next_dynamic_kid(drend_tag_object_c* tobj, const drend_tag_c*& kid);
     bool push_kid(const drend_tag_c* tag, const dr_row_kid_s* in_row);
     bool walk_static_kids(drend_tag_object_c* tobj);
     const dr_row_c* prepared_row(drend_tag_object_c* tobj);

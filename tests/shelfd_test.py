@@ -12,10 +12,14 @@ PROGRAM = sys.argv.pop(1)
 PREFIX = pathlib.Path(__file__).resolve().parent.parent / "examples/shelfd"
 
 
+def output_of(*arguments):
+    return subprocess.run([PROGRAM, PREFIX, *arguments], check=True, capture_output=True,
+                          text=True, timeout=60).stdout
+
+
 def shelves(argument=""):
     """The answer to show-shelves: (name, cards) for each shelf."""
-    answer = subprocess.run([PROGRAM, PREFIX, "show-shelves", argument], check=True,
-                            capture_output=True, text=True, timeout=60).stdout
+    answer = output_of("show-shelves", argument)
     return [(shelf.findtext("name"), [card_of(card) for card in shelf.iter("card")])
             for shelf in ET.fromstring(answer)] if answer else []
 
@@ -38,6 +42,10 @@ class Shelves(unittest.TestCase):
                 ("filter='/shelves/shelf/card[slot=2]'", [("left", LEFT[1][1:])])):
             with self.subTest(argument=argument):
                 self.assertEqual(shelves(argument), shown)
+
+    def test_values_one_by_one(self):
+        self.assertEqual(output_of("faults"),
+                         "/shelves/shelf[name='left']/card[slot='2']: no power\n")
 
 
 if __name__ == "__main__":

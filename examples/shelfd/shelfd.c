@@ -4,6 +4,7 @@
  * goes straight to it; a card's fault is there or not; a card names its counters itself.
  *
  *     shelfd DIRECTORY [COMMAND [ARGUMENT]]
+ *     shelfd DIRECTORY faults
  *
  * The definitions are in DIRECTORY/usr/lib/render. docs/accessors.md shows the parts.
  */
@@ -156,6 +157,33 @@ static void add_counters(void) {
 }
 /* [end] */
 
+/* [access] */
+/* Prints what is faulty, from the values that show-shelves shows. */
+static int print_faults(void) {
+    drx_context_s* context = NULL;
+    const char* card;
+    drx_value_s reason;
+    if (drx_create_context("show-shelves", &context) != DREND_OK ||
+        drx_push_path(context, "/shelves/shelf") != DREND_OK) {
+        fprintf(stderr, "shelfd: %s\n", drx_get_error());
+        drx_destroy_context(context);
+        return 1;
+    }
+    while (drx_get_next_element(context) == DREND_OK) {
+        if (drx_push_path(context, "card") != DREND_OK)
+            continue;
+        while (drx_get_next_element(context) == DREND_OK) {
+            if (drx_get_path(context, &card) == DREND_OK &&
+                drx_get_leaf_value(context, "fault/reason", &reason) == DREND_OK)
+                printf("%s: %s\n", card, reason.text);
+        }
+        drx_pop_path(context);
+    }
+    drx_destroy_context(context);
+    return 0;
+}
+/* [end] */
+
 int main(int argc, char** argv) {
     drend_add_list("/shelves/shelf", next_shelf, NULL);
     drend_add_str_leaf("/shelves/shelf/name", read_name, NULL);
@@ -167,6 +195,8 @@ int main(int argc, char** argv) {
     drend_set_prefix(argc > 1 ? argv[1] : ".");
     if (drend_dir_init() < 1)
         return 1;
+    if (argc > 2 && strcmp(argv[2], "faults") == 0)
+        return print_faults();
     return drend_dump_rpc(NULL, argc > 2 ? argv[2] : "show-shelves",
                           argc > 3 ? argv[3] : NULL);
 }

@@ -1,0 +1,172 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
+// Notifications as a daemon reaches them: look-ups, and contents sent to a peer.
+
+#include <gmock/gmock.h>
+
+#include "definitions/drend_load.h"
+#include "failing_memory.h"
+#include "orvex_platform/mgmt_sock.h"
+#include "render/dr_deferral.h"
+#include "render_fixture.h"
+
+using testing::ElementsAre;
+
+namespace {
+
+const std::vector<row_s> ROWS = {{"a", 1}, {"b", 2}};
+std::vector<void*> waiting;
+bool suspends = false;
+
+class events_test : public render_test {
+  protected:
+    events_test() : peer_(mgmt_sock_open_local(stdout)) {
+        waiting.clear();
+        suspends = false;
+        drend_add_list("/t/row", step_rows, &ROWS);
+        drend_add_str_leaf("/t/row/name", read_name, nullptr);
+        drend_add_walk_handlers(
+            nullptr, [](dr_meta_context_s*, void*) { return suspends ? 1 : 0; }, nullptr);
+        const char tree[] = R"({"dts_name": "orvex-notification-root", "dts_kids": [
+          {"dts_name": "t", "dts_source": "/t", "dts_kids": [
+           {"dts_name": "row", "dts_type": "list", "dts_source": "row", "dts_kids": [
+            {"dts_name": "name", "dts_type": "leaf", "dts_source": "name"}]}]}]})";
+        define(R"([{"dc_name": "c", "dc_tag": {"dts_name": "t"}},
+          {"dc_external_notify_name": "e1", "dc_internal_notify_name": "i", "dc_app_name": "d",
+           "dc_namespace": "xmlns='urn:e'"},
+          {"dc_external_notify_name": "e2", "dc_internal_notify_name": "i", "dc_tag": )" +
+               std::string(tree) + R"(},
+          {"dc_external_notify_name": "e3", "dc_internal_notify_name": "i", "dc_tag":
+           {"dts_name": "n", "dts_source": "/t"}},
+          {"dc_notify_leaf": "/t/row/name", "dc_internal_notify_name": ["i", "j"]},
+          {"dc_notify_leaf": "/t/mtu", "dc_internal_notify_name": ["k"]}])");
+        drend_init(nullptr, nullptr, 0, nullptr);
+        drend_set_flush_method([](void*) { return ++output.flushes, 0; });
+        drend_set_reschedule_handler([](void*, void* walk) { waiting.push_back(walk); },
+                                     nullptr);
+    }
+    ~events_test() override {
+        drend_set_flush_method(nullptr);
+        mgmt_sock_close(peer_);
+        drend_set_rebuild_menu(nullptr, nullptr);
+        EXPECT_EQ(dri_inuse_count(), 0u);
+    }
+    static std::string take_text() { return std::exchange(output.text, ""); }
+    static void run_idle() {
+        while (!waiting.empty()) {
+            for (void* walk : std::exchange(waiting, {})) {
+                drend_defer_continue(walk);
+            }
+        }
+    }
+
+    void* peer_;
+};
+
+constexpr char ROWS_XML[] = "<t>\n  <row>\n    <name>a</name>\n  </row>\n  <row>\n"
+                            "    <name>b</name>\n  </row>\n</t>\n";
+
+using texts_t = std::vector<std::string>;
+
+int note_event(const drx_event_s* event, void* data) {
+    static_cast<texts_t*>(data)->push_back(
+        std::string(event->internal_name) + " " + event->external_name + " " +
+        event->app_name + event->name_space + (event->has_content != 0 ? " content" : ""));
+    return 0;
+}
+
+int note_leaf(const char* leaf, const char* name, void* data) {
+    static_cast<texts_t*>(data)->push_back(std::string(leaf) + " " + name);
+    return 0;
+}
+
+} // namespace
+
+TEST_F(events_test, are_found_by_name_leaf_and_container) {
+    texts_t found;
+    EXPECT_EQ(drx_find_events("i", note_event, &found), 3);
+    EXPECT_THAT(found, ElementsAre("i e1 d xmlns=\"urn:e\"", "i e2  content", "i e3  content"));
+    EXPECT_EQ(drx_find_events("j", note_event, &found), 0);
+    EXPECT_EQ(drx_find_events(
+                  "i", [](const drx_event_s*, void*) { return 1; }, nullptr),
+              1);
+    found.clear();
+    EXPECT_EQ(drx_find_events_of_leaf("/t/row/name/", note_leaf, &found), 2);
+    EXPECT_EQ(drx_find_events_of_leaf("/t/row", note_leaf, &found), 0);
+    EXPECT_EQ(drx_find_events_of_container("/t/", note_leaf, &found), 3);
+    EXPECT_EQ(drx_find_events_of_container("ow", note_leaf, &found), 2);
+    EXPECT_THAT(found, ElementsAre("/t/row/name i", "/t/row/name j", "/t/mtu k",
+                                   "/t/row/name i", "/t/row/name j", "/t/row/name i",
+                                   "/t/row/name j"));
+    EXPECT_EQ(drx_find_events_of_container(
+                  "/t", [](const char*, const char*, void*) { return 1; }, nullptr),
+              1);
+    // What a visitor was given may be replaced while it looks.
+    EXPECT_EQ(drx_find_events(
+                  "i",
+                  [](const drx_event_s* event, void*) {
+                      dri_reload_json();
+                      return event->external_name[0] == 'e' ? 0 : 1;
+                  },
+                  nullptr),
+              3);
+}
+
+TEST_F(events_test, are_sent_as_answers_are) {
+    EXPECT_EQ(drx_send_event(peer_, "i", nullptr, nullptr), 0);
+    EXPECT_EQ(take_text(), ROWS_XML);
+    EXPECT_EQ(drx_send_event(peer_, "i", "e2", "as-json filter=\"/t/row[name='b']\""), 0);
+    EXPECT_EQ(take_text(), "{\n  \"t\" : {\n    \"row\" : [{\n        \"name\" : \"b\"\n"
+                           "      }]\n  }\n}");
+    EXPECT_EQ(drx_send_event(peer_, "i", "e3", nullptr), 0);
+    EXPECT_EQ(take_text(), "");
+    for (const char* none : {"e1", "e4"}) {
+        EXPECT_EQ(drx_send_event(peer_, "i", none, nullptr), DREND_NO_EL);
+    }
+    EXPECT_EQ(drx_send_event(peer_, "k", nullptr, nullptr), DREND_NO_EL);
+    output.fail_at = output.sends;
+    EXPECT_EQ(drx_send_event(peer_, "i", nullptr, nullptr), DREND_PEER_LOST);
+    output.fail_at = -1;
+    if (allocations_can_fail()) {
+        take_text().reserve(1 << 16);
+        failing_allocation = 3;
+        EXPECT_EQ(drx_send_event(peer_, "i", nullptr, nullptr), DREND_ERR);
+        failing_allocation = 0;
+        EXPECT_EQ(take_text(), "error: out of memory\n");
+        texts_t found;
+        failing_allocation = 1;
+        EXPECT_EQ(drx_find_events("i", note_event, &found), DREND_ERR);
+        failing_allocation = 1;
+        EXPECT_EQ(drx_find_events_of_container("t", note_leaf, &found), DREND_ERR);
+        failing_allocation = 0;
+    }
+}
+
+TEST_F(events_test, are_suspended_and_dropped_as_answers_are) {
+    suspends = true;
+    EXPECT_EQ(drx_send_event(peer_, "i", nullptr, nullptr), DREND_DEFER);
+    ASSERT_EQ(waiting.size(), 1u);
+    EXPECT_EQ(mgmt_sock_get_drend_cookie(peer_), waiting[0]);
+    const std::string begun = take_text();
+    EXPECT_EQ(drx_send_event(peer_, "i", nullptr, nullptr), DREND_ERR);
+    EXPECT_EQ(take_text(), ""); // nothing stands in the middle of the first
+    dri_reload_json();
+    EXPECT_EQ(dri_get_set_count(), 2);
+    run_idle();
+    EXPECT_EQ(begun + take_text(), ROWS_XML);
+    EXPECT_EQ(dri_get_set_count(), 1);
+    EXPECT_EQ(mgmt_sock_get_drend_cookie(peer_), nullptr);
+
+    drx_send_event(peer_, "i", nullptr, nullptr);
+    take_text();
+    drend_drop_walk(waiting[0]);
+    run_idle();
+    EXPECT_EQ(take_text(), "");
+    EXPECT_EQ(mgmt_sock_get_drend_cookie(peer_), nullptr);
+    drx_send_event(peer_, "i", nullptr, nullptr);
+    take_text();
+    dri_cleanup_cookie(mgmt_sock_get_drend_cookie(peer_)); // as a closing peer does
+    mgmt_sock_set_drend_cookie(peer_, nullptr);
+    run_idle();
+    EXPECT_EQ(take_text(), "");
+}
