@@ -79,7 +79,8 @@ int dr_access_c::go_on() {
             if (const int status = enter_step(step)) {
                 return give_up(status);
             }
-            const bool chooses = levels_.back().filter != nullptr || levels_.back().wanted > 0;
+            const bool chooses =
+                levels_.back().filter != nullptr || levels_.back().wanted > 0;
             if (!chooses || !dri_is_list(*here())) {
                 continue;
             }
@@ -184,22 +185,23 @@ int dr_access_c::check_words(const xp_node_c& node, const drend_tag_c& tag) {
             return DREND_ERR;
         }
     }
-    const auto is_wrong = [&](const auto& arg) { return check_words(*arg, tag) != DREND_OK; };
+    const auto is_wrong = [&](const auto& arg) {
+        return check_words(*arg, tag) != DREND_OK;
+    };
     return std::any_of(node.args.begin(), node.args.end(), is_wrong) ? DREND_ERR : DREND_OK;
 }
 
 int dr_access_c::no_such_kid(std::string_view name, const drend_tag_c* tag,
                              const std::string& place) {
     std::vector<std::string> names;
-    for (const drend_tag_c* kid :
-         tag == nullptr ? get_kids() : dri_nameable_kids(*tag)) {
+    for (const drend_tag_c* kid : tag == nullptr ? get_kids() : dri_nameable_kids(*tag)) {
         names.push_back(kid->name());
     }
     return fail(DREND_ERR, dri_no_such(name, place, names));
 }
 
-int dr_access_c::enter(const std::vector<const drend_tag_c*>& way, const dr_filter_t& filter,
-                       size_t wanted) {
+int dr_access_c::enter(const std::vector<const drend_tag_c*>& way,
+                       const dr_filter_t& filter, size_t wanted) {
     remember_row();
     if (here() != nullptr && here()->dt_type == DT_TYPE_CONT) {
         find_dynamic_kid(*way.front());

@@ -20,14 +20,16 @@
 
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "render/dr_tags_access_context.h"
 
 class dr_access_c final : public dr_tags_access_context_c {
   public:
-    explicit dr_access_c(const drend_tag_c& root)
-        : dr_tags_access_context_c(nullptr), root_(root) {}
+    // `place` is what stands in front of paths where they are shown.
+    explicit dr_access_c(const drend_tag_c& root, std::string place = {})
+        : dr_tags_access_context_c(nullptr), root_(root), place_(std::move(place)) {}
 
     // --- moving; error() says what failed ---
 
@@ -78,14 +80,15 @@ class dr_access_c final : public dr_tags_access_context_c {
     // What one component of a path has pushed.
     struct level_s {
         const drend_tag_c* tag;
-        dr_filter_t filter; // of one step, or null
-        size_t tag_depth;   // before it
-        size_t wanted = 0;  // the position of the only row that is asked for, or 0
-        size_t passed = 0;  // rows of the list that were stepped to
-        size_t row = 0;     // of those, how many were wanted; 0: at no row
-        bool is_single = false;        // the source has selected the row
-        std::string row_text{};        // "[name='lo']", once something is pushed below the row
-        const void* inherited = nullptr; // of a dynamic container: the row that it belongs to
+        dr_filter_t filter;     // of one step, or null
+        size_t tag_depth;       // before it
+        size_t wanted = 0;      // the position of the only row that is asked for, or 0
+        size_t passed = 0;      // rows of the list that were stepped to
+        size_t row = 0;         // of those, how many were wanted; 0: at no row
+        bool is_single = false; // the source has selected the row
+        std::string row_text{}; // "[name='lo']", once something is pushed below the row
+        const void* inherited =
+            nullptr; // of a dynamic container: the row that it belongs to
     };
 
     int fail(int status, std::string error);
@@ -99,7 +102,8 @@ class dr_access_c final : public dr_tags_access_context_c {
     void find_dynamic_kid(const drend_tag_c& kid);
     bool find_way(std::string_view name, std::vector<const drend_tag_c*>& way) const;
     int check_words(const xp_node_c& node, const drend_tag_c& tag);
-    int no_such_kid(std::string_view name, const drend_tag_c* tag, const std::string& place);
+    int no_such_kid(std::string_view name, const drend_tag_c* tag,
+                    const std::string& place);
     int no_such_row();
     int step_row(const level_s& level);
     bool is_wanted(const level_s& level);
@@ -114,6 +118,7 @@ class dr_access_c final : public dr_tags_access_context_c {
     int follow_row(const level_s& level);
 
     const drend_tag_c& root_;
+    const std::string place_;
     std::vector<level_s> levels_;
     std::vector<size_t> pushes_; // how many levels there were before each
     std::string error_;

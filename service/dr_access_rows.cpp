@@ -47,9 +47,9 @@ std::string dri_step_text(const dr_step_filter_s& step) {
 }
 
 const char* dri_type_word(int type) {
-    static constexpr const char* WORDS[] = {"root",      "container", "list",
-                                            "list element", "leaf", "leaf-list",
-                                            "leaf-list element"};
+    static constexpr const char* WORDS[] = {
+        "root",      "container",        "list", "list element", "leaf",
+        "leaf-list", "leaf-list element"};
     return type >= 0 && type < static_cast<int>(std::size(WORDS)) ? WORDS[type] : "unknown";
 }
 
@@ -95,8 +95,7 @@ int dr_access_c::step_row(const level_s& level) {
     if (level.wanted > 0 && level.passed >= level.wanted) {
         return DREND_NO_EL;
     }
-    const int status =
-        level.passed == 0 ? get_first_element() : get_next_element(nullptr);
+    const int status = level.passed == 0 ? get_first_element() : get_next_element(nullptr);
     const bool is_at_end = position_.context(0)->get_element_offset(0) == nullptr;
     return has_row(status) && is_at_end ? DREND_NO_EL : status;
 }
@@ -130,7 +129,7 @@ int dr_access_c::no_such_row() {
         rows.push_back(here()->name() + row_text());
     }
     const bool has_more = rows.size() == ROWS_SHOWN;
-    const std::string place = levels_.size() < 2 ? "/" : path_of(levels_.size() - 1);
+    const std::string place = path_of(levels_.size() - 1);
     return fail(DREND_NO_EL, dri_no_such(wanted, place, rows) + (has_more ? ", ..." : ""));
 }
 
@@ -159,7 +158,7 @@ void dr_access_c::remember_row() {
 // --- looking ------------------------------------------------------------------------------------
 
 std::string dr_access_c::path_of(size_t count) const {
-    std::string path;
+    std::string path = place_;
     for (size_t i = 0; i < count; ++i) {
         path += "/" + levels_[i].tag->name() + levels_[i].row_text;
     }
@@ -216,7 +215,8 @@ int dr_access_c::read(const char* path, const dr_value_c*& value, std::string_vi
 bool dr_access_c::look_up_leaf(const char* path) {
     const dr_meta_context_c* context = position_.context(0);
     const bool is_below = here() != nullptr && (is_at_row() || !dri_is_list(*here())) &&
-                          context != nullptr && context->get_top_node()->cont_proc == nullptr;
+                          context != nullptr &&
+                          context->get_top_node()->cont_proc == nullptr;
     const drend_tag_c* kid = is_below ? here()->find_child(path) : nullptr;
     return kid != nullptr && kid->dt_type == DT_TYPE_LEAF &&
            position_.look_up(path) == DREND_OK;
@@ -226,7 +226,8 @@ int dr_access_c::read_here(const dr_value_c*& value, std::string_view& text) {
     const bool is_value = get_type() == DRX_LEAF_LIST_ELEMENT &&
                           position_.look_up(DT_LEAF_LIST_VALUE) == DREND_OK;
     if (!is_value && get_type() != DRX_LEAF) {
-        return fail(DREND_ERR, get_path() + " is a " + dri_type_word(get_type()) + ", no leaf");
+        return fail(DREND_ERR,
+                    get_path() + " is a " + dri_type_word(get_type()) + ", no leaf");
     }
     const int status = read_top(value, text);
     if (is_value) {

@@ -7,12 +7,14 @@
 #include <cassert>
 #include <memory>
 
+#include "frame/dr_no_such.h"
 #include "frame/str_util.h"
 #include "render/dr_answer.h"
 
 namespace {
 
 constexpr char END_OF_DUMP[] = "\n\n";
+constexpr size_t ROWS_SHOWN = 8; // of a list, to who asked for one that there is not
 
 const char* kind_word(dmn_type_e type) {
     switch (type) {
@@ -61,9 +63,9 @@ int drend_dump_schema(void* peer) {
     return dri_answer<int>(peer, DREND_ERR, [&] { return dri_dump_schema(peer); });
 }
 
-void* dri_dump(void* peer) {
+void* dri_dump(void* peer, const char* path) {
     auto dump = std::make_unique<dr_mt_dump_context_c>(peer);
-    if (dump->run()) {
+    if (dump->run(path)) {
         return nullptr;
     }
     void* handle =
@@ -88,16 +90,25 @@ dr_mt_dump_context_c::~dr_mt_dump_context_c() {
     }
 }
 
-bool dr_mt_dump_context_c::run() {
+bool dr_mt_dump_context_c::run(const char* path) {
+    error_ = path_.read(path);
+    if (!error_.empty()) {
+        return end_slice(false);
+    }
     dri_call_walk_start(&position_);
     return end_slice(dump_internal("", "/") == DREND_DEFER);
 }
 
 void dr_mt_dump_context_c::finish() {
-    if (!is_gone()) {
-        drend_send(peer(), "%s", END_OF_DUMP);
-        drend_flush(peer());
+    if (is_gone()) {
+        return;
     }
+    if (!has_sent_ && !error_.empty()) {
+        dri_send_last_line(peer(), ("error: " + error_ + "\n").c_str());
+        return;
+    }
+    drend_send(peer(), "%s", END_OF_DUMP);
+    drend_flush(peer());
 }
 
 dr_mt_dump_context_c* dr_mt_dump_context_c::defer_continue() {
@@ -157,7 +168,9 @@ int dr_mt_dump_context_c::dump_top(const std::string& path) {
         return dump_list(path);
     default:
         assert(position_.get_top_object()->is_leaf());
-        return dump_leaf(path);
+        // A presence container's leaf has something below it.
+        return path_.at(position_.depth()) == nullptr ? dump_leaf(path)
+                                                      : dump_kid_values(path);
     }
 }
 
@@ -175,7 +188,10 @@ int dr_mt_dump_context_c::dump_kids_from_here(const std::string& prefix) {
     const dr_meta_node_c* node = position_.get_top_node();
     while (position_.get_top_object()->child_pos != node->child_list.end()) {
         const dr_meta_node_c* child = *position_.get_top_object()->child_pos;
-        status = dump_internal(prefix, child->name);
+        const dr_dump_path_c::component_s* only = path_.at(position_.depth());
+        status = only == nullptr || child->name == only->name.c_str()
+                     ? dump_internal(prefix, child->name)
+                     : DREND_OK;
         if (status == DREND_DEFER || is_gone()) {
             return DREND_DEFER; // the end of the dump leaves what it is inside of
         }
@@ -194,23 +210,77 @@ int dr_mt_dump_context_c::dump_list(const std::string& path) {
 }
 
 int dr_mt_dump_context_c::dump_rows(const std::string& path) {
+    const dr_dump_path_c::component_s* key = key_here();
     int status = DREND_OK;
     for (;;) {
-        status = unless_ignored(position_.call_list_proc());
+        status = step_row(key);
         const bool has_row = position_.get_element_offset(0) != nullptr;
         if ((status != DREND_OK && status != DREND_DEFER) || !has_row) {
             break;
         }
         position_.set_top_type(DMN_TYPE_LIST_EL);
-        const int dumped = dump_kid_values(path);
+        std::string text;
+        const bool is_wanted =
+            key == nullptr || (read_key(key->key, text) && text == key->value);
+        const int dumped = is_wanted ? dump_kid_values(path) : DREND_OK;
         if (dumped == DREND_DEFER || status == DREND_DEFER || is_gone()) {
             return DREND_DEFER;
         }
+    }
+    if (key != nullptr && !has_sent_ && error_.empty()) {
+        note_rows(*key);
     }
     position_.set_top_type(DMN_TYPE_LIST);
     position_.call_exit_proc(DMN_TYPE_LIST);
     pop_frame(dr_dump_context_c::LIST);
     return status == DREND_DEFER ? DREND_OK : status;
+}
+
+// The key of the only row of the list on top that is wanted, or null.
+const dr_dump_path_c::component_s* dr_mt_dump_context_c::key_here() const {
+    const dr_dump_path_c::component_s* component = path_.at(position_.depth() - 1);
+    return component == nullptr || component->key.empty() ? nullptr : component;
+}
+
+// Has the daemon step to the next row, or go straight to the one of a key.
+int dr_mt_dump_context_c::step_row(const dr_dump_path_c::component_s* key) {
+    if (key == nullptr) {
+        return unless_ignored(position_.call_list_proc());
+    }
+    position_.set_filter_names({{key->key, key->value}});
+    const int status = unless_ignored(position_.call_list_proc());
+    position_.set_filter_names({});
+    return status;
+}
+
+// The text of a leaf of the row on top.
+bool dr_mt_dump_context_c::read_key(const std::string& name, std::string& text) {
+    position_.push_child(position_.get_top_node()->find_child(name));
+    dr_value_c value;
+    dr_value_c::scratch_t scratch;
+    std::string_view found;
+    const bool is_read =
+        position_.call_leaf_proc(value) == DREND_OK && value.get_text(found, scratch);
+    if (is_read) {
+        text = found;
+    }
+    position_.pop_object();
+    return is_read;
+}
+
+// Notes that a list, which is at its end, has no row of that key, and which ones it has.
+void dr_mt_dump_context_c::note_rows(const dr_dump_path_c::component_s& key) {
+    std::vector<std::string> rows;
+    std::string text;
+    position_.set_top_element(nullptr);
+    while (rows.size() < ROWS_SHOWN && position_.call_list_proc() >= DREND_OK &&
+           position_.get_element_offset(0) != nullptr && read_key(key.key, text)) {
+        rows.push_back(key.name + "[" + key.key + "=" + text + "]");
+    }
+    position_.set_top_element(nullptr);
+    const std::string wanted = key.name + "[" + key.key + "=" + key.value + "]";
+    error_ = dri_no_such(wanted, path_.text(position_.depth() - 2), rows) +
+             (rows.size() == ROWS_SHOWN ? ", ..." : "");
 }
 
 int dr_mt_dump_context_c::dump_leaf(const std::string& path) {
@@ -222,6 +292,7 @@ int dr_mt_dump_context_c::dump_leaf(const std::string& path) {
     }
     dr_str_buf_c text;
     if (status == DREND_OK && value.get_string(text.buf()) == 0) {
+        has_sent_ = true;
         send_line(peer(), "%-40s  :  [%s]\n", path.c_str(), text.c_str());
     }
     pop_frame(dr_dump_context_c::LEAF);

@@ -12,13 +12,15 @@
 #include "definitions/dr_render_context.h"
 #include "model/dr_meta_context.h"
 #include "render/dr_suspendable.h"
+#include "service/dr_dump_path.h"
 
 // Sends every registered path with its kind, then "\n\n". The result of the last send.
 int dri_dump_schema(void* peer);
 
-// Sends every leaf's path and value, then "\n\n". Null when it is finished; else the handle of the
-// suspended dump, which is the peer's cookie and was handed to the reschedule handler.
-void* dri_dump(void* peer);
+// Sends the path and value of every leaf, or of those at and below `path`, then "\n\n"; or one line that
+// says what is wrong with the path. Null when it is finished; else the handle of the suspended dump,
+// which is the peer's cookie and was handed to the reschedule handler.
+void* dri_dump(void* peer, const char* path = nullptr);
 
 // One node that the dump is inside of.
 struct dr_dump_context_c {
@@ -33,8 +35,8 @@ class dr_mt_dump_context_c final : public dr_render_context_c, public dr_suspend
     explicit dr_mt_dump_context_c(void* peer);
     ~dr_mt_dump_context_c() override;
 
-    // Dumps everything. True when the dump is finished.
-    bool run();
+    // Dumps what is at a path, or everything. True when the dump is finished.
+    bool run(const char* path);
     dr_mt_dump_context_c* defer_continue() override;
 
   private:
@@ -45,12 +47,19 @@ class dr_mt_dump_context_c final : public dr_render_context_c, public dr_suspend
     int dump_list(const std::string& path);
     int dump_rows(const std::string& path);
     int dump_leaf(const std::string& path);
+    const dr_dump_path_c::component_s* key_here() const;
+    int step_row(const dr_dump_path_c::component_s* key);
+    bool read_key(const std::string& name, std::string& text);
+    void note_rows(const dr_dump_path_c::component_s& key);
     int go_on_with(const dr_dump_context_c& frame);
     // Pops the innermost frame, which is of that kind.
     void pop_frame(int kind);
     bool resume() override { return defer_continue() != nullptr; }
     void finish() override;
 
+    dr_dump_path_c path_;
+    std::string error_; // what to say when nothing was sent
+    bool has_sent_ = false;
     dr_meta_context_c position_;
     std::vector<dr_dump_context_c> frames_; // deepest last
 };

@@ -17,6 +17,7 @@
 #include "render/dr_answer.h"
 #include "service/drend_dump.h"
 #include "service/drend_menu.h"
+#include "service/drend_xwalker.h"
 
 namespace {
 
@@ -35,8 +36,8 @@ int dump_schema(void* peer, const char* /*argument*/) {
     return 0;
 }
 
-int dump_values(void* peer, const char* /*argument*/) {
-    dri_dump(peer);
+int dump_values(void* peer, const char* argument) {
+    dri_dump(peer, argument);
     return 0;
 }
 
@@ -46,8 +47,8 @@ int dump_render_tree(void* peer, const char* argument) {
     return 0;
 }
 
-int say_no_xwalker(void* peer, const char* /*argument*/) {
-    drend_send(peer, "xwalker is not available\n");
+int walk_externally(void* peer, const char* argument) {
+    dri_xwalker(peer, argument);
     return 0;
 }
 
@@ -80,7 +81,7 @@ constexpr drend_menu_entry_s OWN_COMMANDS[] = {
     {"dump", "Dump the values of all objects modeled by dynamic rendering", 0, nullptr,
      handle<dump_values>},
     {"dump-render-tree", "Dump the render tag tree", 0, nullptr, handle<dump_render_tree>},
-    {"xwalker", "eXternal Walker", 0, nullptr, handle<say_no_xwalker>},
+    {"xwalker", "eXternal Walker", 0, nullptr, handle<walk_externally>},
     {"reload", "Reloads json files", 0, nullptr, handle<reload>},
 };
 

@@ -22,9 +22,9 @@ using context_t = std::unique_ptr<drx_context_s, free_context_s>;
 
 std::vector<row_s> interfaces;
 std::vector<row_s> many;
-int inside = 0;    // enter without exit
+int inside = 0;          // enter without exit
 bool has_cookie = false; // of the enter, at the last exit
-int list_calls = 0; // of the list "many"
+int list_calls = 0;      // of the list "many"
 int leaf_status = DREND_OK;
 
 int seek_many(dr_meta_context_s* ctx, const void*) {
@@ -267,9 +267,10 @@ TEST_F(access_test, leaves_have_texts_and_types) {
     const struct {
         int status;
         const char* text;
-    } statuses[] = {{DREND_ERR, "2 /interfaces/interface[name='lo']/status has no value"},
-                    {DREND_SKIP_LEAF, "2 /interfaces/interface[name='lo']/status has no value"},
-                    {DREND_DEFER, "1 /interfaces/interface[name='lo']/status has no value yet"}};
+    } statuses[] = {
+        {DREND_ERR, "2 /interfaces/interface[name='lo']/status has no value"},
+        {DREND_SKIP_LEAF, "2 /interfaces/interface[name='lo']/status has no value"},
+        {DREND_DEFER, "1 /interfaces/interface[name='lo']/status has no value yet"}};
     for (const auto& expected : statuses) {
         leaf_status = expected.status;
         EXPECT_EQ(text_of(context, "status"), expected.text);
@@ -299,7 +300,8 @@ TEST_F(access_test, elements_are_stepped_through) {
         return found;
     };
     EXPECT_THAT(names("/interfaces/interface", "name"), ElementsAre("lo", "it's"));
-    EXPECT_THAT(names("/interfaces/interface[1]/address", "length"), ElementsAre("128", "8"));
+    EXPECT_THAT(names("/interfaces/interface[1]/address", "length"),
+                ElementsAre("128", "8"));
     EXPECT_THAT(names("/interfaces/interface[1]/ips", ""), ElementsAre("::1", "127.0.0.1"));
     EXPECT_THAT(names("/interfaces/interface[2]/address", "ip"), ElementsAre());
     EXPECT_THAT(names("/interfaces/lo", "mtu"), ElementsAre("65536"));
@@ -350,14 +352,18 @@ TEST_F(access_test, a_wrong_path_says_what_there_is_and_moves_nothing) {
          "no 'interface[7]' below /interfaces; there are interface[name='lo'], "
          "interface[name='it\\'s']"},
         {"/interfaces/interface[name=lo]", DREND_ERR,
-         "no 'lo' below /interfaces/interface; there are " + kids + " (texts stand in quotes)"},
+         "no 'lo' below /interfaces/interface; there are " + kids +
+             " (texts stand in quotes)"},
         {"/interfaces/interface[nam='lo']", DREND_ERR,
-         "no 'nam' below /interfaces/interface; there are " + kids + " (texts stand in quotes)"},
+         "no 'nam' below /interfaces/interface; there are " + kids +
+             " (texts stand in quotes)"},
         {"/interfaces/interface[contains(nam, 'l')]", DREND_ERR,
-         "no 'nam' below /interfaces/interface; there are " + kids + " (texts stand in quotes)"},
+         "no 'nam' below /interfaces/interface; there are " + kids +
+             " (texts stand in quotes)"},
         {"/interfaces/interface[2]/large", DREND_NO_EL,
          "/interfaces/interface[name='it\\'s']/large is not there"},
-        {"astray", DREND_NO_EL, here + "/astray has no data: the source 'nowhere' leads nowhere"},
+        {"astray", DREND_NO_EL,
+         here + "/astray has no data: the source 'nowhere' leads nowhere"},
         {"mtu['a'='b']", DREND_NO_EL, here + "/mtu is not as its predicate says"},
         {"address[", DREND_ERR, "'address[' is no component of a path"},
         {"[1]", DREND_ERR, "'[1]' is no component of a path"},
@@ -378,9 +384,8 @@ TEST_F(access_test, a_wrong_path_says_what_there_is_and_moves_nothing) {
     drx_context_s* none = context;
     EXPECT_EQ(drx_create_context("shaw", &none), DREND_ERR);
     EXPECT_EQ(none, nullptr);
-    EXPECT_STREQ(drx_get_error(),
-                 "no 'shaw'; there are show, many, corvane-netconf-get-0, "
-                 "corvane-netconf-get-1, corvane-netconf-get");
+    EXPECT_STREQ(drx_get_error(), "no 'shaw'; there are show, many, corvane-netconf-get-0, "
+                                  "corvane-netconf-get-1, corvane-netconf-get");
     EXPECT_EQ(drx_create_context("tagless", &none), DREND_ERR);
     drx_destroy_context(nullptr);
     context = open("many");

@@ -85,7 +85,8 @@ int note_leaf(const char* leaf, const char* name, void* data) {
 TEST_F(events_test, are_found_by_name_leaf_and_container) {
     texts_t found;
     EXPECT_EQ(drx_find_events("i", note_event, &found), 3);
-    EXPECT_THAT(found, ElementsAre("i e1 d xmlns=\"urn:e\"", "i e2  content", "i e3  content"));
+    EXPECT_THAT(found,
+                ElementsAre("i e1 d xmlns=\"urn:e\"", "i e2  content", "i e3  content"));
     EXPECT_EQ(drx_find_events("j", note_event, &found), 0);
     EXPECT_EQ(drx_find_events(
                   "i", [](const drx_event_s*, void*) { return 1; }, nullptr),
@@ -95,9 +96,9 @@ TEST_F(events_test, are_found_by_name_leaf_and_container) {
     EXPECT_EQ(drx_find_events_of_leaf("/t/row", note_leaf, &found), 0);
     EXPECT_EQ(drx_find_events_of_container("/t/", note_leaf, &found), 3);
     EXPECT_EQ(drx_find_events_of_container("ow", note_leaf, &found), 2);
-    EXPECT_THAT(found, ElementsAre("/t/row/name i", "/t/row/name j", "/t/mtu k",
-                                   "/t/row/name i", "/t/row/name j", "/t/row/name i",
-                                   "/t/row/name j"));
+    EXPECT_THAT(found,
+                ElementsAre("/t/row/name i", "/t/row/name j", "/t/mtu k", "/t/row/name i",
+                            "/t/row/name j", "/t/row/name i", "/t/row/name j"));
     EXPECT_EQ(drx_find_events_of_container(
                   "/t", [](const char*, const char*, void*) { return 1; }, nullptr),
               1);

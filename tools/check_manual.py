@@ -12,7 +12,7 @@ import sys
 
 from check_exports import declared
 
-OURS = re.compile(r"\b(?:drend|dri?|drc|drv|dtc|xpath|af_sock|DREND)_\w+")
+OURS = re.compile(r"\b(?:drend|drx|dri?|drc|drv|dtc|xpath|af_sock|DREND|DRX)_\w+")
 
 
 def offered(header):
