@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
-// The same order of search as a look-up's (dr_position_c), without moving anything: a kid of the tag
-// itself before those below its hidden kids.
+// The same order of search as a look-up's (dr_position_c), without moving anything: a kid of the
+// tag itself before those below its hidden kids.
 
 #include "definitions/dr_tag_names.h"
 

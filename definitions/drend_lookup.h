@@ -43,8 +43,8 @@ void dri_clear_command();
 
 // The events filed under an internal notification name, or null.
 const std::vector<drend_event_c*>* dri_get_external_events(const char* internal_name);
-// The root tag of the event `external_name` (null: of the first one that has a tag) of those, put in
-// use for the caller as that of a command; null when there is none.
+// The root tag of the event `external_name` (null: of the first one that has a tag) of those, put
+// in use for the caller as that of a command; null when there is none.
 drend_tag_c* dri_acquire_event_tag(const char* internal_name, const char* external_name);
 // The internal notification names that a leaf announces. 0, or -1 when there are none; one "/" at
 // the end of the path does not count.

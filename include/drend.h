@@ -675,8 +675,8 @@ drend_set_cleanup_cookie_method(drend_cookie_cleanup_t method);
 
 /*
  * For code in the daemon, or a test, that wants values rather than a document. A context is a place
- * in what a command shows: in its definition, and in the daemon's data. It is made at the root, above
- * the command's top element, and moved down by paths:
+ * in what a command shows: in its definition, and in the daemon's data. It is made at the root,
+ * above the command's top element, and moved down by paths:
  *
  *     drx_context_s* context = NULL;
  *     drx_value_s mtu;
@@ -693,14 +693,14 @@ drend_set_cleanup_cookie_method(drend_cookie_cleanup_t method);
  * cookies, and the exit procedures are called when it is left, at the latest when it is destroyed.
  * Rows have to stay where they are for as long. Nothing is sent to anybody, and nothing suspends.
  *
- * Results are DREND_OK; DREND_NO_EL when what is asked for is not there now: no such row, a container
- * that is absent, a leaf without a value; DREND_DEFER from a leaf that has to be asked again later;
- * DREND_ERR for a path that leads nowhere, or memory that ran out. A call that fails leaves the
- * context where it was, but for memory: the context is then back at the root. drx_get_error says in
- * one sentence what failed.
+ * Results are DREND_OK; DREND_NO_EL when what is asked for is not there now: no such row, a
+ * container that is absent, a leaf without a value; DREND_DEFER from a leaf that has to be asked
+ * again later; DREND_ERR for a path that leads nowhere, or memory that ran out. A call that fails
+ * leaves the context where it was, but for memory: the context is then back at the root.
+ * drx_get_error says in one sentence what failed.
  *
- * A context holds the definitions it was made from: it may outlive a reload, and gives them back when
- * it is destroyed. Contexts belong to the daemon's thread. Not from within an accessor.
+ * A context holds the definitions it was made from: it may outlive a reload, and gives them back
+ * when it is destroyed. Contexts belong to the daemon's thread. Not from within an accessor.
  */
 typedef struct drx_context_s drx_context_s;
 
@@ -742,10 +742,10 @@ typedef struct drx_value_s {
 DREND_API int drx_create_context(const char* command, drx_context_s** context);
 
 /*
- * Makes a context of its own at the same place: each is moved without the other. What is on the way is
- * entered for it, and its rows are found again by their keys, or their positions where there are
- * none, which takes as many steps as a walk to them. DREND_NO_EL when a row has gone. `*copy`, NULL
- * on failure, is the caller's to destroy.
+ * Makes a context of its own at the same place: each is moved without the other. What is on the
+ * way is entered for it, and its rows are found again by their keys, or their positions where
+ * there are none, which takes as many steps as a walk to them. DREND_NO_EL when a row has gone.
+ * `*copy`, NULL on failure, is the caller's to destroy.
  */
 DREND_API int drx_copy_context(drx_context_s* context, drx_context_s** copy);
 
@@ -759,8 +759,8 @@ DREND_API void drx_destroy_context(drx_context_s* context);
  */
 DREND_API int drx_push_path(drx_context_s* context, const char* path);
 
-/* Takes the last drx_push_path back; after one from the root, goes to the root. DREND_ERR when there
- * is none. */
+/* Takes the last drx_push_path back; after one from the root, goes to the root. DREND_ERR when
+ * there is none. */
 DREND_API int drx_pop_path(drx_context_s* context);
 
 /*
@@ -772,22 +772,22 @@ DREND_API int drx_get_first_element(drx_context_s* context);
 DREND_API int drx_get_next_element(drx_context_s* context);
 
 /*
- * Reads the leaf at `path` from here; NULL or "" is the leaf, or the element of a leaf-list, that the
- * context is at. The context stays where it is. `*value` is untouched on failure.
+ * Reads the leaf at `path` from here; NULL or "" is the leaf, or the element of a leaf-list, that
+ * the context is at. The context stays where it is. `*value` is untouched on failure.
  */
 DREND_API int drx_get_leaf_value(drx_context_s* context, const char* path,
                                  drx_value_s* value);
 
-/* Non-zero: values are as the daemon sets them, without value maps and the digits of a decimal64. 0 by
- * default. Returns what was set before. */
+/* Non-zero: values are as the daemon sets them, without value maps and the digits of a decimal64.
+ * 0 by default. Returns what was set before. */
 DREND_API int drx_set_raw_values(drx_context_s* context, int flag);
 
-/* The names of what is below, in the order of the definition, ended by NULL. They belong to the context
- * and are valid until the next call of this function with it. */
+/* The names of what is below, in the order of the definition, ended by NULL. They belong to the
+ * context and are valid until the next call of this function with it. */
 DREND_API int drx_get_kids_names(drx_context_s* context, const char* const** names);
 
-/* The path from the root to here, which leads here again; "/" at the root. Valid until the next call
- * of this function with the context. */
+/* The path from the root to here, which leads here again; "/" at the root. Valid until the next
+ * call of this function with the context. */
 DREND_API int drx_get_path(drx_context_s* context, const char** path);
 
 /* What the context is at, an enum drx_type, and the word for one: "list element", for example. */
@@ -801,9 +801,9 @@ DREND_API const char* drx_get_error(void);
 /* ---- Notifications ----------------------------------------------------------------------- */
 
 /*
- * What definitions say of notifications. A daemon knows one by its internal name; each of the events
- * filed under that has a name for the outside and, as a tag tree, a content. Which notifications a
- * leaf's change announces, definitions say by the leaf's path.
+ * What definitions say of notifications. A daemon knows one by its internal name; each of the
+ * events filed under that has a name for the outside and, as a tag tree, a content. Which
+ * notifications a leaf's change announces, definitions say by the leaf's path.
  */
 typedef struct drx_event_s {
     const char* internal_name;
@@ -819,9 +819,9 @@ typedef int (*drx_event_visitor_t)(const drx_event_s* event, void* data);
 typedef int (*drx_leaf_visitor_t)(const char* leaf, const char* internal_name, void* data);
 
 /*
- * Look up: the events of an internal name; the internal names that the leaf at a path announces; those
- * of every leaf whose path contains `path` anywhere. One "/" at the end of a path does not count.
- * The number of calls made, or DREND_ERR when memory ran out. Any thread.
+ * Look up: the events of an internal name; the internal names that the leaf at a path announces;
+ * those of every leaf whose path contains `path` anywhere. One "/" at the end of a path does not
+ * count. The number of calls made, or DREND_ERR when memory ran out. Any thread.
  */
 DREND_API int drx_find_events(const char* internal_name, drx_event_visitor_t visitor,
                               void* data);
@@ -833,13 +833,13 @@ DREND_API int drx_find_events_of_container(const char* path, drx_leaf_visitor_t 
 /*
  * Sends the content of an event to `peer` as drend_dump_tags sends a command's answer: as XML, or
  * JSON and filtered as `argument` (or NULL) says. `external_name` chooses among the events of the
- * internal name; NULL is the first one that has a content. A suspended one becomes the peer's cookie,
- * is handed to the reschedule handler, and is dropped with its peer or by drend_drop_walk.
+ * internal name; NULL is the first one that has a content. A suspended one becomes the peer's
+ * cookie, is handed to the reschedule handler, and is dropped with its peer or by drend_drop_walk.
  *
- * Returns 0 when all of it is sent (nothing, when the daemon has no data for it), DREND_DEFER when it
- * is suspended, DREND_PEER_LOST when a send failed; DREND_NO_EL when there is no such event; DREND_ERR
- * while an earlier answer to the peer is suspended, which nothing is sent into, or when memory ran
- * out, which the peer is told. The daemon's thread, not from within an accessor.
+ * Returns 0 when all of it is sent (nothing, when the daemon has no data for it), DREND_DEFER when
+ * it is suspended, DREND_PEER_LOST when a send failed; DREND_NO_EL when there is no such event;
+ * DREND_ERR while an earlier answer to the peer is suspended, which nothing is sent into, or when
+ * memory ran out, which the peer is told. The daemon's thread, not from within an accessor.
  */
 DREND_API int drx_send_event(void* peer, const char* internal_name,
                              const char* external_name, const char* argument);

@@ -86,7 +86,7 @@ int dr_value_reader_c::read_top(const dr_value_c*& value, std::string_view& text
         status = translate(tag, value_);
     }
     value = &value_;
-    text = is_raw ? value_.text(scratch_) : tag.value_text(value_, scratch_);
+    text = text_of(tag);
     return status;
 }
 

@@ -53,8 +53,8 @@ class dr_value_reader_c {
             std::exchange(visited_, nullptr)->end_visit();
         }
     }
-    // The value of the leaf on top and its text, as an answer shows them, valid until the next read.
-    // What the leaf's procedure or its map said; DREND_ERR without a value or a leaf.
+    // The value of the leaf on top and its text, as an answer shows them, valid until the next
+    // read. What the leaf's procedure or its map said; DREND_ERR without a value or a leaf.
     int read_top(const dr_value_c*& value, std::string_view& text);
     // Replaces a value by what its tag's map says. DREND_OK, or what failed.
     int translate(const drend_tag_c& tag, dr_value_c& value);

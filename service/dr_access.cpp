@@ -130,9 +130,18 @@ void dr_access_c::drop_levels(size_t count) {
             }
             position_.leave();
         }
+        forget_filter(levels_.back());
         levels_.pop_back();
     }
     is_searching_ = false;
+}
+
+void dr_access_c::forget_filter(level_s& level) {
+    if (level.filter != nullptr) {
+        forget_steps();
+        set_filter(nullptr);
+        level.filter = nullptr;
+    }
 }
 
 // --- one component ------------------------------------------------------------------------------

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
-// dr_access_c: one command's values, asked for one by one: down a path, from row to row, a leaf at a
-// time. What drx_ functions and the "xwalker" command stand on.
+// dr_access_c: one command's values, asked for one by one: down a path, from row to row, a leaf at
+// a time. What drx_ functions and the "xwalker" command stand on.
 //
 //     push_path("/interfaces/interface[name='lo']")      levels
 //                                                         interface   list, at a row
@@ -11,8 +11,8 @@
 //     to by the daemon's list procedures and judged as a filter's are. What is entered is exited,
 //     once, when it is left or the whole goes.
 //  2. A push is taken back as a whole, and one that fails leaves nothing behind.
-//  3. A list procedure's wish to suspend is passed on where a search would go on: DREND_DEFER, to be
-//     called again for the rest. A row that is found is found.
+//  3. A list procedure's wish to suspend is passed on where a search would go on: DREND_DEFER, to
+//     be called again for the rest. A row that is found is found.
 //  4. After std::bad_alloc it may be destroyed and nothing else.
 //
 // The root tag is in use for as long as it lives; its maker sees to that. Daemon's thread.
@@ -34,8 +34,9 @@ class dr_access_c final : public dr_tags_access_context_c {
     // --- moving; error() says what failed ---
 
     // Begins a move from here along a path of names, whose predicates choose rows: DREND_OK when it
-    // is made, DREND_DEFER when a search is to go on, else the status with nothing moved: DREND_NO_EL
-    // for a row or container that is not there now, DREND_ERR for a path that leads nowhere.
+    // is made, DREND_DEFER when a search is to go on, else the status with nothing moved:
+    // DREND_NO_EL for a row or container that is not there now, DREND_ERR for a path that leads
+    // nowhere.
     int begin_push(const char* path);
     int go_on();
     // The same to its end.
@@ -64,8 +65,8 @@ class dr_access_c final : public dr_tags_access_context_c {
     // "/interfaces/interface[name='lo']/mtu"; "/" above the root tag.
     std::string get_path();
     // The value of the leaf at `path`, "" for the one on top: DREND_OK, DREND_DEFER when the daemon
-    // cannot say yet, DREND_NO_EL when there is none, DREND_ERR when it is no leaf. Both valid until
-    // the next call.
+    // cannot say yet, DREND_NO_EL when there is none, DREND_ERR when it is no leaf. Both valid
+    // until the next call.
     int read(const char* path, const dr_value_c*& value, std::string_view& text);
 
     // One sentence on what failed since it was forgotten; empty when nothing did.
@@ -108,6 +109,7 @@ class dr_access_c final : public dr_tags_access_context_c {
     int step_row(const level_s& level);
     bool is_wanted(const level_s& level);
     void drop_levels(size_t count);
+    void forget_filter(level_s& level);
     std::string row_text();
     void remember_row();
     // The path of as many levels.

@@ -122,7 +122,7 @@ int dr_access_c::no_such_row() {
         level.wanted > 0 ? here()->name() + "[" + std::to_string(level.wanted) + "]"
                          : dri_step_text(level.filter->front());
     level.wanted = 0;
-    level.filter = nullptr;
+    forget_filter(level);
     position_.tag(0)->dto_filter = nullptr;
     std::vector<std::string> rows;
     while (rows.size() < ROWS_SHOWN && get_row(rows.empty()) == DREND_OK) {

@@ -21,8 +21,8 @@ bool parse(const std::string& piece, dr_dump_path_c::component_s& component) {
         component.name = piece;
         return true;
     }
-    if (!piece.ends_with(']') ||
-        dri_parse_expr(piece.c_str(), component.name, component.key, component.value) != 0) {
+    if (!piece.ends_with(']') || dri_parse_expr(piece.c_str(), component.name,
+                                                component.key, component.value) != 0) {
         return false;
     }
     component.value = dri_strip_quotes(component.value);

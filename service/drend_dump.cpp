@@ -247,9 +247,10 @@ int dr_mt_dump_context_c::step_row(const dr_dump_path_c::component_s* key) {
     if (key == nullptr) {
         return unless_ignored(position_.call_list_proc());
     }
-    position_.set_filter_names({{key->key, key->value}});
+    position_.set_filter_names(std::make_shared<const dr_meta_context_c::names_t>(
+        dr_meta_context_c::names_t{{key->key, key->value}}));
     const int status = unless_ignored(position_.call_list_proc());
-    position_.set_filter_names({});
+    position_.set_filter_names(nullptr);
     return status;
 }
 

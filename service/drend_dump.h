@@ -17,9 +17,9 @@
 // Sends every registered path with its kind, then "\n\n". The result of the last send.
 int dri_dump_schema(void* peer);
 
-// Sends the path and value of every leaf, or of those at and below `path`, then "\n\n"; or one line that
-// says what is wrong with the path. Null when it is finished; else the handle of the suspended dump,
-// which is the peer's cookie and was handed to the reschedule handler.
+// Sends the path and value of every leaf, or of those at and below `path`, then "\n\n"; or one
+// line that says what is wrong with the path. Null when it is finished; else the handle of the
+// suspended dump, which is the peer's cookie and was handed to the reschedule handler.
 void* dri_dump(void* peer, const char* path = nullptr);
 
 // One node that the dump is inside of.

@@ -24,10 +24,12 @@ namespace {
 
 constexpr unsigned long LISTED = 20; // elements, unless the question says how many
 constexpr unsigned long LISTED_MAX = 10000;
+constexpr char WHAT_TO_ASK[] =
+    "error: ask with a path, or a path and \"list\" and a number up to 10000\n";
 
 struct question_s {
     std::string command;
-    std::string path; // below it
+    std::string path;         // below it
     unsigned long listed = 0; // elements; 0: what is there
 };
 
@@ -59,7 +61,8 @@ bool read_list(const char* text, question_s& question) {
     text = skip_blanks(text + 4);
     char* end = nullptr;
     question.listed = *text == '\0' ? LISTED : strtoul(text, &end, 10);
-    const bool is_number = end == nullptr || (*text >= '0' && *text <= '9' && *skip_blanks(end) == '\0');
+    const bool is_number =
+        end == nullptr || (*text >= '0' && *text <= '9' && *skip_blanks(end) == '\0');
     return is_number && question.listed > 0 && question.listed <= LISTED_MAX;
 }
 
@@ -170,7 +173,8 @@ bool dr_xwalker_c::show() {
     std::string_view text;
     const int type = access_.get_type();
     const bool has_value = type == DRX_LEAF || type == DRX_LEAF_LIST_ELEMENT;
-    const int status = has_value ? access_.read("", value, text) : static_cast<int>(DREND_OK);
+    const int status =
+        has_value ? access_.read("", value, text) : static_cast<int>(DREND_OK);
     if (status == DREND_DEFER && dtc_ignore_defer == 0) {
         return true;
     }
@@ -228,7 +232,8 @@ std::vector<std::string> command_lines() {
     std::vector<std::string> lines;
     for (unsigned i = 0; const drend_command_c* command = dri_get_command(i); ++i) {
         if (command->dc_tag != nullptr) {
-            str_append(lines.emplace_back(), *command->dc_help == '\0' ? "/%s%s\n" : "/%-32s %s\n",
+            str_append(lines.emplace_back(),
+                       *command->dc_help == '\0' ? "/%s%s\n" : "/%-32s %s\n",
                        command->dc_name, command->dc_help);
         }
     }
@@ -257,8 +262,7 @@ void* keep(std::unique_ptr<dr_xwalker_c> answer) {
 void* dri_xwalker(void* peer, const char* argument) {
     std::optional<question_s> question = read_question(argument == nullptr ? "" : argument);
     if (!question) {
-        dri_send_last_line(peer, "error: ask with a path, or a path and \"list\" and a number up to "
-                                 "10000\n");
+        dri_send_last_line(peer, WHAT_TO_ASK);
         return nullptr;
     }
     if (question->command.empty()) {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
-// The access API: dr_access_c for daemons in C. Each function checks, calls, and puts what failed into
-// words; no exception passes.
+// The access API: dr_access_c for daemons in C. Each function checks, calls, and puts what failed
+// into words; no exception passes.
 //
 // A path from the root moves a second dr_access_c, which takes the first one's place when it has
 // arrived: so a wrong path leaves the context where it was. When memory runs out in the middle of a

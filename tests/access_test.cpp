@@ -141,7 +141,8 @@ class access_test : public render_test {
              "dts_data_type": "decimal64", "dts_data_decimal64_fraction": 3}]}},
           {"dc_name": "tagless"},
           {"dc_name": "corvane-netconf-get", "dc_tag": {"dts_name": "a", "dts_source": "/i"}},
-          {"dc_name": "corvane-netconf-get", "dc_tag": {"dts_name": "b", "dts_source": "/i"}}])json");
+          {"dc_name": "corvane-netconf-get", "dc_tag": {"dts_name": "b", "dts_source": "/i"}}
+          ])json");
     }
     ~access_test() override {
         context_.reset();

@@ -149,6 +149,7 @@ TEST(drendctl_text, words_of_requests) {
         {{"a='b c'", "a=\"b\\\" c\""}, "a='b c' a=\"b\\\" c\""},
         {{"a='b' 'c'"}, "a=\"'b' 'c'\""},
         {{"a=it's"}, "a=\"it's\""},
+        {{"a", "/b[c='d e']/f", "g[h='i']"}, "a /b[c='d e']/f g[h='i']"}, // paths
         {{"a=b\\"}, "a=b\\"},
         {{"a=b \\"}, "none: cannot be quoted, as it ends in a backslash: a=b \\"},
     };

@@ -72,6 +72,24 @@ class Served(unittest.TestCase):
         code, out, _ = self.ask("-", requests="show-daemon --json\n\n# nothing\nshow-daemon\n")
         self.assertEqual((code, out.count("<process-id>"), out.count('"process-id" : ')), (0, 1, 1))
 
+    def test_single_values_by_path(self):
+        routes = "/show-synthetic-routes/synthetic-routes/route"
+        last = f"{routes}[prefix='10.{ROUTES - 1 >> 16}.{ROUTES - 1 >> 8 & 255}.{ROUTES - 1 & 255}/32']"
+        self.assertEqual(self.ask("xwalker", last + "/prefix"),
+                         (0, f"path  {last}/prefix\nkind  leaf\ntype  string\n"
+                             f"value {last[len(routes) + 9:-2]}\n", ""))
+        # A search through the whole table, by what no list procedure seeks by.
+        found = self.ask("xwalker", f"{routes}[contains(prefix, '{last[len(routes) + 9:-2]}')]")[1]
+        self.assertIn(f"path  {last}\n", found)
+        self.assertEqual(self.ask("xwalker", routes, "list", "3")[1].count("prefix="), 3)
+        code, out, err = self.ask("xwalker", routes + "s")
+        self.assertEqual((code, out), (1, ""))
+        self.assertIn("no 'routes' below /show-synthetic-routes/synthetic-routes; there are route",
+                      err)
+        self.assertIn("[65536]", self.ask("dump", "/interfaces/interface[name=lo]/mtu")[1])
+        self.assertIn("no 'mtus' below /interfaces/interface; ",
+                      self.ask("dump", "/interfaces/interface/mtus")[2])
+
     def test_a_large_answer_is_whole_and_can_be_interrupted(self):
         code, out, _ = self.ask("show-synthetic-routes")
         self.assertEqual((code, out.count("<route>")), (0, ROUTES))

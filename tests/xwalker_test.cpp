@@ -60,9 +60,12 @@ class xwalker_test : public render_test {
         drend_add_list("/t/row/below", step_rows_below, nullptr);
         drend_add_str_leaf("/t/row/below/name", read_name, nullptr);
         drend_add_int32_leaf("/t/row/below/number", read_number, nullptr);
-        drend_add_boolean_leaf("/t/on", [](dr_meta_context_s* ctx,
-                                           const void*) { return drend_set_boolean_value(ctx, 1); },
-                               nullptr);
+        drend_add_boolean_leaf(
+            "/t/on",
+            [](dr_meta_context_s* ctx, const void*) {
+                return drend_set_boolean_value(ctx, 1);
+            },
+            nullptr);
         drend_add_str_leaf("/t/on/why", read_text, "because");
         drend_add_walk_handlers(
             nullptr, [](dr_meta_context_s*, void*) { return suspends ? 1 : 0; }, nullptr);
@@ -119,14 +122,17 @@ TEST_F(xwalker_test, shows_what_is_at_a_path) {
     } questions[] = {
         {"", "/rows                             Shows rows\n"},
         {" / ", "/rows                             Shows rows\n"},
-        {"rows", "path  /rows\nkind  command\nkid   t                            container\n"},
-        {"/rows/t", "path  /rows/t\nkind  container\nkid   row                          list\n"},
+        {"rows",
+         "path  /rows\nkind  command\nkid   t                            container\n"},
+        {"/rows/t",
+         "path  /rows/t\nkind  container\nkid   row                          list\n"},
         {"/rows/t/row", "path  /rows/t/row\nkind  list\n"
                         "kid   name                         leaf, key\n"
                         "kid   state                        leaf\n"
                         "kid   below                        list\n"},
         {"rows/t/row[ (name = 'b') and (state = 'up') ]/below[2]/number",
-         "path  /rows/t/row[name='b']/below[2]/number\nkind  leaf\ntype  string\nvalue 13\n"},
+         "path  /rows/t/row[name='b']/below[2]/number\nkind  leaf\ntype  string\nvalue "
+         "13\n"},
         {"rows/t/row[2]/state",
          "path  /rows/t/row[name='b']/state\nkind  leaf\ntype  uint8\nvalue up\n"},
         {"rows/t/row list", "/rows/t/row[name='a']\n/rows/t/row[name='b']\n"},
@@ -146,8 +152,8 @@ TEST_F(xwalker_test, shows_what_is_at_a_path) {
         {"row", "error: no 'row' below /; there are rows\n"},
         {"tagless", "error: no 'tagless' below /; there are rows\n"},
         {"rows/x", "error: no 'x' below /rows; there are t\n"},
-        {"rows/t/row[name='c']/below",
-         "error: no 'row[name='c']' below /rows/t; there are row[name='a'], row[name='b']\n"},
+        {"rows/t/row[name='c']/below", "error: no 'row[name='c']' below /rows/t; there are "
+                                       "row[name='a'], row[name='b']\n"},
         {"rows/t/row/name", "error: which element of /rows/t/row?\n"},
         {"rows/t/row[name='a", "error: a quote is never closed\n"},
         {"rows/t/row[name='a'", "error: 'row[name='a'' is no component of a path\n"},
@@ -161,7 +167,8 @@ TEST_F(xwalker_test, shows_what_is_at_a_path) {
     suspends = false;
     for (const int status : {DREND_ERR, DREND_SKIP_LEAF}) {
         leaf_status = status;
-        EXPECT_THAT(answer("xwalker", "rows/t/row[1]/state"), testing::EndsWith("\nno value\n"));
+        EXPECT_THAT(answer("xwalker", "rows/t/row[1]/state"),
+                    testing::EndsWith("\nno value\n"));
     }
     rows.clear();
     EXPECT_EQ(answer("xwalker", "rows/t/row list"), "no elements\n");
@@ -212,7 +219,8 @@ TEST_F(xwalker_test, a_dump_is_kept_to_a_path) {
         {"/t/row", a + up + below("x", "11") + all_b + end},
         {"t/row/name/", a + b + end},
         {"/t/row[name=b]", all_b + end},
-        {"/t/row[name='b']/below[name=\"z\"]/number", line("/t/row/below/number", "13") + end},
+        {"/t/row[name='b']/below[name=\"z\"]/number",
+         line("/t/row/below/number", "13") + end},
         {"/t/row/below[name=z]", below("z", "13") + end}, // in whatever row
         {"/t/on", line("/t/on", "true") + end},
         {"/t/on/why", line("/t/on/why", "because") + end},

@@ -8,6 +8,8 @@ namespace {
 
 constexpr std::string_view BLANKS = " \t\n\v\f\r";
 constexpr std::string_view NEEDS_QUOTES = " \t\n\v\f\r,'\"";
+// What a word holds that is a path and no name=value, "/a[b='c']/d" say.
+constexpr std::string_view NO_NAME = " \t\n\v\f\r,'\"/[";
 constexpr char END_OF_TEXT = 3;
 
 // Whether it is one text in quotes from its first to its last byte, as the grammar reads it.
@@ -25,7 +27,7 @@ bool is_quoted(std::string_view value) {
 std::optional<std::string> argument(const std::string& word, std::string& error) {
     const std::size_t equals = word.find('=');
     const bool has_name = equals != std::string::npos && equals > 0 &&
-                          word.find_first_of(NEEDS_QUOTES) > equals;
+                          word.find_first_of(NO_NAME) > equals;
     if (!has_name) {
         return word;
     }
