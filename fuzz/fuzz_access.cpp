@@ -51,7 +51,6 @@ int read(dr_meta_context_s* ctx, const void*) {
     return row == nullptr ? DREND_ERR : drend_set_string_value(ctx, row->*Field);
 }
 
-
 int record_text(void* /*peer*/, const char* format, ...) {
     va_list args;
     va_start(args, format);

@@ -26,8 +26,8 @@ bool is_quoted(std::string_view value) {
 
 std::optional<std::string> argument(const std::string& word, std::string& error) {
     const std::size_t equals = word.find('=');
-    const bool has_name = equals != std::string::npos && equals > 0 &&
-                          word.find_first_of(NO_NAME) > equals;
+    const bool has_name =
+        equals != std::string::npos && equals > 0 && word.find_first_of(NO_NAME) > equals;
     if (!has_name) {
         return word;
     }
