@@ -12,7 +12,7 @@
 #include <utility>
 
 #include "definitions/dr_current_set.h"
-#include "definitions/dr_tag_words.h"
+#include "definitions/dr_format.h"
 #include "definitions/drend_lookup.h"
 #include "frame/dr_no_such.h"
 #include "frame/str_util.h"
