@@ -468,6 +468,48 @@ DREND_API int drend_set_attribute_name(dr_meta_context_s* ctx, const char* name)
 DREND_API int drend_set_attribute_ref(dr_meta_context_s* ctx, void* ref);
 DREND_API int drend_get_attribute_ref(dr_meta_context_s* ctx, void** ref);
 
+/* ---- Data sets: JSON in the place of accessors ------------------------------------------- */
+
+/*
+ * A data set is a JSON object whose values the library gives for the paths that its members make.
+ * An object is a container, an array of objects a list, an array of scalars a list whose one leaf
+ * is called "value", a scalar a leaf: int64, double, boolean or string. What is null, or missing in
+ * a row, is left out. List procedures seek by texts that a request asks for.
+ *
+ *     {"sensors": {"sensor": [{"name": "cpu", "celsius": 91}]}}
+ *
+ * registers the list /sensors/sensor and the leaves /sensors/sensor/name and .../celsius.
+ *
+ * Sets are known by names and may be loaded, loaded again and dropped between two slices of a walk,
+ * which goes on with the sets that it began with; the last of their walks frees them. Paths stay
+ * registered, of the kind that they are, and belong to their set; without data they give no row and
+ * no value. A path belongs to one set, or to the daemon.
+ *
+ * What a text may be: 256 MiB long, 64 levels deep, and all sets together may have 65,536 paths. Two
+ * members of one name, names that cannot stand in a path ("/", "[" and "]", "" , "." and ".."),
+ * integers beyond int64, arrays in arrays, objects and scalars in one array and two kinds of value
+ * at one path are faults. A text with a fault is refused as a whole.
+ *
+ * The daemon's thread, as registration; not from within an accessor.
+ */
+
+/*
+ * Loads `text`, JSON in UTF-8, as the data set `set`, in the place of what was loaded by that name
+ * before. 0, or DREND_ERR for a fault or when memory ran out; what was in force then stays, and one
+ * line "SET:LINE:COLUMN: SENTENCE", without its end, is cut to `size` bytes and written to `error`,
+ * or with a NULL `error` to standard error.
+ */
+DREND_API int dr_ops_load_from_json(const char* set, const char* text, char* error,
+                                    unsigned int size);
+
+/* The same for the text of the regular file `file`, whose name its line begins with. */
+DREND_API int dr_ops_load_from_json_file(const char* set, const char* file, char* error,
+                                         unsigned int size);
+
+/* Drops a data set. 0, DREND_NO_EL when none of that name is in force, or DREND_ERR when memory ran
+ * out. */
+DREND_API int dr_ops_drop(const char* set);
+
 /* ---- Definitions and commands ------------------------------------------------------------ */
 
 /*

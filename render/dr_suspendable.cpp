@@ -79,6 +79,7 @@ int dr_suspendable_c::go_on(void* handle) {
 }
 
 bool dr_suspendable_c::run_slice() {
+    data_.begin_slice();
     try {
         return end_slice(resume());
     } catch (const std::bad_alloc&) {

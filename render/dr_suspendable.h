@@ -16,11 +16,14 @@
 //  2. Table, cookie and state change together, in keep() and let_go().
 //  3. An answer that is ended in the middle of its slice is gone as soon as the slice is. It sends
 //     nothing from then on, and leaves a peer that has closed alone.
+//  4. All slices of an answer read the data sets that its first one began with.
 //
 // Requests and dumps derive from it. Belongs to the daemon's thread.
 #pragma once
 
 #include <memory>
+
+#include "model/dr_walk_data.h"
 
 class dr_suspendable_c {
   public:
@@ -76,6 +79,7 @@ class dr_suspendable_c {
     static void let_go(void* handle);
     bool run_slice();
 
+    const dr_walk_data_c data_;
     void* const peer_;
     state_e state_ = state_e::RUNNING;
     bool is_cookie_ = false;
