@@ -81,6 +81,18 @@ bool dr_json_c::is_integer() const {
     return json_is_integer(value_);
 }
 
+bool dr_json_c::is_real() const {
+    return json_is_real(value_);
+}
+
+bool dr_json_c::is_boolean() const {
+    return json_is_boolean(value_);
+}
+
+bool dr_json_c::is_null() const {
+    return json_is_null(value_);
+}
+
 std::string_view dr_json_c::text() const {
     return is_text()
                ? std::string_view(json_string_value(value_), json_string_length(value_))
@@ -89,6 +101,14 @@ std::string_view dr_json_c::text() const {
 
 int64_t dr_json_c::integer(int64_t absent) const {
     return is_integer() ? json_integer_value(value_) : absent;
+}
+
+double dr_json_c::real() const {
+    return json_real_value(value_);
+}
+
+bool dr_json_c::boolean() const {
+    return json_is_true(value_);
 }
 
 size_t dr_json_c::size() const {
@@ -129,7 +149,10 @@ uint32_t dr_json_c::first_node() const {
 
 dr_json_c dr_json_c::member_value(void* at, std::string_view name, uint32_t& beside) const {
     const dr_json_places_c& places = document_->places();
-    const bool is_beside = beside != dr_json_places_c::NONE && places.name(beside) == name;
+    // A name with an escape stands in the text otherwise than here, and where its turn is.
+    const bool is_beside = beside != dr_json_places_c::NONE &&
+                           (places.name(beside) == name ||
+                            places.name(beside).find('\\') != std::string_view::npos);
     const uint32_t node = is_beside ? beside : places.member(node_, name);
     beside = places.next(beside);
     return {document_, json_object_iter_value(at), node};

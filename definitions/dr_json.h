@@ -26,9 +26,14 @@ class dr_json_c {
     bool is_array() const;
     bool is_text() const;
     bool is_integer() const;
+    bool is_real() const;
+    bool is_boolean() const;
+    bool is_null() const;
     // Empty, or `absent`, when it is of another type. A text has no NUL in it.
     std::string_view text() const;
     int64_t integer(int64_t absent) const;
+    double real() const;  // 0 when it is of another type
+    bool boolean() const; // false
 
     // Of an object: the member of that name, or no value.
     dr_json_c member(const char* name) const;

@@ -485,7 +485,7 @@ DREND_API int drend_get_attribute_ref(dr_meta_context_s* ctx, void** ref);
  * registered, of the kind that they are, and belong to their set; without data they give no row and
  * no value. A path belongs to one set, or to the daemon.
  *
- * What a text may be: 256 MiB long, 64 levels deep, and all sets together may have 65,536 paths. Two
+ * What a text may be: 64 MiB long, 64 levels deep, and all sets together may have 65,536 paths. Two
  * members of one name, names that cannot stand in a path ("/", "[" and "]", "" , "." and ".."),
  * integers beyond int64, arrays in arrays, objects and scalars in one array and two kinds of value
  * at one path are faults. A text with a fault is refused as a whole.

@@ -63,7 +63,7 @@ void report(const char* place, const char* fault, char* error, unsigned size) {
 }
 
 // `place` stands in front of a fault: the file, or the set's name.
-int load(const char* set, const char* place, std::string_view text, char* error,
+int load(const char* set, const char* place, const std::string& text, char* error,
          unsigned size) {
     const size_t number = number_of(set);
     if (number == known_sets().size()) {

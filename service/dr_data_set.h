@@ -8,9 +8,9 @@
 //         {"name": "eth0"}]}                        /interface/in/octets     leaf, cell 1 of a row
 //
 // A set is a tree of rows: one for the whole, and one for each object in an array. A row has a cell
-// for each leaf and list that stands below it with no list between; containers have none. Where a
-// path's value lies in its row is settled when the path is registered, so that reading a leaf is one
-// step.
+// for each leaf and list that stands below it with no list between; containers have none. Where the
+// value of a path lies in its row is settled when the path is registered, so that reading a leaf is
+// one step.
 //
 //  1. Paths are registered once and for good, with records that are never freed: the cells of a row
 //     keep their places, whatever set is loaded later.

@@ -65,7 +65,7 @@ class check_c {
     }
 
     bool fail(const dr_data_shape_s& shape, std::string sentence) {
-        fault_ = {shape.number, std::move(sentence)};
+        fault_ = {shape.first.place(), std::move(sentence)};
         return false;
     }
 

@@ -2,7 +2,7 @@
 
 // The shape of a data set: which paths its text has, and of what kind each of them is.
 //
-// Belongs to the load that made it, and refers to names in its document.
+// Belongs to the load that made it, and refers to its document.
 #pragma once
 
 #include <map>
@@ -11,20 +11,19 @@
 #include <string_view>
 #include <vector>
 
+#include "definitions/dr_json.h"
 #include "service/dr_data_set.h"
 
-// What is wrong with which part of a text. Its names and values are counted in their order; the
-// whole is number 0.
 struct dr_data_fault_s {
-    size_t number = 0;
-    std::string sentence;
+    dr_text_place_s place;
+    std::string sentence; // empty: no fault
 };
 
 struct dr_data_shape_s {
     dmn_type_e kind = DMN_TYPE_CONT;
     dmn_leaf_type_e leaf_type = DMN_LEAF_NONE;
+    dr_json_c first;                // value of that path
     bool has_scalars = false;       // a list of values, whose one leaf is DR_DATA_VALUE
-    size_t number = 0;              // of the first value of that path
     dr_data_path_s* path = nullptr; // of a leaf or list, once it is registered
     std::map<std::string, std::unique_ptr<dr_data_shape_s>, std::less<>> kids;
     std::vector<std::string_view> order; // of the kids, by their first appearance

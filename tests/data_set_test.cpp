@@ -105,10 +105,10 @@ TEST_F(data_set_test, members_are_containers_lists_and_leaves) {
                        "/a/real  leaf \n/a/yes  leaf \n/a/no  leaf \n/a/empty  container \n"
                        "/tags  list \n/tags/value  leaf \n/row  list \n/row/k  leaf \n"
                        "/row/more  leaf \n/nobody  list \n\n\n");
-    EXPECT_EQ(values(), "//a/text : [x<y]\n//a/int : [-9223372036854775808]\n"
-                        "//a/real : [5.000000e-01]\n//a/yes : [true]\n//a/no : [false]\n"
-                        "//tags/value : [one]\n//tags/value : [2]\n//row/k : [p]\n"
-                        "//row/more : [1]\n\n\n");
+    EXPECT_EQ(values(), "/a/text : [x<y]\n/a/int : [-9223372036854775808]\n"
+                        "/a/real : [5.000000e-01]\n/a/yes : [true]\n/a/no : [false]\n"
+                        "/tags/value : [one]\n/tags/value : [2]\n/row/k : [p]\n"
+                        "/row/more : [1]\n\n\n");
 }
 
 TEST_F(data_set_test, a_command_shows_it) {
@@ -129,7 +129,7 @@ TEST_F(data_set_test, what_is_wrong_is_said_with_its_place) {
     } cases[] = {
         {"", "test:1:1: '[' or '{' expected near end of file"},
         {"[]", "test:1:1: no object"},
-        {"{\"a\": 1,\n \"a\": 2}", "test:2:4: duplicate object key near '\"a\"'"},
+        {"{\"a\": 1,\n \"a\": 2}", "test:1:1: a name stands twice in this object"},
         {"{\"a\": 9223372036854775808}",
          "test:1:25: too big integer near '9223372036854775808'"},
         {"{\"a\": [{\"b\": true},\n       {\"b\": []}]}",
@@ -185,7 +185,7 @@ TEST_F(data_set_test, files_are_named_in_their_faults) {
               file + ":1:7: '}' expected near end of file\n");
     std::ofstream(file) << "{\"a\": 5}";
     EXPECT_EQ(dr_ops_load_from_json_file(SET, file.c_str(), error, sizeof error), 0);
-    EXPECT_EQ(values(), "//a : [5]\n\n\n");
+    EXPECT_EQ(values(), "/a : [5]\n\n\n");
     std::filesystem::remove(file);
 }
 
@@ -213,7 +213,7 @@ TEST_F(data_set_test, a_walk_shows_the_set_that_it_began_with) {
                             : static_cast<void>(load(text));
         });
         EXPECT_EQ(answer, ANSWER) << what;
-        EXPECT_EQ(slices, 6) << what;
+        EXPECT_EQ(slices, 4) << what;
         EXPECT_TRUE(old.expired()) << what; // freed by its last walk
         EXPECT_EQ(render("c"), after) << what;
     }

@@ -77,6 +77,32 @@ static void count_fatal(int code, int arg, const char* format, ...) {
     ++fatal_errors;
 }
 
+/* [data_set] */
+static const char panel[] =
+    "{\"panel\": {\"lamp\": [{\"name\": \"power\", \"on\": true}, {\"name\": \"alarm\"}]}}";
+
+/* Registers the list /panel/lamp and the leaves /panel/lamp/name and /panel/lamp/on. */
+static int load_panel(void) {
+    char error[256];
+    const int status = dr_ops_load_from_json("panel", panel, error, sizeof(error));
+    if (status != DREND_OK)
+        fprintf(stderr, "%s\n", error);
+    return status;
+}
+/* [end] */
+
+static void check_data_set(void) {
+    char error[256];
+    sent[0] = '\0';
+    check(load_panel() == DREND_OK, "a data set is loaded");
+    check(dr_ops_load_from_json_file("panel", TEST_DATA_DIR, error, sizeof(error)) ==
+              DREND_ERR,
+          "a folder is none");
+    drend_dump_schema(sent);
+    check(strstr(sent, "/panel/lamp/on  leaf \n") != NULL, sent);
+    check(dr_ops_drop("panel") == DREND_OK, "and dropped");
+}
+
 int main(void) {
     char status[32];
     check(drend_set_send_method_w_return(record) == NULL, "no send method at the start");
@@ -97,5 +123,6 @@ int main(void) {
     check(strcmp(drend_status_text(DREND_NO_EL, status, sizeof(status)), "DREND_NO_EL") ==
               0,
           "statuses have names");
+    check_data_set();
     return failures ? EXIT_FAILURE : EXIT_SUCCESS;
 }
