@@ -2,9 +2,9 @@
 
 // The accessors of data sets.
 //
-// A row is looked for at its own list, so many steps up, and not where it is inherited: a source may
-// lead to a leaf without its row from below a list of the daemon's own, whose rows are not ours to
-// look at.
+// A row is looked for at its own list, so many steps up, and not where it is inherited: a source
+// may lead to a leaf without its row from below a list of the daemon's own, whose rows are not ours
+// to look at.
 #include "model/dr_meta_context.h"
 #include "model/dr_walk_data.h"
 #include "service/dr_data_set.h"

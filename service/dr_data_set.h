@@ -42,11 +42,12 @@ struct dr_data_row_s {
 
 // What the accessors of a path are registered with.
 struct dr_data_path_s {
-    unsigned set;               // whose path it is
-    const dr_data_path_s* list; // whose rows have the value; null: the whole has it
-    unsigned steps;             // up from this path to that list
-    unsigned cell;              // of the row
-    unsigned cells = 0;         // of a list: how many its rows may have
+    unsigned set = 0; // whose path it is
+    const dr_data_path_s* list =
+        nullptr;        // whose rows have the value; null: the whole has it
+    unsigned steps = 0; // up from this path to that list
+    unsigned cell = 0;  // of the row
+    unsigned cells = 0; // of a list: how many its rows may have
 };
 
 // The sets in force by their numbers; null for one that was dropped.
