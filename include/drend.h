@@ -481,9 +481,10 @@ DREND_API int drend_get_attribute_ref(dr_meta_context_s* ctx, void** ref);
  * registers the list /sensors/sensor and the leaves /sensors/sensor/name and .../celsius.
  *
  * Sets are known by names and may be loaded, loaded again and dropped between two slices of a walk,
- * which goes on with the sets that it began with; the last of their walks frees them. Paths stay
- * registered, of the kind that they are, and belong to their set; without data they give no row and
- * no value. A path belongs to one set, or to the daemon.
+ * which goes on with the sets that it began with; the last of their walks frees them. An access
+ * context holds the sets that it was made with. Paths stay registered, of the kind that they are,
+ * and belong to their set, which may then have no row and no value for them. No path belongs to two
+ * sets, or to a set and the daemon.
  *
  * What a text may be: 64 MiB long, 64 levels deep, and all sets together may have 65,536 paths. Two
  * members of one name, names that cannot stand in a path ("/", "[" and "]", "" , "." and ".."),

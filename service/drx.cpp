@@ -17,12 +17,14 @@
 #include "definitions/drend_lookup.h"
 #include "drend.h"
 #include "frame/dr_no_such.h"
+#include "model/dr_walk_data.h"
 #include "service/dr_access.h"
 
 struct drx_context_s {
     explicit drx_context_s(dri_used_tag_t tag) : root(std::move(tag)) {}
 
     dri_used_tag_t root; // outlives what stands on it
+    dr_walk_data_c data; // likewise
     std::unique_ptr<dr_access_c> access;
     bool is_raw = false;
     std::vector<const char*> kids;
@@ -46,6 +48,9 @@ int fail(int status, const char* error) {
 template <typename Function>
 int unless_no_memory(drx_context_s* context, Function function) {
     try {
+        if (context != nullptr) {
+            context->data.begin_slice();
+        }
         return function();
     } catch (const std::bad_alloc&) {
         if (context != nullptr) {

@@ -237,6 +237,23 @@ TEST_F(data_set_test, two_walks_hold_each_their_own) {
               ANSWER);
 }
 
+TEST_F(data_set_test, an_access_context_holds_its_rows) {
+    define(DEFINITION);
+    ASSERT_EQ(load(DATA), "");
+    drx_context_s* context = nullptr;
+    ASSERT_EQ(drx_create_context("c", &context), DREND_OK);
+    ASSERT_EQ(drx_push_path(context, "/top/if[name='eth0']"), DREND_OK) << drx_get_error();
+    EXPECT_EQ(dr_ops_drop(SET), DREND_OK);
+    drx_value_s value;
+    EXPECT_EQ(drx_get_leaf_value(context, "octets", &value), DREND_OK) << drx_get_error();
+    EXPECT_EQ(value.as.int_value, 7);
+    EXPECT_EQ(render("c"), "");
+    EXPECT_EQ(drx_push_path(context, "/top"), DREND_OK) << drx_get_error();
+    EXPECT_EQ(drx_get_leaf_value(context, "host", &value), DREND_OK) << drx_get_error();
+    EXPECT_STREQ(value.text, "r1");
+    drx_destroy_context(context);
+}
+
 TEST_F(data_set_test, lists_seek_by_texts) {
     define(DEFINITION);
     ASSERT_EQ(load(R"({"system": {}, "interfaces": {"interface": [
