@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cassert>
+#include <cstdlib>
 #include <utility>
 
 #include "definitions/dr_filter_steps.h"
@@ -20,6 +21,8 @@
 
 namespace {
 
+constexpr size_t npos = std::string::npos;
+
 // Whether a path has a quote that is never closed: cutting it would lose what stands there.
 bool has_open_quote(const char* path) {
     int code = XP_TOKEN_WORD;
@@ -29,8 +32,10 @@ bool has_open_quote(const char* path) {
     return code == XP_TOKEN_ERROR;
 }
 
+// A word that no element can be called: 7, -7, 0x7.
 bool is_number(const std::string& word) {
-    return !word.empty() && word.find_first_not_of("0123456789") == std::string::npos;
+    const char first = word[word.find_first_not_of("+-") == 1 ? 1 : 0];
+    return first >= '0' && first <= '9';
 }
 
 // The position that the predicate "[3]" asks for, when it is the only one; else 0.
@@ -41,9 +46,9 @@ size_t wanted_position(const dr_xpath_c& step) {
     const xp_node_c& root = *step.predicates()[0].node;
     const xp_node_c* value = root.type == XP_NODE_EXPR ? root.left.get() : nullptr;
     const bool is_position = value != nullptr && value->type == XP_NODE_VALUE &&
-                             value->kind == XP_TOKEN_WORD && is_number(value->text) &&
-                             value->text.size() < 10;
-    return is_position ? std::stoul(value->text) : 0;
+                             value->kind == XP_TOKEN_WORD && value->text.size() < 10 &&
+                             value->text.find_first_not_of("0123456789") == npos;
+    return is_position ? strtoul(value->text.c_str(), nullptr, 10) : 0;
 }
 
 } // namespace

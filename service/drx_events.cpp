@@ -7,6 +7,7 @@
 
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "definitions/dr_current_set.h"
@@ -52,8 +53,12 @@ int visit(const names_by_leaf_t& names_by_leaf, drx_leaf_visitor_t visitor, void
     return calls;
 }
 
-int send_event(const dr_request_s& asked) {
+int send_event(void* peer, const drend_tag_c* tag, const char* argument) {
     int status = 0;
+    dr_request_s asked;
+    asked.peer = peer;
+    asked.top_tag = tag;
+    asked.args = argument;
     auto suspended = dri_dump_tags(asked, &status);
     if (suspended == nullptr) {
         return status;
@@ -101,16 +106,12 @@ int drx_find_events_of_container(const char* path, drx_leaf_visitor_t visitor, v
 
 int drx_send_event(void* peer, const char* internal_name, const char* external_name,
                    const char* argument) {
-    const dri_used_tag_t tag(dri_acquire_event_tag(internal_name, external_name));
-    if (tag == nullptr) {
-        return DREND_NO_EL;
-    }
     if (dri_is_answering(peer)) {
         return DREND_ERR; // a line of error would stand in the middle of the answer
     }
-    dr_request_s asked;
-    asked.peer = peer;
-    asked.top_tag = tag.get();
-    asked.args = argument;
-    return dri_answer<int>(peer, DREND_ERR, [&] { return send_event(asked); });
+    return dri_answer<int>(peer, DREND_ERR, [&] {
+        const dri_used_tag_t tag(dri_acquire_event_tag(internal_name, external_name));
+        return tag == nullptr ? static_cast<int>(DREND_NO_EL)
+                              : send_event(peer, tag.get(), argument);
+    });
 }

@@ -203,7 +203,7 @@ TEST_F(access_test, a_path_leads_to_values) {
          "name mtu status address ips large box astray"},
         {"/interfaces/interface[name='it\\'s']", nullptr, "list element",
          "name mtu status address ips large box astray"},
-        {"/interfaces/interface[mtu > 1500][status='up']/address[length=8]",
+        {"/interfaces/interface[mtu > 0x600][mtu > -1][status='up']/address[length=8]",
          "/interfaces/interface[name='lo']/address[2]", "list element", "ip length"},
         {"/interfaces/interface[name='lo']/mtu", nullptr, "leaf", ""},
         {"/interfaces/interface[name='lo']/ips", nullptr, "leaf-list", ""},
@@ -290,9 +290,11 @@ TEST_F(access_test, elements_are_stepped_through) {
     drx_context_s* context = open();
     const auto names = [&](const char* path, const char* leaf) {
         std::vector<std::string> found;
+        std::set<std::string> paths; // one for each element
         EXPECT_EQ(drx_push_path(context, path), DREND_OK) << drx_get_error();
         while (drx_get_next_element(context) == DREND_OK) {
             found.push_back(text_of(context, leaf));
+            EXPECT_TRUE(paths.insert(path_of(context)).second) << path_of(context);
         }
         EXPECT_EQ(drx_get_type(context), DRX_LIST + 3 * (*leaf == '\0'));
         EXPECT_EQ(drx_get_first_element(context), found.empty() ? DREND_NO_EL : DREND_OK);

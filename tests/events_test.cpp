@@ -38,6 +38,9 @@ class events_test : public render_test {
                std::string(tree) + R"(},
           {"dc_external_notify_name": "e3", "dc_internal_notify_name": "i", "dc_tag":
            {"dts_name": "n", "dts_source": "/t"}},
+          {"dc_external_notify_name": "e4", "dc_internal_notify_name": "a name that is long",
+           "dc_tag": )" +
+               std::string(tree) + R"(},
           {"dc_notify_leaf": "/t/row/name", "dc_internal_notify_name": ["i", "j"]},
           {"dc_notify_leaf": "/t/mtu", "dc_internal_notify_name": ["k"]}])");
         drend_init(nullptr, nullptr, 0, nullptr);
@@ -69,6 +72,9 @@ constexpr char ROWS_XML[] = "<t>\n  <row>\n    <name>a</name>\n  </row>\n  <row>
 using texts_t = std::vector<std::string>;
 
 int note_event(const drx_event_s* event, void* data) {
+    if (data == nullptr) {
+        return 0;
+    }
     static_cast<texts_t*>(data)->push_back(
         std::string(event->internal_name) + " " + event->external_name + " " +
         event->app_name + event->name_space + (event->has_content != 0 ? " content" : ""));
@@ -76,6 +82,9 @@ int note_event(const drx_event_s* event, void* data) {
 }
 
 int note_leaf(const char* leaf, const char* name, void* data) {
+    if (data == nullptr) {
+        return 0;
+    }
     static_cast<texts_t*>(data)->push_back(std::string(leaf) + " " + name);
     return 0;
 }
@@ -121,25 +130,39 @@ TEST_F(events_test, are_sent_as_answers_are) {
                            "      }]\n  }\n}");
     EXPECT_EQ(drx_send_event(peer_, "i", "e3", nullptr), 0);
     EXPECT_EQ(take_text(), "");
-    for (const char* none : {"e1", "e4"}) {
+    for (const char* none : {"e1", "e5"}) {
         EXPECT_EQ(drx_send_event(peer_, "i", none, nullptr), DREND_NO_EL);
     }
     EXPECT_EQ(drx_send_event(peer_, "k", nullptr, nullptr), DREND_NO_EL);
     output.fail_at = output.sends;
     EXPECT_EQ(drx_send_event(peer_, "i", nullptr, nullptr), DREND_PEER_LOST);
     output.fail_at = -1;
-    if (allocations_can_fail()) {
-        take_text().reserve(1 << 16);
-        failing_allocation = 3;
-        EXPECT_EQ(drx_send_event(peer_, "i", nullptr, nullptr), DREND_ERR);
-        failing_allocation = 0;
-        EXPECT_EQ(take_text(), "error: out of memory\n");
-        texts_t found;
-        failing_allocation = 1;
-        EXPECT_EQ(drx_find_events("i", note_event, &found), DREND_ERR);
-        failing_allocation = 1;
-        EXPECT_EQ(drx_find_events_of_container("t", note_leaf, &found), DREND_ERR);
-        failing_allocation = 0;
+}
+
+TEST_F(events_test, memory_that_runs_out_is_told) {
+    if (!allocations_can_fail()) {
+        GTEST_SKIP() << "the allocation function is not this program's";
+    }
+    const std::function<int()> calls[] = {
+        [&] { return drx_send_event(peer_, "a name that is long", nullptr, "as-json"); },
+        [&] { return drx_find_events("a name that is long", note_event, nullptr); },
+        [&] { return drx_find_events_of_leaf("/t/row/name/", note_leaf, nullptr); },
+        [&] { return drx_find_events_of_container("/t/row/name/", note_leaf, nullptr); },
+    };
+    for (const auto& call : calls) {
+        bool has_failed = true;
+        for (long number = 1; has_failed && !HasFailure(); ++number) {
+            output.text.clear();
+            output.text.reserve(1 << 16);
+            dri_reset_xpath_cache();
+            failing_allocation = number;
+            const int status = call();
+            has_failed = failing_allocation <= 0;
+            failing_allocation = 0;
+            EXPECT_EQ(status == DREND_ERR, has_failed) << number;
+            const bool is_told = output.text.ends_with("error: out of memory\n");
+            EXPECT_EQ(is_told, has_failed && &call == &calls[0]);
+        }
     }
 }
 
