@@ -10,6 +10,7 @@
 #include <cstdarg>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -138,7 +139,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     drx_context_s* context = nullptr;
     require(drx_create_context("show", &context) == DREND_OK);
     for (std::string line; std::getline(lines, line);) {
-        line = line.c_str(); // up to a NUL
+        line.resize(strlen(line.c_str()));
         drx_value_s value;
         const std::string before = path_of(context);
         drx_get_leaf_value(context, line.c_str(), &value);

@@ -92,7 +92,7 @@ class dr_tags_access_context_c : public dr_tags_context_c {
   private:
     bool settle();
     void give_up();
-    void exit_entered();
+    static void exit_entered(dr_meta_context_c& context);
     void mark_in_use(const drend_tag_c* tag);
     void release_in_use();
     bool has_style(const drend_tag_c* tag) const;

@@ -25,7 +25,11 @@ dr_tags_access_context_c::dr_tags_access_context_c(void* element_ref)
     : dr_tags_context_c(element_ref) {}
 
 dr_tags_access_context_c::~dr_tags_access_context_c() {
-    exit_entered();
+    // A context that is alone has its frames for itself: exiting it asks for no memory.
+    while (dr_meta_context_c* context = get_top_meta_context(0)) {
+        exit_entered(*context);
+        pop_meta_context();
+    }
     release_in_use();
     if (dri_retirement_waits()) {
         dri_free_daemon_context(nullptr);
@@ -79,7 +83,9 @@ bool dr_tags_access_context_c::settle() {
 // Leaves whatever the walk is still inside of. After a walk that came to its end there is nothing.
 void dr_tags_access_context_c::give_up() {
     if (walk_.abandon()) {
-        exit_entered();
+        for (unsigned n = 0; n < meta_depth(); ++n) {
+            exit_entered(*get_top_meta_context(n));
+        }
         while (get_top_tag(0) != command_tag_ && pop_tag() == 0) {
         }
     }
@@ -87,13 +93,10 @@ void dr_tags_access_context_c::give_up() {
     release_in_use();
 }
 
-void dr_tags_access_context_c::exit_entered() {
-    for (unsigned n = 0; n < meta_depth(); ++n) {
-        dr_meta_context_c* context = get_top_meta_context(n);
-        context->end_visit(); // the leaf covers what was entered
-        if (const dr_meta_node_c* node = context->get_top_node()) {
-            context->call_exit_proc(node->type);
-        }
+void dr_tags_access_context_c::exit_entered(dr_meta_context_c& context) {
+    context.end_visit(); // the leaf covers what was entered
+    if (const dr_meta_node_c* node = context.get_top_node()) {
+        context.call_exit_proc(node->type);
     }
 }
 

@@ -11,7 +11,6 @@
 #include "render_fixture.h"
 
 using testing::ElementsAre;
-using testing::HasSubstr;
 
 namespace {
 
