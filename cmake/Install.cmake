@@ -4,7 +4,7 @@
 #
 #   runtime      the two shared libraries                      liborvex-dynamic-render0
 #   development  headers, pkg-config and CMake files, pages    liborvex-dynamic-render-dev
-#   tools        netstatd, drendctl, and what they come with   orvex-dynamic-render-tools
+#   tools        the programs and what they come with          orvex-dynamic-render-tools
 #
 # Included last: a program whose target does not exist is not installed.
 include(GNUInstallDirs)
@@ -91,6 +91,18 @@ drend_install_compressed(docs/man/drend.3 ${CMAKE_INSTALL_MANDIR}/man3 developme
 # Tools. Definitions are looked for in "usr/lib/render" below some directory, so that is where they
 # go, whatever the prefix: "lib/render" below one that ends in "usr", the whole path below others.
 
+# A program finds the libraries beside its directory, CMAKE_INSTALL_<kind>; those of the system need no
+# run path. After the program's own installation.
+function(drend_find_beside program kind)
+  file(RELATIVE_PATH run_path ${CMAKE_INSTALL_FULL_${kind}} ${CMAKE_INSTALL_FULL_LIBDIR})
+  set_target_properties(${program} PROPERTIES INSTALL_RPATH "$ORIGIN/${run_path}")
+  install(CODE "
+    if(CMAKE_INSTALL_PREFIX MATCHES \"^/usr/?$\")
+      file(RPATH_REMOVE FILE
+        \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_${kind}}/${program}\")
+    endif()" COMPONENT tools)
+endfunction()
+
 if(TARGET netstatd)
   install(CODE [[
     set(drend_render_dir usr/lib/render)
@@ -98,14 +110,7 @@ if(TARGET netstatd)
       set(drend_render_dir lib/render)
     endif()]] COMPONENT tools)
   install(TARGETS netstatd RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT tools)
-  # It finds the libraries beside it; those of the system need no run path.
-  file(RELATIVE_PATH drend_run_path ${CMAKE_INSTALL_FULL_SBINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
-  set_target_properties(netstatd PROPERTIES INSTALL_RPATH "$ORIGIN/${drend_run_path}")
-  install(CODE "
-    if(CMAKE_INSTALL_PREFIX MATCHES \"^/usr/?$\")
-      file(RPATH_REMOVE FILE
-        \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_SBINDIR}/netstatd\")
-    endif()" COMPONENT tools)
+  drend_find_beside(netstatd SBINDIR)
   install(DIRECTORY examples/netstatd/render/ DESTINATION "\${drend_render_dir}"
     COMPONENT tools)
   drend_install_compressed(docs/man/netstatd.8 ${CMAKE_INSTALL_MANDIR}/man8 tools)
@@ -119,10 +124,17 @@ if(TARGET netstatd)
   install(FILES ${drend_generated}/netstatd.service DESTINATION lib/systemd/system
     COMPONENT tools)
 endif()
-if(TARGET drendctl)
-  install(TARGETS drendctl RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
-  drend_install_compressed(tools/drendctl/drendctl.1 ${CMAKE_INSTALL_MANDIR}/man1 tools)
-  install(FILES tools/drendctl/drendctl.bash
-    DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME drendctl
+foreach(program drendctl drend-preview)
+  if(NOT TARGET ${program})
+    continue()
+  endif()
+  string(REPLACE drend- "" folder ${program})
+  install(TARGETS ${program} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
+  drend_install_compressed(tools/${folder}/${program}.1 ${CMAKE_INSTALL_MANDIR}/man1 tools)
+  install(FILES tools/${folder}/${program}.bash
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME ${program}
     COMPONENT tools OPTIONAL)
+endforeach()
+if(TARGET drend-preview)
+  drend_find_beside(drend-preview BINDIR)
 endif()

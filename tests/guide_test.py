@@ -74,12 +74,14 @@ class Guide(unittest.TestCase):
         return compared
 
     def test_the_steps_are_as_printed(self):
-        _, data, definition, link, less, _, serve = steps()
+        _, definition, preview, data, link, less, _, serve = steps()
         source = data[0][1]
         (self.place / "sensord.c").write_text(source)
         file = self.place / re.search(r'"(\S+-sensors\.json)"', GUIDE).group(1)
         file.parent.mkdir(parents=True)
         file.write_text(definition[0][1])
+        (self.place / "sensors.json").write_text(preview[0][1])
+        self.assertEqual(self.check(preview[1:]), 1)
         self.assertEqual(self.check(link), 1)
         self.assertEqual(self.check(less), 2)
         main, start, *ask = serve

@@ -147,8 +147,9 @@ class Install(unittest.TestCase):
         }
         if pathlib.Path(BUILD, "bin/drendctl").exists():
             wanted["orvex-dynamic-render-tools"] += [
-                "bin/drendctl", "share/man/man1/drendctl.1",
-                "share/bash-completion/completions/drendctl"]
+                f"{place}{program}{end}" for program in ("drendctl", "drend-preview")
+                for place, end in (("bin/", ""), ("share/man/man1/", r"\.1"),
+                                   ("share/bash-completion/completions/", ""))]
         lists = {package: run("dpkg-deb", "-c", file) for package, file in self.packages.items()}
         for package, patterns in wanted.items():
             for pattern in patterns:
