@@ -28,20 +28,20 @@ int dr_tags_context_c::push_tag(const drend_tag_c* tag) {
     if (!has_steps_left() || tag->is_hidden()) {
         return DREND_OK;
     }
-    const dr_step_filter_s& step = (*filter_)[current_step_++];
-    assert(current_step_ <= filter_->size());
+    current_step_ = &current_step_->step_for(tag);
     // An empty step is used up, but filters nothing and is not given back.
-    get_top_tag(0)->dto_filter = step.text.empty() ? nullptr : &step;
+    get_top_tag(0)->dto_filter = current_step_->is_empty ? nullptr : current_step_;
     if (dri_trace_on(DREND_TRACE_WALK)) {
         drend_debug_trace("DR_TAGS_ACCESS: push_tag:filter: tag: %s filter: %s\n",
-                          tag->name().c_str(), step.text.c_str());
+                          tag->name().c_str(), dri_step_text(*current_step_).c_str());
     }
     return DREND_OK;
 }
 
 void dr_tags_context_c::give_step_back() {
-    if (get_top_tag(0)->dto_filter != nullptr && current_step_ > 0) {
-        --current_step_;
+    const bool has_taken = get_top_tag(0)->dto_filter != nullptr;
+    if (has_taken && current_step_ != nullptr && current_step_->above != nullptr) {
+        current_step_ = current_step_->above;
     }
 }
 
@@ -61,7 +61,7 @@ int dr_tags_context_c::set_filter(const char* filter) {
 
 void dr_tags_context_c::set_filter(dr_filter_t filter) {
     filter_ = std::move(filter);
-    current_step_ = 0;
+    current_step_ = filter_ == nullptr ? nullptr : &filter_->top();
 }
 
 void dri_get_cur_source(const dr_tags_context_c* ctx, std::string& out) {

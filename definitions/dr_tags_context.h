@@ -49,11 +49,12 @@ class dr_tags_context_c : public dr_render_context_c {
     int set_filter(const char* filter);
     // Sets a filter that is cut already; null for none.
     void set_filter(dr_filter_t filter);
-    bool has_filter() const { return filter_ != nullptr; }
     // Whether the next visible tag takes a step.
     bool has_steps_left() const {
-        return filter_ != nullptr && current_step_ < filter_->size();
+        return current_step_ != nullptr && !current_step_->below.empty();
     }
+    // What that step is chosen from.
+    const dr_filter_node_s* current_step() const { return current_step_; }
 
     // The style that the request asks for; empty for none.
     std::string requested_style;
@@ -66,7 +67,7 @@ class dr_tags_context_c : public dr_render_context_c {
 
   private:
     dr_filter_t filter_;
-    size_t current_step_ = 0;
+    const dr_filter_node_s* current_step_ = nullptr; // taken last; null without a filter
 };
 
 // The sources on the tag stack, bottom first, joined with "/".

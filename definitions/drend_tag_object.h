@@ -18,6 +18,13 @@ enum dt_tag_obj_flag_e : uint32_t {
     DTO_FLAG_PRESENT = 0x1, // a presence container that is present: printed even when empty
 };
 
+// What a filter says of a kid without asking the data.
+enum class dr_kid_choice_e : uint8_t {
+    ASK,   // nothing
+    SHOWN, // of a leaf: it is shown
+    HIDDEN,
+};
+
 // What a walk remembers of a container whose kids the daemon names while it is walked.
 struct dr_dynamic_kids_s {
     const void* inherited_ref = nullptr; // the row that the container belongs to
@@ -65,8 +72,15 @@ class drend_tag_object_c {
     dr_row_ref_c dto_row;      // what its kids are, or null
     const dr_row_kid_s* dto_in_row =
         nullptr; // what it is in the row of its parent, or null
-    const dr_step_filter_s* dto_filter =
+    const dr_filter_node_s* dto_filter =
         nullptr; // the request's filter at this level, or null
+    // Which of its ways what the walk is at has passed, as the last judgement left it. Empty for a
+    // single way: the walk is inside of nothing else.
+    mutable std::vector<bool> dto_passed;
+    bool has_passed(size_t way) const { return dto_passed.empty() || dto_passed[way]; }
+    // What the filter says of the kids without asking the data, and the step that said so.
+    std::vector<dr_kid_choice_e> dto_choices;
+    const dr_filter_node_s* dto_chosen_by = nullptr;
     // What a list procedure may seek by, worked out when the list's walk starts.
     dr_meta_context_c::names_ref_t dto_filter_names;
 

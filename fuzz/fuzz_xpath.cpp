@@ -46,14 +46,16 @@ void evaluate(const xp_node_c& tree) {
 
 void cut(const std::string& filter) {
     const dr_filter_t steps = dri_cut_filter(filter.c_str());
-    dr_xp_size_s together;
     if (steps == nullptr) {
         return;
     }
-    for (const dr_step_filter_s& step : *steps) {
-        if (step.parsed != nullptr) {
-            require(step.parsed->steps().size() == 1);
-            together.add(step.parsed->size());
+    dr_xp_size_s together;
+    for (const dr_filter_node_s* step = &steps->top(); !step->below.empty();) {
+        step = step->below.front();
+        require(step->ways.size() == 1);
+        if (step->ways[0].parsed != nullptr) {
+            require(step->ways[0].parsed->steps().size() == 1);
+            together.add(step->ways[0].parsed->size());
         }
     }
     require(!together.is_too_much());

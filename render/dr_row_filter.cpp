@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "definitions/dr_filter_steps.h"
 #include "expr/dr_xp_eval.h"
 #include "frame/drend_trace.h"
 
@@ -14,61 +15,157 @@ void drend_set_suspend_on_hidden_rows(int flag) {
     dri_suspends_on_hidden_rows = flag;
 }
 
-bool dr_row_filter_c::step_match(const drend_tag_object_c* tobj) {
-    dr_bound_step_c& step = bind(tobj);
-    if (!step_is_for(tobj, step)) {
-        return false;
-    }
-    const auto& predicates = tobj->dto_filter->parsed->predicates();
-    return std::all_of(predicates.begin(), predicates.end(),
-                       [&](const dr_xp_predicate_s& predicate) {
-                           return predicate_match(tobj, step, predicate);
-                       });
+namespace {
+
+// The name, the predicates, the entries of leaf-lists, the value.
+size_t test_count(const dr_step_filter_s& way) {
+    const size_t predicates = way.parsed == nullptr ? 0 : way.parsed->predicates().size();
+    return 1 + predicates + way.entries.size() + (way.value == nullptr ? 0 : 1);
 }
 
-void dr_row_filter_c::bind_anew(const dr_step_filter_s& filter, const drend_tag_c& tag) {
-    const auto found = std::find_if(bound_steps_.begin(), bound_steps_.end(),
-                                    [&](const auto& step) { return step->is_of(filter); });
-    if (found != bound_steps_.end()) {
-        bound_ = found->get();
-    } else {
-        bound_ = bound_steps_.emplace_back(std::make_unique<dr_bound_step_c>(filter)).get();
+void trace_match(const drend_tag_object_c* tobj) {
+    if (dri_trace_on(DREND_TRACE_WALK)) {
+        drend_debug_trace("DR_TAGS_ACCESS: filter_match: tag: %s filter: %s\n",
+                          tobj->name().c_str(), dri_step_text(*tobj->dto_filter).c_str());
     }
+}
+
+} // namespace
+
+// --- ways -----------------------------------------------------------------------------------
+
+bool dr_row_filter_c::step_match(const drend_tag_object_c* tobj) {
+    trace_match(tobj);
+    const auto& ways = tobj->dto_filter->ways;
+    if (ways.size() == 1) {
+        return is_open(tobj, ways[0]) && way_match(tobj, ways[0]);
+    }
+    open_ways(tobj);
+    bool is_passed = false;
+    for (size_t i = 0; i < ways.size(); ++i) {
+        tobj->dto_passed[i] = tobj->dto_passed[i] && way_match(tobj, ways[i]);
+        is_passed = is_passed || tobj->dto_passed[i];
+    }
+    return is_passed;
+}
+
+bool dr_row_filter_c::way_match(const drend_tag_object_c* tobj,
+                                const dr_step_filter_s& way) {
+    const size_t tests = test_count(way);
+    for (size_t test = 0; test < tests; ++test) {
+        if (!passes_test(tobj, way, test)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+// Whether the way above was passed that this one belongs to.
+bool dr_row_filter_c::is_open(const drend_tag_object_c* tobj,
+                              const dr_step_filter_s& way) const {
+    const dr_filter_node_s* above = tobj->dto_filter->above;
+    if (above->ways.size() < 2 || way.within == DR_WITHIN_NONE) {
+        return way.within != DR_WITHIN_NONE;
+    }
+    size_t n = 1;
+    while (position_.tag(n) != nullptr && position_.tag(n)->dto_filter != above) {
+        ++n;
+    }
+    return position_.tag(n) != nullptr && position_.tag(n)->has_passed(way.within);
+}
+
+void dr_row_filter_c::open_ways(const drend_tag_object_c* tobj) const {
+    const auto& ways = tobj->dto_filter->ways;
+    tobj->dto_passed.resize(ways.size());
+    for (size_t i = 0; i < ways.size(); ++i) {
+        tobj->dto_passed[i] = is_open(tobj, ways[i]);
+    }
+}
+
+void dr_row_filter_c::bind_anew(const dr_step_filter_s& way, const drend_tag_c& tag) {
+    bound_ = &bound_steps_.try_emplace(&way, way).first->second;
     if (!bound_->is_bound_to(tag)) {
         bound_->bind(tag);
     }
 }
 
-bool dr_row_filter_c::step_is_for(const drend_tag_object_c* tobj,
-                                  const dr_bound_step_c& step) {
-    const dr_step_filter_s* filter = tobj->dto_filter;
-    if (dri_trace_on(DREND_TRACE_WALK)) {
-        drend_debug_trace("DR_TAGS_ACCESS: filter_match: tag: %s filter: %s\n",
-                          tobj->name().c_str(), filter->text.c_str());
-    }
-    if (filter->parsed == nullptr && dri_trace_on(DREND_TRACE_ERROR)) {
-        drend_debug_trace("DR_ERROR: Invalid dto_filter '%s'\n", filter->text.c_str());
-    }
-    return step.names_tag();
-}
-
 int dr_row_filter_c::judge(const drend_tag_object_c* tobj, size_t& next) {
-    size_t at = std::exchange(next, 0);
-    dr_bound_step_c& step = bind(tobj);
-    if (at == 0 && !step_is_for(tobj, step)) {
+    if (next == 0) {
+        trace_match(tobj);
+    }
+    const auto& ways = tobj->dto_filter->ways;
+    if (ways.size() != 1) {
+        return judge_ways(tobj, next);
+    }
+    if (!is_open(tobj, ways[0])) {
         return DREND_NO_EL;
     }
-    const auto& predicates = tobj->dto_filter->parsed->predicates();
-    while (at < predicates.size()) {
-        if (!predicate_match(tobj, step, predicates[at])) {
+    size_t test = std::exchange(next, 0);
+    const int judged = judge_way(tobj, ways[0], test, false);
+    next = judged == DREND_DEFER ? test : 0;
+    return judged;
+}
+
+// The tests count on from way to way.
+int dr_row_filter_c::judge_ways(const drend_tag_object_c* tobj, size_t& next) {
+    const auto& ways = tobj->dto_filter->ways;
+    const size_t at = std::exchange(next, 0);
+    if (at == 0) {
+        open_ways(tobj);
+    }
+    size_t first = 0;
+    bool is_passed = false;
+    for (size_t i = 0; i < ways.size(); first += test_count(ways[i++])) {
+        if (tobj->dto_passed[i] && at < first + test_count(ways[i])) {
+            size_t test = at > first ? at - first : 0;
+            const int judged = judge_way(tobj, ways[i], test, i + 1 < ways.size());
+            if (judged == DREND_DEFER) {
+                next = first + test;
+                return DREND_DEFER;
+            }
+            tobj->dto_passed[i] = judged == DREND_OK;
+        }
+        is_passed = is_passed || tobj->dto_passed[i];
+    }
+    return is_passed ? DREND_OK : DREND_NO_EL;
+}
+
+// Judges by the tests of a way from `test` on, which is where to go on after DREND_DEFER. `has_more`:
+// there are other ways behind it.
+int dr_row_filter_c::judge_way(const drend_tag_object_c* tobj, const dr_step_filter_s& way,
+                               size_t& test, bool has_more) {
+    const size_t tests = test_count(way);
+    while (test < tests) {
+        if (!passes_test(tobj, way, test)) {
             return DREND_NO_EL;
         }
-        if (++at < predicates.size() && row_has_to_wait()) {
-            next = at;
+        const bool has_read = test++ > 0;
+        if (has_read && (test < tests || has_more) && row_has_to_wait()) {
             return DREND_DEFER;
         }
     }
     return DREND_OK;
+}
+
+bool dr_row_filter_c::passes_test(const drend_tag_object_c* tobj,
+                                  const dr_step_filter_s& way, size_t test) {
+    dr_bound_step_c& step = bind(tobj, way);
+    if (test == 0) {
+        if (way.parsed == nullptr && dri_trace_on(DREND_TRACE_ERROR)) {
+            drend_debug_trace("DR_ERROR: Invalid dto_filter '%s'\n", way.text.c_str());
+        }
+        return step.names_tag();
+    }
+    const auto& predicates = way.parsed->predicates();
+    if (test <= predicates.size()) {
+        return predicate_match(tobj, step, predicates[test - 1]);
+    }
+    if (position_.object() != nullptr && position_.object()->is_list()) {
+        return true; // waits for the rows
+    }
+    test -= predicates.size() + 1;
+    return test < way.entries.size() ? has_entry(way.entries[test])
+                                     : has_value(tobj, *way.value);
 }
 
 // Whether a row that is being judged is to wait: a filter may have thousands of predicates.
@@ -91,14 +188,112 @@ bool dr_row_filter_c::predicate_match(const drend_tag_object_c* tobj, dr_bound_s
     return dri_holds(*predicate.node, lookup);
 }
 
+// Whether the leaf-list of that name, below where the walk is, has such an entry.
+bool dr_row_filter_c::has_entry(const dr_entry_s& entry) {
+    if (position_.look_up(entry.name) != DREND_OK) {
+        return false;
+    }
+    const dr_meta_object_c* object = position_.object();
+    const bool is_found = object != nullptr && object->is_list() && find_entry(entry.text);
+    position_.take_back();
+    return is_found;
+}
+
+// Goes through the entries of the leaf-list on top, as a walk would.
+bool dr_row_filter_c::find_entry(std::string_view text) {
+    dr_meta_context_c& list = *position_.context(0);
+    hand_off(nullptr, list);
+    list.call_enter_proc(DMN_TYPE_LIST);
+    bool is_found = false;
+    while (!is_found && step_to_row(list)) {
+        list.call_enter_proc(DMN_TYPE_CONT);
+        is_found = has_value(position_.tag(0), text);
+        list.call_exit_proc(DMN_TYPE_CONT);
+    }
+    list.call_exit_proc(DMN_TYPE_LIST);
+    return is_found;
+}
+
+bool dr_row_filter_c::step_to_row(dr_meta_context_c& list) {
+    const int status = list.call_list_proc();
+    const bool is_row = (status == DREND_OK || status == DREND_DEFER) &&
+                        list.get_element_offset(0) != nullptr;
+    list.set_top_type(is_row ? DMN_TYPE_LIST_EL : DMN_TYPE_LIST);
+    return is_row;
+}
+
+// Whether the leaf on top, or the entry of the leaf-list on top, has that value.
+bool dr_row_filter_c::has_value(const drend_tag_object_c* tobj, std::string_view text) {
+    const char* leaf = tobj->type() == DT_TYPE_LEAF_LIST ? DT_LEAF_LIST_VALUE : "";
+    std::string_view value;
+    return reader_.read(leaf, value) == DREND_OK && value == text;
+}
+
+// The only way that is open to the tag, or null.
+const dr_step_filter_s* dr_row_filter_c::only_way(const drend_tag_object_c* tobj) const {
+    const dr_step_filter_s* only = nullptr;
+    for (const dr_step_filter_s& way : tobj->dto_filter->ways) {
+        if (is_open(tobj, way)) {
+            if (only != nullptr) {
+                return nullptr;
+            }
+            only = &way;
+        }
+    }
+    return only;
+}
+
+// --- kids -----------------------------------------------------------------------------------
+
+namespace {
+
+dr_kid_choice_e choose_kid(const drend_tag_c& kid, const dr_filter_node_s& above) {
+    const dr_filter_node_s& step = above.step_for(&kid);
+    if (kid.is_hidden() || above.ways.size() > 1 || step.is_empty || step.ways.size() > 1) {
+        return dr_kid_choice_e::ASK;
+    }
+    if (step.ways.empty() || step.ways[0].within == DR_WITHIN_NONE) {
+        return dr_kid_choice_e::HIDDEN;
+    }
+    const dr_step_filter_s& way = step.ways[0];
+    if (way.parsed == nullptr) {
+        return dr_kid_choice_e::ASK;
+    }
+    const xp_node_c& name = way.parsed->steps().front();
+    if (!name.text.empty() && name.text != kid.name()) {
+        return dr_kid_choice_e::HIDDEN;
+    }
+    const bool is_sure = kid.dt_type == DT_TYPE_LEAF && way.value == nullptr &&
+                         way.entries.empty() && way.parsed->predicates().empty();
+    return is_sure ? dr_kid_choice_e::SHOWN : dr_kid_choice_e::ASK;
+}
+
+} // namespace
+
+const std::vector<dr_kid_choice_e>& dr_row_filter_c::choose(drend_tag_object_c* tobj,
+                                                            const dr_filter_node_s* step) {
+    const auto& kids = tobj->dto_tag->dt_kids;
+    if (tobj->dto_chosen_by != step) {
+        tobj->dto_chosen_by = step;
+        tobj->dto_choices.clear();
+        for (const drend_tag_c* kid : kids) {
+            tobj->dto_choices.push_back(choose_kid(*kid, *step));
+        }
+    }
+    return tobj->dto_choices;
+}
+
+// --- seeking --------------------------------------------------------------------------------
+
 void dr_row_filter_c::gather_names(drend_tag_object_c* tobj) {
     tobj->dto_filter_names.reset();
-    if (tobj->dto_filter == nullptr || tobj->dto_filter->parsed == nullptr) {
+    const dr_step_filter_s* way = tobj->dto_filter == nullptr ? nullptr : only_way(tobj);
+    if (way == nullptr || way->parsed == nullptr) {
         return;
     }
     drend_tags_access_context_value_lookup_c lookup(position_, reader_);
     dr_meta_context_c::names_t names;
-    for (const dr_xp_predicate_s& predicate : tobj->dto_filter->parsed->predicates()) {
+    for (const dr_xp_predicate_s& predicate : way->parsed->predicates()) {
         dri_gather_filter_expr(*predicate.node, lookup, names);
     }
     if (!names.empty()) {

@@ -10,13 +10,14 @@
 //  1. Visible tags take one step each, hidden tags none; a tag gives its step back when it is left.
 //     An empty step filters nothing and is not given back.
 //  2. A list as a whole is judged by what can be judged of it, its name; the rest waits for the
-//     rows.
+//     rows. What passes a step of several ways is remembered with the tag, for the steps below it.
 //  3. Equalities that must hold for a row to be shown are handed to list procedures, to seek by.
 //
 // Belongs to one walk on the daemon's thread.
 #pragma once
 
-#include <memory>
+#include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "definitions/dr_position.h"
@@ -54,27 +55,44 @@ class dr_row_filter_c {
     // Hands that to the context whose list procedure is called next.
     static void hand_off(const drend_tag_object_c* tobj, dr_meta_context_c& context);
 
+    // What the filter says of the kids of the container on top, one for each. Their steps are below
+    // `step`. Valid until it is asked for another step.
+    static const std::vector<dr_kid_choice_e>& choose(drend_tag_object_c* tobj,
+                                                      const dr_filter_node_s* step);
+
   private:
     int judge(const drend_tag_object_c* tobj, size_t& next);
+    int judge_ways(const drend_tag_object_c* tobj, size_t& next);
+    int judge_way(const drend_tag_object_c* tobj, const dr_step_filter_s& way, size_t& test,
+                  bool has_more);
     bool step_match(const drend_tag_object_c* tobj);
-    // The step that the tag has taken, bound to it.
-    dr_bound_step_c& bind(const drend_tag_object_c* tobj) {
-        if (bound_ == nullptr || !bound_->is_of(*tobj->dto_filter) ||
+    bool way_match(const drend_tag_object_c* tobj, const dr_step_filter_s& way);
+    bool is_open(const drend_tag_object_c* tobj, const dr_step_filter_s& way) const;
+    void open_ways(const drend_tag_object_c* tobj) const;
+    const dr_step_filter_s* only_way(const drend_tag_object_c* tobj) const;
+    // A way of the step that the tag has taken, bound to the tag.
+    dr_bound_step_c& bind(const drend_tag_object_c* tobj, const dr_step_filter_s& way) {
+        if (bound_ == nullptr || !bound_->is_of(way) ||
             !bound_->is_bound_to(*tobj->dto_tag)) {
-            bind_anew(*tobj->dto_filter, *tobj->dto_tag);
+            bind_anew(way, *tobj->dto_tag);
         }
         return *bound_;
     }
-    void bind_anew(const dr_step_filter_s& filter, const drend_tag_c& tag);
-    static bool step_is_for(const drend_tag_object_c* tobj, const dr_bound_step_c& step);
+    void bind_anew(const dr_step_filter_s& way, const drend_tag_c& tag);
+    bool passes_test(const drend_tag_object_c* tobj, const dr_step_filter_s& way,
+                     size_t test);
     bool row_has_to_wait() const;
     bool predicate_match(const drend_tag_object_c* tobj, dr_bound_step_c& step,
                          const dr_xp_predicate_s& predicate);
+    bool has_entry(const dr_entry_s& entry);
+    bool find_entry(std::string_view text);
+    static bool step_to_row(dr_meta_context_c& list);
+    bool has_value(const drend_tag_object_c* tobj, std::string_view text);
 
     dr_position_c& position_;
     dr_value_reader_c& reader_;
-    // The steps that were asked so far, at most one for each level, and the last one.
-    std::vector<std::unique_ptr<dr_bound_step_c>> bound_steps_;
+    // The ways that were asked so far, and the last one.
+    std::unordered_map<const dr_step_filter_s*, dr_bound_step_c> bound_steps_;
     dr_bound_step_c* bound_ = nullptr;
 };
 

@@ -333,8 +333,11 @@ bool dr_walk_c::walk_static_kids(drend_tag_object_c* tobj) {
 
 // The row of the container on top, or null where its kids have to be walked one by one.
 const dr_row_c* dr_walk_c::prepared_row(drend_tag_object_c* tobj) {
-    if (position_.context(0) == nullptr || tobj->dto_dynamic != nullptr ||
-        context_.has_steps_left() || is_watched()) {
+    if (position_.context(0) == nullptr || tobj->dto_dynamic != nullptr || is_watched()) {
+        return nullptr;
+    }
+    // A trace of errors shows kids that lead nowhere, hidden ones, too.
+    if (context_.has_steps_left() && dri_trace_on(DREND_TRACE_ERROR)) {
         return nullptr;
     }
     const dr_meta_node_c* node = position_.node();
@@ -349,12 +352,24 @@ const dr_row_c* dr_walk_c::prepared_row(drend_tag_object_c* tobj) {
 void dr_walk_c::walk_plain_kids(drend_tag_object_c* tobj, const dr_row_c& row) {
     dr_meta_context_c& context = *position_.context(0);
     dr_context_walker_c& walker = *walker_;
-    const dr_row_kid_s* kid = row.kids().data() + tobj->dto_kid;
-    const dr_row_kid_s* const end = row.kids().data() + row.kids().size();
+    const dr_row_kid_s* const first = row.kids().data();
+    const dr_row_kid_s* kid = first + tobj->dto_kid;
+    const dr_row_kid_s* const end = first + row.kids().size();
+    const dr_kid_choice_e* const choices =
+        context_.has_steps_left()
+            ? dr_row_filter_c::choose(tobj, context_.current_step()).data()
+            : nullptr;
     bool goes_on = true;
-    for (;
-         goes_on && kid != end && kid->is_plain() && kid->node->is_leaf() && !is_watched();
-         ++kid) {
+    for (; goes_on && kid != end && !is_watched(); ++kid) {
+        const auto choice =
+            choices == nullptr ? dr_kid_choice_e::SHOWN : choices[kid - first];
+        if (choice == dr_kid_choice_e::HIDDEN) {
+            status_ = DREND_OK;
+            continue;
+        }
+        if (choice == dr_kid_choice_e::ASK || !kid->is_plain() || !kid->node->is_leaf()) {
+            break;
+        }
         if (!context_.style_match(kid->tag)) {
             status_ = DREND_OK;
             continue;

@@ -5,67 +5,14 @@
 //
 // Arguments of different branches meet at the level that they share; what that selects is kept as
 // it is, because requests rely on it.
-//
-// The steps are built as the parser would build them from a text, but a value needs no quotes so:
-// it is compared as it was given, whatever it holds. A step's text is for traces.
 #include "service/dr_derived_filter.h"
 
 #include <memory>
-#include <utility>
 
-#include "expr/dr_xp_lexer.h"
-#include "expr/dr_xp_parser.h"
+#include "definitions/dr_filter_steps.h"
 #include "frame/str_util.h"
 
 namespace {
-
-std::unique_ptr<xp_node_c> make_value(int kind, std::string_view text) {
-    auto node = std::make_unique<xp_node_c>();
-    node->set_value(kind, std::string(text));
-    return node;
-}
-
-// One level of the filter: a tag's name and the values that its kids are to have.
-class step_builder_c {
-  public:
-    explicit step_builder_c(std::string name) : text_(name) {
-        node_.text = std::move(name);
-    }
-
-    void add(const std::string& name, std::string_view value) {
-        text_ += node_.type == XP_NODE_NONE ? " [ ( " : " and ( ";
-        text_ += name;
-        text_ += " = ";
-        dri_append_quoted(text_, value);
-        text_ += " )";
-        add_predicate(make_value(XP_TOKEN_WORD, name), make_value(XP_TOKEN_LITERAL, value));
-    }
-
-    dr_step_filter_s finish() {
-        text_ += node_.type == XP_NODE_NONE ? "" : " ]";
-        std::vector<xp_node_c> steps;
-        steps.push_back(std::move(node_));
-        dr_xp_size_s size;
-        size.nodes = 1 + 3 * (1 + node_.more_predicates.size());
-        return {std::move(text_), std::make_shared<dr_xpath_c>(std::move(steps), size)};
-    }
-
-  private:
-    // Each is a predicate of its own: however many there are, nothing nests.
-    void add_predicate(std::unique_ptr<xp_node_c> name, std::unique_ptr<xp_node_c> value) {
-        xp_node_c* root = &node_;
-        if (node_.type != XP_NODE_NONE) {
-            node_.more_predicates.push_back(std::make_unique<xp_node_c>());
-            root = node_.more_predicates.back().get();
-        }
-        root->type = XP_NODE_EQUAL;
-        root->left = std::move(name);
-        root->right = std::move(value);
-    }
-
-    xp_node_c node_;
-    std::string text_;
-};
 
 // The levels of a filter, built up argument by argument. Steps found by earlier arguments stay, and
 // an argument whose tag lies below another branch adds to the step that its depth has already.
@@ -82,10 +29,11 @@ class filter_builder_c {
         if (steps_.empty()) {
             return nullptr;
         }
-        auto filter = std::make_shared<std::vector<dr_step_filter_s>>();
-        filter->reserve(steps_.size());
-        for (step_builder_c& step : steps_) {
-            filter->push_back(step.finish());
+        auto filter = std::make_shared<dr_filter_c>();
+        dr_filter_node_s* above = &filter->top();
+        for (dr_step_builder_c& step : steps_) {
+            above = &filter->add_below(*above);
+            above->ways.push_back(step.finish());
         }
         return filter;
     }
@@ -118,7 +66,7 @@ class filter_builder_c {
 
     const std::string* name_ = nullptr;
     std::string_view value_;
-    std::vector<step_builder_c> steps_;
+    std::vector<dr_step_builder_c> steps_;
 };
 
 } // namespace

@@ -23,22 +23,26 @@ std::unique_ptr<dr_context_walker_c> dr_request_c::make_walker(int format,
     return std::make_unique<dr_xml_cwalker_c>(*this, peer(), wrap_in_data);
 }
 
-// Makes the walker and sets filter and style. False when the filter is refused.
-bool dr_request_c::apply(const dr_request_s& asked) {
+// Makes the walker and sets filter and style. What the peer is told when that cannot be, or an empty
+// text.
+std::string dr_request_c::apply(const dr_request_s& asked) {
     const auto meaning = dri_meaning_of(*top_tag_, asked.args);
     const int format = meaning->as_json ? static_cast<int>(DR_FORMAT_JSON) : asked.format;
+    std::string refusal = meaning->refusal;
     output_ = make_walker(format, asked.wrap_in_data);
     requested_style = meaning->style;
-    if (!meaning->has_filter && asked.filter == nullptr) {
-        return true;
+    if (meaning->filter != nullptr) {
+        set_filter(meaning->filter);
+    } else if (asked.filter != nullptr && refusal.empty()) {
+        set_filter(dri_read_filter(*top_tag_, asked.filter, refusal));
     }
-    set_filter(meaning->has_filter ? meaning->filter : dri_read_filter(asked.filter));
-    return has_filter();
+    return refusal;
 }
 
 bool dr_request_c::run(const dr_request_s& asked) {
-    if (!apply(asked)) {
-        status_ = dri_send_last_line(peer(), "error: the filter is too large\n");
+    const std::string refusal = apply(asked);
+    if (!refusal.empty()) {
+        status_ = dri_send_last_line(peer(), refusal.c_str());
         return true;
     }
     output_->initialize();

@@ -9,6 +9,7 @@
 #pragma once
 
 #include <memory>
+#include <string>
 
 #include "render/dr_suspendable.h"
 #include "render/dr_tags_access_context.h"
@@ -49,7 +50,7 @@ class dr_request_c final : public dr_tags_access_context_c, public dr_suspendabl
         output_->peer_is_lost();
     } // the walk notices at its next tag
     std::unique_ptr<dr_context_walker_c> make_walker(int format, bool wrap_in_data);
-    bool apply(const dr_request_s& asked);
+    std::string apply(const dr_request_s& asked);
 
     const drend_tag_c* top_tag_;
     std::unique_ptr<dr_context_walker_c> output_; // until the end of its answer

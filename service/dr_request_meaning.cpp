@@ -9,6 +9,8 @@
 #include <utility>
 
 #include "definitions/dr_filter_steps.h"
+#include "definitions/dr_subtree_filter.h"
+#include "expr/dr_subtree.h"
 #include "expr/dr_text_cache.h"
 #include "expr/dr_xp_parser.h"
 #include "expr/dri_args.h"
@@ -52,26 +54,19 @@ meaning_t read_meaning(const drend_tag_c& top_tag, const char* text) {
     meaning->as_json = dri_find_arg(args, "as-json") != nullptr;
     dr_request_wish_s wish = dri_derive_wish(top_tag, args);
     meaning->style = std::move(wish.style);
-    if (wish.filter != nullptr) {
-        meaning->has_filter = true;
-        meaning->filter = std::move(wish.filter);
-    } else if (const dr_argument_s* given = dri_find_arg(args, "filter")) {
-        meaning->has_filter = true;
-        meaning->filter =
-            dri_read_filter(std::string(dri_strip_quotes(given->value)).c_str());
+    meaning->filter = std::move(wish.filter);
+    const dr_argument_s* given = dri_find_arg(args, "filter");
+    if (meaning->filter == nullptr && given != nullptr) {
+        const std::string filter(dri_strip_quotes(given->value));
+        meaning->filter = dri_read_filter(top_tag, filter, meaning->refusal);
     }
     return meaning;
 }
 
 size_t memory_of(const dr_request_meaning_s& meaning) {
     size_t memory = sizeof meaning + dri_text_memory(meaning.style) + 2 * DRI_BLOCK_MEMORY;
-    if (meaning.filter != nullptr) {
-        memory += sizeof(std::vector<dr_step_filter_s>) + 2 * DRI_BLOCK_MEMORY;
-        for (const dr_step_filter_s& step : *meaning.filter) {
-            memory += sizeof step + dri_text_memory(step.text);
-            memory += step.parsed == nullptr ? 0 : step.parsed->memory();
-        }
-    }
+    memory += dri_text_memory(meaning.refusal);
+    memory += meaning.filter == nullptr ? 0 : meaning.filter->memory();
     return memory;
 }
 
@@ -101,6 +96,18 @@ meaning_t dri_meaning_of(const drend_tag_c& top_tag, const char* args) {
     return meaning;
 }
 
-dr_filter_t dri_read_filter(const char* text) {
-    return dri_cut_filter(simplify(text).c_str());
+dr_filter_t dri_read_filter(const drend_tag_c& top_tag, const std::string& text,
+                            std::string& refusal) {
+    dr_filter_t filter;
+    if (text.starts_with('<')) {
+        dr_subtree_node_s root;
+        const char* fault = dri_read_subtree(text, root);
+        filter = fault == nullptr ? dri_subtree_filter(top_tag, root) : nullptr;
+        fault = fault == nullptr ? DR_SUBTREE_NO_FILTER : fault;
+        refusal = filter == nullptr ? std::string("error: ") + fault + "\n" : "";
+    } else {
+        filter = dri_cut_filter(simplify(text.c_str()).c_str());
+        refusal = filter == nullptr ? "error: the filter is too large\n" : "";
+    }
+    return filter;
 }

@@ -14,15 +14,17 @@
 
 struct dr_request_meaning_s {
     bool as_json = false;
-    bool has_filter = false; // one that goes before the caller's
-    dr_filter_t filter;      // of has_filter; null when it is more than a filter may hold
-    std::string style;       // empty: none
+    dr_filter_t filter; // goes before the caller's; null: none
+    std::string style;  // empty: none
+    // What the peer is told instead of an answer, one line; empty: nothing is wrong.
+    std::string refusal;
 };
 
 // Null for `args` is a request without arguments.
 std::shared_ptr<const dr_request_meaning_s> dri_meaning_of(const drend_tag_c& top_tag,
                                                            const char* args);
 
-// The steps of a filter's text, in which "[*]" and the first "//" mean nothing. Null when it is
-// more than a filter may hold.
-dr_filter_t dri_read_filter(const char* text);
+// The filter that a text stands for: a path, in which "[*]" and the first "//" mean nothing, or a
+// subtree when it begins with "<". Null with a line for the peer in `refusal` when it cannot be.
+dr_filter_t dri_read_filter(const drend_tag_c& top_tag, const std::string& text,
+                            std::string& refusal);

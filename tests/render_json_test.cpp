@@ -384,10 +384,11 @@ TEST_F(json_test, input_parameters_filter_and_select_a_style) {
         dri_read_args(arguments, args);
         const dr_filter_t filter = dri_derive_wish(tag, args).filter;
         std::string text;
-        for (const dr_step_filter_s& step : *filter) {
+        for (const dr_filter_node_s* step = &filter->top(); !step->below.empty();) {
+            step = step->below.front();
             dr_str_buf_c parsed;
-            dri_xpath_dump(step.parsed->steps(), parsed);
-            text += "/" + step.text + " " + parsed.c_str();
+            dri_xpath_dump(step->ways.at(0).parsed->steps(), parsed);
+            text += "/" + step->ways[0].text + " " + parsed.c_str();
         }
         return text;
     };
