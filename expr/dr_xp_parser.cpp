@@ -75,12 +75,14 @@ class expr_parser_c {
         return nesting;
     }
 
+    // Sets the cursor to the token that was read last.
+    void give_back() { cursor_ = token_.start; }
+
   private:
     int next() {
         token_ = dri_xp_next_token(cursor_);
         return token_.code;
     }
-    void give_back() { cursor_ = token_.start; }
 
     std::unique_ptr<xp_node_c> make_node() {
         ++size_.nodes;
@@ -150,7 +152,9 @@ class expr_parser_c {
 int parse_expr(const char*& cursor, xp_node_c& node, dr_xp_size_s& size) {
     xp_node_c tree;
     ++size.nodes;
-    if (expr_parser_c(cursor, size).expression(tree, 0) == FAILED) {
+    expr_parser_c parser(cursor, size);
+    if (parser.expression(tree, 0) == FAILED) {
+        parser.give_back();
         return -1;
     }
     node.kind = 0;

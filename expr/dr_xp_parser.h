@@ -91,8 +91,8 @@ std::shared_ptr<const dr_xpath_c> dri_xpath_get(const char* text);
 int dri_xpath_parse(const char* text, std::vector<xp_node_c>& steps);
 
 // Parses the expression at `cursor`, counted alone, and leaves the cursor behind it. 0 with the
-// tree in `node`, whose text stays, or -1 with `node` as it was and the cursor somewhere in the
-// expression.
+// tree in `node`, whose text stays, or -1 with `node` as it was and the cursor at the token that
+// does not fit.
 int dri_xp_parse_expr(const char*& cursor, xp_node_c& node);
 
 // Empties the cache.

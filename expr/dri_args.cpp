@@ -24,7 +24,7 @@ class args_reader_c {
         name.clear();
         value.clear();
         state_ = state_e::between;
-        for (; !failed_ && *cursor_ != '\0'; ++cursor_) {
+        for (; !has_failed() && *cursor_ != '\0'; ++cursor_) {
             if (is_separator(*cursor_)) {
                 if (state_ != state_e::between) {
                     return true;
@@ -32,7 +32,6 @@ class args_reader_c {
                 name.clear();
             } else if (*cursor_ == '\'' || *cursor_ == '"') {
                 if (!quoted()) {
-                    failed_ = true; // the cursor is wherever the quoted string broke off
                     return false;
                 }
             } else if (*cursor_ == '=' && state_ == state_e::in_name) {
@@ -41,10 +40,10 @@ class args_reader_c {
                 ordinary();
             }
         }
-        return !failed_ && state_ != state_e::between;
+        return !has_failed() && state_ != state_e::between;
     }
 
-    bool failed() const { return failed_; }
+    const dr_args_fault_s& fault() const { return fault_; }
 
     std::string name;
     std::string value;
@@ -52,10 +51,17 @@ class args_reader_c {
   private:
     enum class state_e { between, in_name, in_value };
 
-    // Leaves the cursor at the closing quote.
+    bool has_failed() const { return fault_.what != nullptr; }
+
+    // Leaves the cursor at the closing quote, or wherever the quoted text breaks off.
     bool quoted() {
         const char* const begin = cursor_;
-        if (state_ == state_e::in_name || !dri_find_end_quote(begin, cursor_)) {
+        if (state_ == state_e::in_name) {
+            fault_ = {"a quote in a name", begin};
+            return false;
+        }
+        if (!dri_find_end_quote(begin, cursor_)) {
+            fault_ = {"a quote that is never closed", begin};
             return false;
         }
         const std::string text = dri_unquoted(std::string_view(begin + 1, cursor_), *begin);
@@ -80,17 +86,17 @@ class args_reader_c {
 
     const char* cursor_;
     state_e state_ = state_e::between;
-    bool failed_ = false;
+    dr_args_fault_s fault_{};
 };
 
 } // namespace
 
-bool dri_read_args(const char* text, std::vector<dr_argument_s>& out) {
+dr_args_fault_s dri_read_args(const char* text, std::vector<dr_argument_s>& out) {
     args_reader_c reader(text);
     while (reader.next()) {
         out.push_back({std::move(reader.name), std::move(reader.value)});
     }
-    return !reader.failed();
+    return reader.fault();
 }
 
 const dr_argument_s* dri_find_arg(const std::vector<dr_argument_s>& args,
@@ -103,7 +109,7 @@ const dr_argument_s* dri_find_arg(const std::vector<dr_argument_s>& args,
 int dri_args_parse(const char* text, dr_args_t& out) {
     out.clear();
     std::vector<dr_argument_s> args;
-    const bool is_right = dri_read_args(text, args);
+    const bool is_right = dri_read_args(text, args).what == nullptr;
     for (const dr_argument_s& arg : args) {
         out.emplace_back(arg.name.c_str(), arg.value.c_str());
     }

@@ -24,9 +24,15 @@ struct dr_argument_s {
     std::string value; // with its quotes
 };
 
-// Reads all arguments in one pass. What was read before an error is in `out` in any case; whether
-// there was none.
-bool dri_read_args(const char* text, std::vector<dr_argument_s>& out);
+// What is wrong with an argument text.
+struct dr_args_fault_s {
+    const char* what; // null: nothing
+    const char* at;   // in the text
+};
+
+// Reads all arguments in one pass. What was read before an error is in `out` in any case; what is
+// dropped without being one is no fault.
+dr_args_fault_s dri_read_args(const char* text, std::vector<dr_argument_s>& out);
 // The first argument of that name, or null.
 const dr_argument_s* dri_find_arg(const std::vector<dr_argument_s>& args,
                                   std::string_view name);

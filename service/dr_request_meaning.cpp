@@ -10,14 +10,19 @@
 
 #include "definitions/dr_filter_steps.h"
 #include "definitions/dr_subtree_filter.h"
+#include "drend.h"
 #include "expr/dr_subtree.h"
 #include "expr/dr_text_cache.h"
 #include "expr/dr_xp_parser.h"
 #include "expr/dri_args.h"
 #include "frame/str_util.h"
+#include "service/dr_argument_check.h"
 #include "service/dr_derived_filter.h"
 
 namespace {
+
+// What drend_set_strict set.
+bool is_strict = false;
 
 using meaning_t = std::shared_ptr<const dr_request_meaning_s>;
 
@@ -50,7 +55,13 @@ std::string simplify(const char* filter) {
 meaning_t read_meaning(const drend_tag_c& top_tag, const char* text) {
     auto meaning = std::make_shared<dr_request_meaning_s>();
     std::vector<dr_argument_s> args;
-    dri_read_args(text, args); // what comes before an error counts
+    const dr_args_fault_s fault = dri_read_args(text, args); // what comes before one counts
+    if (is_strict) {
+        meaning->refusal = dri_check_arguments(top_tag, {text, args, fault});
+        if (!meaning->refusal.empty()) {
+            return meaning;
+        }
+    }
     meaning->as_json = dri_find_arg(args, "as-json") != nullptr;
     dr_request_wish_s wish = dri_derive_wish(top_tag, args);
     meaning->style = std::move(wish.style);
@@ -82,17 +93,22 @@ dr_text_cache_c<meaning_t>& cache() {
 
 } // namespace
 
+void drend_set_strict(int flag) {
+    is_strict = flag != 0;
+}
+
 meaning_t dri_meaning_of(const drend_tag_c& top_tag, const char* args) {
     static const auto nothing = std::make_shared<const dr_request_meaning_s>();
     if (args == nullptr) {
         return nothing;
     }
+    const uint64_t scope = 2 * top_tag.serial() + (is_strict ? 1 : 0);
     dr_text_cache_c<meaning_t>& known = cache();
-    if (const meaning_t* found = known.find(top_tag.serial(), args)) {
+    if (const meaning_t* found = known.find(scope, args)) {
         return *found;
     }
     meaning_t meaning = read_meaning(top_tag, args);
-    known.keep(top_tag.serial(), args, meaning, memory_of(*meaning));
+    known.keep(scope, args, meaning, memory_of(*meaning));
     return meaning;
 }
 

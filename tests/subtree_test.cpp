@@ -331,9 +331,9 @@ TEST_F(subtree_test, every_form_and_slice_shows_the_same) {
               R"("duty" : ["shunting","coal"]}]},"track" : [{"length" : "11"},)"
               R"({"length" : "22"}]}})");
     const std::string at_once = shown(filter);
-    const std::string twice =
-        "<depot><engines><engine><kind>diesel</kind><duty/></engine>"
-        "<engine><name>root</name><plate/></engine></engines></depot>";
+    const std::string twice = "<depot><engines><engine><kind>diesel</kind><duty/></"
+                              "engine><engine><name>root</name>"
+                              "<kind>steam</kind><plate/></engine></engines></depot>";
     const std::string twice_at_once = shown(twice);
     drend_add_walk_handlers(
         nullptr, [](dr_meta_context_s*, void*) { return 1; }, nullptr);

@@ -98,6 +98,7 @@ void slices_install(struct mgmt_server_s* server) {
     drend_set_send_method_w_return(mgmt_sock_send);
     drend_add_walk_handlers(NULL, is_slice_over, server);
     drend_set_suspend_on_hidden_rows(1); /* a search must not keep other peers waiting */
+    drend_set_strict(1);                 /* who types requests is to be told what is wrong */
     drend_set_reschedule_handler(on_suspended, server);
 }
 
@@ -105,5 +106,6 @@ void slices_install(struct mgmt_server_s* server) {
 void slices_uninstall(struct mgmt_server_s* server) {
     drend_add_walk_handlers(NULL, NULL, NULL);
     drend_set_suspend_on_hidden_rows(0);
+    drend_set_strict(0);
     drend_set_reschedule_handler(continue_when_idle, server->base);
 }

@@ -1,0 +1,97 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
+// Each check finds one kind of fault; the first one counts.
+#include "service/dr_argument_check.h"
+
+#include <algorithm>
+
+#include "frame/dr_names.h"
+#include "frame/str_util.h"
+#include "service/dr_filter_check.h"
+
+namespace {
+
+constexpr char FILTER[] = "filter";
+
+std::string line_of(const std::string& what) {
+    return "error: " + what + "\n";
+}
+
+std::string check_syntax(const dr_read_args_s& read) {
+    if (read.fault.what == nullptr) {
+        return {};
+    }
+    const std::string at = std::to_string(read.fault.at - read.text + 1);
+    return line_of("arguments: " + std::string(read.fault.what) + " at character " + at);
+}
+
+std::string check_known(const drend_tag_c& top_tag,
+                        const std::vector<dr_argument_s>& args) {
+    dr_names_t known = {FILTER, "as-json"};
+    for (const drend_tag_c* input : top_tag.dt_input_kids) {
+        known.push_back(input->name());
+    }
+    for (const dr_argument_s& arg : args) {
+        if (std::find(known.begin(), known.end(), arg.name) == known.end()) {
+            const std::string* nearest = dri_nearest(arg.name, known);
+            return line_of("arguments: no " + dri_word_shown(arg.name) +
+                           (nearest == nullptr ? "" : ", perhaps '" + *nearest + "'") +
+                           "; " + dri_there_are(known));
+        }
+    }
+    return {};
+}
+
+// Whether a leaf of that name lies below a tag, where a parameter would be compared with it.
+bool has_leaf(const drend_tag_c& tag, const std::string& name) {
+    return std::any_of(tag.dt_kids.begin(), tag.dt_kids.end(), [&](const drend_tag_c* kid) {
+        return (kid->name() == name && kid->dt_type == DT_TYPE_LEAF) ||
+               has_leaf(*kid, name);
+    });
+}
+
+// A parameter selects rows by a leaf, or a style.
+std::string check_parameters(const drend_tag_c& top_tag,
+                             const std::vector<dr_argument_s>& args) {
+    const bool has_filter = dri_find_arg(args, FILTER) != nullptr;
+    for (const drend_tag_c* input : top_tag.dt_input_kids) {
+        if (dri_find_arg(args, input->name()) == nullptr) {
+            continue;
+        }
+        const bool names_leaf = has_leaf(top_tag, input->name());
+        if (!names_leaf && input->dt_styles.empty()) {
+            return line_of("arguments: the parameter " + dri_word_shown(input->name()) +
+                           " names no leaf of the command");
+        }
+        if (names_leaf && has_filter) {
+            return line_of("filter: the parameter " + dri_word_shown(input->name()) +
+                           " would replace it; give one of the two");
+        }
+    }
+    return {};
+}
+
+std::string check_filter(const drend_tag_c& top_tag,
+                         const std::vector<dr_argument_s>& args) {
+    const dr_argument_s* given = dri_find_arg(args, FILTER);
+    if (given == nullptr) {
+        return {};
+    }
+    const std::string filter(dri_strip_quotes(given->value));
+    const std::string fault =
+        filter.starts_with('<') ? "" : dri_check_filter(top_tag, filter);
+    return fault.empty() ? fault : line_of("filter: " + fault);
+}
+
+} // namespace
+
+std::string dri_check_arguments(const drend_tag_c& top_tag, const dr_read_args_s& read) {
+    std::string fault = check_syntax(read);
+    if (fault.empty()) {
+        fault = check_known(top_tag, read.args);
+    }
+    if (fault.empty()) {
+        fault = check_parameters(top_tag, read.args);
+    }
+    return fault.empty() ? check_filter(top_tag, read.args) : fault;
+}

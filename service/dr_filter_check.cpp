@@ -1,0 +1,235 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
+// Reads a filter beside the definition, step by step, as walks will; the steps themselves are made
+// elsewhere, and take whatever they are given.
+#include "service/dr_filter_check.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <iterator>
+#include <vector>
+
+#include "expr/dr_xp_functions.h"
+#include "expr/dr_xp_lexer.h"
+#include "expr/dr_xp_parser.h"
+#include "frame/dr_names.h"
+
+namespace {
+
+using tags_t = std::vector<const drend_tag_c*>;
+
+// Adds a tag, or what is visible below a hidden one.
+void add_visible(const drend_tag_c& tag, tags_t& out) {
+    if (!tag.is_hidden()) {
+        out.push_back(&tag);
+        return;
+    }
+    for (const drend_tag_c* kid : tag.dt_kids) {
+        add_visible(*kid, out);
+    }
+}
+
+tags_t visible_below(const tags_t& tags) {
+    tags_t below;
+    for (const drend_tag_c* tag : tags) {
+        for (const drend_tag_c* kid : tag->dt_kids) {
+            add_visible(*kid, below);
+        }
+    }
+    return below;
+}
+
+dr_names_t names_of(const tags_t& tags) {
+    dr_names_t names;
+    for (const drend_tag_c* tag : tags) {
+        if (std::find(names.begin(), names.end(), tag->name()) == names.end()) {
+            names.push_back(tag->name());
+        }
+    }
+    return names;
+}
+
+bool is_number(const std::string& word) {
+    char* end = nullptr;
+    strtol(word.c_str(), &end, 0);
+    return end != word.c_str() && *end == '\0';
+}
+
+class filter_check_c {
+  public:
+    filter_check_c(const drend_tag_c& top_tag, const std::string& text)
+        : text_(text), cursor_(text_.c_str()) {
+        add_visible(top_tag, level_);
+    }
+
+    std::string run() {
+        while (fault_.empty() && take_token()) {
+        }
+        return fault_;
+    }
+
+  private:
+    // False at the end.
+    bool take_token() {
+        const dr_xp_token_s token = dri_xp_next_token(cursor_);
+        switch (token.code) {
+        case XP_TOKEN_END:
+            end_step(token.start);
+            return false;
+        case XP_TOKEN_SLASH:
+            take_slash(token.start);
+            break;
+        case XP_TOKEN_OPEN_BRACKET:
+            take_bracket(token);
+            break;
+        case XP_TOKEN_ERROR:
+        case XP_TOKEN_CLOSE_BRACKET:
+            unexpected(token);
+            break;
+        default:
+            take_name(token);
+        }
+        return true;
+    }
+
+    void take_slash(const char* at) {
+        const bool is_leading = is_at_start_ && !has_begun();
+        if (!is_leading) {
+            end_step(at);
+        }
+        is_at_start_ = false;
+        if (*cursor_ == '/' && may_double_) { // the first "//" is a "/"
+            ++cursor_;
+            may_double_ = false;
+        }
+    }
+
+    void take_bracket(const dr_xp_token_s& token) {
+        if (cursor_[0] == '*' && cursor_[1] == ']') { // means nothing
+            cursor_ += 2;
+        } else if (begin_predicates(token.start)) {
+            take_predicate();
+        }
+    }
+
+    void take_name(const dr_xp_token_s& token) {
+        if (has_predicates_) {
+            unexpected(token);
+            return;
+        }
+        name_at_ = name_.empty() ? token.start : name_at_;
+        name_ += token.text();
+    }
+
+    bool has_begun() const { return !name_.empty() || has_predicates_; }
+
+    // What takes the step is known when its name is.
+    bool begin_predicates(const char* at) {
+        if (!has_predicates_) {
+            has_predicates_ = true;
+            take_step(name_.empty() ? at : name_at_);
+        }
+        return fault_.empty();
+    }
+
+    void take_step(const char* at) {
+        taken_.clear();
+        std::copy_if(
+            level_.begin(), level_.end(), std::back_inserter(taken_),
+            [&](const drend_tag_c* tag) { return name_.empty() || tag->name() == name_; });
+        if (taken_.empty()) {
+            fail("no " + dri_word_shown(name_) + " below " + (path_.empty() ? "/" : path_) +
+                     "; " + dri_there_are(names_of(level_)),
+                 at);
+        }
+        path_ += "/" + (name_.empty() ? "*" : name_);
+    }
+
+    void end_step(const char* at) {
+        if (!has_begun()) {
+            // Nothing at all is no step, either.
+            if (!is_at_start_ || *at != '\0') {
+                fail("an empty step", at);
+            }
+            return;
+        }
+        if (begin_predicates(name_at_)) {
+            level_ = visible_below(taken_);
+            name_.clear();
+            has_predicates_ = is_at_start_ = false;
+        }
+    }
+
+    void take_predicate() {
+        const char* const begin = cursor_;
+        xp_node_c tree;
+        const bool is_parsed = dri_xp_parse_expr(cursor_, tree) == 0;
+        const char* const end = cursor_;
+        const dr_xp_token_s token = dri_xp_next_token(cursor_);
+        if (!is_parsed || token.code != XP_TOKEN_CLOSE_BRACKET) {
+            unexpected(token);
+            return;
+        }
+        for (const char* at = begin; fault_.empty() && at < end;) {
+            const dr_xp_token_s word = dri_xp_next_token(at);
+            check_word(word, at);
+        }
+    }
+
+    // A word is a function, a number or a leaf; `next` is what stands behind it.
+    void check_word(const dr_xp_token_s& token, const char* next) {
+        const std::string word(token.span);
+        if (token.code != XP_TOKEN_WORD || is_number(word)) {
+            return;
+        }
+        if (dri_xp_next_token(next).code == XP_TOKEN_OPEN) {
+            if (dri_find_function(word.c_str()) == nullptr) {
+                fail("no function " + dri_word_shown(word), token.start);
+            }
+            return;
+        }
+        tags_t leaves = visible_below(taken_);
+        std::erase_if(leaves,
+                      [](const drend_tag_c* tag) { return tag->dt_type != DT_TYPE_LEAF; });
+        const dr_names_t names = names_of(leaves);
+        if (std::find(names.begin(), names.end(), word) == names.end()) {
+            fail("no leaf " + dri_word_shown(word) + " in " + path_ + "; " +
+                     dri_there_are(names),
+                 token.start);
+        }
+    }
+
+    void unexpected(const dr_xp_token_s& token) {
+        if (token.code == XP_TOKEN_ERROR) {
+            fail("a quote that is never closed", token.start);
+        } else if (token.code == XP_TOKEN_END) {
+            fail("a predicate that is never closed", token.start);
+        } else {
+            fail("unexpected " + dri_word_shown(token.text()), token.start);
+        }
+    }
+
+    void fail(const std::string& what, const char* at) {
+        const auto is_begun_by = [](char c) { return (c & 0xc0) != 0x80; }; // of UTF-8
+        const auto before = std::count_if(text_.c_str(), at, is_begun_by);
+        fault_ = what + " at character " + std::to_string(before + 1);
+    }
+
+    const std::string text_;
+    const char* cursor_;
+    tags_t level_;     // what the step may take
+    tags_t taken_;     // what it has taken
+    std::string path_; // to that
+    std::string name_;
+    const char* name_at_ = nullptr;
+    bool has_predicates_ = false;
+    bool is_at_start_ = true;
+    bool may_double_ = true;
+    std::string fault_;
+};
+
+} // namespace
+
+std::string dri_check_filter(const drend_tag_c& top_tag, const std::string& text) {
+    return filter_check_c(top_tag, text).run();
+}
