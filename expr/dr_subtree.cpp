@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
-// The one source that reads XML, with libxml2's text reader: it hands out node after node, and keeps
-// no document.
+// The one source that reads XML, with libxml2's text reader: it hands out node after node, and
+// keeps no document.
 #include "expr/dr_subtree.h"
 
 #include <cassert>

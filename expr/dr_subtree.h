@@ -35,7 +35,7 @@ struct dr_subtree_node_s {
     std::vector<dr_subtree_node_s> kids;
 };
 
-// Reads a filter into the kids of `root`, which are none for an empty one. Null, or what the peer is
-// to be told: the text is too long, is no XML, or holds what no filter can say. Throws
+// Reads a filter into the kids of `root`, which are none for an empty one. Null, or what the peer
+// is to be told: the text is too long, is no XML, or holds what no filter can say. Throws
 // std::bad_alloc.
 const char* dri_read_subtree(std::string_view text, dr_subtree_node_s& root);

@@ -130,8 +130,8 @@ int dr_row_filter_c::judge_ways(const drend_tag_object_c* tobj, size_t& next) {
     return is_passed ? DREND_OK : DREND_NO_EL;
 }
 
-// Judges by the tests of a way from `test` on, which is where to go on after DREND_DEFER. `has_more`:
-// there are other ways behind it.
+// Judges by the tests of a way from `test` on, which is where to go on after DREND_DEFER.
+// `has_more`: there are other ways behind it.
 int dr_row_filter_c::judge_way(const drend_tag_object_c* tobj, const dr_step_filter_s& way,
                                size_t& test, bool has_more) {
     const size_t tests = test_count(way);

@@ -5,7 +5,6 @@
 #include "service/dr_filter_check.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <iterator>
 #include <vector>
 
@@ -47,12 +46,6 @@ dr_names_t names_of(const tags_t& tags) {
         }
     }
     return names;
-}
-
-bool is_number(const std::string& word) {
-    char* end = nullptr;
-    strtol(word.c_str(), &end, 0);
-    return end != word.c_str() && *end == '\0';
 }
 
 class filter_check_c {
@@ -179,11 +172,11 @@ class filter_check_c {
     // A word is a function, a number or a leaf; `next` is what stands behind it.
     void check_word(const dr_xp_token_s& token, const char* next) {
         const std::string word(token.span);
-        if (token.code != XP_TOKEN_WORD || is_number(word)) {
+        if (token.code != XP_TOKEN_WORD || dri_number_of(word).is_whole) {
             return;
         }
         if (dri_xp_next_token(next).code == XP_TOKEN_OPEN) {
-            if (dri_find_function(word.c_str()) == nullptr) {
+            if (dri_find_function(word) == nullptr) {
                 fail("no function " + dri_word_shown(word), token.start);
             }
             return;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
-// What is wrong with a path filter: for strict requests, which are told instead of getting an answer
-// that is empty or larger than what was asked for.
+// What is wrong with a path filter: for strict requests, which are told instead of getting an
+// answer that is empty or larger than what was asked for.
 #pragma once
 
 #include <string>

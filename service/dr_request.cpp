@@ -23,8 +23,8 @@ std::unique_ptr<dr_context_walker_c> dr_request_c::make_walker(int format,
     return std::make_unique<dr_xml_cwalker_c>(*this, peer(), wrap_in_data);
 }
 
-// Makes the walker and sets filter and style. What the peer is told when that cannot be, or an empty
-// text.
+// Makes the walker and sets filter and style. What the peer is told when that cannot be, or an
+// empty text.
 std::string dr_request_c::apply(const dr_request_s& asked) {
     const auto meaning = dri_meaning_of(*top_tag_, asked.args);
     const int format = meaning->as_json ? static_cast<int>(DR_FORMAT_JSON) : asked.format;

@@ -28,13 +28,16 @@ TEST_F(mgmt_server_test, requests_find_their_entries) {
         {"drend show-rows", rows},
         {"show-rows", rows},
         {"  dr   sh \t\r", rows},
-        {"\n \r\nshow-rows filter='/old-top/old-row/none'", "210\n"},
+        {"\n \r\nshow-rows filter='/old-top[0=1]'", "210\n"},
+        {"show-rows filter='/old-top/old-row/none'",
+         "error: filter: no 'none' below /old-top/old-row; there is old at character 18\n"},
         {"sh?", "drend show-rows\tRows\n"},
         {"drend sho?", "drend show-rows\tRows\n"},
         {"show-rows ?", "210\n"},
         {"show-rows name=x ? ", "210\n"}, // nothing is run
-        {"show-rows name=?", rows},
-        {"show-rows name='\xff?", rows},
+        {"show-rows name=?", "error: arguments: no 'name'; there are filter, as-json\n"},
+        {"show-rows name='\xff?",
+         "error: arguments: a quote that is never closed at character 6\n"},
         {"dump-", "error: 'dump-' is ambiguous: dump-schema, dump-render-tree\n"},
         {"drend", "error: 'drend' needs one more word: show-rows, dump-schema, dump, "
                   "dump-render-tree, xwalker, reload\n"},
@@ -43,7 +46,11 @@ TEST_F(mgmt_server_test, requests_find_their_entries) {
         {"\x1b[2J\xff?x",
          "error: '\\x1b[2J\\xff?x' is no command; there are: drend, show-rows, "
          "dump-schema, dump, dump-render-tree, xwalker, reload\n"},
-        {"show-rows name='\xff\xfe", rows}, // what is no UTF-8 is somebody's value
+        // what is no UTF-8 is somebody's value
+        {"show-rows filter=\"/old-top[old='\xff\xfe' or 1]\"",
+         "error: filter: no leaf 'old' in /old-top; there is nothing at character 10\n"},
+        {"show-rows filter=\"/old-top/old-row[old='\xff\xfe']\"",
+         "210\n"},
         {"reload", "finish reloading\n"},
     };
     for (const auto& [request, answer] : exact) {
@@ -71,7 +78,7 @@ TEST_F(mgmt_server_test, input_is_bounded_and_may_come_in_any_pieces) {
     std::string many;
     constexpr int COUNT = 5000;
     for (int i = 0; i < COUNT; ++i) {
-        many += "show-rows filter='/none'            \n";
+        many += "show-rows filter='/old-top[0=1]'     \n";
     }
     std::thread sender([&] {
         pieces.send_bytes(many + "show-rows\nhalf a requ");
@@ -84,7 +91,8 @@ TEST_F(mgmt_server_test, input_is_bounded_and_may_come_in_any_pieces) {
     EXPECT_EQ(pieces.answer(), LOST);
     sender.join();
 
-    const std::string longest = "show-rows x=" + std::string(65536 - 12, 'x');
+    const std::string longest =
+        "show-rows filter='/old-top" + std::string(65536 - 27, ' ') + "'";
     socket_client_c client(path_);
     EXPECT_EQ(client.ask(longest), rows);
     client.send_bytes(longest + "x\nshow-rows\n");
@@ -161,7 +169,7 @@ TEST_F(mgmt_server_test, a_long_answer_and_all_that_begin_have_the_same_share) {
     std::thread holder([&] { on_loop([&] { all_sent.wait(); }); });
     for (const auto& peer : peers) {
         for (unsigned i = 0; i < REQUESTS; ++i) {
-            peer->send_bytes("show-rows filter='/none'\n");
+            peer->send_bytes("show-rows filter='/old-top[0=1]'\n");
         }
     }
     reader.send_bytes("show-rows\n");

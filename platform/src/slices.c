@@ -98,7 +98,7 @@ void slices_install(struct mgmt_server_s* server) {
     drend_set_send_method_w_return(mgmt_sock_send);
     drend_add_walk_handlers(NULL, is_slice_over, server);
     drend_set_suspend_on_hidden_rows(1); /* a search must not keep other peers waiting */
-    drend_set_strict(1);                 /* who types requests is to be told what is wrong */
+    drend_set_strict(1); /* who types requests is to be told what is wrong */
     drend_set_reschedule_handler(on_suspended, server);
 }
 
