@@ -132,7 +132,7 @@ size_t dr_filter_c::memory() const {
         for (const dr_step_filter_s& way : node.ways) {
             memory += sizeof way + dri_text_memory(way.text);
             memory += way.parsed == nullptr ? 0 : way.parsed->memory();
-            memory += way.value == nullptr ? 0 : sizeof *way.value + way.value->size();
+            memory += way.value == nullptr ? 0 : sizeof(std::string) + way.value->size();
             for (const dr_entry_s& entry : way.entries) {
                 memory += sizeof entry + entry.name.size() + entry.text.size();
             }

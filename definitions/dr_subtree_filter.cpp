@@ -124,8 +124,8 @@ class subtree_maker_c {
     }
 
     // Adds the way that is asked for, if there can be one. Whether that shows less than everything.
-    bool add_way(const drend_tag_c& tag, const scope_s& scope, const asked_s& asked,
-                 std::vector<dr_step_filter_s>& ways, asked_t& below) {
+    static bool add_way(const drend_tag_c& tag, const scope_s& scope, const asked_s& asked,
+                        std::vector<dr_step_filter_s>& ways, asked_t& below) {
         dr_step_builder_c step(tag.name());
         std::vector<dr_entry_s> entries;
         const dr_subtree_node_s* element = asked.element;

@@ -49,8 +49,7 @@ TEST_F(mgmt_server_test, requests_find_their_entries) {
         // what is no UTF-8 is somebody's value
         {"show-rows filter=\"/old-top[old='\xff\xfe' or 1]\"",
          "error: filter: no leaf 'old' in /old-top; there is nothing at character 10\n"},
-        {"show-rows filter=\"/old-top/old-row[old='\xff\xfe']\"",
-         "210\n"},
+        {"show-rows filter=\"/old-top/old-row[old='\xff\xfe']\"", "210\n"},
         {"reload", "finish reloading\n"},
     };
     for (const auto& [request, answer] : exact) {
