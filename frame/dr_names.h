@@ -9,10 +9,6 @@
 
 using dr_names_t = std::vector<std::string>;
 
-// The name that was probably meant: the one that the fewest changes of a character turn `word`
-// into, if these are no more than a third of it. Null when there is none.
-const std::string* dri_nearest(std::string_view word, const dr_names_t& names);
-
 // "there are a, b", "there is a" or "there is nothing"; of many names the first ones.
 std::string dri_there_are(const dr_names_t& names);
 

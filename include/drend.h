@@ -197,9 +197,18 @@ DREND_API extern void* dri_event_context;
 DREND_API void drend_set_rebuild_menu(drend_rebuild_menu_fn_t function, void* argument);
 
 /*
- * Switches strictness on (not 0) or off (0, the default). A strict daemon refuses to load
- * definitions again when there is an error in them, and keeps those in force; otherwise what is
- * faulty is left out. A daemon always starts. Takes effect at the next load. Any thread.
+ * Switches strictness on (not 0) or off (0, the default). Any thread.
+ *
+ * A strict daemon refuses to load definitions again when there is an error in them, and keeps those
+ * in force; otherwise what is faulty is left out. A daemon always starts. Takes effect at the next
+ * load.
+ *
+ * It answers a request with one line "error: ..." where the answer would silently be another than
+ * what was asked for: a filter that does not parse, or names an element or a leaf that the command
+ * does not have; an argument that is neither the library's own nor an input parameter of the
+ * command; a quote that is never closed; a filter that parameters would replace; a parameter that
+ * names no leaf. Otherwise such a request gets what its readable part selects, which may be nothing
+ * or everything. Takes effect at the next request.
  */
 DREND_API void drend_set_strict(int strict);
 
@@ -633,17 +642,6 @@ DREND_API int drend_get_message_id_from_path(const char* path);
  */
 DREND_API char* drend_get_only_daemon_responsible(const char* path);
 DREND_API char* drend_get_daemon_responsible(const char* path);
-
-/*
- * Non-zero: requests are answered with one line "error: ..." where the answer would silently be
- * another than what was asked for: a filter that does not parse, or names an element or a leaf that
- * the command does not have, with what there is and at which character of the filter; an argument
- * that is neither the library's own nor an input parameter of the command; a quote that is never
- * closed; a filter that parameters would replace; a parameter that names no leaf. 0, the default:
- * such a request gets what its readable part selects, which may be nothing or everything. For the
- * daemon's thread; holds for requests that come after it.
- */
-DREND_API void drend_set_strict(int flag);
 
 /* Forgets parsed filters and compiled patterns; they are made again as needed. */
 DREND_API void dri_reset_xpath_cache(void);

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 
+#include "definitions/dr_nearest.h"
 #include "frame/dr_names.h"
 #include "frame/str_util.h"
 #include "service/dr_filter_check.h"
@@ -33,10 +34,14 @@ std::string check_known(const drend_tag_c& top_tag,
     }
     for (const dr_argument_s& arg : args) {
         if (std::find(known.begin(), known.end(), arg.name) == known.end()) {
-            const std::string* nearest = dri_nearest(arg.name, known);
+            dr_nearest_c nearest(arg.name);
+            for (const std::string& name : known) {
+                nearest.offer(name);
+            }
+            const std::string meant(nearest.found());
             return line_of("arguments: no " + dri_word_shown(arg.name) +
-                           (nearest == nullptr ? "" : ", perhaps '" + *nearest + "'") +
-                           "; " + dri_there_are(known));
+                           (meant.empty() ? "" : ", perhaps '" + meant + "'") + "; " +
+                           dri_there_are(known));
         }
     }
     return {};

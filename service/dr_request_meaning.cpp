@@ -10,19 +10,16 @@
 
 #include "definitions/dr_filter_steps.h"
 #include "definitions/dr_subtree_filter.h"
-#include "drend.h"
 #include "expr/dr_subtree.h"
 #include "expr/dr_text_cache.h"
 #include "expr/dr_xp_parser.h"
 #include "expr/dri_args.h"
+#include "frame/drend_hooks.h"
 #include "frame/str_util.h"
 #include "service/dr_argument_check.h"
 #include "service/dr_derived_filter.h"
 
 namespace {
-
-// What drend_set_strict set.
-bool is_strict = false;
 
 using meaning_t = std::shared_ptr<const dr_request_meaning_s>;
 
@@ -56,7 +53,7 @@ meaning_t read_meaning(const drend_tag_c& top_tag, const char* text) {
     auto meaning = std::make_shared<dr_request_meaning_s>();
     std::vector<dr_argument_s> args;
     const dr_args_fault_s fault = dri_read_args(text, args); // what comes before one counts
-    if (is_strict) {
+    if (dri_is_strict()) {
         meaning->refusal = dri_check_arguments(top_tag, {text, args, fault});
         if (!meaning->refusal.empty()) {
             return meaning;
@@ -93,16 +90,12 @@ dr_text_cache_c<meaning_t>& cache() {
 
 } // namespace
 
-void drend_set_strict(int flag) {
-    is_strict = flag != 0;
-}
-
 meaning_t dri_meaning_of(const drend_tag_c& top_tag, const char* args) {
     static const auto nothing = std::make_shared<const dr_request_meaning_s>();
     if (args == nullptr) {
         return nothing;
     }
-    const uint64_t scope = 2 * top_tag.serial() + (is_strict ? 1 : 0);
+    const uint64_t scope = 2 * top_tag.serial() + (dri_is_strict() ? 1 : 0);
     dr_text_cache_c<meaning_t>& known = cache();
     if (const meaning_t* found = known.find(scope, args)) {
         return *found;

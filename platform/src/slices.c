@@ -106,6 +106,5 @@ void slices_install(struct mgmt_server_s* server) {
 void slices_uninstall(struct mgmt_server_s* server) {
     drend_add_walk_handlers(NULL, NULL, NULL);
     drend_set_suspend_on_hidden_rows(0);
-    drend_set_strict(0);
     drend_set_reschedule_handler(continue_when_idle, server->base);
 }
