@@ -298,7 +298,8 @@ bool dr_walk_c::walk_dynamic_kids(drend_tag_object_c* tobj) {
 // Moves to a kid, of which `in_row` says more if it is not null. Whether its source leads anywhere.
 bool dr_walk_c::push_kid(const drend_tag_c* tag, const dr_row_kid_s* in_row) {
     const bool is_prepared = in_row != nullptr && in_row->node != nullptr &&
-                             tag->dt_type != DT_TYPE_LEAF && !is_watched();
+                             tag->dt_type != DT_TYPE_LEAF && !is_watched() &&
+                             !context_.has_steps_left(); // of which it would take one
     if (is_prepared) {
         position_.push_child(tag, in_row->node);
     } else if (context_.push_tag(tag) != 0) {
