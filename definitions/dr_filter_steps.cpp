@@ -116,7 +116,7 @@ dr_step_filter_s dr_step_builder_c::finish() {
     return step;
 }
 
-std::string dri_step_text(const dr_filter_node_s& step) {
+std::string dri_traced_step(const dr_filter_node_s& step) {
     std::string text;
     for (const dr_step_filter_s& way : step.ways) {
         text.append(text.empty() ? "" : " | ").append(way.text);

@@ -35,4 +35,4 @@ class dr_step_builder_c {
 };
 
 // What traces show of a step.
-std::string dri_step_text(const dr_filter_node_s& step);
+std::string dri_traced_step(const dr_filter_node_s& step);

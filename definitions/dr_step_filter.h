@@ -49,7 +49,7 @@ struct dr_step_filter_s {
     // Of a subtree filter:
     std::vector<dr_entry_s> entries; // that the leaf-lists below the tag must have
     // Of a leaf-list, or of a leaf at the top: what the entries that are shown are, or the value.
-    std::unique_ptr<const std::string> value;
+    std::shared_ptr<const std::string> value;
     size_t within = 0; // the way of the step above
 };
 
@@ -88,7 +88,9 @@ class dr_filter_c {
         above.below.push_back(&step);
         return step;
     }
-    size_t size() const { return nodes_.size(); }
+    // The number of steps, and each of them in the order in which they were added.
+    size_t size() const { return nodes_.size() - 1; }
+    const dr_filter_node_s& step(size_t n) const { return nodes_[n + 1]; }
     // In bytes, about, with everything below it.
     size_t memory() const;
 

@@ -140,7 +140,7 @@ class subtree_maker_c {
         way.within = asked.within;
         way.entries = std::move(entries);
         if (element != nullptr && !element->text.empty()) {
-            way.value = std::make_unique<std::string>(element->text);
+            way.value = std::make_shared<const std::string>(element->text);
         }
         const size_t index = ways.size() - 1;
         if (element == nullptr || shows_everything(*element)) {

@@ -33,7 +33,7 @@ int dr_tags_context_c::push_tag(const drend_tag_c* tag) {
     get_top_tag(0)->dto_filter = current_step_->is_empty ? nullptr : current_step_;
     if (dri_trace_on(DREND_TRACE_WALK)) {
         drend_debug_trace("DR_TAGS_ACCESS: push_tag:filter: tag: %s filter: %s\n",
-                          tag->name().c_str(), dri_step_text(*current_step_).c_str());
+                          tag->name().c_str(), dri_traced_step(*current_step_).c_str());
     }
     return DREND_OK;
 }

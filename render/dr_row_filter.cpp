@@ -26,7 +26,7 @@ size_t test_count(const dr_step_filter_s& way) {
 void trace_match(const drend_tag_object_c* tobj) {
     if (dri_trace_on(DREND_TRACE_WALK)) {
         drend_debug_trace("DR_TAGS_ACCESS: filter_match: tag: %s filter: %s\n",
-                          tobj->name().c_str(), dri_step_text(*tobj->dto_filter).c_str());
+                          tobj->name().c_str(), dri_traced_step(*tobj->dto_filter).c_str());
     }
 }
 

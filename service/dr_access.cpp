@@ -76,7 +76,7 @@ int dr_access_c::begin_push(const char* path) {
 
 int dr_access_c::go_on() {
     for (; next_step_ < steps_->size(); ++next_step_) {
-        const dr_step_filter_s& step = (*steps_)[next_step_];
+        const dr_step_filter_s& step = steps_->step(next_step_).ways.front();
         if (step.text.empty()) {
             continue; // a "/" too many
         }
@@ -172,7 +172,9 @@ int dr_access_c::enter_step(const dr_step_filter_s& step) {
     const size_t wanted = dri_is_list(*way.back()) ? wanted_position(*step.parsed) : 0;
     dr_filter_t filter;
     if (wanted == 0 && !step.parsed->predicates().empty()) {
-        filter = std::make_shared<std::vector<dr_step_filter_s>>(1, step);
+        auto only = std::make_shared<dr_filter_c>();
+        only->add_below(only->top()).ways.push_back(step);
+        filter = std::move(only);
     }
     return enter(way, filter, wanted);
 }

@@ -120,7 +120,7 @@ int dr_access_c::no_such_row() {
     level_s& level = levels_.back();
     const std::string wanted =
         level.wanted > 0 ? here()->name() + "[" + std::to_string(level.wanted) + "]"
-                         : dri_step_text(level.filter->front());
+                         : dri_step_text(level.filter->step(0).ways.front());
     level.wanted = 0;
     forget_filter(level);
     position_.tag(0)->dto_filter = nullptr;

@@ -6,7 +6,7 @@
 #include <algorithm>
 
 #include "definitions/dr_nearest.h"
-#include "frame/dr_names.h"
+#include "frame/dr_no_such.h"
 #include "frame/str_util.h"
 #include "service/dr_filter_check.h"
 
@@ -28,7 +28,7 @@ std::string check_syntax(const dr_read_args_s& read) {
 
 std::string check_known(const drend_tag_c& top_tag,
                         const std::vector<dr_argument_s>& args) {
-    dr_names_t known = {FILTER, "as-json"};
+    std::vector<std::string> known = {FILTER, "as-json"};
     for (const drend_tag_c* input : top_tag.dt_input_kids) {
         known.push_back(input->name());
     }
@@ -39,9 +39,8 @@ std::string check_known(const drend_tag_c& top_tag,
                 nearest.offer(name);
             }
             const std::string meant(nearest.found());
-            return line_of("arguments: no " + dri_word_shown(arg.name) +
-                           (meant.empty() ? "" : ", perhaps '" + meant + "'") + "; " +
-                           dri_there_are(known));
+            return line_of("arguments: " + dri_no_such(arg.name, "", known) +
+                           (meant.empty() ? "" : "; did you mean '" + meant + "'?"));
         }
     }
     return {};
@@ -65,12 +64,12 @@ std::string check_parameters(const drend_tag_c& top_tag,
         }
         const bool names_leaf = has_leaf(top_tag, input->name());
         if (!names_leaf && input->dt_styles.empty()) {
-            return line_of("arguments: the parameter " + dri_word_shown(input->name()) +
-                           " names no leaf of the command");
+            return line_of("arguments: the parameter '" + input->name() +
+                           "' names no leaf of the command");
         }
         if (names_leaf && has_filter) {
-            return line_of("filter: the parameter " + dri_word_shown(input->name()) +
-                           " would replace it; give one of the two");
+            return line_of("filter: the parameter '" + input->name() +
+                           "' would replace it; give one of the two");
         }
     }
     return {};

@@ -11,11 +11,14 @@
 #include "expr/dr_xp_functions.h"
 #include "expr/dr_xp_lexer.h"
 #include "expr/dr_xp_parser.h"
-#include "frame/dr_names.h"
+#include "frame/dr_no_such.h"
 
 namespace {
 
+constexpr size_t WORD_SHOWN = 64; // bytes
+
 using tags_t = std::vector<const drend_tag_c*>;
+using names_t = std::vector<std::string>;
 
 // Adds a tag, or what is visible below a hidden one.
 void add_visible(const drend_tag_c& tag, tags_t& out) {
@@ -38,14 +41,18 @@ tags_t visible_below(const tags_t& tags) {
     return below;
 }
 
-dr_names_t names_of(const tags_t& tags) {
-    dr_names_t names;
+names_t names_of(const tags_t& tags) {
+    names_t names;
     for (const drend_tag_c* tag : tags) {
         if (std::find(names.begin(), names.end(), tag->name()) == names.end()) {
             names.push_back(tag->name());
         }
     }
     return names;
+}
+
+std::string shown(const std::string& word) {
+    return "'" + dri_without_controls(word.substr(0, WORD_SHOWN)) + "'";
 }
 
 class filter_check_c {
@@ -131,9 +138,7 @@ class filter_check_c {
             level_.begin(), level_.end(), std::back_inserter(taken_),
             [&](const drend_tag_c* tag) { return name_.empty() || tag->name() == name_; });
         if (taken_.empty()) {
-            fail("no " + dri_word_shown(name_) + " below " + (path_.empty() ? "/" : path_) +
-                     "; " + dri_there_are(names_of(level_)),
-                 at);
+            fail(dri_no_such(name_, path_.empty() ? "/" : path_, names_of(level_)), at);
         }
         path_ += "/" + (name_.empty() ? "*" : name_);
     }
@@ -177,18 +182,16 @@ class filter_check_c {
         }
         if (dri_xp_next_token(next).code == XP_TOKEN_OPEN) {
             if (dri_find_function(word) == nullptr) {
-                fail("no function " + dri_word_shown(word), token.start);
+                fail("no function " + shown(word), token.start);
             }
             return;
         }
         tags_t leaves = visible_below(taken_);
         std::erase_if(leaves,
                       [](const drend_tag_c* tag) { return tag->dt_type != DT_TYPE_LEAF; });
-        const dr_names_t names = names_of(leaves);
+        const names_t names = names_of(leaves);
         if (std::find(names.begin(), names.end(), word) == names.end()) {
-            fail("no leaf " + dri_word_shown(word) + " in " + path_ + "; " +
-                     dri_there_are(names),
-                 token.start);
+            fail(dri_no_such(word, path_, names), token.start);
         }
     }
 
@@ -198,7 +201,7 @@ class filter_check_c {
         } else if (token.code == XP_TOKEN_END) {
             fail("a predicate that is never closed", token.start);
         } else {
-            fail("unexpected " + dri_word_shown(token.text()), token.start);
+            fail("unexpected " + shown(token.text()), token.start);
         }
     }
 

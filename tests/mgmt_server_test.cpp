@@ -30,7 +30,8 @@ TEST_F(mgmt_server_test, requests_find_their_entries) {
         {"  dr   sh \t\r", rows},
         {"\n \r\nshow-rows filter='/old-top[0=1]'", "210\n"},
         {"show-rows filter='/old-top/old-row/none'",
-         "error: filter: no 'none' below /old-top/old-row; there is old at character 18\n"},
+         "error: filter: no 'none' below /old-top/old-row; there are old at character "
+         "18\n"},
         {"sh?", "drend show-rows\tRows\n"},
         {"drend sho?", "drend show-rows\tRows\n"},
         {"show-rows ?", "210\n"},
@@ -48,7 +49,7 @@ TEST_F(mgmt_server_test, requests_find_their_entries) {
          "dump-schema, dump, dump-render-tree, xwalker, reload\n"},
         // what is no UTF-8 is somebody's value
         {"show-rows filter=\"/old-top[old='\xff\xfe' or 1]\"",
-         "error: filter: no leaf 'old' in /old-top; there is nothing at character 10\n"},
+         "error: filter: no 'old' below /old-top; there is nothing at character 10\n"},
         {"show-rows filter=\"/old-top/old-row[old='\xff\xfe']\"", "210\n"},
         {"reload", "finish reloading\n"},
     };
