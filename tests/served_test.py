@@ -120,10 +120,18 @@ class Served(unittest.TestCase):
         self.start("--prefix", self.folder)
         (definitions / "b.json").write_text(
             '[{"dc_name": "show-b", "dc_tag": {"dts_name": "b", "dts_source": "/"}}]')
-        self.daemon.send_signal(signal.SIGHUP)
-        while self.daemon.stderr.readline() not in ("finish reloading\n", ""):
-            pass
+        self.reload("error reloading\n")  # a served daemon is strict
+        self.assertEqual(self.ask("show-b")[0], 1)
+        (definitions / "a.json").unlink()
+        self.reload("finish reloading\n")
         self.assertEqual(self.ask("show-b")[0], 4)
+
+    def reload(self, last_line):
+        self.daemon.send_signal(signal.SIGHUP)
+        line = self.daemon.stderr.readline()
+        while line not in ("finish reloading\n", "error reloading\n", ""):
+            line = self.daemon.stderr.readline()
+        self.assertEqual(line, last_line)
 
     def unframed(self, answer):
         """The text of an answer, wherever a slice ended and with it a chunk."""
