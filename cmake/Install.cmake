@@ -124,7 +124,7 @@ if(TARGET netstatd)
   install(FILES ${drend_generated}/netstatd.service DESTINATION lib/systemd/system
     COMPONENT tools)
 endif()
-foreach(program drendctl drend-preview)
+foreach(program drendctl drend-lint drend-preview)
   if(NOT TARGET ${program})
     continue()
   endif()
@@ -135,6 +135,12 @@ foreach(program drendctl drend-preview)
     DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME ${program}
     COMPONENT tools OPTIONAL)
 endforeach()
-if(TARGET drend-preview)
-  drend_find_beside(drend-preview BINDIR)
-endif()
+foreach(program drend-lint drend-preview)
+  if(TARGET ${program})
+    drend_find_beside(${program} BINDIR)
+  endif()
+endforeach()
+
+# What editors check definitions with
+install(FILES docs/render-definitions.schema.json
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/orvex-dynamic-render COMPONENT development)

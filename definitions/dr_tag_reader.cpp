@@ -211,7 +211,7 @@ drend_tag_c* dr_tag_reader_c::read_tag(const dr_json_c& object, size_t position,
     dr_tag_members_t members;
     dri_sort_members(object, DR_TAG_MEMBERS, members, report_);
     drend_tag_c& tag = add_tag(*set_.tags, members);
-    tag.dt_place = {set_.files.size(), object.place(), members[DR_MEMBER_SOURCE].place()};
+    tag.dt_place = {&set_.files.back(), object.place(), members[DR_MEMBER_SOURCE].place()};
     const fault_s fault =
         is_input_kid ? fault_of_styles(tag) : fault_of(tag, levels_.empty());
     if (!fault.sentence.empty()) {

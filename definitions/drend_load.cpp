@@ -13,6 +13,7 @@
 #include <new>
 #include <utility>
 
+#include "definitions/dr_check.h"
 #include "definitions/dr_current_set.h"
 #include "definitions/dr_load_steps.h"
 #include "frame/drend_hooks.h"
@@ -119,12 +120,15 @@ int load(const char* name, finish_t finish, dr_findings_c& findings) {
     const bool replaces = has_current();
     try {
         std::unique_ptr<dr_daemon_context_c> ddc = read_set(name, replaces, findings);
+        dr_findings_c of_commands; // before the merge gives them other names
+        dri_check_commands(*ddc, of_commands);
         finish(*ddc);
         findings.print(stderr);
         if (replaces && is_refused(findings)) {
             return -1;
         }
         ddc->findings = findings;
+        ddc->findings.append(of_commands);
         replace_current(std::move(ddc));
         return 0;
     } catch (const std::bad_alloc&) {

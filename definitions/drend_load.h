@@ -45,7 +45,7 @@ class dr_daemon_context_c {
     std::map<std::string, std::vector<drend_event_c*>> external_events;
     // Internal notification names by the path of the leaf that announces them.
     std::map<std::string, std::vector<std::string>> notification_leaves;
-    std::vector<std::string> files; // that were read
+    std::deque<std::string> files; // that were read; tags refer to them
     // What was wrong with them.
     dr_findings_c findings;
     // Owns every tag of the set, of which others are views: trees share tags once they are merged.

@@ -32,7 +32,7 @@
 
 // Where a definition has a tag and its source.
 struct dr_tag_place_s {
-    size_t file = 0; // its number in the set, from 1
+    const std::string* file = nullptr; // of the set
     dr_text_place_s tag{};
     dr_text_place_s source{};
 };

@@ -660,6 +660,15 @@ DREND_API extern const char* const xpath_false;
 DREND_API int drend_add_fixed_commands(const drend_menu_entry_s* entries, int n);
 
 /*
+ * Adds the fixed commands "check" and "trace" to the "drend" menu, once; best before drend_init.
+ * "check" answers with what is wrong with the definitions that are loaded, or in "path=PATH",
+ * also against what is registered. "trace" shows and sets the trace word: "walk", "load",
+ * "error", "walker", "all", "off", and "lines=N" for so many lines. 0, or -1 when memory ran
+ * out. Any thread.
+ */
+DREND_API int drend_add_service_commands(void);
+
+/*
  * The menu by index, for daemons that build theirs themselves: the render commands in load
  * order, then the fixed commands. Texts beyond the last index are NULL; those of render
  * commands stay valid until definitions are loaded again. The help of fixed command k

@@ -11,6 +11,8 @@
 // Belongs to the daemon's thread.
 #pragma once
 
+#include <unordered_set>
+
 #include <string_view>
 
 #include "definitions/dr_tags_context.h"
@@ -93,6 +95,7 @@ class dr_tags_access_context_c : public dr_tags_context_c {
     bool settle();
     void give_up();
     static void exit_entered(dr_meta_context_c& context);
+    void trace_lost(const drend_tag_c& tag, int status);
     void mark_in_use(const drend_tag_c* tag);
     void release_in_use();
     bool has_style(const drend_tag_c* tag) const;
@@ -104,4 +107,5 @@ class dr_tags_access_context_c : public dr_tags_context_c {
     drend_tag_object_c* command_tag_ =
         nullptr;                          // the top of the walk while it is in progress
     const drend_tag_c* in_use_ = nullptr; // the root tag whose use is owed back
+    std::unordered_set<const drend_tag_c*> lost_tags_; // whose loss was traced
 };

@@ -124,11 +124,28 @@ int dr_tags_access_context_c::push_tag(const drend_tag_c* tag) {
     if (status != DREND_OK) {
         dr_tags_context_c::pop_tag();
         if (dri_trace_on(DREND_TRACE_ERROR)) {
-            drend_debug_trace("DR_ERROR: Couldn't push tag->dt_source:'%s':ret=%d\n",
-                              tag->source().c_str(), status);
+            trace_lost(*tag, status);
         }
     }
     return status;
+}
+
+// Says once of a tag, which may stand in a million rows, that its source leads nowhere.
+void dr_tags_access_context_c::trace_lost(const drend_tag_c& tag, int status) {
+    if (!lost_tags_.insert(&tag).second) {
+        return;
+    }
+    drend_debug_trace("DR_ERROR: Couldn't push tag->dt_source:'%s':ret=%d\n",
+                      tag.source().c_str(), status);
+    const drend_tag_object_c* top =
+        tag_depth() == 0 ? nullptr : get_top_tag(static_cast<unsigned>(tag_depth() - 1));
+    const drend_tag_c& root = top == nullptr ? tag : *top->dto_tag;
+    if (tag.dt_place.file != nullptr && !root.dt_commands.empty()) {
+        drend_debug_trace("DR_ERROR: command '%s', tag '%s': %s:%u:%u\n",
+                          (*root.dt_commands.begin())->dc_name, tag.name().c_str(),
+                          tag.dt_place.file->c_str(), tag.dt_place.source.line,
+                          tag.dt_place.source.column);
+    }
 }
 
 int dr_tags_access_context_c::pop_tag() {

@@ -67,31 +67,16 @@ int reload(void* peer, const char* /*argument*/) {
     return rebuilt;
 }
 
-// The menu's handler of one of the commands above.
-template <int (*Run)(void* peer, const char* argument)>
-int handle(void* peer, void* /*parse_context*/, const char* argument) {
-    if (dri_refuse_while_answering(peer)) {
-        return -1;
-    }
-    return dri_answer(peer, -1, [&] { return Run(peer, argument); });
-}
-
 constexpr drend_menu_entry_s OWN_COMMANDS[] = {
-    {"dump-schema", "Dump the dynamic rendering schema", 0, nullptr, handle<dump_schema>},
+    {"dump-schema", "Dump the dynamic rendering schema", 0, nullptr,
+     dri_fixed_handler<dump_schema>},
     {"dump", "Dump the values of all objects modeled by dynamic rendering", 0, nullptr,
-     handle<dump_values>},
-    {"dump-render-tree", "Dump the render tag tree", 0, nullptr, handle<dump_render_tree>},
-    {"xwalker", "eXternal Walker", 0, nullptr, handle<walk_externally>},
-    {"reload", "Reloads json files", 0, nullptr, handle<reload>},
+     dri_fixed_handler<dump_values>},
+    {"dump-render-tree", "Dump the render tag tree", 0, nullptr,
+     dri_fixed_handler<dump_render_tree>},
+    {"xwalker", "eXternal Walker", 0, nullptr, dri_fixed_handler<walk_externally>},
+    {"reload", "Reloads json files", 0, nullptr, dri_fixed_handler<reload>},
 };
-
-bool is_fixed_command(const char* name) {
-    drend_lock_guard_c guard(table().lock);
-    const auto& entries = table().entries;
-    return std::any_of(entries.begin(), entries.end(), [name](const auto& entry) {
-        return strcmp(entry.command, name) == 0;
-    });
-}
 
 // Appends entries, or leaves the table as it was and returns -1.
 int append(const drend_menu_entry_s* first, const drend_menu_entry_s* last) {
@@ -103,9 +88,17 @@ int append(const drend_menu_entry_s* first, const drend_menu_entry_s* last) {
 
 } // namespace
 
+bool dri_is_fixed_command(const char* name) {
+    drend_lock_guard_c guard(table().lock);
+    const auto& entries = table().entries;
+    return std::any_of(entries.begin(), entries.end(), [name](const auto& entry) {
+        return strcmp(entry.command, name) == 0;
+    });
+}
+
 int drend_init_fixed_commands() {
     drend_lock_guard_c guard(table().lock);
-    dri_set_taken_names(is_fixed_command);
+    dri_set_taken_names(dri_is_fixed_command);
     return table().entries.empty()
                ? append(std::begin(OWN_COMMANDS), std::end(OWN_COMMANDS))
                : 0;

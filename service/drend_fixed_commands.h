@@ -9,9 +9,21 @@
 #include <vector>
 
 #include "drend.h"
+#include "render/dr_answer.h"
 
 // Makes the table with the library's own commands, once. 0, or -1 when memory ran out.
 int drend_init_fixed_commands();
+
+bool dri_is_fixed_command(const char* name);
+
+// The menu's handler of a fixed command of the library's own.
+template <int (*Run)(void* peer, const char* argument)>
+int dri_fixed_handler(void* peer, void* /*parse_context*/, const char* argument) {
+    if (dri_refuse_while_answering(peer)) {
+        return -1;
+    }
+    return dri_answer(peer, -1, [&] { return Run(peer, argument); });
+}
 
 unsigned dri_fixed_count();
 // The entry at `index`; an all-zero one beyond the last.

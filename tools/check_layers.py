@@ -31,6 +31,7 @@ MAY_INCLUDE = {
 # Some are about definitions themselves.
 TOOL_MAY_INCLUDE = {
     "tools/format": {"frame", "definitions"},
+    "tools/lint": {"frame", "model", "definitions"},
 }
 # Tests, benchmarks and fuzzers may include anything and are not looked at.
 

@@ -174,6 +174,7 @@ int main(int argc, char** argv) try {
     // Stays until the process ends: a reload makes the sub-menu in it anew.
     static const drend_menu_entry_s* menu = nullptr;
     if (platform_open_loop(&context) == 0) {
+        drend_add_service_commands();
         menu = drend_init(&context, own_menu, 1, nullptr);
     }
     if (menu == nullptr) {

@@ -25,15 +25,23 @@ void on_end(evutil_socket_t, short, void* base) {
     event_base_loopbreak(static_cast<event_base*>(base));
 }
 
-// The library's own command does it, whatever the definitions call theirs: its commands stand
-// behind those in the menu, "reload" as the last. What it says goes to standard error.
+// The library's own "reload": its commands stand behind those of the definitions.
+unsigned int reload_index() {
+    unsigned int index = drend_menu_get_count();
+    do {
+        --index;
+    } while (index > 0 && strcmp(drend_menu_get_command_string(index), "reload") != 0);
+    return index;
+}
+
+// What it says goes to standard error.
 void on_reload(evutil_socket_t, short, void*) {
     void* peer = mgmt_sock_open_local(stderr);
     if (peer == nullptr) {
         fprintf(stderr, "netstatd: cannot reload: out of memory\n");
         return;
     }
-    drend_dump_tags(peer, drend_menu_get_count() - 1, nullptr);
+    drend_dump_tags(peer, reload_index(), nullptr);
     mgmt_sock_close(peer);
 }
 
