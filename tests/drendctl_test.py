@@ -233,6 +233,19 @@ class Requests(Case):
                 self.assertEqual(self.run_it(*words), (0, XML, ""), words)
         self.assertEqual(daemon.requests, [request for _, request in cases])
 
+    def test_a_subtree_filter_comes_from_a_file(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        file = pathlib.Path(folder.name) / "filter.xml"
+        file.write_text("\n<a>\n  <b>it's</b>\n</a>\n")
+        path = pathlib.Path(folder.name) / "path"
+        path.write_text("/a/b")
+        with self.daemon(lambda _: answer(XML)) as daemon:
+            for given in (file, path):
+                self.assertEqual(self.run_it("x", "--filter", str(given)), (0, XML, ""))
+        self.assertEqual(daemon.requests, ['x filter="<a>   <b>it\'s</b> </a> "',
+                                           f"x filter='{path}'"])
+
     def test_what_is_not_sent(self):
         cases = [
             (["a\nb"], "a request cannot hold a line feed"),

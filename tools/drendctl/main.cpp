@@ -161,11 +161,34 @@ outcome_e run(client_c& client, const options_s& options) {
     return client.finish(client.run(*request));
 }
 
+// All of a stream, in one line: white space of XML is blanks in requests. No more than a request
+// may hold, and some, so that what is too long is seen to be.
+std::string line_of(FILE* stream) {
+    std::string text;
+    int c = 0;
+    while (text.size() <= REQUEST_MAX && (c = fgetc(stream)) != EOF) {
+        text += c == '\n' || c == '\r' ? ' ' : static_cast<char>(c);
+    }
+    return text;
+}
+
+// A filter as it was given, what standard input has for "-", or what a file has that holds XML.
+std::string filter_text(const std::string& given) {
+    if (given == "-") {
+        return line_of(stdin);
+    }
+    const auto close = [](FILE* file) { fclose(file); };
+    const std::unique_ptr<FILE, decltype(close)> file(fopen(given.c_str(), "re"), close);
+    const std::string text = file == nullptr ? "" : line_of(file.get());
+    const std::size_t begin = text.find_first_not_of(' ');
+    return begin != std::string::npos && text[begin] == '<' ? text.substr(begin) : given;
+}
+
 outcome_e run(const options_s& options) {
     client_options_s client_options;
     client_options.reports_to_terminal = isatty(STDERR_FILENO) == 1;
     if (options.has_filter) {
-        const std::optional<std::string> filter = quoted_value(options.filter);
+        const std::optional<std::string> filter = quoted_value(filter_text(options.filter));
         if (!filter) {
             fprintf(stderr, "drendctl: a filter cannot end in a backslash\n");
             return outcome_e::usage;
