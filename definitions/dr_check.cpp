@@ -14,6 +14,7 @@
 
 #include "definitions/dr_current_set.h"
 #include "definitions/dr_load_steps.h"
+#include "definitions/dr_taken_trees.h"
 #include "definitions/drend_lookup.h"
 
 namespace {
@@ -96,6 +97,7 @@ void dri_check_files(const std::vector<std::string>& paths, dr_findings_c& findi
     for (const std::string& path : paths) {
         read_files(path, set, findings);
     }
+    dri_take_trees(set, findings);
     dri_check_commands(set, findings);
     dri_check_model(set, findings);
 }

@@ -65,6 +65,10 @@ enum class dr_severity_e : uint8_t {
       "a part of the merged schema has no dc_app_name; no daemon is found for its paths")  \
     X(FILLED_TWICE, "filled-twice", WARNING,                                               \
       "one application fills one container of a merged schema from two definitions")       \
+    X(NO_SUCH_COMMAND, "no-such-command", ERROR,                                           \
+      "the command whose tags are asked for is not there; there are none to show")         \
+    X(TREE_OF_ITSELF, "tree-of-itself", ERROR,                                             \
+      "commands ask for each other's tags; there are none to show")                        \
     X(NO_SUCH_SOURCE, "no-such-source", ERROR,                                             \
       "a source leads nowhere in the data; the tag is left out with its kids")             \
     X(SOURCE_IS_NO_LIST, "source-is-no-list", ERROR,                                       \

@@ -45,6 +45,9 @@ inline constexpr dr_member_s DR_COMMAND_MEMBERS[] = {
      "the command's name, by which it is run and by which definitions merge"},
     {"dc_tag", dr_json_kind_e::TAG, "no tag",
      "the tag at the top of the answer; a command without it cannot be run"},
+    {"dc_tag_of", dr_json_kind_e::TEXT, "none",
+     "[a command of the same application](#tags-of-another-command) whose tags it has, "
+     "too"},
     {"dc_full_command", dr_json_kind_e::TEXT, "empty", "the command as operators write it"},
     {"dc_cli_command", dr_json_kind_e::TEXT, "empty", "its word in a command-line menu"},
     {"dc_cli_merge_tag", dr_json_kind_e::TEXT, "empty", "its merge tag in that menu"},

@@ -16,6 +16,7 @@
 #include "definitions/dr_check.h"
 #include "definitions/dr_current_set.h"
 #include "definitions/dr_load_steps.h"
+#include "definitions/dr_taken_trees.h"
 #include "frame/drend_hooks.h"
 #include "frame/str_util.h"
 
@@ -68,6 +69,7 @@ std::unique_ptr<dr_daemon_context_c> read_set(const char* name, bool wants_files
     if (wants_files && !findings.is_incomplete()) {
         add_no_file(name, findings);
     }
+    dri_take_trees(*ddc, findings);
     return ddc;
 }
 
@@ -253,6 +255,9 @@ int dri_load_filename(const char* path) {
             loader().current = new dr_daemon_context_c;
         }
         const int status = read_file(path, *loader().current);
+        dr_findings_c findings;
+        dri_take_trees(*loader().current, findings);
+        findings.print(stderr);
         loader().current->index_names();
         return status;
     } catch (const std::bad_alloc&) {

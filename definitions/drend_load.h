@@ -32,6 +32,13 @@
 // Tags that keep their addresses.
 using dr_tags_t = std::deque<drend_tag_c>;
 
+// A command that asks for the tags of another one, until all files are read.
+struct dr_taken_tree_s {
+    drend_command_c* command;
+    std::string from;
+    dr_finding_s finding; // where it asks
+};
+
 // One set of loaded definitions.
 class dr_daemon_context_c {
   public:
@@ -45,6 +52,7 @@ class dr_daemon_context_c {
     std::map<std::string, std::vector<drend_event_c*>> external_events;
     // Internal notification names by the path of the leaf that announces them.
     std::map<std::string, std::vector<std::string>> notification_leaves;
+    std::vector<dr_taken_tree_s> taken;
     std::deque<std::string> files; // that were read; tags refer to them
     // What was wrong with them.
     dr_findings_c findings;

@@ -98,8 +98,23 @@ class text_reader_c {
         if (tag != nullptr) {
             tag->dt_commands.insert(command.get());
         }
+        take_tree(entry.member("dc_tag_of"), *command);
         set_.commands.push_back(nullptr); // what may fail comes first
         set_.commands.back() = command.release();
+    }
+
+    // Notes whose tags the command asks for.
+    void take_tree(const dr_json_c& of, drend_command_c& command) {
+        if (!of.is_text()) {
+            return;
+        }
+        if (command.dc_tag != nullptr) {
+            say(dr_rule_e::MISPLACED_MEMBER, dr_severity_e::WARNING, of.name_place(),
+                "dc_tag_of means nothing beside dc_tag", {});
+            return;
+        }
+        set_.taken.push_back({&command, std::string(of.text()), finding_});
+        set_.taken.back().finding.place = of.place();
     }
 
     void read_event(const dr_json_c& entry) {

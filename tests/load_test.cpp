@@ -556,7 +556,9 @@ TEST_F(Load, MemoryThatRunsOutAnywhereKeepsTheCurrentSet) {
         "`dts_kids`:[{`dts_name`:`k`}],`dts_input_kids`:[{`dts_name`:`i`}]}}";
     const std::string event = "{`dc_external_notify_name`:`e`,`dc_tag`:{`dts_name`:`t`}},"
                               "{`dc_notify_leaf`:`l`,`dc_internal_notify_name`:[`n`]}";
-    const std::string definitions = std::string(entry) + "," + entry + "," + event;
+    const std::string taken =
+        "{`dc_name`:`taken`,`dc_tag_of`:`a command with a long name`},";
+    const std::string definitions = taken + entry + "," + entry + "," + event;
     files.write("all.json", "[" + definitions + "]");
     dri_set_dir_path(files.directory().c_str());
     EXPECT_EQ(dri_load_merged(nullptr), 0);
@@ -576,13 +578,13 @@ TEST_F(Load, MemoryThatRunsOutAnywhereKeepsTheCurrentSet) {
         if (has_failed) {
             EXPECT_THAT(printed, testing::EndsWith("render definitions: out of memory\n"));
             EXPECT_EQ(dri_get_command_tag_by_name("a command with a long name"), current);
-            EXPECT_EQ(dri_get_count(), 3U) << failures;
+            EXPECT_EQ(dri_get_count(), 4U) << failures;
             EXPECT_EQ(dri_get_tag_count(), tags) << failures;
             EXPECT_EQ(dri_get_set_count(), 2) << failures;
         }
     }
     EXPECT_GT(failures, 300);
-    EXPECT_EQ(dri_get_count(), 5U);
+    EXPECT_EQ(dri_get_count(), 6U);
     dri_release_daemon_context();
     EXPECT_EQ(dri_get_tag_count(), 0);
     EXPECT_EQ(dri_get_set_count(), 1); // this fixture's own
