@@ -34,11 +34,13 @@ std::string values() {
     return std::exchange(sent, "");
 }
 
+// "fuzz:LINE:COLUMN: " and a sentence.
 bool is_fault(const char* line) {
-    unsigned row = 0;
-    unsigned column = 0;
-    return sscanf(line, "fuzz:%u:%u: ", &row, &column) == 2 && row > 0 && column > 0 &&
-           strchr(line, '\n') == nullptr;
+    char* end = nullptr;
+    const bool is_named = strncmp(line, "fuzz:", 5) == 0;
+    const bool has_line = is_named && strtoul(line + 5, &end, 10) > 0 && *end == ':';
+    const bool has_column = has_line && strtoul(end + 1, &end, 10) > 0;
+    return has_column && strncmp(end, ": ", 2) == 0 && strchr(line, '\n') == nullptr;
 }
 
 bool can_be_taken_again(const char* text) {

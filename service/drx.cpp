@@ -48,9 +48,6 @@ int fail(int status, const char* error) {
 template <typename Function>
 int unless_no_memory(drx_context_s* context, Function function) {
     try {
-        if (context != nullptr) {
-            context->data.begin_slice();
-        }
         return function();
     } catch (const std::bad_alloc&) {
         if (context != nullptr) {
@@ -70,6 +67,7 @@ std::unique_ptr<dr_access_c> make_access(const drx_context_s& context) {
 template <typename Function>
 int with(drx_context_s* context, Function function) {
     return unless_no_memory(context, [&] {
+        context->data.begin_slice();
         if (context->access == nullptr) {
             context->access = make_access(*context);
         }
@@ -83,6 +81,7 @@ int with(drx_context_s* context, Function function) {
 // Moves a second access from the root, which takes the first one's place.
 int go_from_root(drx_context_s* context, const char* path) {
     return unless_no_memory(context, [&] {
+        context->data.begin_slice();
         auto access = make_access(*context);
         if (const int status = access->push_path(path)) {
             return fail(status, access->error().c_str());
