@@ -106,6 +106,9 @@ def judge_requests(rows):
                rows.ratio(rows.at(case, seeking), libyang)),
         Target("request by key, seeking, a new filter each time, against libyang", 0.6,
                rows.ratio(rows.at(case, "seeking, new filter, collected"), libyang)),
+        Target("request by key, a subtree filter against a path", 1.2,
+               rows.ratio(rows.at(case, "seeking, subtree filter, collected"),
+                          rows.at(case, seeking))),
     ]
 
 
@@ -118,6 +121,10 @@ def judge_walks(rows):
     targets = [Target(f"{words}, against a leaf by to_chars", 1.8,
                       ns / leaf.ns if ns and leaf and leaf.ns else None)
                for words, ns in row_of.items()]
+    # Three of eight leaves are 0.375 of the text, and a row has a beginning and an end.
+    targets.append(Target("a subtree filter for 3 of 8 leaves, against the whole", 0.5, rows.ratio(
+        rows.at("filter", "3 of 8 leaves, collected"),
+        rows.at("filter", "unfiltered, collected"))))
     for sends in ("", ", collected"):
         targets.append(Target(f"deferral every 100 leaves{sends}, against none", 1.05,
                               rows.ratio(rows.at("deferral", f"every 100 leaves{sends}"),

@@ -168,7 +168,6 @@ void dr_walk_c::show_leaf(const drend_tag_object_c* tobj) {
 // Reads the leaf that `context` is at and translates its value. Whether it is to be shown.
 inline bool dr_walk_c::read_leaf(dr_meta_context_c& context, const drend_tag_c& tag) {
     if (dtc_ignore_defer == 0 && walker_->defer_walker()) {
-        walker_->deferred = true;
         status_ = DREND_DEFER;
         return false;
     }

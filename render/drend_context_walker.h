@@ -80,9 +80,6 @@ class dr_context_walker_c {
     // Sends what is collected; the walk is suspended now.
     void release_output() { output_.release(); }
 
-    bool resumed = false;  // the output continues an earlier slice
-    bool deferred = false; // this walker asked for the suspension
-
   protected:
     // Ends the output: sends what is collected and flushes, unless the peer is lost.
     int finish_output();

@@ -58,8 +58,6 @@ dr_tags_access_context_c* dr_tags_access_context_c::defer_continue() {
     if (walker_ == nullptr) {
         return nullptr;
     }
-    walker_->resumed = true;
-    walker_->deferred = false;
     walk_.resume();
     if (!settle()) {
         return this;

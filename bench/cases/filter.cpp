@@ -47,6 +47,11 @@ void add_filter_scenarios(scenarios_t& scenarios) {
                   [](size_t size) {
                       return prepare_filter(size, "filter=\"/routes/route[metric='250']\"");
                   });
+    add_for_sends(scenarios, {"filter", "3 of 8 leaves", "route", "", {}}, [](size_t size) {
+        return prepare_filter(size,
+                              "filter='<routes><route><prefix/><metric/><age/></route>"
+                              "</routes>'");
+    });
     scenarios.push_back(
         {"filter", "printf, 1 % matches", "route", "same bytes", prepare_printf});
 }

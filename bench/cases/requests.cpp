@@ -59,15 +59,24 @@ job_s job_of(size_t requests, const std::function<void()>& ask) {
     return {ask_all, ask_all};
 }
 
+// How a prefix is asked for.
+struct question_s {
+    const char* before;
+    const char* behind;
+};
+constexpr question_s BY_PATH = {"filter=\"/routes/route[prefix='", "']\""};
+constexpr question_s BY_SUBTREE = {"filter='<routes><route><prefix>",
+                                   "</prefix></route></routes>'"};
+
 std::function<void()> library_request(routes_t routes, drend_proc_t step, size_t asked,
-                                      bool forgets) {
+                                      bool forgets, question_s question = BY_PATH) {
     set_routes(routes);
     register_routes("/routes/route", step);
     load_definitions(routes_command("routes", "/routes", true), 1);
-    return [turns = turns_c(routes, asked), forgets]() mutable {
+    return [turns = turns_c(routes, asked), forgets, question]() mutable {
         char filter[128];
-        snprintf(filter, sizeof filter, "filter=\"/routes/route[prefix='%s']\"",
-                 turns.next());
+        snprintf(filter, sizeof filter, "%s%s%s", question.before, turns.next(),
+                 question.behind);
         if (forgets) {
             dri_reset_xpath_cache();
         }
@@ -75,13 +84,14 @@ std::function<void()> library_request(routes_t routes, drend_proc_t step, size_t
     };
 }
 
-job_s prepare_seeking(size_t size, size_t asked, bool forgets) {
+job_s prepare_seeking(size_t size, size_t asked, bool forgets,
+                      question_s question = BY_PATH) {
     const routes_t routes = make_routes(size);
     routes_by_prefix.reserve(routes.size());
     for (const route_s& route : routes) {
         routes_by_prefix.emplace(route.prefix, &route);
     }
-    return job_of(asked, library_request(routes, seek_route, asked, forgets));
+    return job_of(asked, library_request(routes, seek_route, asked, forgets, question));
 }
 
 job_s prepare_libyang(size_t size) {
@@ -113,6 +123,13 @@ void add_request_scenarios(scenarios_t& scenarios) {
                   [](size_t size) { return prepare_seeking(size, ASKED, false); });
     add_for_sends(scenarios, named("seeking, new filter"),
                   [](size_t size) { return prepare_seeking(size, ASKED, true); });
+    for (const bool forgets : {false, true}) {
+        const char* name =
+            forgets ? "seeking, new subtree filter" : "seeking, subtree filter";
+        add_for_sends(scenarios, named(name), [forgets](size_t size) {
+            return prepare_seeking(size, ASKED, forgets, BY_SUBTREE);
+        });
+    }
     add_for_sends(scenarios, named("scanning"), [](size_t size) {
         return job_of(std::clamp<size_t>(100000 / size, 1, ASKED),
                       library_request(make_routes(size), step_routes, ASKED, false));
