@@ -12,6 +12,7 @@
 #include "tools/drendctl/answer_sorter.h"
 #include "tools/drendctl/chunk_decoder.h"
 #include "tools/drendctl/control_escaper.h"
+#include "tools/drendctl/filter_place.h"
 #include "tools/drendctl/highlighter.h"
 #include "tools/drendctl/menu.h"
 #include "tools/drendctl/progress.h"
@@ -215,6 +216,35 @@ TEST(drendctl_text, control_characters) {
     };
     for (const auto& [text, expected] : cases) {
         EXPECT_EQ(escaped_controls(text), expected);
+    }
+}
+
+TEST(drendctl_text, the_place_in_a_filter) {
+    const std::tuple<const char*, const char*, const char*> cases[] = {
+        {"x filter=/a/b", "4", "/a/b\n   ^\n"},
+        {"x a=' filter=no', filter='/a/b' filter=/c", "1", "/a/b\n^\n"},
+        {"x filter=/a/", "4", "/a/\n   ^\n"}, // behind the last
+        {"x filter=/a[b='c d']", "5", "/a[b='c d']\n    ^\n"},
+        {"x filter='/a[b=\\'c\\']/d' y", "10", "/a[b='c']/d\n         ^\n"},
+        {"x filter=/\u00e4\u20ac/\U0001f600/b", "6",
+         "/\u00e4\u20ac/\U0001f600/b\n     ^\n"},
+        {"x filter='/\x1b/\xff\t/b'", "6", "/\\x1b/\\xff\t/b\n          \t^\n"},
+        {"x filter=/a", "4", ""}, // there is none
+        {"x filter=/a", "0", ""},
+        {"x filter=/a", "99999999999999999999", ""},
+        {"x filter=/a", "1 of it", ""},
+        {"x", "1", ""}, // nor a filter
+    };
+    for (const auto& [request, character, expected] : cases) {
+        const std::string error = "error: filter: ' at character 1' at character ";
+        EXPECT_EQ(filter_place(error + character, request), expected) << request;
+    }
+    EXPECT_EQ(filter_place("error: arguments: quote at character 1", "x filter=/a"), "");
+    EXPECT_EQ(filter_place("error: filter: no", "x filter=/a"), "");
+    for (const std::string filter : {"/a[b='it\\'s']", "/a[b=\"'\" or c='\"\"']", "a, b"}) {
+        const std::string request = "x y=1, filter=" + quoted_value(filter).value();
+        EXPECT_EQ(filter_place("error: filter: z at character 1", request),
+                  filter + "\n^\n");
     }
 }
 

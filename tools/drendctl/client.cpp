@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "filter_place.h"
 #include "interrupts.h"
 #include "line_reader.h"
 #include "request_text.h"
@@ -27,9 +28,13 @@ outcome_e client_c::run(const std::string& request) {
     if (!fault.empty()) {
         return report({outcome_e::usage, fault});
     }
-    const outcome_s outcome = session_.ask(
-        complete, [this](std::string_view part) { return output_.write(part); });
-    return report(printed(outcome));
+    const outcome_s outcome = printed(session_.ask(
+        complete, [this](std::string_view part) { return output_.write(part); }));
+    report(outcome);
+    if (outcome.what == outcome_e::refused) {
+        fputs(filter_place(outcome.error, complete).c_str(), stderr);
+    }
+    return outcome.what;
 }
 
 outcome_e client_c::run_lines(int fd) {
