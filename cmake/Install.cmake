@@ -133,7 +133,7 @@ foreach(program drendctl drend-lint drend-preview)
   drend_install_compressed(tools/${folder}/${program}.1 ${CMAKE_INSTALL_MANDIR}/man1 tools)
   install(FILES tools/${folder}/${program}.bash
     DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME ${program}
-    COMPONENT tools OPTIONAL)
+    COMPONENT tools)
 endforeach()
 foreach(program drend-lint drend-preview)
   if(TARGET ${program})

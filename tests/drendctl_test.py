@@ -301,6 +301,14 @@ class Answers(Case):
             with self.daemon(serve=serve):
                 self.assertEqual(self.run_it("show-x"), tuple(expected), reply)
 
+    def test_a_refused_filter_is_shown_with_its_place(self):
+        error = "error: filter: no 'c' below /ä; there is nothing at character 4\n"
+        place = "/ä/c\n   ^\n"
+        with self.daemon(lambda _: answer(error)):
+            for words in (["x", "--filter", "/ä/c"], ["x", "filter=/ä/c"]):
+                self.assertEqual(self.run_it(*words), (1, "", error + place))
+            self.assertEqual(self.run_it(stdin="x filter=/ä/c\nx\n"), (1, "", error + place + error))
+
     def test_nobody_answers(self):
         code, output, error = self.run_it("show-x")
         self.assertEqual((code, output), (3, ""))
@@ -699,7 +707,7 @@ class Completion(Case):
         self.assertEqual(self.run_it("--complete", "drend show-i"), (3, "", ""))
 
     def completed(self, *words):
-        script = f"source {COMPLETION}; COMP_WORDS=(\"$@\"); COMP_CWORD=$(($# - 1)); "
+        script = f"source {COMPLETION}; compopt() {{ :; }}; COMP_WORDS=(\"$@\"); COMP_CWORD=$(($# - 1)); "
         script += "_drendctl; printf '%s\\n' \"${COMPREPLY[@]}\""
         done = subprocess.run(["bash", "--norc", "-euc", script, "bash", DRENDCTL, *words],
                               env=self.env, capture_output=True, timeout=PATIENCE, text=True)
@@ -708,6 +716,8 @@ class Completion(Case):
 
     def test_bash(self):
         shows = ["show-interfaces", "show-routes"]
+        filter_file = self.folder + "/filter.xml"
+        pathlib.Path(filter_file).touch()
         cases = [
             (("",), shows, "?"),
             (("--json", "--filter", "/a b", "drend", "show-r"), shows[1:], "drend ?"),
@@ -715,7 +725,9 @@ class Completion(Case):
             (("--filter=/a", "drend", ""), shows, "drend ?"),
             (("--js",), ["--json"], None),
             (("--color", "al"), ["always"], None),
-            (("--filter", "/a"), [], None),
+            (("--filter", self.folder + "/f"), [filter_file], None),
+            (("--filter", "=", self.folder + "/f"), [filter_file], None),
+            (("--filter", "/a[b='"), [], None),
         ]
         for words, expected, question in cases:
             with self.daemon(menu_answer) as daemon:

@@ -7,6 +7,7 @@ lint_test.py DREND-LINT NETSTATD ROOT
 
 import json
 import pathlib
+import re
 import subprocess
 import sys
 import tempfile
@@ -50,6 +51,23 @@ class Lint(unittest.TestCase):
 
     def lines(self, *findings):
         return "".join(f"{self.file}:{finding}\n" for finding in findings)
+
+    def completed(self, *words):
+        script = (f"source {ROOT}/tools/lint/drend-lint.bash; compopt() {{ :; }}\n"
+                  "COMP_WORDS=(drend-lint \"$@\"); COMP_CWORD=$#; _drend_lint\n"
+                  "printf '%s\\n' \"${COMPREPLY[@]}\"")
+        return subprocess.run(["bash", "--norc", "-euc", script, "bash", *words], check=True,
+                              capture_output=True, text=True).stdout.split()
+
+    def test_bash_completes_options_and_files(self):
+        options = re.findall(r"--[a-z]+", lint("--help")[1])
+        self.assertEqual(sorted(self.completed("--")), sorted(set(options)))
+        begun = str(self.file)[:-3]
+        for words in ([begun], ["--strict", begun], ["--model", begun], ["--model", "=", begun]):
+            self.assertEqual(self.completed(*words), [str(self.file)], words)
+        for words in (["--format", ""], ["--format", "="], ["--format", "=", ""]):
+            self.assertEqual(self.completed(*words), ["text", "json", "sarif"], words)
+        self.assertEqual(self.completed("--format", "=", "sa"), ["sarif"])
 
     def test_the_definitions_of_the_project_have_no_error(self):
         folders = sorted({file.parent for folder in ("examples", "tests/data")

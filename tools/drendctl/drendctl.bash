@@ -27,7 +27,7 @@ _drendctl() {
   [[ -z $waiting || $current != "=" ]] || current=""
 
   case $waiting in
-    --socket)
+    --socket | --filter)
       compopt -o filenames # has the names quoted
       mapfile -t COMPREPLY < <(compgen -f -- "$current")
       ;;
