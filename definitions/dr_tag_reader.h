@@ -26,8 +26,8 @@ class dr_tag_reader_c {
   private:
     // A tag whose kids are being read.
     struct level_s {
-        drend_tag_c* tag;
-        bool is_input_kid;
+        drend_tag_c* tag = nullptr;
+        bool is_input_kid = false;
         dr_json_c key;
         dr_json_elements_c input_kids;
         dr_json_elements_c kids;

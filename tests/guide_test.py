@@ -68,7 +68,7 @@ class Guide(unittest.TestCase):
         """Runs the commands among `blocks` and compares the answers behind them."""
         compared = 0
         for (_, commands), (language, expected) in zip(blocks, blocks[1:]):
-            if language in ("xml", "json"):
+            if language in ("xml", "json", "text"):
                 self.assertEqual(self.sh(commands).rstrip("\n"), expected.rstrip("\n"))
                 compared += 1
         return compared
@@ -80,6 +80,8 @@ class Guide(unittest.TestCase):
         file = self.place / re.search(r'"(\S+-sensors\.json)"', GUIDE).group(1)
         file.parent.mkdir(parents=True)
         file.write_text(definition[0][1])
+        lint, preview = preview[:2], preview[2:]
+        self.assertEqual(self.check(lint), 1)
         (self.place / "sensors.json").write_text(preview[0][1])
         self.assertEqual(self.check(preview[1:]), 1)
         self.assertEqual(self.check(link), 1)
