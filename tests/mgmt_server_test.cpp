@@ -154,6 +154,11 @@ TEST_F(mgmt_server_test, a_long_answer_and_all_that_begin_have_the_same_share) {
     config_.slice_usec = 1;
     std::atomic<unsigned long> answered{0};
     on_leaf = [&] {
+        using steady_t = std::chrono::steady_clock;
+        const auto end = steady_t::now() + std::chrono::microseconds(2);
+        while (steady_t::now() < end) {
+            // a row takes longer than a slice, however fast the library is
+        }
         if (leaf_calls == ROWS) {
             answered = mgmt_server_stats(server_).requests;
         }
