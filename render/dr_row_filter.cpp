@@ -51,9 +51,10 @@ bool dr_row_filter_c::step_match(const drend_tag_object_c* tobj) {
 
 bool dr_row_filter_c::way_match(const drend_tag_object_c* tobj,
                                 const dr_step_filter_s& way) {
+    dr_bound_step_c& step = bind(tobj, way);
     const size_t tests = test_count(way);
     for (size_t test = 0; test < tests; ++test) {
-        if (!passes_test(tobj, way, test)) {
+        if (!passes_test(tobj, step, way, test)) {
             return false;
         }
     }
@@ -134,9 +135,10 @@ int dr_row_filter_c::judge_ways(const drend_tag_object_c* tobj, size_t& next) {
 // `has_more`: there are other ways behind it.
 int dr_row_filter_c::judge_way(const drend_tag_object_c* tobj, const dr_step_filter_s& way,
                                size_t& test, bool has_more) {
+    dr_bound_step_c& step = bind(tobj, way);
     const size_t tests = test_count(way);
     while (test < tests) {
-        if (!passes_test(tobj, way, test)) {
+        if (!passes_test(tobj, step, way, test)) {
             return DREND_NO_EL;
         }
         const bool has_read = test++ > 0;
@@ -147,9 +149,8 @@ int dr_row_filter_c::judge_way(const drend_tag_object_c* tobj, const dr_step_fil
     return DREND_OK;
 }
 
-bool dr_row_filter_c::passes_test(const drend_tag_object_c* tobj,
+bool dr_row_filter_c::passes_test(const drend_tag_object_c* tobj, dr_bound_step_c& step,
                                   const dr_step_filter_s& way, size_t test) {
-    dr_bound_step_c& step = bind(tobj, way);
     if (test == 0) {
         if (way.parsed == nullptr && dri_trace_on(DREND_TRACE_ERROR)) {
             drend_debug_trace("DR_ERROR: Invalid dto_filter '%s'\n", way.text.c_str());

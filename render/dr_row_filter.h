@@ -79,8 +79,8 @@ class dr_row_filter_c {
         return *bound_;
     }
     void bind_anew(const dr_step_filter_s& way, const drend_tag_c& tag);
-    bool passes_test(const drend_tag_object_c* tobj, const dr_step_filter_s& way,
-                     size_t test);
+    bool passes_test(const drend_tag_object_c* tobj, dr_bound_step_c& step,
+                     const dr_step_filter_s& way, size_t test);
     bool row_has_to_wait() const;
     bool predicate_match(const drend_tag_object_c* tobj, dr_bound_step_c& step,
                          const dr_xp_predicate_s& predicate);
