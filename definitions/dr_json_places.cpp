@@ -10,17 +10,13 @@
 #include <cassert>
 #include <utility>
 
+#include "frame/str_util.h"
+
 namespace {
 
 constexpr std::string_view BETWEEN = " \t\r\n,:";
 constexpr std::string_view BEHIND_A_WORD = " \t\r\n,]}";
 constexpr size_t BLOCK = 1024;
-
-size_t count_characters(std::string_view text) {
-    return static_cast<size_t>(std::count_if(text.begin(), text.end(), [](char c) {
-        return (static_cast<unsigned char>(c) & 0xC0) != 0x80;
-    }));
-}
 
 } // namespace
 
@@ -32,7 +28,7 @@ dr_json_places_c::dr_json_places_c(std::string_view text) : text_(text) {
     }
     blocks_.push_back(0);
     for (size_t at = 0; at + BLOCK <= text.size(); at += BLOCK) {
-        blocks_.push_back(blocks_.back() + count_characters(text.substr(at, BLOCK)));
+        blocks_.push_back(blocks_.back() + dri_count_characters(text.substr(at, BLOCK)));
     }
     go_through();
     assert(open_.empty());
@@ -116,5 +112,5 @@ dr_text_place_s dr_json_places_c::place_of(size_t offset) const {
 size_t dr_json_places_c::characters_before(size_t offset) const {
     const size_t block = offset / BLOCK;
     return blocks_[block] +
-           count_characters(text_.substr(block * BLOCK, offset - block * BLOCK));
+           dri_count_characters(text_.substr(block * BLOCK, offset - block * BLOCK));
 }

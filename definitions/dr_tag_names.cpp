@@ -25,6 +25,11 @@ std::vector<const drend_tag_c*> dri_nameable_kids(const drend_tag_c& tag) {
     return kids;
 }
 
+std::vector<const drend_tag_c*> dri_nameable_tops(const drend_tag_c& root) {
+    return root.is_hidden() ? dri_nameable_kids(root)
+                            : std::vector<const drend_tag_c*>{&root};
+}
+
 bool dri_find_nameable(const drend_tag_c& from, std::string_view name,
                        std::vector<const drend_tag_c*>& way) {
     const drend_tag_c* direct = from.find_child(name);

@@ -12,6 +12,8 @@
 
 // In the order of the definition.
 std::vector<const drend_tag_c*> dri_nameable_kids(const drend_tag_c& tag);
+// What can be named first in a path: the root tag, or what can be named below it.
+std::vector<const drend_tag_c*> dri_nameable_tops(const drend_tag_c& root);
 
 // Appends the tags from `from`, itself left out, down to the one of that name: hidden ones and that
 // one. False, with nothing appended, when there is none.

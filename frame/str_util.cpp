@@ -316,6 +316,12 @@ std::string_view dri_strip_quotes(std::string_view text) {
     return is_quoted ? text.substr(1, text.size() - 2) : text;
 }
 
+size_t dri_count_characters(std::string_view text) {
+    return static_cast<size_t>(std::count_if(text.begin(), text.end(), [](char c) {
+        return (static_cast<unsigned char>(c) & 0xC0) != 0x80;
+    }));
+}
+
 int dri_get_quoted_str(const char* s, dr_str_buf_c& out, const char*& end) {
     const bool closed = dri_find_end_quote(s, end);
     out = dri_unquoted(std::string_view(s + 1, end), *s);

@@ -69,6 +69,9 @@ void dri_append_quoted(std::string& dst, std::string_view text);
 // Without the quotes that it begins and ends with, if it does.
 std::string_view dri_strip_quotes(std::string_view text);
 
+// The number of characters of a UTF-8 text, as people count places in it.
+size_t dri_count_characters(std::string_view text);
+
 // Reads the quoted string that begins at `s`, whose first character is its quote. A
 // backslash keeps the quote after it in the text. 0 with `end` at the closing quote, or -1
 // when there is none; `out` then holds what was read.

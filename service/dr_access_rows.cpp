@@ -187,11 +187,7 @@ int dr_access_c::get_type() const {
 }
 
 std::vector<const drend_tag_c*> dr_access_c::get_kids() const {
-    if (here() != nullptr) {
-        return dri_nameable_kids(*here());
-    }
-    return root_.is_hidden() ? dri_nameable_kids(root_)
-                             : std::vector<const drend_tag_c*>{&root_};
+    return here() == nullptr ? dri_nameable_tops(root_) : dri_nameable_kids(*here());
 }
 
 int dr_access_c::read(const char* path, const dr_value_c*& value, std::string_view& text) {

@@ -22,7 +22,8 @@ std::string check_syntax(const dr_read_args_s& read) {
     if (read.fault.what == nullptr) {
         return {};
     }
-    const std::string at = std::to_string(read.fault.at - read.text + 1);
+    const std::string_view before(read.text, read.fault.at);
+    const std::string at = std::to_string(dri_count_characters(before) + 1);
     return line_of("arguments: " + std::string(read.fault.what) + " at character " + at);
 }
 

@@ -8,10 +8,12 @@
 #include <iterator>
 #include <vector>
 
+#include "definitions/dr_tag_names.h"
 #include "expr/dr_xp_functions.h"
 #include "expr/dr_xp_lexer.h"
 #include "expr/dr_xp_parser.h"
 #include "frame/dr_no_such.h"
+#include "frame/str_util.h"
 
 namespace {
 
@@ -20,25 +22,18 @@ constexpr size_t WORD_SHOWN = 64; // bytes
 using tags_t = std::vector<const drend_tag_c*>;
 using names_t = std::vector<std::string>;
 
-// Adds a tag, or what is visible below a hidden one.
-void add_visible(const drend_tag_c& tag, tags_t& out) {
-    if (!tag.is_hidden()) {
-        out.push_back(&tag);
-        return;
-    }
-    for (const drend_tag_c* kid : tag.dt_kids) {
-        add_visible(*kid, out);
-    }
-}
-
-tags_t visible_below(const tags_t& tags) {
+tags_t nameable_below(const tags_t& tags) {
     tags_t below;
     for (const drend_tag_c* tag : tags) {
-        for (const drend_tag_c* kid : tag->dt_kids) {
-            add_visible(*kid, below);
-        }
+        const tags_t kids = dri_nameable_kids(*tag);
+        below.insert(below.end(), kids.begin(), kids.end());
     }
     return below;
+}
+
+bool has_leaf(const drend_tag_c& tag, const std::string& name) {
+    tags_t way;
+    return dri_find_nameable(tag, name, way) && way.back()->dt_type == DT_TYPE_LEAF;
 }
 
 names_t names_of(const tags_t& tags) {
@@ -58,9 +53,7 @@ std::string shown(const std::string& word) {
 class filter_check_c {
   public:
     filter_check_c(const drend_tag_c& top_tag, const std::string& text)
-        : text_(text), cursor_(text_.c_str()) {
-        add_visible(top_tag, level_);
-    }
+        : text_(text), cursor_(text_.c_str()), level_(dri_nameable_tops(top_tag)) {}
 
     std::string run() {
         while (fault_.empty() && take_token()) {
@@ -152,7 +145,7 @@ class filter_check_c {
             return;
         }
         if (begin_predicates(name_at_)) {
-            level_ = visible_below(taken_);
+            level_ = nameable_below(taken_);
             name_.clear();
             has_predicates_ = is_at_start_ = false;
         }
@@ -186,12 +179,15 @@ class filter_check_c {
             }
             return;
         }
-        tags_t leaves = visible_below(taken_);
-        std::erase_if(leaves,
-                      [](const drend_tag_c* tag) { return tag->dt_type != DT_TYPE_LEAF; });
-        const names_t names = names_of(leaves);
-        if (std::find(names.begin(), names.end(), word) == names.end()) {
-            fail(dri_no_such(word, path_, names), token.start);
+        const auto leads_to_leaf = [&](const drend_tag_c* tag) {
+            return has_leaf(*tag, word);
+        };
+        if (std::none_of(taken_.begin(), taken_.end(), leads_to_leaf)) {
+            tags_t leaves = nameable_below(taken_);
+            std::erase_if(leaves, [](const drend_tag_c* tag) {
+                return tag->dt_type != DT_TYPE_LEAF;
+            });
+            fail(dri_no_such(word, path_, names_of(leaves)), token.start);
         }
     }
 
@@ -206,9 +202,8 @@ class filter_check_c {
     }
 
     void fail(const std::string& what, const char* at) {
-        const auto is_begun_by = [](char c) { return (c & 0xc0) != 0x80; }; // of UTF-8
-        const auto before = std::count_if(text_.c_str(), at, is_begun_by);
-        fault_ = what + " at character " + std::to_string(before + 1);
+        const std::string_view before(text_.c_str(), at);
+        fault_ = what + " at character " + std::to_string(dri_count_characters(before) + 1);
     }
 
     const std::string text_;

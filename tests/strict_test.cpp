@@ -109,6 +109,7 @@ TEST_F(strict_test, arguments_that_nobody_knows_are_told) {
         {"name=lan xyzzy", "error: arguments: no 'xyzzy'; " + known},
         {"'a'=b", "error: arguments: no 'a=b'; " + known},
         {"name='lan", "error: arguments: a quote that is never closed at character 6"},
+        {"städte='lan", "error: arguments: a quote that is never closed at character 8"},
         {"na'me'=lan", "error: arguments: a quote in a name at character 3"},
         {"name=lan filter=/dhcp",
          "error: filter: the parameter 'name' would replace it; give one of the two"},
