@@ -309,6 +309,28 @@ class Answers(Case):
                 self.assertEqual(self.run_it(*words), (1, "", error + place))
             self.assertEqual(self.run_it(stdin="x filter=/ä/c\nx\n"), (1, "", error + place + error))
 
+    def test_findings_are_shown_with_their_places(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        file = pathlib.Path(folder.name) / "a.json"
+        file.write_text("[\n {}]")
+        finding = f"{file}:2:2: error: what is wrong [id]\n"
+        place = "  2 |  {}]\n    |  ^\n"
+        errors, warnings = "1 errors, 0 warnings\n", "0 errors, 1 warnings\n"
+        json = '[\n {"severity": "error"}\n]\n'
+        cases = [
+            (["check"], [finding, errors], 5, finding + place + errors),
+            (["drend", "check", f"path={file}"], [finding, errors], 5, finding + place + errors),
+            (["check"], [finding, warnings], 0, finding + place + warnings),
+            (["check", "--json"], [json], 5, json),
+            (["show-x"], [finding, errors], 0, finding + errors),
+        ]
+        for words, texts, code, expected in cases:
+            with self.daemon(lambda _, texts=texts: answer(*texts)):
+                self.assertEqual(self.run_it(*words), (code, expected, ""), words)
+        with self.daemon(lambda _: answer("error: no 'check'\n")):
+            self.assertEqual(self.run_it("check"), (1, "", "error: no 'check'\n"))
+
     def test_nobody_answers(self):
         code, output, error = self.run_it("show-x")
         self.assertEqual((code, output), (3, ""))

@@ -8,8 +8,10 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include "definition_files.h"
 #include "expr/dri_args.h"
 #include "tools/drendctl/answer_sorter.h"
+#include "tools/drendctl/checked_answer.h"
 #include "tools/drendctl/chunk_decoder.h"
 #include "tools/drendctl/control_escaper.h"
 #include "tools/drendctl/filter_place.h"
@@ -245,6 +247,74 @@ TEST(drendctl_text, the_place_in_a_filter) {
         const std::string request = "x y=1, filter=" + quoted_value(filter).value();
         EXPECT_EQ(filter_place("error: filter: z at character 1", request),
                   filter + "\n^\n");
+    }
+}
+
+// What is printed of an answer to "check" that arrives in pieces of `size`, "!" for errors.
+std::string checked(const std::string& answer, size_t size) {
+    std::string text;
+    checked_answer_c checked([&text](std::string_view part) {
+        text += part;
+        return true;
+    });
+    for (size_t i = 0; i < answer.size(); i += size) {
+        EXPECT_TRUE(checked.add(std::string_view(answer).substr(i, size)));
+    }
+    checked.finish();
+    return text + (checked.has_errors() ? "!" : "");
+}
+
+TEST(drendctl_text, the_place_of_a_finding) {
+    const definition_files_c files;
+    const std::string file =
+        files.write("a:1.json", "one\r\n\t\xc3\xa4y\x1b\n" + std::string(200, 'x') +
+                                    "\xc3\xa4Y" + std::string(80, 'z'));
+    const std::string wide = "  3 | " + std::string(98, 'x') + "\xc3\xa4Y" +
+                             std::string(59, 'z') + "\n    | " + std::string(99, ' ') +
+                             "^\n";
+    const std::pair<std::string, std::string> cases[] = {
+        {":1:1: error: wrong: error: [id]", "  1 | one\n    | ^\n"},
+        {":1:4: warning: missing", "  1 | one\n    |    ^\n"},
+        {":2:4: error: a", "  2 | \t\xc3\xa4y\\x1b\n    | \t  ^\n"},
+        {":3:202: error: a", wide},
+        {":1:5: error: behind the line's end", ""},
+        {":4:1: error: behind the file's end", ""},
+        {":0:1: error: a", ""},
+        {":1: error: a", ""},
+        {": error: no place", ""},
+        {":1:1: note: a", ""},
+    };
+    for (const auto& [finding, source] : cases) {
+        const std::string line = file + finding + "\n";
+        EXPECT_EQ(checked(line, 7), line + source) << finding;
+    }
+    for (const char* unreadable : {"/no/such", "/dev/zero", "/"}) {
+        const std::string line = std::string(unreadable) + ":1:1: error: a\n";
+        EXPECT_EQ(checked(line, 1000), line);
+    }
+    const std::string endless(200000, 'a');
+    EXPECT_EQ(checked(endless, 1000), endless);
+}
+
+TEST(drendctl_text, errors_of_a_check) {
+    const std::pair<const char*, bool> cases[] = {
+        {"0 errors, 3 warnings\n", false},
+        {"10 errors, 0 warnings\n", true},
+        {"a: warning: 1 errors, [x]\n", false},
+        {" {\"severity\": \"error\", \"id\": \"x\"}\n", true},
+        {" {\"severity\": \"warning\", \"a\": \"\\\"severity\\\": \\\"error\\\"\"}\n",
+         false},
+        {"", false},
+    };
+    for (const auto& [answer, has_errors] : cases) {
+        EXPECT_EQ(checked(answer, 3).ends_with("!"), has_errors) << answer;
+    }
+    for (const char* request : {"check", " drend  check path=a as-json"}) {
+        EXPECT_TRUE(is_check(request)) << request;
+    }
+    for (const char* request :
+         {"", "drend", "checks", "show check", "drend drend check", "check?"}) {
+        EXPECT_FALSE(is_check(request)) << request;
     }
 }
 

@@ -126,6 +126,15 @@ class Served(unittest.TestCase):
         self.reload("finish reloading\n")
         self.assertEqual(self.ask("show-b")[0], 4)
 
+    def test_definitions_are_checked_where_they_stand(self):
+        definitions = self.folder / "a.json"
+        definitions.write_text('[{"dc_name": "c", "dc_tag": {\n"dts_name": "t",\n'
+                               ' "dts_source": "/interface"}}]')
+        code, out, err = self.ask("check", f"path={definitions}")
+        self.assertEqual((code, err), (5, ""))
+        self.assertIn('[no-such-source]\n  3 |  "dts_source": "/interface"}}]\n'
+                      '    |                ^\n1 errors, 0 warnings\n', out)
+
     def reload(self, last_line):
         self.daemon.send_signal(signal.SIGHUP)
         line = self.daemon.stderr.readline()

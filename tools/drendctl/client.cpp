@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "checked_answer.h"
 #include "filter_place.h"
 #include "interrupts.h"
 #include "line_reader.h"
@@ -28,13 +29,28 @@ outcome_e client_c::run(const std::string& request) {
     if (!fault.empty()) {
         return report({outcome_e::usage, fault});
     }
-    const outcome_s outcome = printed(session_.ask(
-        complete, [this](std::string_view part) { return output_.write(part); }));
+    const outcome_s outcome = printed(is_check(complete) ? check(complete) : ask(complete));
     report(outcome);
     if (outcome.what == outcome_e::refused) {
         fputs(filter_place(outcome.error, complete).c_str(), stderr);
     }
     return outcome.what;
+}
+
+outcome_s client_c::ask(const std::string& request) {
+    return session_.ask(request,
+                        [this](std::string_view part) { return output_.write(part); });
+}
+
+outcome_s client_c::check(const std::string& request) {
+    checked_answer_c answer([this](std::string_view part) { return output_.write(part); });
+    outcome_s outcome = session_.ask(
+        request, [&answer](std::string_view part) { return answer.add(part); });
+    answer.finish();
+    if (outcome.what == outcome_e::answered && answer.has_errors()) {
+        outcome.what = outcome_e::faulty;
+    }
+    return outcome;
 }
 
 outcome_e client_c::run_lines(int fd) {
@@ -116,6 +132,7 @@ outcome_e client_c::report(const outcome_s& outcome) const {
         }
         break;
     case outcome_e::answered:
+    case outcome_e::faulty: // the answer has said so
     case outcome_e::not_wanted:
         break;
     }

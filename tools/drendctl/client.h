@@ -40,6 +40,8 @@ class client_c {
     answer_output_c& output() { return output_; }
 
   private:
+    outcome_s ask(const std::string& request);
+    outcome_s check(const std::string& request);
     outcome_s printed(const outcome_s& outcome);
     outcome_e finish(outcome_e outcome, patience_s::time_point_t deadline);
 

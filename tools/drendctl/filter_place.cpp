@@ -6,7 +6,7 @@
 #include <optional>
 #include <vector>
 
-#include "control_escaper.h"
+#include "caret.h"
 
 namespace {
 
@@ -60,31 +60,6 @@ std::size_t character_of(std::string_view error) {
     return read.ec == std::errc() && read.ptr == end ? number : 0;
 }
 
-bool begins_character(char c) {
-    return (static_cast<unsigned char>(c) & 0xc0) != 0x80;
-}
-
-// Where a character begins, the first one being 1; the one behind the last is the end.
-std::optional<std::size_t> place_of(std::size_t character, std::string_view text) {
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        if (begins_character(text[i]) && --character == 0) {
-            return i;
-        }
-    }
-    return character == 1 ? std::optional(text.size()) : std::nullopt;
-}
-
-// A column for each character of `text`; a tab is as wide as one.
-std::string blanks_below(std::string_view text) {
-    std::string blanks;
-    for (const char c : text) {
-        if (begins_character(c)) {
-            blanks += c == '\t' ? '\t' : ' ';
-        }
-    }
-    return blanks;
-}
-
 } // namespace
 
 std::string filter_place(std::string_view error, std::string_view request) {
@@ -92,11 +67,6 @@ std::string filter_place(std::string_view error, std::string_view request) {
     const std::optional<std::string> filter =
         character > 0 ? filter_of(request) : std::nullopt;
     const std::optional<std::size_t> place =
-        filter ? place_of(character, *filter) : std::nullopt;
-    if (!place) {
-        return {};
-    }
-    const std::string before = escaped_controls(filter->substr(0, *place));
-    return before + escaped_controls(filter->substr(*place)) + "\n" + blanks_below(before) +
-           "^\n";
+        filter ? offset_of(character, *filter) : std::nullopt;
+    return place ? with_caret(*filter, *place) : std::string();
 }

@@ -22,6 +22,7 @@ enum class outcome_e {
     usage = 2,   // nothing was asked
     lost = 3,    // no connection, or no answer that could be followed; `error` says why
     nothing = 4, // the command printed nothing
+    faulty = 5,  // answered, with errors that "check" found in the definitions
     interrupted = 130, // `error` says what is missing, if anything
     not_wanted = 141,  // the text was not taken any more
 };
