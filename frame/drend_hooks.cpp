@@ -30,6 +30,9 @@ std::atomic<drend_peer_method_t> peer_close_method{nullptr};
 std::atomic<drend_peer_to_file_method_t> peer_to_file_method{nullptr};
 std::atomic<drend_err_exit_method_t> err_exit_method{exit_with_message};
 
+std::atomic<drend_answer_begin_method_t> answer_begin_method{nullptr};
+std::atomic<drend_answer_end_method_t> answer_end_method{nullptr};
+
 // Counts for the daemon's thread only, hence no atomic.
 int send_counter = 0;
 
@@ -134,6 +137,24 @@ void drend_set_peer_to_file_method(drend_peer_to_file_method_t method) {
 
 drend_err_exit_method_t drend_set_err_exit_method(drend_err_exit_method_t method) {
     return err_exit_method.exchange(method, std::memory_order_acq_rel);
+}
+
+void drend_set_answer_methods(drend_answer_begin_method_t begin,
+                              drend_answer_end_method_t end) {
+    answer_begin_method.store(begin, std::memory_order_release);
+    answer_end_method.store(end, std::memory_order_release);
+}
+
+void dri_answer_begins(void* peer, const char* media_type) {
+    if (const auto method = answer_begin_method.load(std::memory_order_acquire)) {
+        method(peer, media_type);
+    }
+}
+
+void dri_answer_ends(void* peer, const drend_answer_end_s& end) {
+    if (const auto method = answer_end_method.load(std::memory_order_acquire)) {
+        method(peer, &end);
+    }
 }
 
 void drend_set_vsnprintf(drend_vsnprintf_t formatter) {

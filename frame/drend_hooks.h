@@ -20,5 +20,9 @@ int dri_send_text(void* peer, const char* text, size_t length);
 // What drend_set_strict has set.
 bool dri_is_strict();
 
+// Tells the daemon's protocol, where it wants to know, how an answer begins and how it ended.
+void dri_answer_begins(void* peer, const char* media_type);
+void dri_answer_ends(void* peer, const drend_answer_end_s& end);
+
 // Runs the installed rebuild function. False when none is installed.
 bool dri_call_rebuild_menu();

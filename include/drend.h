@@ -109,6 +109,32 @@ typedef int (*drend_vsnprintf_t)(char* buffer, unsigned int size, const char* fo
 /* Receives trace lines, which carry their own line ends. The result is not used. */
 typedef int (*drend_debugtrace_cb_t)(const char* format, va_list args);
 
+/* How an answer ended. */
+enum drend_answer_end {
+    DREND_ANSWER_COMPLETE = 0, /* all of it was sent, or all that its limit allows */
+    DREND_ANSWER_REFUSED = 1,  /* nothing was sent but one line "error: ..." */
+    DREND_ANSWER_GIVEN_UP = 2, /* it stops where it could not go on, with such a line */
+};
+
+/* The end of an answer as a program wants to know it. */
+typedef struct drend_answer_end_s {
+    int end; /* an enum drend_answer_end */
+    const char*
+        code; /* why, for programs: a word such as "invalid-request"; NULL: complete */
+    const char* text; /* why, for people: a line without its end; NULL: complete */
+    const char*
+        cursor; /* of a complete answer with a limit: where to go on; NULL: no more */
+} drend_answer_end_s;
+
+/*
+ * Called before the first byte of an answer to `peer`, with the media type of its form
+ * ("application/xml", say), and behind its last one. An answer that is refused has an end and no
+ * beginning; one whose peer is lost, or that is dropped, has no end. Texts are the library's and
+ * valid during the call. On the thread of the answer.
+ */
+typedef void (*drend_answer_begin_method_t)(void* peer, const char* media_type);
+typedef void (*drend_answer_end_method_t)(void* peer, const drend_answer_end_s* end);
+
 /* Builds the menu again; gets the argument given with it. */
 typedef void (*drend_rebuild_menu_fn_t)(void* argument);
 
@@ -147,6 +173,13 @@ DREND_API drend_err_exit_method_t drend_set_err_exit_method(drend_err_exit_metho
  * request; while a formatter is installed nothing is collected. Any thread.
  */
 DREND_API void drend_set_send_buffer(unsigned int size);
+
+/*
+ * Installs the methods by which a protocol learns how answers of the commands begin and end; NULL,
+ * the default, for either that is not wanted. Takes effect at the next call. Any thread.
+ */
+DREND_API void drend_set_answer_methods(drend_answer_begin_method_t begin,
+                                        drend_answer_end_method_t end);
 
 /*
  * Installs the formatter that every text passes on its way out; NULL brings back the

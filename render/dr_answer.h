@@ -5,8 +5,11 @@
 #pragma once
 
 #include <new>
+#include <string>
+#include <string_view>
 
 #include "drend.h"
+#include "frame/drend_hooks.h"
 #include "render/dr_deferral.h"
 
 // Sends the last line of such an answer, or its only one. Needs no memory itself. 0, or
@@ -21,6 +24,21 @@ inline int dri_send_last_line(void* peer, const char* line) {
 
 inline void dri_send_no_memory(void* peer) {
     dri_send_last_line(peer, "error: out of memory\n");
+    dri_answer_ends(peer,
+                    {DREND_ANSWER_GIVEN_UP, "out-of-memory", "out of memory", nullptr});
+}
+
+// Sends the line "error: TEXT" of a request that is not answered, `line`, and says so to the
+// daemon's protocol, with `code` for programs. 0, or DREND_PEER_LOST.
+inline int dri_refuse(void* peer, const char* code, const std::string& line) {
+    static constexpr std::string_view error = "error: ";
+    const int status = dri_send_last_line(peer, line.c_str());
+    const size_t begin = line.starts_with(error) ? error.size() : 0;
+    const std::string text = line.substr(begin, line.find('\n') - begin);
+    if (status == 0) {
+        dri_answer_ends(peer, {DREND_ANSWER_REFUSED, code, text.c_str(), nullptr});
+    }
+    return status;
 }
 
 // What `function` returns; `on_failure`, after that line, when memory runs out in it. The request

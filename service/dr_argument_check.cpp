@@ -9,6 +9,7 @@
 #include "frame/dr_no_such.h"
 #include "frame/str_util.h"
 #include "service/dr_filter_check.h"
+#include "service/dr_forms.h"
 
 namespace {
 
@@ -29,7 +30,10 @@ std::string check_syntax(const dr_read_args_s& read) {
 
 std::string check_known(const drend_tag_c& top_tag,
                         const std::vector<dr_argument_s>& args) {
-    std::vector<std::string> known = {FILTER, "as-json"};
+    std::vector<std::string> known = {FILTER};
+    for (const std::string_view word : dri_form_words()) {
+        known.emplace_back(word);
+    }
     for (const drend_tag_c* input : top_tag.dt_input_kids) {
         known.push_back(input->name());
     }

@@ -7,29 +7,23 @@
 #include <cassert>
 
 #include "render/dr_answer.h"
-#include "render/dr_json_cwalker.h"
-#include "render/dr_xml_cwalker.h"
 #include "service/dr_request_meaning.h"
 
 dr_request_c::dr_request_c(const dr_request_s& asked)
     : dr_tags_access_context_c(nullptr), dr_suspendable_c(asked.peer),
       top_tag_(asked.top_tag) {}
 
-std::unique_ptr<dr_context_walker_c> dr_request_c::make_walker(int format,
-                                                               bool wrap_in_data) {
-    if (format == DR_FORMAT_JSON) {
-        return std::make_unique<dr_json_cwalker_c>(*this, peer());
-    }
-    return std::make_unique<dr_xml_cwalker_c>(*this, peer(), wrap_in_data);
-}
-
 // Makes the walker and sets filter and style. What the peer is told when that cannot be, or an
 // empty text.
 std::string dr_request_c::apply(const dr_request_s& asked) {
     const auto meaning = dri_meaning_of(*top_tag_, asked.args);
-    const int format = meaning->as_json ? static_cast<int>(DR_FORMAT_JSON) : asked.format;
+    const dr_form_s& form =
+        meaning->form == nullptr ? dri_form(asked.format) : *meaning->form;
+    dr_form_options_s options = meaning->options;
+    options.wrap_in_data = asked.wrap_in_data;
+    output_ = form.make_walker(*this, peer(), options);
+    media_type_ = form.media_type;
     std::string refusal = meaning->refusal;
-    output_ = make_walker(format, asked.wrap_in_data);
     requested_style = meaning->style;
     if (meaning->filter != nullptr) {
         set_filter(meaning->filter);
@@ -42,9 +36,10 @@ std::string dr_request_c::apply(const dr_request_s& asked) {
 bool dr_request_c::run(const dr_request_s& asked) {
     const std::string refusal = apply(asked);
     if (!refusal.empty()) {
-        status_ = dri_send_last_line(peer(), refusal.c_str());
+        status_ = dri_refuse(peer(), "invalid-request", refusal);
         return true;
     }
+    dri_answer_begins(peer(), media_type_);
     output_->initialize();
     dri_call_cmd_start(nullptr, "");
     return end_slice(push_tag(top_tag_) == 0 && get_value(output_.get()) == DREND_DEFER);
@@ -57,6 +52,9 @@ void dr_request_c::finish() {
     status_ = output_->status();
     if (sends_code_ && status_ == 0 && output_->sends() == 0) {
         status_ = dri_send_last_line(peer(), DR_NOTHING_SENT);
+    }
+    if (status_ == 0) {
+        dri_answer_ends(peer(), {DREND_ANSWER_COMPLETE, nullptr, nullptr, nullptr});
     }
     output_.reset();
 }

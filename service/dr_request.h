@@ -14,8 +14,7 @@
 #include "render/dr_suspendable.h"
 #include "render/dr_tags_access_context.h"
 #include "render/drend_context_walker.h"
-
-enum dr_format_e : int { DR_FORMAT_XML = 1, DR_FORMAT_JSON = 2 };
+#include "service/dr_forms.h"
 
 // What a request is answered with that has printed nothing.
 inline constexpr char DR_NOTHING_SENT[] = "210\n";
@@ -49,10 +48,10 @@ class dr_request_c final : public dr_tags_access_context_c, public dr_suspendabl
     void cut_short() override {
         output_->peer_is_lost();
     } // the walk notices at its next tag
-    std::unique_ptr<dr_context_walker_c> make_walker(int format, bool wrap_in_data);
     std::string apply(const dr_request_s& asked);
 
     const drend_tag_c* top_tag_;
+    const char* media_type_ = nullptr;
     std::unique_ptr<dr_context_walker_c> output_; // until the end of its answer
     int status_ = 0;
     bool sends_code_ = false;

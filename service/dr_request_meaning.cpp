@@ -5,6 +5,7 @@
 
 #include "service/dr_request_meaning.h"
 
+#include <algorithm>
 #include <cstring>
 #include <utility>
 
@@ -49,6 +50,14 @@ std::string simplify(const char* filter) {
     return simple;
 }
 
+// Whether arguments say more than what the answer is to look like; a text without any does.
+bool asks_for_content(const drend_tag_c& top_tag, const std::vector<dr_argument_s>& args) {
+    const auto is_about_form = [&](const dr_argument_s& arg) {
+        return dri_is_about_form(top_tag, arg.name);
+    };
+    return args.empty() || !std::all_of(args.begin(), args.end(), is_about_form);
+}
+
 meaning_t read_meaning(const drend_tag_c& top_tag, const char* text) {
     auto meaning = std::make_shared<dr_request_meaning_s>();
     std::vector<dr_argument_s> args;
@@ -59,9 +68,11 @@ meaning_t read_meaning(const drend_tag_c& top_tag, const char* text) {
             return meaning;
         }
     }
-    meaning->as_json = dri_find_arg(args, "as-json") != nullptr;
+    meaning->form = dri_find_form(top_tag, args);
     dr_request_wish_s wish = dri_derive_wish(top_tag, args);
-    meaning->style = std::move(wish.style);
+    if (asks_for_content(top_tag, args)) {
+        meaning->style = std::move(wish.style);
+    }
     meaning->filter = std::move(wish.filter);
     const dr_argument_s* given = dri_find_arg(args, "filter");
     if (meaning->filter == nullptr && given != nullptr) {

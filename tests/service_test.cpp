@@ -187,6 +187,44 @@ TEST_F(service_test, requests_are_answered_whatever_they_print) {
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "Invalid top node for subcode '1'\n");
 }
 
+TEST_F(service_test, a_protocol_is_told_how_answers_end) {
+    static std::string log;
+    log.clear();
+    drend_set_answer_methods(
+        [](void*, const char* media_type) { log += std::string(media_type) + " "; },
+        [](void*, const drend_answer_end_s* end) {
+            log += std::to_string(end->end) + (end->code == nullptr ? "" : end->code);
+            log += end->text == nullptr ? "" : ": " + std::string(end->text);
+        });
+    start(nullptr, 1);
+    suspend_rows = true;
+    struct case_s {
+        const char* argument;
+        int fail_at; // the send
+        long failing;
+        const char* told;
+    };
+    for (const case_s& row :
+         {case_s{"", -1, 0, "application/xml 0"},
+          {"as-json filter=/none", -1, 0, "application/json 0"},
+          {"", 0, 0, "application/xml "},
+          {"filter='<'", -1, 0, "1invalid-request: Failed to parse the document."},
+          {"", -1, 5, "application/xml 2out-of-memory: out of memory"}}) {
+        if (row.failing != 0 && !allocations_can_fail()) {
+            continue;
+        }
+        log.clear();
+        output.fail_at = row.fail_at < 0 ? -1 : output.sends;
+        failing_allocation = row.failing;
+        request("rows", row.argument);
+        failing_allocation = 0;
+        run_idle();
+        EXPECT_EQ(log, row.told) << row.argument;
+    }
+    output.fail_at = -1;
+    drend_set_answer_methods(nullptr, nullptr);
+}
+
 // The whole filter counts, in whatever steps and predicates: parsing it stops there.
 TEST_F(service_test, a_filter_that_is_too_large_is_refused) {
     static int handled;
