@@ -131,7 +131,10 @@ size_t dr_filter_c::memory() const {
             sizeof node + node.below.capacity() * sizeof(void*) + 2 * DRI_BLOCK_MEMORY;
         for (const dr_step_filter_s& way : node.ways) {
             memory += sizeof way + dri_text_memory(way.text);
-            memory += way.parsed == nullptr ? 0 : way.parsed->memory();
+            if (way.parsed != nullptr) {
+                memory += way.parsed->memory();
+                memory += way.parsed->words() * sizeof(dr_word_s) + DRI_BLOCK_MEMORY;
+            }
             memory += way.value == nullptr ? 0 : sizeof(std::string) + way.value->size();
             for (const dr_entry_s& entry : way.entries) {
                 memory += sizeof entry + entry.name.size() + entry.text.size();

@@ -17,7 +17,8 @@
 //     everything is shown.
 //  3. A way can be passed only within the way above that it belongs to.
 //
-// Immutable, and shared by walks.
+// Immutable but for what its ways remember of the tag that they were asked about last; shared by
+// walks on the daemon's thread.
 #pragma once
 
 #include <cstddef>
@@ -26,6 +27,8 @@
 #include <memory>
 #include <string>
 #include <vector>
+
+#include "definitions/dr_bound_step.h"
 
 class dr_xpath_c;
 class drend_tag_c;
@@ -51,6 +54,17 @@ struct dr_step_filter_s {
     // Of a leaf-list, or of a leaf at the top: what the entries that are shown are, or the value.
     std::shared_ptr<const std::string> value;
     size_t within = 0; // the way of the step above
+
+    // What is known of it and a tag.
+    dr_bound_step_c& bound_to(const drend_tag_c& tag) const {
+        if (!bound_.is_bound_to(tag)) {
+            bound_.bind(*this, tag);
+        }
+        return bound_;
+    }
+
+  private:
+    mutable dr_bound_step_c bound_;
 };
 
 struct dr_filter_node_s {

@@ -17,12 +17,6 @@ void drend_set_suspend_on_hidden_rows(int flag) {
 
 namespace {
 
-// The name, the predicates, the entries of leaf-lists, the value.
-size_t test_count(const dr_step_filter_s& way) {
-    const size_t predicates = way.parsed == nullptr ? 0 : way.parsed->predicates().size();
-    return 1 + predicates + way.entries.size() + (way.value == nullptr ? 0 : 1);
-}
-
 void trace_match(const drend_tag_object_c* tobj) {
     if (dri_trace_on(DREND_TRACE_WALK)) {
         drend_debug_trace("DR_TAGS_ACCESS: filter_match: tag: %s filter: %s\n",
@@ -51,23 +45,17 @@ bool dr_row_filter_c::step_match(const drend_tag_object_c* tobj) {
 
 bool dr_row_filter_c::way_match(const drend_tag_object_c* tobj,
                                 const dr_step_filter_s& way) {
-    dr_bound_step_c& step = bind(tobj, way);
-    const size_t tests = test_count(way);
-    for (size_t test = 0; test < tests; ++test) {
-        if (!passes_test(tobj, step, way, test)) {
-            return false;
-        }
+    bool passes = names_tag(tobj, way);
+    const size_t tests = way.bound_to(*tobj->dto_tag).tests();
+    for (size_t test = 1; passes && test < tests; ++test) {
+        passes = passes_test(tobj, way, test);
     }
-    return true;
+    return passes;
 }
 
-// Whether the way above was passed that this one belongs to.
-bool dr_row_filter_c::is_open(const drend_tag_object_c* tobj,
-                              const dr_step_filter_s& way) const {
+bool dr_row_filter_c::is_within_passed(const drend_tag_object_c* tobj,
+                                       const dr_step_filter_s& way) const {
     const dr_filter_node_s* above = tobj->dto_filter->above;
-    if (above->ways.size() < 2 || way.within == DR_WITHIN_NONE) {
-        return way.within != DR_WITHIN_NONE;
-    }
     size_t n = 1;
     while (position_.tag(n) != nullptr && position_.tag(n)->dto_filter != above) {
         ++n;
@@ -83,11 +71,12 @@ void dr_row_filter_c::open_ways(const drend_tag_object_c* tobj) const {
     }
 }
 
-void dr_row_filter_c::bind_anew(const dr_step_filter_s& way, const drend_tag_c& tag) {
-    bound_ = &bound_steps_.try_emplace(&way, way).first->second;
-    if (!bound_->is_bound_to(tag)) {
-        bound_->bind(tag);
+bool dr_row_filter_c::names_tag(const drend_tag_object_c* tobj,
+                                const dr_step_filter_s& way) {
+    if (way.parsed == nullptr && dri_trace_on(DREND_TRACE_ERROR)) {
+        drend_debug_trace("DR_ERROR: Invalid dto_filter '%s'\n", way.text.c_str());
     }
+    return way.bound_to(*tobj->dto_tag).names_tag();
 }
 
 int dr_row_filter_c::judge(const drend_tag_object_c* tobj, size_t& next) {
@@ -116,8 +105,9 @@ int dr_row_filter_c::judge_ways(const drend_tag_object_c* tobj, size_t& next) {
     }
     size_t first = 0;
     bool is_passed = false;
-    for (size_t i = 0; i < ways.size(); first += test_count(ways[i++])) {
-        if (tobj->dto_passed[i] && at < first + test_count(ways[i])) {
+    for (size_t i = 0; i < ways.size(); ++i) {
+        const size_t end = first + ways[i].bound_to(*tobj->dto_tag).tests();
+        if (tobj->dto_passed[i] && at < end) {
             size_t test = at > first ? at - first : 0;
             const int judged = judge_way(tobj, ways[i], test, i + 1 < ways.size());
             if (judged == DREND_DEFER) {
@@ -127,6 +117,7 @@ int dr_row_filter_c::judge_ways(const drend_tag_object_c* tobj, size_t& next) {
             tobj->dto_passed[i] = judged == DREND_OK;
         }
         is_passed = is_passed || tobj->dto_passed[i];
+        first = end;
     }
     return is_passed ? DREND_OK : DREND_NO_EL;
 }
@@ -135,31 +126,28 @@ int dr_row_filter_c::judge_ways(const drend_tag_object_c* tobj, size_t& next) {
 // `has_more`: there are other ways behind it.
 int dr_row_filter_c::judge_way(const drend_tag_object_c* tobj, const dr_step_filter_s& way,
                                size_t& test, bool has_more) {
-    dr_bound_step_c& step = bind(tobj, way);
-    const size_t tests = test_count(way);
-    while (test < tests) {
-        if (!passes_test(tobj, step, way, test)) {
+    if (test == 0 && !names_tag(tobj, way)) {
+        return DREND_NO_EL;
+    }
+    const size_t tests = way.bound_to(*tobj->dto_tag).tests();
+    for (test = std::max(test, size_t{1}); test < tests;) {
+        if (!passes_test(tobj, way, test)) {
             return DREND_NO_EL;
         }
-        const bool has_read = test++ > 0;
-        if (has_read && (test < tests || has_more) && row_has_to_wait()) {
+        ++test;
+        if ((test < tests || has_more) && row_has_to_wait()) {
             return DREND_DEFER;
         }
     }
     return DREND_OK;
 }
 
-bool dr_row_filter_c::passes_test(const drend_tag_object_c* tobj, dr_bound_step_c& step,
+// A test behind that of the name.
+bool dr_row_filter_c::passes_test(const drend_tag_object_c* tobj,
                                   const dr_step_filter_s& way, size_t test) {
-    if (test == 0) {
-        if (way.parsed == nullptr && dri_trace_on(DREND_TRACE_ERROR)) {
-            drend_debug_trace("DR_ERROR: Invalid dto_filter '%s'\n", way.text.c_str());
-        }
-        return step.names_tag();
-    }
     const auto& predicates = way.parsed->predicates();
     if (test <= predicates.size()) {
-        return predicate_match(tobj, step, predicates[test - 1]);
+        return predicate_match(tobj, way, predicates[test - 1]);
     }
     if (position_.object() != nullptr && position_.object()->is_list()) {
         return true; // waits for the rows
@@ -175,7 +163,8 @@ bool dr_row_filter_c::row_has_to_wait() const {
            dri_call_walk_suspend(position_.context(0));
 }
 
-bool dr_row_filter_c::predicate_match(const drend_tag_object_c* tobj, dr_bound_step_c& step,
+bool dr_row_filter_c::predicate_match(const drend_tag_object_c* tobj,
+                                      const dr_step_filter_s& way,
                                       const dr_xp_predicate_s& predicate) {
     const dr_meta_object_c* object = position_.object();
     if (object == nullptr) {
@@ -185,7 +174,7 @@ bool dr_row_filter_c::predicate_match(const drend_tag_object_c* tobj, dr_bound_s
     if (object->is_list() && tobj->type() == DT_TYPE_LIST && !by_name) {
         return true; // waits for the rows
     }
-    drend_tags_access_context_value_lookup_c lookup(position_, reader_, &step);
+    drend_tags_access_context_value_lookup_c lookup(position_, reader_, &way);
     return dri_holds(*predicate.node, lookup);
 }
 
@@ -322,7 +311,8 @@ bool drend_tags_access_context_value_lookup_c::find_value(const std::string& nam
                                                           unsigned slot,
                                                           dr_xp_value_c& out) {
     const dr_word_s word =
-        step_ == nullptr ? dr_word_s{dr_word_s::BEYOND, nullptr} : step_->word(name, slot);
+        way_ == nullptr ? dr_word_s{dr_word_s::BEYOND, nullptr}
+                        : way_->bound_to(*position_.tag(0)->dto_tag).word(name, slot);
     switch (word.leads) {
     case dr_word_s::TO_LEAF:
         return reader_.find(*word.leaf, name, out);

@@ -17,14 +17,13 @@
 #pragma once
 
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
+#include "definitions/dr_bound_step.h"
 #include "definitions/dr_position.h"
 #include "definitions/dr_step_filter.h"
 #include "expr/dr_xp_parser.h"
 #include "expr/drend_value_lookup.h"
-#include "render/dr_bound_step.h"
 #include "render/dr_value_reader.h"
 
 // What drend_set_suspend_on_hidden_rows set.
@@ -35,11 +34,6 @@ class dr_row_filter_c {
     dr_row_filter_c(dr_position_c& position, dr_value_reader_c& reader)
         : position_(position), reader_(reader) {}
 
-    // To be called before a walk: nothing is known of the tags that it will come to.
-    void begin() {
-        bound_ = nullptr;
-        bound_steps_.clear();
-    }
     // Whether the tag and, with a predicate, what the walk is at now pass the tag's step.
     bool match(const drend_tag_object_c* tobj) {
         return tobj->dto_filter == nullptr || step_match(tobj);
@@ -67,22 +61,20 @@ class dr_row_filter_c {
                   bool has_more);
     bool step_match(const drend_tag_object_c* tobj);
     bool way_match(const drend_tag_object_c* tobj, const dr_step_filter_s& way);
-    bool is_open(const drend_tag_object_c* tobj, const dr_step_filter_s& way) const;
+    // Whether the way above was passed that this one belongs to.
+    bool is_open(const drend_tag_object_c* tobj, const dr_step_filter_s& way) const {
+        return way.within != DR_WITHIN_NONE &&
+               (tobj->dto_filter->above->ways.size() < 2 || is_within_passed(tobj, way));
+    }
+    bool is_within_passed(const drend_tag_object_c* tobj,
+                          const dr_step_filter_s& way) const;
     void open_ways(const drend_tag_object_c* tobj) const;
     const dr_step_filter_s* only_way(const drend_tag_object_c* tobj) const;
-    // A way of the step that the tag has taken, bound to the tag.
-    dr_bound_step_c& bind(const drend_tag_object_c* tobj, const dr_step_filter_s& way) {
-        if (bound_ == nullptr || !bound_->is_of(way) ||
-            !bound_->is_bound_to(*tobj->dto_tag)) {
-            bind_anew(way, *tobj->dto_tag);
-        }
-        return *bound_;
-    }
-    void bind_anew(const dr_step_filter_s& way, const drend_tag_c& tag);
-    bool passes_test(const drend_tag_object_c* tobj, dr_bound_step_c& step,
-                     const dr_step_filter_s& way, size_t test);
+    static bool names_tag(const drend_tag_object_c* tobj, const dr_step_filter_s& way);
+    bool passes_test(const drend_tag_object_c* tobj, const dr_step_filter_s& way,
+                     size_t test);
     bool row_has_to_wait() const;
-    bool predicate_match(const drend_tag_object_c* tobj, dr_bound_step_c& step,
+    bool predicate_match(const drend_tag_object_c* tobj, const dr_step_filter_s& way,
                          const dr_xp_predicate_s& predicate);
     bool has_entry(const dr_entry_s& entry);
     bool find_entry(std::string_view text);
@@ -91,19 +83,17 @@ class dr_row_filter_c {
 
     dr_position_c& position_;
     dr_value_reader_c& reader_;
-    // The ways that were asked so far, and the last one.
-    std::unordered_map<const dr_step_filter_s*, dr_bound_step_c> bound_steps_;
-    dr_bound_step_c* bound_ = nullptr;
 };
 
-// Names in expressions, looked up where a walk is. With a bound step words are found as that says.
+// Names in expressions, looked up where a walk is. The words of a way of the filter are found as its
+// bound step says, at the tag on top.
 // A lookup may leave a leaf visited until it goes.
 class drend_tags_access_context_value_lookup_c final : public drend_value_lookup_c {
   public:
     drend_tags_access_context_value_lookup_c(dr_position_c& position,
                                              dr_value_reader_c& reader,
-                                             dr_bound_step_c* step = nullptr)
-        : position_(position), reader_(reader), step_(step) {}
+                                             const dr_step_filter_s* way = nullptr)
+        : position_(position), reader_(reader), way_(way) {}
     ~drend_tags_access_context_value_lookup_c() { reader_.end_visit(); }
     drend_tags_access_context_value_lookup_c(
         const drend_tags_access_context_value_lookup_c&) = delete;
@@ -120,5 +110,5 @@ class drend_tags_access_context_value_lookup_c final : public drend_value_lookup
   private:
     dr_position_c& position_;
     dr_value_reader_c& reader_;
-    dr_bound_step_c* step_; // or null
+    const dr_step_filter_s* way_; // or null
 };

@@ -58,8 +58,6 @@ class dr_tags_access_context_c : public dr_tags_context_c {
     // --- tests and look-ups; none of them suspends, a DREND_DEFER is a failed read ---
 
     bool filter_match(const drend_tag_object_c* tobj) { return filter_.match(tobj); }
-    // To be called before a filter goes whose steps tags have taken.
-    void forget_steps() { filter_.begin(); }
     bool style_match(const drend_tag_c* tag) const {
         return requested_style.empty() || tag->dt_styles.empty() || has_style(tag);
     }

@@ -43,7 +43,7 @@ const drend_tag_c* dr_value_reader_c::fetch(std::string_view path) {
     // Nearly every name is that of a leaf of the row, which need not be moved to.
     const drend_tag_c* kid =
         path.find('/') == std::string_view::npos ? top->dto_tag->find_child(path) : nullptr;
-    if (kid != nullptr && is_below_row(*kid) && visit(*kid)) {
+    if (kid != nullptr && kid->is_below_row() && visit(*kid)) {
         return fetch_leaf(*visited_, *kid) ? kid : nullptr;
     }
     end_visit();

@@ -44,10 +44,6 @@ class dr_value_reader_c {
         return true;
     }
     bool find(std::string_view path, dr_xp_value_c& out);
-    // Whether it is a leaf whose source is a child of where its row is.
-    static bool is_below_row(const drend_tag_c& tag) {
-        return tag.dt_type == DT_TYPE_LEAF && tag.source_path().is_child();
-    }
     void end_visit() {
         if (visited_ != nullptr) {
             std::exchange(visited_, nullptr)->end_visit();
@@ -90,7 +86,7 @@ class dr_value_reader_c {
 // Moves the visit of the context on top to a leaf below its row, or begins it. False, with the
 // visit as it was, where the leaf has to be moved to.
 inline bool dr_value_reader_c::visit(const drend_tag_c& leaf) {
-    assert(is_below_row(leaf));
+    assert(leaf.is_below_row());
     dr_meta_context_c* context = position_.context(0);
     if (visited_ == nullptr) {
         // A trace shows a context for each source.

@@ -34,7 +34,6 @@ bool is_watched() {
 
 int dr_walk_c::begin(dr_context_walker_c& walker) {
     walker_ = &walker;
-    filter_.begin();
     status_ = DREND_OK;
     ++slice_;
     if (walker.status() == 0) {

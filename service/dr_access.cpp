@@ -143,7 +143,6 @@ void dr_access_c::drop_levels(size_t count) {
 
 void dr_access_c::forget_filter(level_s& level) {
     if (level.filter != nullptr) {
-        forget_steps();
         set_filter(dr_filter_t());
         level.filter = nullptr;
     }
