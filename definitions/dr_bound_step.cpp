@@ -10,13 +10,14 @@
 
 void dr_bound_step_c::bind(const dr_step_filter_s& way, const drend_tag_c& tag) {
     const dr_xpath_c* parsed = way.parsed.get();
+    // First, for memory may run out, and the filter outlives the request.
+    words_.assign(parsed == nullptr ? 0 : parsed->words(), {});
     tag_ = &tag;
     serial_ = tag.serial();
     names_tag_ = parsed != nullptr && (parsed->steps().front().text.empty() ||
                                        parsed->steps().front().text == tag.name());
     const size_t predicates = parsed == nullptr ? 0 : parsed->predicates().size();
     tests_ = 1 + predicates + way.entries.size() + (way.value == nullptr ? 0 : 1);
-    words_.assign(parsed == nullptr ? 0 : parsed->words(), {});
 }
 
 dr_word_s dr_bound_step_c::find_in(const drend_tag_c& tag, const std::string& name) {

@@ -12,8 +12,8 @@
 //     word 2  type              a kid of the choice below the tag
 //
 // Rows are judged one after the other by the same step at the same tag, and requests come again:
-// what depends on no row is kept with the step. Where the daemon's leaf is depends on where the walk
-// is; that the tag's source remembers.
+// what depends on no row is kept with the step. Where the daemon's leaf is depends on where the
+// walk is; that the tag's source remembers.
 //
 // Belongs to the daemon's thread.
 #pragma once

@@ -69,6 +69,10 @@ class dr_position_c {
     // Takes that move back and pops the tag.
     void leave();
 
+    // The kid of the tag on top that is all of such a path, where its source is a child of where
+    // the walk is: nearly every name is that of a leaf of the row, which need not be moved to. Or
+    // null, also while a trace shows the moves.
+    const drend_tag_c* leaf_below_row(std::string_view path) const;
     // Pushes the tags that a path of kids' names leads through, each with its context. A name that
     // is no kid's is sought below the hidden kids. 0, or DREND_ERR with nothing pushed.
     int look_up(std::string_view path);

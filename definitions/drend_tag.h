@@ -113,9 +113,7 @@ class drend_tag_c {
     bool is_internal_tag() const { return isset_flag(DT_FLAG_INTERNAL); }
     bool is_leaf_list_value() const { return is_leaf_list_value_; }
     // Whether it is a leaf whose source is a child of where its row is.
-    bool is_below_row() const {
-        return dt_type == DT_TYPE_LEAF && source_path_.is_child();
-    }
+    bool is_below_row() const { return dt_type == DT_TYPE_LEAF && source_path_.is_child(); }
     bool is_decimal64() const { return dt_data_type == DT_DATA_DECIMAL64; }
 
     const std::string& name() const { return name_; }

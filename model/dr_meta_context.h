@@ -249,7 +249,7 @@ class dr_meta_context_c : public dr_meta_context_s {
 };
 
 // Inline, for every leaf takes this way.
-inline int dr_meta_context_c::call_leaf_proc(dr_value_c& value) {
+[[gnu::always_inline]] inline int dr_meta_context_c::call_leaf_proc(dr_value_c& value) {
     assert(top_ != nullptr);
     const dr_meta_node_c* node = top_->object.node;
     if (!node->is_leaf() || node->proc == nullptr) {

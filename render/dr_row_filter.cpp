@@ -17,11 +17,9 @@ void drend_set_suspend_on_hidden_rows(int flag) {
 
 namespace {
 
-void trace_match(const drend_tag_object_c* tobj) {
-    if (dri_trace_on(DREND_TRACE_WALK)) {
-        drend_debug_trace("DR_TAGS_ACCESS: filter_match: tag: %s filter: %s\n",
-                          tobj->name().c_str(), dri_traced_step(*tobj->dto_filter).c_str());
-    }
+[[gnu::cold, gnu::noinline]] void trace_match(const drend_tag_object_c& tobj) {
+    drend_debug_trace("DR_TAGS_ACCESS: filter_match: tag: %s filter: %s\n",
+                      tobj.name().c_str(), dri_traced_step(*tobj.dto_filter).c_str());
 }
 
 } // namespace
@@ -29,7 +27,9 @@ void trace_match(const drend_tag_object_c* tobj) {
 // --- ways -----------------------------------------------------------------------------------
 
 bool dr_row_filter_c::step_match(const drend_tag_object_c* tobj) {
-    trace_match(tobj);
+    if (dri_trace_on(DREND_TRACE_WALK)) {
+        trace_match(*tobj);
+    }
     const auto& ways = tobj->dto_filter->ways;
     if (ways.size() == 1) {
         return is_open(tobj, ways[0]) && way_match(tobj, ways[0]);
@@ -80,8 +80,8 @@ bool dr_row_filter_c::names_tag(const drend_tag_object_c* tobj,
 }
 
 int dr_row_filter_c::judge(const drend_tag_object_c* tobj, size_t& next) {
-    if (next == 0) {
-        trace_match(tobj);
+    if (next == 0 && dri_trace_on(DREND_TRACE_WALK)) {
+        trace_match(*tobj);
     }
     const auto& ways = tobj->dto_filter->ways;
     if (ways.size() != 1) {
@@ -330,7 +330,17 @@ void drend_tags_access_context_value_lookup_c::get_local_name(dr_str_buf_c& out)
 bool drend_tags_access_context_value_lookup_c::get_meta_name(const char* name,
                                                              dr_str_buf_c& out) {
     const dr_meta_node_c* list = position_.node();
-    if (list == nullptr || position_.look_up(name) != DREND_OK) {
+    if (list == nullptr) {
+        return false;
+    }
+    const drend_tag_c* kid = position_.leaf_below_row(name);
+    const dr_meta_node_c* leaf =
+        kid == nullptr ? nullptr : kid->source_path().child_of(list);
+    if (leaf != nullptr && leaf->is_leaf()) {
+        out = leaf->name;
+        return kid->dt_map == nullptr;
+    }
+    if (position_.look_up(name) != DREND_OK) {
         return false;
     }
     const drend_tag_object_c* tobj = position_.tag(0);

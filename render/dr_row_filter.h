@@ -85,8 +85,8 @@ class dr_row_filter_c {
     dr_value_reader_c& reader_;
 };
 
-// Names in expressions, looked up where a walk is. The words of a way of the filter are found as its
-// bound step says, at the tag on top.
+// Names in expressions, looked up where a walk is. The words of a way of the filter are found as
+// its bound step says, at the tag on top.
 // A lookup may leave a leaf visited until it goes.
 class drend_tags_access_context_value_lookup_c final : public drend_value_lookup_c {
   public:

@@ -33,17 +33,14 @@ bool dr_value_reader_c::find(std::string_view path, dr_xp_value_c& out) {
 
 // Reads the leaf at `path` and translates its value. The leaf's tag, or null.
 const drend_tag_c* dr_value_reader_c::fetch(std::string_view path) {
-    const drend_tag_object_c* top = position_.tag(0);
-    if (top == nullptr) {
+    if (position_.tag(0) == nullptr) {
         return nullptr;
     }
     if (path.empty()) {
         return fetch_top();
     }
-    // Nearly every name is that of a leaf of the row, which need not be moved to.
-    const drend_tag_c* kid =
-        path.find('/') == std::string_view::npos ? top->dto_tag->find_child(path) : nullptr;
-    if (kid != nullptr && kid->is_below_row() && visit(*kid)) {
+    const drend_tag_c* kid = position_.leaf_below_row(path);
+    if (kid != nullptr && visit(*kid)) {
         return fetch_leaf(*visited_, *kid) ? kid : nullptr;
     }
     end_visit();

@@ -403,7 +403,9 @@ void dr_walk_c::open_list(drend_tag_object_c* tobj) {
     frames_.push(tobj, dr_defer_context_c::LIST);
     filter_.gather_names(tobj);
     walker_->list_start(tobj);
-    position_.context(0)->call_enter_proc(DMN_TYPE_LIST);
+    dr_meta_context_c& context = *position_.context(0);
+    context.call_enter_proc(DMN_TYPE_LIST);
+    dr_row_filter_c::hand_off(tobj, context);
 }
 
 void dr_walk_c::walk_list(drend_tag_object_c* tobj) {
@@ -461,7 +463,7 @@ bool dr_walk_c::fetch_row(drend_tag_object_c* tobj) {
     if (status_ == DREND_DEFER) {
         return false;
     }
-    status_ = next_row(*position_.context(0));
+    status_ = step_to_row(*position_.context(0));
     if (status_ != DREND_OK && status_ != DREND_DEFER) {
         close_list(tobj);
         return false;
@@ -495,6 +497,11 @@ int dr_walk_c::first_row(dr_meta_context_c& context) {
 
 int dr_walk_c::next_row(dr_meta_context_c& context) {
     dr_row_filter_c::hand_off(position_.tag(0), context);
+    return step_to_row(context);
+}
+
+// The same where the list procedure knows already what it may seek by.
+int dr_walk_c::step_to_row(dr_meta_context_c& context) {
     if (dri_trace_on(DREND_TRACE_WALK)) {
         drend_debug_trace("DR_TAGS_ACCESS: %s: pre: element_ref[%p] \n", "get_next_element",
                           context.get_element_offset(0));

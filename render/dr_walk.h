@@ -96,6 +96,7 @@ class dr_walk_c {
     bool end_row(drend_tag_object_c* tobj);
     bool begin_row(drend_tag_object_c* tobj);
     bool fetch_row(drend_tag_object_c* tobj);
+    int step_to_row(dr_meta_context_c& context);
     void close_list(drend_tag_object_c* tobj);
 
     void trace_position(const drend_tag_object_c* tobj) const;

@@ -79,6 +79,9 @@ bool dr_xml_cwalker_c::is_held_back(const drend_tag_object_c* tobj) const {
 
 void dr_xml_cwalker_c::hold_back(const drend_tag_object_c* tobj) {
     const int level = indent_level();
+    if (pending_.capacity() == 0) {
+        pending_.reserve(8); // nearly every answer
+    }
     if (pending_.empty() || pending_.back().level <= level) {
         pending_.push_back({level, tobj});
         return;
