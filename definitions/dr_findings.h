@@ -36,7 +36,7 @@ enum class dr_severity_e : uint8_t {
     X(TAKEN_NAME, "taken-name", ERROR,                                                     \
       "a command has the name of a fixed one; it is left out")                             \
     X(BAD_NAME, "bad-name", ERROR,                                                         \
-      "a name is no name of an XML element; the tag is left out with its kids")            \
+      "no element or module can have a name; the tag is left out with its kids")           \
     X(BAD_NAMESPACE, "bad-namespace", ERROR,                                               \
       "a namespace is no list of attributes; tag or notification are left out")            \
     X(BAD_TEXT, "bad-text", ERROR,                                                         \

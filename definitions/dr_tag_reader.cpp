@@ -99,6 +99,7 @@ drend_tag_c& add_tag(dr_tags_t& tags, const dr_tag_members_t& members) {
     if (members[DR_MEMBER_NAMESPACE].is_there()) {
         tag.set_namespace(members[DR_MEMBER_NAMESPACE].text());
     }
+    tag.dt_module = members[DR_MEMBER_MODULE].text();
     tag.dt_prefix = members[DR_MEMBER_PREFIX].text();
     tag.dt_map = map_of(members[DR_MEMBER_MAP]);
     tag.dt_keys = words_of(members[DR_MEMBER_KEY]);
@@ -134,6 +135,12 @@ fault_s fault_of_styles(const drend_tag_c& tag) {
     return {};
 }
 
+// A colon stands between a module and what it names.
+bool is_module(std::string_view text) {
+    return text.empty() ||
+           (dri_is_xml_name(text) && text.find(':') == std::string_view::npos);
+}
+
 fault_s fault_of(const drend_tag_c& tag, bool is_top) {
     if (tag.is_hidden() && tag.dt_type != DT_TYPE_LEAF) {
         return {}; // only its kids are printed
@@ -148,6 +155,10 @@ fault_s fault_of(const drend_tag_c& tag, bool is_top) {
     if (!dri_are_xml_attributes(tag.xmlns(), is_top ? STYLE_ATTRIBUTE : "")) {
         return {dr_rule_e::BAD_NAMESPACE, DR_MEMBER_NAMESPACE,
                 "dts_namespace is no list of attributes"};
+    }
+    if (!is_module(tag.dt_module)) {
+        return {dr_rule_e::BAD_NAME, DR_MEMBER_MODULE,
+                "dts_module: '" + dri_shown(tag.dt_module) + "' is no name of a module"};
     }
     if (!dri_is_xml_content(tag.dt_prefix)) {
         return {dr_rule_e::BAD_TEXT, DR_MEMBER_PREFIX,

@@ -114,7 +114,7 @@ TEST_F(Load, FlagsOfATag) {
 TEST_F(Load, ListsTextsAndMaps) {
     const drend_tag_c* t = tag(
         "`dts_key`:[`a b`,5,` c `],`dts_style`:[`brief\\tdetail`],`dts_fid`:42,"
-        "`dts_namespace`:`xmlns='u'`,`dts_prefix`:`p`,"
+        "`dts_namespace`:`xmlns='u'`,`dts_module`:`ietf-u`,`dts_prefix`:`p`,"
         "`dts_map`:[[`1`,`up`],[`2`],[`3`,4],`5`,[`6`,`x`,`y`],[`*`,`*`]],"
         "`dts_kids`:[{`dts_name`:`a`},{`dts_name`:`c`},{`dts_name`:`d`},"
         "{`dts_name`:`__zor_leaf_list_value__`,`dts_prefix`:`q`,`dts_map`:[[`x`,`y`]]},7],"
@@ -123,6 +123,7 @@ TEST_F(Load, ListsTextsAndMaps) {
     EXPECT_EQ(joined(t->dt_styles), "brief detail");
     EXPECT_EQ(t->dt_fid, 42);
     EXPECT_EQ(t->xmlns(), " xmlns=\"u\"");
+    EXPECT_EQ(t->dt_module, "ietf-u");
     ASSERT_EQ(t->dt_map->pairs().size(), 2U);
     EXPECT_EQ(t->dt_map->pairs()[0].to, "up");
     ASSERT_EQ(t->dt_kids.size(), 4U);
@@ -239,6 +240,10 @@ TEST_F(Load, WhatIsNoElementIsLeftOutWithItsKids) {
         {"`dts_name`:`\u00d7`", "\u00d7", "'\u00d7' is no name of an element [bad-name]"},
         {"`dts_name`:`a\\nfinish`", "a?finish",
          "'a?finish' is no name of an element [bad-name]"},
+        {"`dts_name`:`a`,`dts_module`:`u:v`", "a",
+         "dts_module: 'u:v' is no name of a module [bad-name]"},
+        {"`dts_name`:`a`,`dts_module`:`u v`", "a",
+         "dts_module: 'u v' is no name of a module [bad-name]"},
         {"`dts_name`:`a`,`dts_namespace`:`xmlns='u`", "a", no_attributes},
         {"`dts_name`:`a`,`dts_namespace`:`u`", "a", no_attributes},
         {"`dts_name`:`orvex-notification-root`,`dts_type`:`leaf`,`dts_namespace`:`u`",

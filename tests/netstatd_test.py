@@ -112,7 +112,7 @@ def content(of):
     elif isinstance(of, ET.Element) and len(of) > 0:
         members = [(child.tag, child) for child in of]
     else:
-        text = of if isinstance(of, str) else re.sub("^(ianaift|rt):", "", of.text or "")
+        text = of if isinstance(of, str) else re.sub("^(iana-if-type|ietf-routing):", "", of.text or "")
         return [] if text.isspace() else text
     held = [(name, content(value)) for name, value in members if name not in FLEETING]
     return [(name, value) for name, value in held if value not in ("0", [])]
