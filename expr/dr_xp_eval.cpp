@@ -26,7 +26,8 @@ bool is_literal(const xp_node_c* node) {
 }
 
 // A literal, what a name leads to, or a number that is nobody's name and stands for itself.
-void value_of(const xp_node_c& node, drend_value_lookup_c& lookup, dr_xp_value_c& out) {
+[[gnu::always_inline]] inline void
+value_of(const xp_node_c& node, drend_value_lookup_c& lookup, dr_xp_value_c& out) {
     if (node.kind == XP_TOKEN_LITERAL ||
         (!lookup.find_value(node.text, node.slot, out) && node.number.is_whole)) {
         out.set_lasting(node.text, node.number);

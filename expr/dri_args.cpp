@@ -68,6 +68,7 @@ class args_reader_c {
         if (state_ == state_e::between) {
             name = text;
         } else {
+            value.reserve(value.size() + text.size() + 2);
             value += *begin;
             value += text;
             value += *begin;

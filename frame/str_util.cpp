@@ -288,6 +288,7 @@ bool dri_find_end_quote(const char* s, const char*& end) {
 
 std::string dri_unquoted(std::string_view inside, char quote) {
     std::string text;
+    text.reserve(inside.size());
     for (size_t begin = 0;;) {
         const size_t found = inside.find(quote, begin);
         if (found == std::string_view::npos) {
@@ -301,11 +302,14 @@ std::string dri_unquoted(std::string_view inside, char quote) {
 
 void dri_append_quoted(std::string& dst, std::string_view text) {
     dst += '\'';
-    for (const char c : text) {
-        if (c == '\'') {
-            dst += '\\';
+    for (size_t begin = 0;;) {
+        const size_t found = text.find('\'', begin);
+        dst.append(text, begin, found - begin);
+        if (found == std::string_view::npos) {
+            break;
         }
-        dst += c;
+        dst += "\\'";
+        begin = found + 1;
     }
     dst += '\'';
 }

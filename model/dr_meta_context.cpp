@@ -227,18 +227,6 @@ int dr_meta_context_c::call_exit_proc(dmn_type_e kind) {
     return result;
 }
 
-int dr_meta_context_c::call_list_proc() {
-    const dr_meta_node_c* node = get_top_node();
-    assert(node);
-    if (!node->is_list() || node->proc == nullptr) {
-        return DREND_ERR;
-    }
-    const int result = node->proc(this, node->data);
-    const bool suspends = result == DREND_OK && dri_call_walk_suspend(this);
-    check_memory();
-    return suspends ? DREND_DEFER : result;
-}
-
 int dr_meta_context_c::call_cont_proc() {
     const dr_meta_node_c* node = get_top_node();
     assert(node && node->cont_proc);
@@ -274,34 +262,16 @@ void dr_meta_context_c::pop_object() {
     top_ = below;
 }
 
+// Of the first visit of a context, and after one that was touched.
 void dr_meta_context_c::begin_visit(dr_meta_node_c* leaf, const void* element_ref) {
-    if (is_visiting_) {
-        end_visit();
-    }
-    if (spare_ == nullptr) {
-        push_first_visit(leaf, element_ref);
-    } else {
-        spare_->stand_for(leaf, row_of_child(element_ref), top_);
-        top_ = std::exchange(spare_, nullptr);
-    }
-    is_visiting_ = true;
-    is_touched_ = false;
-}
-
-void dr_meta_context_c::push_first_visit(dr_meta_node_c* leaf, const void* element_ref) {
-    push_child(leaf, element_ref);
-}
-
-void dr_meta_context_c::end_visit() {
-    if (!std::exchange(is_visiting_, false)) {
+    end_visit();
+    if (spare_ != nullptr) {
+        use_spare(leaf, element_ref);
         return;
     }
-    if (is_touched_) {
-        take_visit_back();
-    } else {
-        assert(top_->refs == 1 && top_->object.is_blank());
-        spare_ = std::exchange(top_, top_->below);
-    }
+    push_child(leaf, element_ref);
+    is_visiting_ = true;
+    is_touched_ = false;
 }
 
 void dr_meta_context_c::take_visit_back() {
@@ -385,12 +355,6 @@ void dr_meta_context_c::push_child(dr_meta_node_c* child, const void* element_re
         return;
     }
     push_object(child, row_of_child(element_ref));
-}
-
-// The row that a child of the top object, not itself a list, belongs to.
-const void* dr_meta_context_c::row_of_child(const void* element_ref) const {
-    const void* inherited = top_->object.element_ref;
-    return inherited != nullptr ? inherited : element_ref;
 }
 
 int dr_meta_context_c::push_named(const dr_nav_step_c& step, bool call_list,

@@ -148,12 +148,25 @@ class dr_meta_context_c : public dr_meta_context_s {
         assert(top_ != nullptr && leaf->is_leaf());
         if (is_visiting_ && !is_touched_) {
             top_->object.node = leaf;
+        } else if (!is_visiting_ && spare_ != nullptr) {
+            use_spare(leaf, element_ref);
         } else {
             begin_visit(leaf, element_ref);
         }
     }
     bool is_visiting() const { return is_visiting_; }
-    void end_visit(); // no-op when there is none
+    // No-op when there is none.
+    void end_visit() {
+        if (!std::exchange(is_visiting_, false)) {
+            return;
+        }
+        if (is_touched_) {
+            take_visit_back();
+        } else {
+            assert(top_->refs == 1 && top_->object.is_blank());
+            spare_ = std::exchange(top_, top_->below);
+        }
+    }
     // Takes over the memory that another context keeps for its next visit.
     void take_spare(dr_meta_context_c& other) {
         if (spare_ == nullptr) {
@@ -224,11 +237,20 @@ class dr_meta_context_c : public dr_meta_context_s {
     int drop_list(int status);
     maps_s& writable_maps();
     [[gnu::noinline]] dr_meta_object_c* own_object(unsigned n);
-    const void* row_of_child(const void* element_ref) const;
+    // The row that a child of the top object, not itself a list, belongs to.
+    const void* row_of_child(const void* element_ref) const {
+        const void* inherited = top_->object.element_ref;
+        return inherited != nullptr ? inherited : element_ref;
+    }
+    void use_spare(dr_meta_node_c* leaf, const void* element_ref) {
+        spare_->stand_for(leaf, row_of_child(element_ref), top_);
+        top_ = std::exchange(spare_, nullptr);
+        is_visiting_ = true;
+        is_touched_ = false;
+    }
     void put_frames_aside();
     void put_maps_aside();
     void begin_visit(dr_meta_node_c* leaf, const void* element_ref);
-    [[gnu::noinline]] void push_first_visit(dr_meta_node_c* leaf, const void* element_ref);
     [[gnu::noinline]] void take_visit_back();
     static void release(frame_s* frame);
     static void release(maps_s* maps);
@@ -260,6 +282,19 @@ class dr_meta_context_c : public dr_meta_context_s {
     value_ = outer;
     check_memory();
     return result;
+}
+
+// Inline, for every row takes this way.
+inline int dr_meta_context_c::call_list_proc() {
+    assert(top_ != nullptr);
+    const dr_meta_node_c* node = top_->object.node;
+    if (!node->is_list() || node->proc == nullptr) {
+        return DREND_ERR;
+    }
+    const int result = node->proc(this, node->data);
+    const bool suspends = result == DREND_OK && dri_call_walk_suspend(this);
+    check_memory();
+    return suspends ? DREND_DEFER : result;
 }
 
 // What drend_get_skip_if_empty_leaf returns.

@@ -45,12 +45,8 @@ bool dr_row_filter_c::step_match(const drend_tag_object_c* tobj) {
 
 bool dr_row_filter_c::way_match(const drend_tag_object_c* tobj,
                                 const dr_step_filter_s& way) {
-    bool passes = names_tag(tobj, way);
-    const size_t tests = way.bound_to(*tobj->dto_tag).tests();
-    for (size_t test = 1; passes && test < tests; ++test) {
-        passes = passes_test(tobj, way, test);
-    }
-    return passes;
+    size_t test = 0;
+    return judge_way(tobj, way, test, false) == DREND_OK;
 }
 
 bool dr_row_filter_c::is_within_passed(const drend_tag_object_c* tobj,
@@ -71,14 +67,6 @@ void dr_row_filter_c::open_ways(const drend_tag_object_c* tobj) const {
     }
 }
 
-bool dr_row_filter_c::names_tag(const drend_tag_object_c* tobj,
-                                const dr_step_filter_s& way) {
-    if (way.parsed == nullptr && dri_trace_on(DREND_TRACE_ERROR)) {
-        drend_debug_trace("DR_ERROR: Invalid dto_filter '%s'\n", way.text.c_str());
-    }
-    return way.bound_to(*tobj->dto_tag).names_tag();
-}
-
 int dr_row_filter_c::judge(const drend_tag_object_c* tobj, size_t& next) {
     if (next == 0 && dri_trace_on(DREND_TRACE_WALK)) {
         trace_match(*tobj);
@@ -91,7 +79,7 @@ int dr_row_filter_c::judge(const drend_tag_object_c* tobj, size_t& next) {
         return DREND_NO_EL;
     }
     size_t test = std::exchange(next, 0);
-    const int judged = judge_way(tobj, ways[0], test, false);
+    const int judged = judge_way(tobj, ways[0], test, true);
     next = judged == DREND_DEFER ? test : 0;
     return judged;
 }
@@ -106,45 +94,44 @@ int dr_row_filter_c::judge_ways(const drend_tag_object_c* tobj, size_t& next) {
     size_t first = 0;
     bool is_passed = false;
     for (size_t i = 0; i < ways.size(); ++i) {
-        const size_t end = first + ways[i].bound_to(*tobj->dto_tag).tests();
-        if (tobj->dto_passed[i] && at < end) {
+        const size_t tests = ways[i].bound_to(*tobj->dto_tag).tests();
+        if (tobj->dto_passed[i] && at < first + tests) {
             size_t test = at > first ? at - first : 0;
-            const int judged = judge_way(tobj, ways[i], test, i + 1 < ways.size());
-            if (judged == DREND_DEFER) {
+            const int judged = judge_way(tobj, ways[i], test, true);
+            const bool ends_slice =
+                judged == DREND_OK && tests > 1 && i + 1 < ways.size() && row_has_to_wait();
+            if (judged == DREND_DEFER || ends_slice) {
                 next = first + test;
                 return DREND_DEFER;
             }
             tobj->dto_passed[i] = judged == DREND_OK;
         }
         is_passed = is_passed || tobj->dto_passed[i];
-        first = end;
+        first += tests;
     }
     return is_passed ? DREND_OK : DREND_NO_EL;
 }
 
-// Judges by the tests of a way from `test` on, which is where to go on after DREND_DEFER.
-// `has_more`: there are other ways behind it.
-int dr_row_filter_c::judge_way(const drend_tag_object_c* tobj, const dr_step_filter_s& way,
-                               size_t& test, bool has_more) {
-    if (test == 0 && !names_tag(tobj, way)) {
-        return DREND_NO_EL;
+[[gnu::always_inline]] inline bool
+dr_row_filter_c::predicate_match(const drend_tag_object_c* tobj,
+                                 const dr_step_filter_s& way,
+                                 const dr_xp_predicate_s& predicate) {
+    const dr_meta_object_c* object = position_.object();
+    if (object == nullptr) {
+        return false;
     }
-    const size_t tests = way.bound_to(*tobj->dto_tag).tests();
-    for (test = std::max(test, size_t{1}); test < tests;) {
-        if (!passes_test(tobj, way, test)) {
-            return DREND_NO_EL;
-        }
-        ++test;
-        if ((test < tests || has_more) && row_has_to_wait()) {
-            return DREND_DEFER;
-        }
+    const bool by_name = predicate.calls_local_name && !predicate.holds_bare_word;
+    if (object->is_list() && tobj->type() == DT_TYPE_LIST && !by_name) {
+        return true; // waits for the rows
     }
-    return DREND_OK;
+    drend_tags_access_context_value_lookup_c lookup(position_, reader_, &way);
+    return dri_holds(*predicate.node, lookup);
 }
 
-// A test behind that of the name.
-bool dr_row_filter_c::passes_test(const drend_tag_object_c* tobj,
-                                  const dr_step_filter_s& way, size_t test) {
+// A test behind that of the name. Inline, for every row takes this way.
+[[gnu::always_inline]] inline bool
+dr_row_filter_c::passes_test(const drend_tag_object_c* tobj, const dr_step_filter_s& way,
+                             size_t test) {
     const auto& predicates = way.parsed->predicates();
     if (test <= predicates.size()) {
         return predicate_match(tobj, way, predicates[test - 1]);
@@ -163,19 +150,28 @@ bool dr_row_filter_c::row_has_to_wait() const {
            dri_call_walk_suspend(position_.context(0));
 }
 
-bool dr_row_filter_c::predicate_match(const drend_tag_object_c* tobj,
-                                      const dr_step_filter_s& way,
-                                      const dr_xp_predicate_s& predicate) {
-    const dr_meta_object_c* object = position_.object();
-    if (object == nullptr) {
-        return false;
+// Judges by the tests of a way from `test` on. DREND_DEFER between two of them, with `test` where
+// to go on, only if it `may_wait`.
+int dr_row_filter_c::judge_way(const drend_tag_object_c* tobj, const dr_step_filter_s& way,
+                               size_t& test, bool may_wait) {
+    const dr_bound_step_c& step = way.bound_to(*tobj->dto_tag);
+    if (!step.names_tag()) {
+        if (way.parsed == nullptr && dri_trace_on(DREND_TRACE_ERROR)) {
+            drend_debug_trace("DR_ERROR: Invalid dto_filter '%s'\n", way.text.c_str());
+        }
+        return DREND_NO_EL;
     }
-    const bool by_name = predicate.calls_local_name && !predicate.holds_bare_word;
-    if (object->is_list() && tobj->type() == DT_TYPE_LIST && !by_name) {
-        return true; // waits for the rows
+    const size_t tests = step.tests();
+    for (test = std::max(test, size_t{1}); test < tests;) {
+        if (!passes_test(tobj, way, test)) {
+            return DREND_NO_EL;
+        }
+        ++test;
+        if (may_wait && test < tests && row_has_to_wait()) {
+            return DREND_DEFER;
+        }
     }
-    drend_tags_access_context_value_lookup_c lookup(position_, reader_, &way);
-    return dri_holds(*predicate.node, lookup);
+    return DREND_OK;
 }
 
 // Whether the leaf-list of that name, below where the walk is, has such an entry.

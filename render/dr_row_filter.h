@@ -58,7 +58,7 @@ class dr_row_filter_c {
     int judge(const drend_tag_object_c* tobj, size_t& next);
     int judge_ways(const drend_tag_object_c* tobj, size_t& next);
     int judge_way(const drend_tag_object_c* tobj, const dr_step_filter_s& way, size_t& test,
-                  bool has_more);
+                  bool may_wait);
     bool step_match(const drend_tag_object_c* tobj);
     bool way_match(const drend_tag_object_c* tobj, const dr_step_filter_s& way);
     // Whether the way above was passed that this one belongs to.
@@ -70,7 +70,6 @@ class dr_row_filter_c {
                           const dr_step_filter_s& way) const;
     void open_ways(const drend_tag_object_c* tobj) const;
     const dr_step_filter_s* only_way(const drend_tag_object_c* tobj) const;
-    static bool names_tag(const drend_tag_object_c* tobj, const dr_step_filter_s& way);
     bool passes_test(const drend_tag_object_c* tobj, const dr_step_filter_s& way,
                      size_t test);
     bool row_has_to_wait() const;

@@ -32,8 +32,11 @@ std::string simplify(const char* filter) {
     simple.reserve(strlen(filter));
     bool is_first = true;
     for (const char* c = filter; *c != '\0';) {
-        const char* end = nullptr;
-        if (*c == '\'' || *c == '"') {
+        const char* end = c + strcspn(c, "'\"[/");
+        if (end > c) {
+            simple.append(c, end);
+            c = end;
+        } else if (*c == '\'' || *c == '"') {
             end = dri_seek_end_quote(c, end) ? end + 1 : c + strlen(c);
             simple.append(c, end);
             c = end;
