@@ -124,7 +124,7 @@ if(TARGET netstatd)
   install(FILES ${drend_generated}/netstatd.service DESTINATION lib/systemd/system
     COMPONENT tools)
 endif()
-foreach(program drendctl drend-lint drend-preview)
+foreach(program drendctl drend-init drend-lint drend-preview)
   if(NOT TARGET ${program})
     continue()
   endif()

@@ -47,6 +47,6 @@ set(CPACK_COMPONENT_TOOLS_DESCRIPTION "dynamic rendering of live data: daemon an
 Renders the live data of a daemon as XML or JSON, as definition files say.
 
 This package has netstatd, a daemon that shows the network state of its host,
-and the programs that talk to such daemons.")
+the programs that talk to such daemons and those for writing definitions.")
 
 include(CPack)

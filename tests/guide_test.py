@@ -79,11 +79,11 @@ class Guide(unittest.TestCase):
         (self.place / "sensord.c").write_text(source)
         file = self.place / re.search(r'"(\S+-sensors\.json)"', GUIDE).group(1)
         file.parent.mkdir(parents=True)
-        file.write_text(definition[0][1])
-        lint, preview = preview[:2], preview[2:]
-        self.assertEqual(self.check(lint), 1)
-        (self.place / "sensors.json").write_text(preview[0][1])
-        self.assertEqual(self.check(preview[1:]), 1)
+        sample, *begin, changed = definition
+        (self.place / "sensors.json").write_text(sample[1])
+        self.assertEqual(self.check(begin), 1)
+        file.write_text(changed[1])
+        self.assertEqual(self.check(preview), 2)
         self.assertEqual(self.check(link), 1)
         self.assertEqual(self.check(less), 2)
         main, start, *ask = serve

@@ -147,7 +147,8 @@ class Install(unittest.TestCase):
         }
         if pathlib.Path(BUILD, "bin/drendctl").exists():
             wanted["orvex-dynamic-render-tools"] += [
-                f"{place}{program}{end}" for program in ("drendctl", "drend-lint", "drend-preview")
+                f"{place}{program}{end}" for program in (
+                    "drendctl", "drend-init", "drend-lint", "drend-preview")
                 for place, end in (("bin/", ""), ("share/man/man1/", r"\.1"),
                                    ("share/bash-completion/completions/", ""))]
         lists = {package: run("dpkg-deb", "-c", file) for package, file in self.packages.items()}

@@ -9,8 +9,8 @@
 #include <CLI/CLI.hpp>
 
 #include "definitions/dr_check.h"
-#include "model.h"
 #include "sarif.h"
+#include "tools/model/model.h"
 
 namespace {
 

@@ -13,8 +13,6 @@
 
 namespace {
 
-constexpr char SCALAR_LEAF[] = "/value";
-
 void add(const std::string& path, dmn_type_e type, dmn_leaf_type_e leaf = DMN_LEAF_NONE) {
     dri_add_path(path.c_str(), type, leaf, nullptr, nullptr);
 }
@@ -71,7 +69,7 @@ void add_rows(const std::string& path, const dr_json_c& array) {
         if (row.is_object()) {
             add_members(path, row);
         } else {
-            add_data(path + SCALAR_LEAF, row);
+            add_data(path + "/" + MODEL_SCALAR, row);
         }
     }
 }
