@@ -135,11 +135,13 @@ unsigned dr_position_c::push_component(std::string_view name) {
 }
 
 const drend_tag_c* dr_position_c::leaf_below_row(std::string_view path) const {
-    if (dri_trace_on(DREND_TRACE_WALK) || path.find('/') != std::string_view::npos) {
-        return nullptr;
-    }
     const drend_tag_c* kid = tag(0)->dto_tag->find_child(path);
-    return kid != nullptr && kid->is_below_row() ? kid : nullptr;
+    return kid != nullptr && is_leaf_below_row(*kid) ? kid : nullptr;
+}
+
+bool dr_position_c::is_leaf_below_row(const drend_tag_c& kid) {
+    return kid.is_below_row() && kid.name().find('/') == std::string::npos &&
+           !dri_trace_on(DREND_TRACE_WALK);
 }
 
 int dr_position_c::look_up(std::string_view path) {

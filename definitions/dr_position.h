@@ -73,6 +73,8 @@ class dr_position_c {
     // the walk is: nearly every name is that of a leaf of the row, which need not be moved to. Or
     // null, also while a trace shows the moves.
     const drend_tag_c* leaf_below_row(std::string_view path) const;
+    // Whether a kid is such a leaf.
+    static bool is_leaf_below_row(const drend_tag_c& kid);
     // Pushes the tags that a path of kids' names leads through, each with its context. A name that
     // is no kid's is sought below the hidden kids. 0, or DREND_ERR with nothing pushed.
     int look_up(std::string_view path);

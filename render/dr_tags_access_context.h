@@ -71,6 +71,10 @@ class dr_tags_access_context_c : public dr_tags_context_c {
     int read_leaf(std::string_view path, std::string_view& out) {
         return reader_.read(path, out);
     }
+    // The same of a kid of the tag on top.
+    int read_leaf(const drend_tag_c& kid, std::string_view& out) {
+        return reader_.read(kid, out);
+    }
     // The value of the leaf on top, as an answer shows it; see dr_value_reader_c.
     int read_top(const dr_value_c*& value, std::string_view& text) {
         return reader_.read_top(value, text);

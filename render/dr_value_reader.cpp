@@ -14,7 +14,15 @@ int dr_value_reader_c::get_text(std::string_view path, dr_str_buf_c& out) {
 }
 
 int dr_value_reader_c::read(std::string_view path, std::string_view& out) {
-    const drend_tag_c* leaf = fetch(path);
+    return give(fetch(path), out);
+}
+
+int dr_value_reader_c::read(const drend_tag_c& kid, std::string_view& out) {
+    return give(fetch_kid(kid), out);
+}
+
+// Ends the reading of a leaf, which is null when it has failed.
+int dr_value_reader_c::give(const drend_tag_c* leaf, std::string_view& out) {
     end_visit();
     if (leaf == nullptr) {
         return DREND_ERR;
@@ -40,9 +48,17 @@ const drend_tag_c* dr_value_reader_c::fetch(std::string_view path) {
         return fetch_top();
     }
     const drend_tag_c* kid = position_.leaf_below_row(path);
-    if (kid != nullptr && visit(*kid)) {
-        return fetch_leaf(*visited_, *kid) ? kid : nullptr;
+    return kid != nullptr ? fetch_kid(*kid) : fetch_by_moving(path);
+}
+
+const drend_tag_c* dr_value_reader_c::fetch_kid(const drend_tag_c& kid) {
+    if (position_.is_leaf_below_row(kid) && visit(kid)) {
+        return fetch_leaf(*visited_, kid) ? &kid : nullptr;
     }
+    return fetch_by_moving(kid.name());
+}
+
+const drend_tag_c* dr_value_reader_c::fetch_by_moving(std::string_view path) {
     end_visit();
     if (position_.look_up(path) != DREND_OK) {
         return nullptr;

@@ -29,6 +29,8 @@ class dr_value_reader_c {
     // The text of the leaf that the tag path leads to ("": the leaf on top), valid until the next
     // read. 0, or DREND_ERR with `out` untouched.
     int read(std::string_view path, std::string_view& out);
+    // The same of a kid of the tag on top.
+    int read(const drend_tag_c& kid, std::string_view& out);
     // The same with a copy of the text.
     int get_text(std::string_view path, dr_str_buf_c& out);
     // The same for an expression, which may leave a visit open; end_visit ends it. The first one
@@ -65,6 +67,9 @@ class dr_value_reader_c {
 
   private:
     const drend_tag_c* fetch(std::string_view path);
+    const drend_tag_c* fetch_kid(const drend_tag_c& kid);
+    const drend_tag_c* fetch_by_moving(std::string_view path);
+    int give(const drend_tag_c* leaf, std::string_view& out);
     bool visit(const drend_tag_c& leaf);
     bool fetch_leaf(dr_meta_context_c& context, const drend_tag_c& tag);
     const drend_tag_c* fetch_top();

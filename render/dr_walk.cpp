@@ -24,7 +24,7 @@ int unless_ignored(int status) {
 }
 
 // Whether somebody wants to see every tag.
-bool is_watched() {
+[[gnu::always_inline]] inline bool is_watched() {
     return dri_trace_on(DREND_TRACE_WALK) || dri_has_cmd_start();
 }
 
@@ -37,7 +37,8 @@ int dr_walk_c::begin(dr_context_walker_c& walker) {
     status_ = DREND_OK;
     ++slice_;
     if (walker.status() == 0) {
-        walk_tree();
+        watch_top();
+        visit_top();
     }
     return run();
 }
@@ -88,15 +89,19 @@ void dr_walk_c::close_frame() {
     }
 }
 
-// Visits the tag on top: prints a leaf, opens a container or a list.
-void dr_walk_c::walk_tree() {
-    drend_tag_object_c* tobj = position_.tag(0);
+// Tells those who watch of the tag on top, which is visited next.
+void dr_walk_c::watch_top() const {
     if (dri_trace_on(DREND_TRACE_WALK)) {
-        trace_position(tobj);
+        trace_position(position_.tag(0));
     }
     if (dri_has_cmd_start()) {
         dri_call_cmd_start(&context_, "");
     }
+}
+
+// Visits the tag on top: prints a leaf, opens a container or a list.
+void dr_walk_c::visit_top() {
+    drend_tag_object_c* tobj = position_.tag(0);
     status_ = DREND_OK;
     if (!tobj->dto_tag->has_source_child()) {
         return;
@@ -262,11 +267,11 @@ void dr_walk_c::walk_cont(drend_tag_object_c* tobj) {
     close_frame();
 }
 
-// Walks the kid on top of the tag stack. Whether it is done with; else it has a frame, or the walk
-// has to stop.
+// Walks the kid on top of the tag stack, of which watchers know. Whether it is done with; else it
+// has a frame, or the walk has to stop.
 bool dr_walk_c::walk_kid() {
     const size_t depth = frames_.size();
-    walk_tree();
+    visit_top();
     if (frames_.size() > depth || must_stop()) {
         return false;
     }
@@ -285,6 +290,7 @@ bool dr_walk_c::walk_dynamic_kids(drend_tag_object_c* tobj) {
         }
         const auto at = std::find(kids.begin(), kids.end(), kid) - kids.begin();
         tobj->dto_dynamic->visited[static_cast<size_t>(at)] = true;
+        watch_top();
         if (!walk_kid()) {
             return false;
         }
@@ -293,7 +299,8 @@ bool dr_walk_c::walk_dynamic_kids(drend_tag_object_c* tobj) {
     return true;
 }
 
-// Moves to a kid, of which `in_row` says more if it is not null. Whether its source leads anywhere.
+// Moves to a kid, of which `in_row` says more if it is not null, and tells watchers of it. Whether
+// its source leads anywhere.
 bool dr_walk_c::push_kid(const drend_tag_c* tag, const dr_row_kid_s* in_row) {
     const bool is_prepared = in_row != nullptr && in_row->node != nullptr &&
                              tag->dt_type != DT_TYPE_LEAF && !is_watched() &&
@@ -304,6 +311,9 @@ bool dr_walk_c::push_kid(const drend_tag_c* tag, const dr_row_kid_s* in_row) {
         return false;
     }
     position_.tag(0)->dto_in_row = in_row;
+    if (!is_prepared) {
+        watch_top();
+    }
     return true;
 }
 

@@ -71,7 +71,8 @@ class dr_walk_c {
     bool must_stop() const;
     void close_frame();
 
-    void walk_tree();
+    void watch_top() const;
+    void visit_top();
     void walk_leaf(drend_tag_object_c* tobj);
     void walk_cont(drend_tag_object_c* tobj);
     void walk_list(drend_tag_object_c* tobj);

@@ -120,11 +120,11 @@ void dr_xml_cwalker_c::print_closing_line(const drend_tag_object_c& tobj) {
 
 void dr_xml_cwalker_c::get_keys_for_parent(const drend_tag_object_c* tobj) {
     for (const std::string& name : tobj->dto_tag->dt_keys) {
-        const drend_tag_c* tag = tobj->dto_tag->find_child(name.c_str());
-        if (tag != nullptr && tag->is_internal_tag()) {
+        const drend_tag_c* kid = tobj->dto_tag->find_child(name);
+        if (kid == nullptr || kid->is_internal_tag()) {
             continue;
         }
-        if (dr_list_key_val* key = read_key(tobj, name)) {
+        if (dr_list_key_val* key = read_key(tobj, *kid)) {
             key->level = level_at_depth(context_.tag_depth() + 1);
         }
     }

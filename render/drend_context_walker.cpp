@@ -31,7 +31,8 @@ bool dr_context_walker_c::zero_suppression_check(const drend_tag_c& tag,
 void dr_context_walker_c::emit_keys_for_parent(const drend_tag_object_c* tobj,
                                                dr_context_walker_c* walker) {
     for (const std::string& name : tobj->dto_tag->dt_keys) {
-        const dr_list_key_val* key = read_key(tobj, name);
+        const drend_tag_c* kid = tobj->dto_tag->find_child(name);
+        const dr_list_key_val* key = kid == nullptr ? nullptr : read_key(tobj, *kid);
         if (key == nullptr) {
             continue;
         }
@@ -47,10 +48,9 @@ void dr_context_walker_c::emit_keys_for_parent(const drend_tag_object_c* tobj,
 }
 
 dr_list_key_val* dr_context_walker_c::read_key(const drend_tag_object_c* row,
-                                               const std::string& name) {
-    const drend_tag_c* tag = row->dto_tag->find_child(name.c_str());
+                                               const drend_tag_c& kid) {
     std::string_view text;
-    if (tag == nullptr || context_.read_leaf(name, text) != 0) {
+    if (context_.read_leaf(kid, text) != 0) {
         return nullptr;
     }
     if (keys_used_ == keys_.size()) {
@@ -58,7 +58,7 @@ dr_list_key_val* dr_context_walker_c::read_key(const drend_tag_object_c* row,
     }
     dr_list_key_val& key = keys_[keys_used_++];
     key.owner = row;
-    key.tag = tag;
+    key.tag = &kid;
     key.value = text;
     key.level = 0;
     key.printed = false;

@@ -86,9 +86,10 @@ class dr_context_walker_c {
     // Whether a value is printed: false for a zero that its definition suppresses.
     static bool zero_suppression_check(const drend_tag_c& tag, const dr_value_c& value);
 
-    // Reads a key ahead of its row's content. Its record, valid until the next key is read, or null
-    // when it is no leaf or cannot be read: then it is printed where it stands.
-    dr_list_key_val* read_key(const drend_tag_object_c* row, const std::string& name);
+    // Reads a key, a kid of its row's tag, ahead of the row's content. Its record, valid until the
+    // next key is read, or null when it is no leaf or cannot be read: then it is printed where it
+    // stands.
+    dr_list_key_val* read_key(const drend_tag_object_c* row, const drend_tag_c& kid);
     // The record of a key leaf that was read ahead of its row's content, or null for other leaves.
     const dr_list_key_val* find_key(const drend_tag_c& leaf) const;
     // Forgets the keys of a row, which is the innermost one that has any.
