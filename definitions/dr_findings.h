@@ -64,7 +64,8 @@ enum class dr_severity_e : uint8_t {
     X(NO_APPLICATION, "no-application", WARNING,                                           \
       "a part of the merged schema has no dc_app_name; no daemon is found for its paths")  \
     X(FILLED_TWICE, "filled-twice", WARNING,                                               \
-      "one application fills one container of a merged schema from two definitions")       \
+      "two definitions of one application differ in what they say of one element of a "    \
+      "merged schema; the one that is loaded first counts")                                \
     X(NO_SUCH_COMMAND, "no-such-command", ERROR,                                           \
       "the command whose tags are asked for is not there; there are none to show")         \
     X(TREE_OF_ITSELF, "tree-of-itself", ERROR,                                             \

@@ -128,14 +128,10 @@ TEST_F(diagnostics_test, parts_of_a_merged_schema_belong_to_applications) {
  {"dc_name": "corvane-netconf-get", "dc_app_name": "y", "dc_tag": {"dts_name": "a"}},
  {"dc_name": "corvane-netconf-get", "dc_app_name": "x", "dc_tag": {"dts_name": "a"}}])");
     const std::vector<std::string> findings = found();
-    ASSERT_EQ(findings.size(), 2U);
-    EXPECT_EQ(findings[0],
-              "1:47: warning: command 'corvane-netconf-get', tag a: a get request "
-              "needs dc_app_name to find its daemon [no-application]");
-    EXPECT_THAT(findings[1],
-                HasSubstr("4:67: warning: command 'corvane-netconf-get', tag a: "
-                          "'x' fills this container from "));
-    EXPECT_THAT(findings[1], HasSubstr(".json:2, too [filled-twice]"));
+    EXPECT_THAT(findings,
+                ElementsAre("1:47: warning: command 'corvane-netconf-get', tag a: a get "
+                            "request needs dc_app_name to find its daemon "
+                            "[no-application]"));
 }
 
 TEST_F(diagnostics_test, check_answers_for_what_is_loaded_and_for_files) {

@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 
 #include "definition_files.h"
+#include "definitions/dr_check.h"
 #include "definitions/dr_json_places.h"
 #include "definitions/dr_load_steps.h"
 #include "definitions/dr_nearest.h"
@@ -120,6 +121,57 @@ TEST(Findings, EachMistakeOfAnEntryIsFoundWhereItStands) {
                 ElementsAre("2:15: error: ':' expected near '\"c\"' [syntax]"));
     EXPECT_THAT(findings_of("\n {}"), ElementsAre("2:2: error: the root is not an array "
                                                   "[not-a-list]"));
+}
+
+// What an application says twice of an element has to be the same.
+TEST(Findings, PartsOfAMergedSchemaAgreeOnWhatTheyShare) {
+    struct case_s {
+        const char* first;
+        const char* later;
+        const char* member; // empty: they agree
+    };
+    const case_s cases[] = {
+        {"`dts_source`: `x`", "`dts_source`: `x`", ""},
+        {"`dts_source`: `x`", "`dts_fid`: 7", ""},
+        {"`dts_source`: `x`", "`dts_source`: `y`", "dts_source"},
+        {"`dts_type`: `container`", "`dts_type`: `choice`", "dts_type"},
+        {"`dts_type`: `list`, `dts_source`: `x`", "`dts_source`: `x`", "dts_type"},
+        {"`dts_key`: [`k`]", "`dts_source`: `x`", "dts_key"},
+        {"`dts_namespace`: `xmlns='a'`", "`dts_namespace`: `xmlns='b'`", "dts_namespace"},
+        {"`dts_module`: `m`", "`dts_source`: `x`", "dts_module"},
+        {"`dts_prefix`: `m`", "`dts_prefix`: `n`", "dts_prefix"},
+        {"`dts_data_type`: `int8`", "`dts_data_type`: `int16`", "dts_data_type"},
+        {"`dts_data_type`: `decimal64`, `dts_data_decimal64_fraction`: 1",
+         "`dts_data_type`: `decimal64`, `dts_data_decimal64_fraction`: 2",
+         "dts_data_decimal64_fraction"},
+        {"`dts_map`: [[`1`, `a`]]", "`dts_map`: [[`1`, `a`]]", ""},
+        {"`dts_map`: [[`1`, `a`]]", "`dts_map`: [[`1`, `b`]]", "dts_map"},
+        {"`dts_map`: [[`1`, `a`]]", "`dts_source`: `x`", "dts_map"},
+        {"`dts_presence`: `x`", "`dts_source`: `x`", "dts_presence"},
+        {"`dts_zero_suppression`: `true`", "`dts_fid`: 7", "dts_zero_suppression"},
+        {"`dts_is_mandatory`: `true`", "`dts_fid`: 7", "dts_is_mandatory"},
+    };
+    const auto entry = [](const char* members) {
+        return "{`dc_name`:`get`,`dc_app_name`:`x`,`dc_tag`:{`dts_name`:`a`,\n`dts_kids`:["
+               "{`dts_name`:`k`},\n{`dts_name`:`b`," +
+               std::string(members) + "}]}}";
+    };
+    for (const case_s& c : cases) {
+        std::string text = "[" + entry(c.first) + ",\n" + entry(c.later) + "]";
+        std::replace(text.begin(), text.end(), '`', '"');
+        dr_daemon_context_c set;
+        dr_findings_c ignored;
+        dr_findings_c findings;
+        dri_read_definitions("f", text, set, ignored);
+        dri_check_commands(set, findings);
+        const std::string line =
+            "f:6:1: warning: command 'get', tag a/b: " + std::string(c.member) +
+            " is another one in f:3; the definition that is loaded first "
+            "counts [filled-twice]";
+        ASSERT_EQ(findings.all().size(), *c.member == '\0' ? 0U : 1U) << c.first;
+        EXPECT_TRUE(findings.all().empty() || dri_finding_line(findings.all()[0]) == line)
+            << dri_finding_line(findings.all()[0]);
+    }
 }
 
 TEST(Findings, AsJson) {
