@@ -28,6 +28,17 @@ inline void dri_send_no_memory(void* peer) {
                     {DREND_ANSWER_GIVEN_UP, "out-of-memory", "out of memory", nullptr});
 }
 
+// Ends an answer that cannot go on, with a line that says why. 0, or DREND_PEER_LOST.
+inline int dri_give_up(void* peer, bool has_begun, const char* code,
+                       const std::string& why) {
+    const std::string line = std::string(has_begun ? "\n" : "") + "error: " + why + "\n";
+    const int status = dri_send_last_line(peer, line.c_str());
+    if (status == 0) {
+        dri_answer_ends(peer, {DREND_ANSWER_GIVEN_UP, code, why.c_str(), nullptr});
+    }
+    return status;
+}
+
 // Sends the line "error: TEXT" of a request that is not answered, `line`, and says so to the
 // daemon's protocol, with `code` for programs. 0, or DREND_PEER_LOST.
 inline int dri_refuse(void* peer, const char* code, const std::string& line) {

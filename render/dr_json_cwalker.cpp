@@ -18,9 +18,20 @@ dr_row_shape_s dr_json_cwalker_c::row_shape() const {
 
 int dr_json_cwalker_c::finalize() {
     if (answer_is_object_) {
-        output_.add("\n}");
+        end_answer("\n}");
     }
     return finish_output();
+}
+
+// Closes what encloses the whole output.
+void dr_json_cwalker_c::end_answer(std::string_view closing) {
+    if (cursor().empty()) {
+        output_.add(closing);
+        return;
+    }
+    // Of a cursor's characters none is escaped.
+    opening_.assign(",\n  \"cursor\" : \"").append(cursor()).append("\"");
+    output_.add(opening_.append(closing));
 }
 
 // Whether a tag is not printed itself: what is hidden, and the value of a leaf-list that stands
@@ -153,7 +164,7 @@ int dr_json_cwalker_c::pop_private(const drend_tag_object_c* tobj) {
             list_stop(tobj);
         }
     } else if (levels_.empty()) {
-        output_.add("\n}");
+        end_answer("\n}");
     }
     return 0;
 }
@@ -179,6 +190,9 @@ void dr_json_cwalker_c::list_stop(const drend_tag_object_c* tobj) {
         output_.add("]");
         levels_.pop_back();
         lists_.pop_back();
+        if (levels_.empty() && !cursor().empty()) {
+            end_answer("");
+        }
     }
 }
 

@@ -15,7 +15,8 @@
 //  4. A row's keys come first, and are skipped where they stand. A key that could not be read ahead
 //     is an ordinary leaf of its row.
 //  5. An array has no names: what stands in the row of a leaf-list is printed without its own.
-//  6. Internal tags are printed like any other.
+//  6. Where the answer ends early, "cursor" is its last member.
+//  7. Internal tags are printed like any other.
 #pragma once
 
 #include <string>
@@ -62,6 +63,7 @@ class dr_json_cwalker_c : public dr_context_walker_c {
     void open_element(const drend_tag_object_c* tobj);
     void make_opening(const drend_tag_c& tag, bool wrote_before, int level);
     void open_member(const drend_tag_object_c* tobj);
+    void end_answer(std::string_view closing);
     void close_object(const drend_tag_object_c* tobj);
     // A leaf has no level on the comma stack, for nothing stands in it.
     int leaf_level() const { return dr_json_cwalker_c::indent_level() + 1; }

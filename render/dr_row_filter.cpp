@@ -215,9 +215,11 @@ bool dr_row_filter_c::has_value(const drend_tag_object_c* tobj, std::string_view
     return reader_.read(leaf, value) == DREND_OK && value == text;
 }
 
-// The only way that is open to the tag, or null.
 const dr_step_filter_s* dr_row_filter_c::only_way(const drend_tag_object_c* tobj) const {
     const dr_step_filter_s* only = nullptr;
+    if (tobj->dto_filter == nullptr) {
+        return nullptr;
+    }
     for (const dr_step_filter_s& way : tobj->dto_filter->ways) {
         if (is_open(tobj, way)) {
             if (only != nullptr) {
@@ -273,7 +275,7 @@ const std::vector<dr_kid_choice_e>& dr_row_filter_c::choose(drend_tag_object_c* 
 
 void dr_row_filter_c::gather_names(drend_tag_object_c* tobj) {
     tobj->dto_filter_names.reset();
-    const dr_step_filter_s* way = tobj->dto_filter == nullptr ? nullptr : only_way(tobj);
+    const dr_step_filter_s* way = only_way(tobj);
     if (way == nullptr || way->parsed == nullptr) {
         return;
     }

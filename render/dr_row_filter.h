@@ -54,6 +54,11 @@ class dr_row_filter_c {
     static const std::vector<dr_kid_choice_e>& choose(drend_tag_object_c* tobj,
                                                       const dr_filter_node_s* step);
 
+    // The only way of the tag's step that is open to it, or null.
+    const dr_step_filter_s* only_way(const drend_tag_object_c* tobj) const;
+    // Has the daemon step a list's context to its next row. Whether there is one.
+    static bool step_to_row(dr_meta_context_c& list);
+
   private:
     int judge(const drend_tag_object_c* tobj, size_t& next);
     int judge_ways(const drend_tag_object_c* tobj, size_t& next);
@@ -69,7 +74,6 @@ class dr_row_filter_c {
     bool is_within_passed(const drend_tag_object_c* tobj,
                           const dr_step_filter_s& way) const;
     void open_ways(const drend_tag_object_c* tobj) const;
-    const dr_step_filter_s* only_way(const drend_tag_object_c* tobj) const;
     bool passes_test(const drend_tag_object_c* tobj, const dr_step_filter_s& way,
                      size_t test);
     bool row_has_to_wait() const;
@@ -77,7 +81,6 @@ class dr_row_filter_c {
                          const dr_xp_predicate_s& predicate);
     bool has_entry(const dr_entry_s& entry);
     bool find_entry(std::string_view text);
-    static bool step_to_row(dr_meta_context_c& list);
     bool has_value(const drend_tag_object_c* tobj, std::string_view text);
 
     dr_position_c& position_;

@@ -11,11 +11,13 @@
 // Belongs to the daemon's thread.
 #pragma once
 
+#include <memory>
 #include <unordered_set>
 
 #include <string_view>
 
 #include "definitions/dr_tags_context.h"
+#include "render/dr_page.h"
 #include "render/dr_row_filter.h"
 #include "render/dr_value_reader.h"
 #include "render/dr_walk.h"
@@ -37,6 +39,11 @@ class dr_tags_access_context_c : public dr_tags_context_c {
     // null; the walker stays the caller's. DREND_DEFER when the walk is suspended; DREND_ERR
     // without a tag or walker; else the last status met.
     int get_value(dr_context_walker_c* walker);
+
+    // Limits what is rendered.
+    void want(const dr_page_wish_s& wish);
+    // Whether a limited rendering has not found the row that it was to begin behind.
+    bool has_lost_cursor() const { return page_ != nullptr && page_->is_seeking(); }
 
     // --- moving by tag ---
 
@@ -104,6 +111,7 @@ class dr_tags_access_context_c : public dr_tags_context_c {
 
     dr_value_reader_c reader_{position_};
     dr_row_filter_c filter_{position_, reader_};
+    std::unique_ptr<dr_page_c> page_; // null: everything is rendered
     dr_walk_c walk_{*this, position_, filter_, reader_};
     dr_context_walker_c* walker_ = nullptr; // not owned
     drend_tag_object_c* command_tag_ =

@@ -11,6 +11,7 @@
 
 #include "frame/drend_trace.h"
 #include "render/dr_dynamic_kids.h"
+#include "render/dr_page.h"
 #include "render/dr_tags_access_context.h"
 #include "render/drend_context_walker.h"
 
@@ -237,18 +238,25 @@ void dr_walk_c::begin_kids(drend_tag_object_c* tobj) {
     if (!tobj->dto_tag->is_hidden()) {
         walker_->push(tobj);
     }
+    enter_kids(*tobj);
+    if (page_ != nullptr) {
+        page_->restrict(*tobj);
+    }
+}
+
+void dr_walk_c::enter_kids(drend_tag_object_c& tobj) {
     dr_meta_context_c* context = position_.context(0);
     if (context == nullptr) {
         return;
     }
     // A tag without a source shares its parent's context and leaves the entering to it.
-    if (!tobj->source().empty()) {
+    if (!tobj.source().empty()) {
         context->call_enter_proc(DMN_TYPE_CONT);
     }
     if (context->get_top_node()->cont_proc != nullptr) {
-        tobj->dto_dynamic = std::make_unique<dr_dynamic_kids_s>();
-        tobj->dto_dynamic->inherited_ref = context->get_element_offset(0);
-        tobj->dto_dynamic->visited.resize(tobj->dto_tag->dt_kids.size());
+        tobj.dto_dynamic = std::make_unique<dr_dynamic_kids_s>();
+        tobj.dto_dynamic->inherited_ref = context->get_element_offset(0);
+        tobj.dto_dynamic->visited.resize(tobj.dto_tag->dt_kids.size());
         context->set_attribute_ref(nullptr);
     }
 }
@@ -412,6 +420,9 @@ void dr_walk_c::open_list(drend_tag_object_c* tobj) {
     }
     frames_.push(tobj, dr_defer_context_c::LIST);
     filter_.gather_names(tobj);
+    if (page_ != nullptr) {
+        page_->list_begins(*tobj);
+    }
     walker_->list_start(tobj);
     dr_meta_context_c& context = *position_.context(0);
     context.call_enter_proc(DMN_TYPE_LIST);
@@ -447,7 +458,11 @@ bool dr_walk_c::begin_row(drend_tag_object_c* tobj) {
         if (frame.predicate == 0 && !fetch_row(tobj)) {
             return false;
         }
-        const int judged = filter_.judge_row(tobj, frame.predicate);
+        const int judged = judge_row(tobj);
+        if (page_ != nullptr && page_->is_over()) {
+            end_early(tobj);
+            return false;
+        }
         if (judged == DREND_OK) {
             frame.row_slice = slice_;
             begin_kids(tobj);
@@ -467,8 +482,41 @@ bool dr_walk_c::begin_row(drend_tag_object_c* tobj) {
     }
 }
 
+// What filter and page say of the row.
+int dr_walk_c::judge_row(drend_tag_object_c* tobj) {
+    const int judged = filter_.judge_row(tobj, frames_.from_top(0)->predicate);
+    const bool is_wanted =
+        judged != DREND_OK || page_ == nullptr || page_->wants_row(*tobj);
+    return is_wanted ? judged : static_cast<int>(DREND_NO_EL);
+}
+
+// Ends the walk at a row of the list on top.
+void dr_walk_c::end_early(drend_tag_object_c* tobj) {
+    walker_->goes_on_at(page_->cursor());
+    status_ = DREND_NO_EL;
+    close_list(tobj);
+}
+
+// What is open is closed, nothing else is visited.
+void dr_walk_c::skip_rest() {
+    for (size_t n = 0; n < frames_.size(); ++n) {
+        dr_defer_context_c& frame = *frames_.from_top(n);
+        if (frame.kind == dr_defer_context_c::CONT) {
+            frame.tobj->dto_kid = frame.tobj->dto_tag->dt_kids.size();
+            if (frame.tobj->dto_dynamic != nullptr) {
+                frame.tobj->dto_dynamic->finished = true;
+            }
+        }
+    }
+}
+
 // Has the daemon step to the next row. False as begin_row.
 bool dr_walk_c::fetch_row(drend_tag_object_c* tobj) {
+    if (page_ != nullptr && page_->is_over()) {
+        status_ = DREND_NO_EL;
+        close_list(tobj);
+        return false;
+    }
     status_ = walker_->list_element_walk_start(tobj);
     if (status_ == DREND_DEFER) {
         return false;
@@ -487,6 +535,12 @@ bool dr_walk_c::fetch_row(drend_tag_object_c* tobj) {
 }
 
 void dr_walk_c::close_list(drend_tag_object_c* tobj) {
+    if (page_ != nullptr) {
+        page_->list_ends(*tobj);
+        if (page_->is_over()) {
+            skip_rest();
+        }
+    }
     status_ = walker_->list_element_walk_stop(tobj, status_);
     position_.context(0)->call_exit_proc(DMN_TYPE_LIST);
     walker_->list_stop(tobj);

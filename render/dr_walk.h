@@ -28,6 +28,7 @@
 #include "render/dr_row_filter.h"
 
 class dr_context_walker_c;
+class dr_page_c;
 class dr_tags_access_context_c;
 
 // One frame of the walk.
@@ -50,6 +51,9 @@ class dr_walk_c {
     dr_walk_c(dr_tags_access_context_c& context, dr_position_c& position,
               dr_row_filter_c& filter, dr_value_reader_c& reader)
         : context_(context), position_(position), filter_(filter), reader_(reader) {}
+
+    // Limits what is walked, until it is told otherwise; null: everything is. Not owned.
+    void set_page(dr_page_c* page) { page_ = page; }
 
     // Visits the tag on top of the tag stack with `walker`, and everything below it. DREND_DEFER
     // when the walk is suspended; else the last status met.
@@ -85,6 +89,7 @@ class dr_walk_c {
 
     void open_cont(drend_tag_object_c* tobj);
     void begin_kids(drend_tag_object_c* tobj);
+    void enter_kids(drend_tag_object_c& tobj);
     bool walk_kid();
     bool walk_dynamic_kids(drend_tag_object_c* tobj);
     bool push_kid(const drend_tag_c* tag, const dr_row_kid_s* in_row);
@@ -98,6 +103,9 @@ class dr_walk_c {
     bool begin_row(drend_tag_object_c* tobj);
     bool fetch_row(drend_tag_object_c* tobj);
     int step_to_row(dr_meta_context_c& context);
+    int judge_row(drend_tag_object_c* tobj);
+    void end_early(drend_tag_object_c* tobj);
+    void skip_rest();
     void close_list(drend_tag_object_c* tobj);
 
     void trace_position(const drend_tag_object_c* tobj) const;
@@ -107,6 +115,7 @@ class dr_walk_c {
     dr_row_filter_c& filter_;
     dr_value_reader_c& reader_;
     dr_context_walker_c* walker_ = nullptr; // not owned; set by begin
+    dr_page_c* page_ = nullptr;
 
     dr_stack_c<dr_defer_context_c> frames_;
     dr_value_c value_;   // of the leaf being walked; keeps its memory

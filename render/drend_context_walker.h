@@ -39,6 +39,12 @@ class dr_context_walker_c {
     dr_context_walker_c(const dr_context_walker_c&) = delete;
     dr_context_walker_c& operator=(const dr_context_walker_c&) = delete;
 
+    // The walk ends early: an answer goes on at `cursor` (dr_cursor.h), if somebody asks for it.
+    // What is open is closed then.
+    void goes_on_at(const std::string& cursor) { cursor_ = cursor; }
+    // Empty when there is nothing more.
+    const std::string& cursor() const { return cursor_; }
+
     // Before and after the walk; finalize returns the flush's result, or 0.
     virtual void initialize() {}
     virtual int finalize() { return 0; }
@@ -68,6 +74,8 @@ class dr_context_walker_c {
     virtual int indent_level() const { return 0; }
     // Whether the walk is to be suspended before the leaf it is at.
     virtual bool defer_walker() { return false; }
+    // Whether leaves are wanted at all. One and the same answer always.
+    virtual bool wants_leaves() const { return true; }
     // Whether values are wanted without the value map.
     virtual bool need_meta_value() const { return false; }
 
@@ -101,4 +109,7 @@ class dr_context_walker_c {
     // their memory.
     std::vector<dr_list_key_val> keys_;
     size_t keys_used_ = 0;
+
+  private:
+    std::string cursor_;
 };

@@ -36,6 +36,11 @@ dr_tags_access_context_c::~dr_tags_access_context_c() {
     }
 }
 
+void dr_tags_access_context_c::want(const dr_page_wish_s& wish) {
+    page_ = std::make_unique<dr_page_c>(wish, position_, filter_, reader_);
+    walk_.set_page(page_.get());
+}
+
 // --- slices -------------------------------------------------------------------------------
 
 int dr_tags_access_context_c::get_value(dr_context_walker_c* walker) {

@@ -30,12 +30,15 @@ std::string check_syntax(const dr_read_args_s& read) {
 
 std::string check_known(const drend_tag_c& top_tag,
                         const std::vector<dr_argument_s>& args) {
-    std::vector<std::string> known = {FILTER};
-    for (const std::string_view word : dri_form_words()) {
-        known.emplace_back(word);
-    }
+    std::vector<std::string> known;
     for (const drend_tag_c* input : top_tag.dt_input_kids) {
         known.push_back(input->name());
+    }
+    known.emplace_back(FILTER);
+    for (const std::string_view word : dri_form_words()) {
+        if (!dri_is_parameter(top_tag, word)) {
+            known.emplace_back(word);
+        }
     }
     for (const dr_argument_s& arg : args) {
         if (std::find(known.begin(), known.end(), arg.name) == known.end()) {

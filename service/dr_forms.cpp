@@ -5,8 +5,10 @@
 
 #include <algorithm>
 
+#include "render/dr_count_cwalker.h"
 #include "render/dr_json_cwalker.h"
 #include "render/dr_xml_cwalker.h"
+#include "service/dr_page_words.h"
 
 namespace {
 
@@ -22,18 +24,24 @@ walker_t make_json(dr_tags_access_context_c& context, void* peer,
     return std::make_unique<dr_json_cwalker_c>(context, peer);
 }
 
+walker_t make_count(dr_tags_access_context_c& context, void* peer,
+                    const dr_form_options_s&) {
+    return std::make_unique<dr_count_cwalker_c>(context, peer);
+}
+
 constexpr dr_form_s FORMS[] = {
+    {DR_FORMAT_COUNT, "count", "text/plain", make_count},
     {DR_FORMAT_XML, "", "application/xml", make_xml},
     {DR_FORMAT_JSON, "as-json", "application/json", make_json},
 };
 
-bool is_parameter(const drend_tag_c& top_tag, std::string_view word) {
+} // namespace
+
+bool dri_is_parameter(const drend_tag_c& top_tag, std::string_view word) {
     const auto& inputs = top_tag.dt_input_kids;
     return std::any_of(inputs.begin(), inputs.end(),
                        [&](const drend_tag_c* input) { return input->name() == word; });
 }
-
-} // namespace
 
 const dr_form_s& dri_form(int format) {
     for (const dr_form_s& form : FORMS) {
@@ -41,7 +49,7 @@ const dr_form_s& dri_form(int format) {
             return form;
         }
     }
-    return FORMS[0];
+    return dri_form(DR_FORMAT_XML);
 }
 
 const dr_form_s* dri_find_form(const drend_tag_c& top_tag,
@@ -49,7 +57,7 @@ const dr_form_s* dri_find_form(const drend_tag_c& top_tag,
     for (const dr_form_s& form : FORMS) {
         const bool is_asked_for =
             !form.word.empty() && dri_find_arg(args, form.word) != nullptr &&
-            (form.format == DR_FORMAT_JSON || !is_parameter(top_tag, form.word));
+            (form.format == DR_FORMAT_JSON || !dri_is_parameter(top_tag, form.word));
         if (is_asked_for) {
             return &form;
         }
@@ -64,13 +72,12 @@ std::vector<std::string_view> dri_form_words() {
             words.push_back(form.word);
         }
     }
+    words.insert(words.end(), std::begin(DR_PAGE_WORDS), std::end(DR_PAGE_WORDS));
     return words;
 }
 
 bool dri_is_about_form(const drend_tag_c& top_tag, std::string_view word) {
-    const auto is_that = [&](const dr_form_s& form) {
-        return form.word == word && form.format != DR_FORMAT_JSON;
-    };
-    return !word.empty() && std::any_of(std::begin(FORMS), std::end(FORMS), is_that) &&
-           !is_parameter(top_tag, word);
+    const auto words = dri_form_words();
+    return word != dri_form(DR_FORMAT_JSON).word && !dri_is_parameter(top_tag, word) &&
+           std::find(words.begin(), words.end(), word) != words.end();
 }

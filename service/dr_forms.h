@@ -18,7 +18,7 @@
 #include "expr/dri_args.h"
 #include "render/drend_context_walker.h"
 
-enum dr_format_e : int { DR_FORMAT_XML = 1, DR_FORMAT_JSON = 2 };
+enum dr_format_e : int { DR_FORMAT_XML = 1, DR_FORMAT_JSON = 2, DR_FORMAT_COUNT = 3 };
 
 // What a request may ask of the form that it is answered in.
 struct dr_form_options_s {
@@ -40,7 +40,9 @@ const dr_form_s& dri_form(int format);
 // The form that a command's arguments ask for, or null. The first one in the table counts.
 const dr_form_s* dri_find_form(const drend_tag_c& top_tag,
                                const std::vector<dr_argument_s>& args);
-// The words of the forms.
+// Whether the command has a parameter of that name: then it is not the library's word.
+bool dri_is_parameter(const drend_tag_c& top_tag, std::string_view word);
+// The words of the forms and of pages.
 std::vector<std::string_view> dri_form_words();
 // Whether an argument says how the answer is to look and nothing of what is to be in it: a request
 // that has no others gets the content of one without arguments. "as-json" is none of these.

@@ -22,6 +22,11 @@ std::string dr_request_c::apply(const dr_request_s& asked) {
     dr_form_options_s options = meaning->options;
     options.wrap_in_data = asked.wrap_in_data;
     output_ = form.make_walker(*this, peer(), options);
+    dr_page_wish_s page = meaning->page;
+    page.rows_only = !output_->wants_leaves();
+    if (!page.is_everything()) {
+        want(page);
+    }
     media_type_ = form.media_type;
     std::string refusal = meaning->refusal;
     requested_style = meaning->style;
@@ -48,13 +53,22 @@ bool dr_request_c::run(const dr_request_s& asked) {
 void dr_request_c::finish() {
     assert(output_ != nullptr); // once
     dri_call_cmd_end(top_tag_);
+    if (has_lost_cursor() && output_->status() == 0) {
+        output_->release_output();
+        status_ = dri_give_up(peer(), output_->sends() > 0, "cursor-lost",
+                              "cursor: the row is not there any more");
+        output_.reset();
+        return;
+    }
     output_->finalize();
     status_ = output_->status();
     if (sends_code_ && status_ == 0 && output_->sends() == 0) {
         status_ = dri_send_last_line(peer(), DR_NOTHING_SENT);
     }
     if (status_ == 0) {
-        dri_answer_ends(peer(), {DREND_ANSWER_COMPLETE, nullptr, nullptr, nullptr});
+        const std::string& cursor = output_->cursor();
+        dri_answer_ends(peer(), {DREND_ANSWER_COMPLETE, nullptr, nullptr,
+                                 cursor.empty() ? nullptr : cursor.c_str()});
     }
     output_.reset();
 }

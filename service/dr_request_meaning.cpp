@@ -19,6 +19,7 @@
 #include "frame/str_util.h"
 #include "service/dr_argument_check.h"
 #include "service/dr_derived_filter.h"
+#include "service/dr_page_words.h"
 
 namespace {
 
@@ -72,6 +73,11 @@ meaning_t read_meaning(const drend_tag_c& top_tag, const char* text) {
         }
     }
     meaning->form = dri_find_form(top_tag, args);
+    const std::string page_fault = dri_read_page(top_tag, args, meaning->page);
+    if (!page_fault.empty()) {
+        meaning->refusal = "error: " + page_fault + "\n";
+        return meaning;
+    }
     dr_request_wish_s wish = dri_derive_wish(top_tag, args);
     if (asks_for_content(top_tag, args)) {
         meaning->style = std::move(wish.style);
@@ -88,6 +94,7 @@ meaning_t read_meaning(const drend_tag_c& top_tag, const char* text) {
 size_t memory_of(const dr_request_meaning_s& meaning) {
     size_t memory = sizeof meaning + dri_text_memory(meaning.style) + 2 * DRI_BLOCK_MEMORY;
     memory += dri_text_memory(meaning.refusal);
+    memory += meaning.page.behind == nullptr ? 0 : meaning.page.behind->memory();
     memory += meaning.filter == nullptr ? 0 : meaning.filter->memory();
     return memory;
 }

@@ -11,11 +11,13 @@
 
 #include "definitions/dr_step_filter.h"
 #include "definitions/drend_tag.h"
+#include "render/dr_page.h"
 #include "service/dr_forms.h"
 
 struct dr_request_meaning_s {
     const dr_form_s* form = nullptr; // null: the caller's
     dr_form_options_s options;
+    dr_page_wish_s page;
     dr_filter_t filter; // goes before the caller's; null: none
     std::string style;  // empty: none
     // What the peer is told instead of an answer, one line; empty: nothing is wrong.

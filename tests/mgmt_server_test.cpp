@@ -36,7 +36,6 @@ TEST_F(mgmt_server_test, requests_find_their_entries) {
         {"drend sho?", "drend show-rows\tRows\n"},
         {"show-rows ?", "210\n"},
         {"show-rows name=x ? ", "210\n"}, // nothing is run
-        {"show-rows name=?", "error: arguments: no 'name'; there are filter, as-json\n"},
         {"show-rows name='\xff?",
          "error: arguments: a quote that is never closed at character 6\n"},
         {"dump-", "error: 'dump-' is ambiguous: dump-schema, dump-render-tree\n"},
@@ -56,6 +55,8 @@ TEST_F(mgmt_server_test, requests_find_their_entries) {
     for (const auto& [request, answer] : exact) {
         EXPECT_EQ(client.ask(request), answer) << request;
     }
+    EXPECT_THAT(client.ask("show-rows name=?"),
+                StartsWith("error: arguments: no 'name'; there are filter, "));
     EXPECT_THAT(client.ask("?"), HasSubstr("drend dump\tDump the values"));
     EXPECT_EQ(client.ask(std::string("show\0rows", 9)),
               "error: a request holds no NUL bytes\n");

@@ -1,0 +1,47 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
+#include "service/dr_page_words.h"
+
+#include <charconv>
+
+#include "frame/str_util.h"
+#include "service/dr_forms.h"
+
+namespace {
+
+// The value of a word that is given and is the library's, or null.
+const dr_argument_s* find_word(const drend_tag_c& top_tag,
+                               const std::vector<dr_argument_s>& args,
+                               std::string_view word) {
+    return dri_is_parameter(top_tag, word) ? nullptr : dri_find_arg(args, word);
+}
+
+// Reads a number from 1 on, if there is one. Whether it is one.
+template <typename Number>
+bool read_number(const dr_argument_s* given, Number& number) {
+    if (given == nullptr) {
+        return true;
+    }
+    const std::string_view text = dri_strip_quotes(given->value);
+    const char* const end = text.data() + text.size();
+    const auto read = std::from_chars(text.data(), end, number);
+    return read.ec == std::errc() && read.ptr == end && number > 0;
+}
+
+} // namespace
+
+std::string dri_read_page(const drend_tag_c& top_tag,
+                          const std::vector<dr_argument_s>& args, dr_page_wish_s& wish) {
+    if (!read_number(find_word(top_tag, args, "limit"), wish.limit)) {
+        return "limit: a number of rows from 1 on is wanted";
+    }
+    if (!read_number(find_word(top_tag, args, "depth"), wish.depth)) {
+        return "depth: a number of levels from 1 on is wanted";
+    }
+    if (const dr_argument_s* cursor = find_word(top_tag, args, "cursor")) {
+        std::string fault;
+        wish.behind = dri_read_cursor(top_tag, dri_strip_quotes(cursor->value), fault);
+        return fault.empty() ? "" : "cursor: " + fault;
+    }
+    return {};
+}

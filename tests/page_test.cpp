@@ -1,0 +1,269 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
+// Answers that are less than everything: so many rows, from a row on, so many levels, counts.
+
+#include <gmock/gmock.h>
+
+#include "drend.h"
+#include "render_fixture.h"
+
+using testing::HasSubstr;
+using testing::MatchesRegex;
+
+namespace {
+
+const std::vector<row_s> SHOPS = {
+    {"a b", 1, {{"x", 11}, {"y=/", 12}}},
+    {"b", 2, {}},
+    {"c", 3, {{"z", 13}}},
+    {"d", 4, {}},
+    {"e", 5, {}},
+};
+const std::vector<row_s> ONE_SHOP = {{"only", 1, {{"x", 11}, {"y", 12}, {"z", 13}}}};
+const std::vector<row_s> NOTES = {{"n1", 1}, {"n2", 2}, {"n3", 3}};
+const std::vector<row_s>* shops = &SHOPS;
+
+int steps = 0;  // of the list of shops
+int leaves = 0; // read there
+bool suspends = false;
+bool seeks = true;
+std::string told; // how the answer ended
+std::string cursor;
+
+// Goes straight to the shop of a name that the request demands.
+int step_shops(dr_meta_context_s* ctx, const void*) {
+    ++steps;
+    const char* name = seeks ? drend_get_filter_name(ctx, "name") : nullptr;
+    if (name == nullptr) {
+        return step_rows(ctx, shops);
+    }
+    if (drend_get_element_ref(ctx) == nullptr) {
+        for (const row_s& shop : *shops) {
+            if (shop.name == name) {
+                return drend_set_element_ref(ctx, &shop);
+            }
+        }
+    }
+    return DREND_NO_EL;
+}
+
+int read_shop(dr_meta_context_s* ctx, const void* data) {
+    ++leaves;
+    return read_name(ctx, data);
+}
+
+class page_test : public render_test {
+  protected:
+    page_test() {
+        shops = &SHOPS;
+        steps = leaves = 0;
+        suspends = false;
+        seeks = true;
+        drend_add_list("/t/shop", step_shops, nullptr);
+        drend_add_str_leaf("/t/shop/name", read_shop, nullptr);
+        drend_add_int32_leaf("/t/shop/number", read_number, nullptr);
+        drend_add_list("/t/shop/item", step_rows_below, nullptr);
+        drend_add_str_leaf("/t/shop/item/id", read_name, nullptr);
+        drend_add_list("/t/note", step_rows, &NOTES);
+        drend_add_str_leaf("/t/note/text", read_name, nullptr);
+        drend_add_str_leaf("/t/before", read_text, "B");
+        drend_add_str_leaf("/t/after", read_text, "A");
+        drend_add_walk_handlers(
+            nullptr, [](dr_meta_context_s*, void*) { return suspends ? 1 : 0; }, nullptr);
+        drend_set_suspend_on_hidden_rows(1);
+        drend_set_answer_methods(nullptr, [](void*, const drend_answer_end_s* end) {
+            told = std::to_string(end->end) + (end->code == nullptr ? "" : end->code);
+            cursor = end->cursor == nullptr ? "" : end->cursor;
+        });
+        define(
+            R"([{"dc_name": "c", "dc_tag": {"dts_name": "t", "dts_source": "/t", "dts_kids": [
+            {"dts_name": "before", "dts_type": "leaf", "dts_source": "before"},
+            {"dts_name": "either", "dts_type": "choice", "dts_kids": [
+              {"dts_name": "shop", "dts_type": "list", "dts_source": "shop",
+               "dts_key": ["name"], "dts_kids": [
+                {"dts_name": "name", "dts_type": "leaf", "dts_source": "name"},
+                {"dts_name": "number", "dts_type": "leaf", "dts_source": "number",
+                 "dts_style": ["full"]},
+                {"dts_name": "item", "dts_type": "list", "dts_source": "item",
+                 "dts_key": ["id"], "dts_kids": [
+                  {"dts_name": "id", "dts_type": "leaf", "dts_source": "id"}]}]}]},
+            {"dts_name": "note", "dts_type": "list", "dts_source": "note", "dts_kids": [
+                {"dts_name": "text", "dts_type": "leaf", "dts_source": "text"}]},
+            {"dts_name": "after", "dts_type": "leaf", "dts_source": "after"}]}}])");
+    }
+    ~page_test() override {
+        drend_set_answer_methods(nullptr, nullptr);
+        drend_set_suspend_on_hidden_rows(0);
+    }
+
+    // The values of an answer, one word for each.
+    std::string values(const std::string& argument) {
+        told.clear();
+        cursor.clear();
+        const std::string text = render("c", argument.c_str());
+        std::string values;
+        for (size_t at = text.find('>'); at != std::string::npos;
+             at = text.find('>', at + 1)) {
+            const std::string value = text.substr(at + 1, text.find('<', at) - at - 1);
+            if (value.find('\n') == std::string::npos) {
+                values += (values.empty() ? "" : " ") + value;
+            }
+        }
+        return text.starts_with("error") ? text : values;
+    }
+};
+
+} // namespace
+
+TEST_F(page_test, the_rows_of_the_outermost_lists_count) {
+    struct case_s {
+        const char* argument;
+        const char* values;
+        const char* cursor;
+    };
+    const char whole[] = "B a b 1 x y=/ b 2 c 3 z d 4 e 5 n1 n2 n3 A";
+    for (const bool suspending : {false, true}) {
+        suspends = suspending;
+        for (const case_s& row : {
+                 case_s{"limit=1", "B a b 1 x y=/", "/t/shop=a%20b"},
+                 {"limit=3", "B a b 1 x y=/ b 2 c 3 z", "/t/shop=c"},
+                 {"limit=5", "B a b 1 x y=/ b 2 c 3 z d 4 e 5", "/t/shop=e"},
+                 {"limit=6", "B a b 1 x y=/ b 2 c 3 z d 4 e 5 n1", "/t/note#1"},
+                 {"limit=8", whole, ""},
+                 {"limit=100", whole, ""},
+                 {"cursor=/t/shop=c", "d 4 e 5 n1 n2 n3 A", ""},
+                 {"cursor=/t/shop=c limit=2", "d 4 e 5", "/t/shop=e"},
+                 {"cursor=/t/shop=e limit=2", "n1 n2", "/t/note#2"},
+                 {"cursor=/t/note#2 limit=2", "n3 A", ""},
+                 {"cursor=/t/note#3", "A", ""},
+                 // What the filter hides does not count, and is gone through.
+                 {"limit=1 filter=\"/t/shop[number > '2']\"", "c 3 z", "/t/shop=c"},
+                 {"limit=9 filter=\"/t/shop[number > '2']\"", "c 3 z d 4 e 5", ""},
+                 {"limit=3 filter=\"/t/shop[number > '2']\"", "c 3 z d 4 e 5", ""},
+                 {"limit=1 cursor=/t/shop=c filter=\"/t/shop[number > '2']\"", "d 4",
+                  "/t/shop=d"},
+                 // Lists of one row are not worth a page: those below them are.
+                 {"limit=1 filter=\"/t/shop[name = 'a b']\"", "a b 1 x", "/t/shop/item=x"},
+                 {"cursor=/t/shop/item=x filter=\"/t/shop[name = 'a b']\"", "a b y=/", ""},
+             }) {
+            EXPECT_EQ(values(row.argument), row.values) << row.argument;
+            EXPECT_EQ(told, "0") << row.argument;
+            EXPECT_EQ(cursor, row.cursor) << row.argument;
+        }
+    }
+    EXPECT_GT(slices, 1);
+}
+
+TEST_F(page_test, a_list_of_one_row_is_found_by_asking) {
+    shops = &ONE_SHOP;
+    EXPECT_EQ(values("limit=2"), "B only 1 x y");
+    EXPECT_EQ(cursor, "/t/shop/item=y");
+    EXPECT_EQ(values("limit=2 cursor=" + cursor), "only z n1");
+    EXPECT_EQ(cursor, "/t/note#1");
+}
+
+// Twenty rows of a million cost what twenty rows cost.
+TEST_F(page_test, no_row_is_asked_for_that_is_not_needed) {
+    std::vector<row_s> many(1000);
+    for (size_t i = 0; i < many.size(); ++i) {
+        many[i].name = std::to_string(i);
+    }
+    shops = &many;
+    values("limit=20");
+    EXPECT_EQ(steps, 22); // one too many, and one beside to see whether there is a second
+    steps = 0;
+    EXPECT_THAT(values("limit=2 cursor=/t/shop=990"), HasSubstr("991 0 992 0"));
+    EXPECT_EQ(steps, 4);
+    steps = 0;
+    many[0].below = {{"x"}, {"y"}};
+    seeks = false;
+    EXPECT_EQ(values("limit=1 filter=\"/t/shop[name = '0']\""), "0 0 x");
+    EXPECT_EQ(cursor, "/t/shop/item=x");
+    EXPECT_EQ(steps, 1);
+    steps = leaves = 0;
+    EXPECT_EQ(render("c", "count limit=3"), "/t/shop 3\n/t/shop/item 2\n");
+    EXPECT_LE(steps, 5);
+    EXPECT_EQ(leaves, 1); // the key of the last row
+}
+
+TEST_F(page_test, a_cursor_that_leads_nowhere_is_told) {
+    const char gone[] = "error: cursor: the row is not there any more\n";
+    EXPECT_EQ(values("cursor=/t/shop=zz"), gone);
+    EXPECT_EQ(told, "2cursor-lost");
+    EXPECT_EQ(values("cursor=/t/note#4 limit=1"), gone);
+    EXPECT_THAT(render("c", "as-json cursor=/t/shop=zz"), HasSubstr(gone));
+    for (const char* wrong :
+         {"/t/nope=a", "/t/before=a", "/t", "/t/shop=a=b", "/t/shop", "/t/shop#0",
+          "/t/shop#x", "/t/shop=%2", "/t/shop=%zz", "t/shop=a", "", "/", "/t/shop/",
+          "/t/shop==", "/either/shop=a"}) {
+        EXPECT_THAT(values(std::string("cursor=") + wrong),
+                    MatchesRegex("error: cursor: it (leads to no list of the command|names "
+                                 "no row of the list)\n"))
+            << wrong;
+        EXPECT_EQ(told, "1invalid-request") << wrong;
+    }
+    for (const char* wrong :
+         {"limit=0", "limit=x", "limit", "limit=-1", "limit=1x",
+          "limit=99999999999999999999", "depth=0", "depth=5000000000"}) {
+        EXPECT_THAT(values(wrong),
+                    MatchesRegex("error: (limit|depth): a number of (rows|levels)"
+                                 " from 1 on is wanted\n"));
+    }
+}
+
+TEST_F(page_test, depth_leaves_rows_their_keys) {
+    EXPECT_EQ(values("depth=1"), "");
+    EXPECT_EQ(values("depth=2"), "B a b b c d e A");
+    EXPECT_EQ(values("depth=3"), "B a b 1 x y=/ b 2 c 3 z d 4 e 5 n1 n2 n3 A");
+    EXPECT_EQ(values("depth=2 limit=2"), "B a b b");
+    EXPECT_EQ(cursor, "/t/shop=b");
+    define(
+        R"([{"dc_name": "l", "dc_tag": {"dts_name": "t", "dts_source": "/t", "dts_kids": [
+        {"dts_name": "n", "dts_type": "leaf-list", "dts_source": "note", "dts_kids": [
+          {"dts_name": "__zor_leaf_list_value__", "dts_type": "leaf",
+           "dts_source": "text"}]}]}}])");
+    EXPECT_EQ(render("l", "depth=2"), render("l"));
+}
+
+TEST_F(page_test, json_says_where_to_go_on) {
+    EXPECT_EQ(
+        render("c", "as-json limit=1 filter=/t/note"),
+        "{\n  \"t\" : {\n    \"note\" : [{\n        \"text\" : \"n1\"\n      }]\n  },\n"
+        "  \"cursor\" : \"/t/note#1\"\n}");
+    EXPECT_THAT(render("c", "as-json"), Not(HasSubstr("cursor")));
+    define(R"([{"dc_name": "top", "dc_tag": {"dts_name": "shop", "dts_type": "list",
+        "dts_source": "/t/shop", "dts_key": ["name"], "dts_kids": [
+        {"dts_name": "name", "dts_type": "leaf", "dts_source": "name"}]}}])");
+    EXPECT_EQ(render("top", "as-json limit=1"),
+              "\n  \"shop\" : [{\n      \"name\" : \"a b\"\n    }],\n"
+              "  \"cursor\" : \"/shop=a%20b\"");
+    EXPECT_EQ(render("top", "cursor=/shop=d"), "<shop>\n  <name>e</name>\n</shop>\n");
+}
+
+TEST_F(page_test, counts_are_those_of_the_rows_that_would_be_printed) {
+    EXPECT_EQ(render("c", "count"), "/t/shop 5\n/t/shop/item 3\n/t/note 3\n");
+    EXPECT_EQ(leaves, 0);
+    EXPECT_EQ(render("c", "count filter=\"/t/shop[number > '2']\""),
+              "/t/shop 3\n/t/shop/item 1\n");
+    EXPECT_EQ(render("c", "count depth=2"), "/t/shop 5\n/t/note 3\n");
+    suspends = true;
+    EXPECT_EQ(render("c", "count as-json"), "/t/shop 5\n/t/shop/item 3\n/t/note 3\n");
+}
+
+TEST_F(page_test, what_a_command_calls_its_parameters_is_not_the_librarys) {
+    define(R"([{"dc_name": "p", "dc_tag": {"dts_name": "t", "dts_source": "/t",
+        "dts_style": ["brief"], "dts_input_kids": [
+        {"dts_name": "limit", "dts_type": "leaf"}, {"dts_name": "count", "dts_type": "empty"}],
+        "dts_kids": [
+        {"dts_name": "shop", "dts_type": "list", "dts_source": "shop", "dts_kids": [
+         {"dts_name": "limit", "dts_type": "leaf", "dts_source": "number"},
+         {"dts_name": "name", "dts_type": "leaf", "dts_source": "name",
+          "dts_style": ["full"]}]}]}}])");
+    EXPECT_EQ(
+        render("p", "limit=2"),
+        "<t orvex:style=\"brief\" >\n  <shop>\n    <limit>2</limit>\n  </shop>\n</t>\n");
+    EXPECT_THAT(render("p", "count"), HasSubstr("<limit>5</limit>"));
+    // A page alone chooses no style.
+    EXPECT_THAT(render("p", "depth=9"), HasSubstr("<name>e</name>"));
+    EXPECT_THAT(render("p", "depth=9 filter=/t"), Not(HasSubstr("<name>")));
+}
