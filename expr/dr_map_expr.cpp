@@ -1,5 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
+// A sum of terms nests nothing, so a loop reads it. What is not an expression is refused as a
+// whole, so that no half of one is ever shown.
+
 #include "expr/dr_map_expr.h"
 
 #include <utility>

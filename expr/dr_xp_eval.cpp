@@ -1,5 +1,9 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
+// Values pass by reference and are made to last only before the lookup is asked again: the usual
+// predicate, a name compared with a literal, copies no text. What nodes with operands need of the
+// stack is kept in functions of its own, for trees may nest deep.
+
 #include "expr/dr_xp_eval.h"
 
 #include "drend.h"

@@ -1,5 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
+// Each function is given its first two arguments as texts, evaluated. A wrong number of them is
+// traced instead of refused: a filter is the peer's, and what it does not say selects nothing.
+
 #include "expr/dr_xp_functions.h"
 
 #include <cassert>

@@ -1,5 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
+// One table of character classes for each language, so that both are cut by the same code. Tokens
+// are spans of the text; the text of a literal is made for who asks for it.
+
 #include "expr/dr_xp_lexer.h"
 
 #include <array>

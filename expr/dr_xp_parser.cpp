@@ -1,8 +1,12 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
+// Recursive descent that counts what is open: a peer's text must not decide how much stack is used.
+// All operators have one precedence, so a tree grows to the left by wrapping what it has.
+
 #include "expr/dr_xp_parser.h"
 
 #include <algorithm>
+#include <cassert>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -243,6 +247,7 @@ dr_xpath_c::dr_xpath_c(std::vector<xp_node_c> steps, const dr_xp_size_s& size)
 }
 
 void dr_xpath_c::add_predicate(xp_node_c& root) {
+    assert(root.type != XP_NODE_VALUE && root.type != XP_NODE_CALL); // its text is a step's
     dr_xp_predicate_s predicate{&root, false, false};
     note_facts(root, predicate, words_);
     predicates_.push_back(predicate);

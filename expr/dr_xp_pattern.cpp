@@ -1,5 +1,9 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
+// The compiler of the C library cannot be interrupted, so what it would cost is worked out from the
+// pattern's text beforehand. Compiled patterns are kept in a table by the expression's place for
+// them, so that forgetting all of them at once leaves no expression with a dead one.
+
 #include "expr/dr_xp_pattern.h"
 
 #include <algorithm>

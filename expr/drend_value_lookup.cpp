@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
+// Names from a map instead of from a daemon.
+
 #include "expr/drend_value_lookup.h"
 
 bool drend_env_value_lookup_c::get_value(const char* name, dr_str_buf_c& out) {

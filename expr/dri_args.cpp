@@ -1,5 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
+// One pass over the text with a state of three: between arguments, in a name, in a value. What is
+// read before an error counts, because peers rely on it.
+
 #include "expr/dri_args.h"
 
 #include <algorithm>

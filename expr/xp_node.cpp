@@ -1,5 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
+// Copying and printing recurse, which the bound on a tree's height allows. An assignment first
+// takes and then frees, for its source may be a part of what it replaces.
+
 #include "expr/xp_node.h"
 
 #include <algorithm>

@@ -144,7 +144,7 @@ class dr_meta_context_c : public dr_meta_context_s {
     // context during a visit is gone after it, as if a copy had been moved there. A visit costs
     // less than a copy, for nearly no accessor stores anything: what it would change is put aside
     // when it does. During a visit, ends it and begins that of another leaf below the same node.
-    void visit_leaf(dr_meta_node_c* leaf, const void* element_ref) {
+    [[gnu::always_inline]] void visit_leaf(dr_meta_node_c* leaf, const void* element_ref) {
         assert(top_ != nullptr && leaf->is_leaf());
         if (is_visiting_ && !is_touched_) {
             top_->object.node = leaf;

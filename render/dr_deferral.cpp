@@ -1,5 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
+// How a daemon's event loop comes to continue what was suspended, and where a peer's cookie is:
+// both are the daemon's, so both are hooks. An idle timer of its event library is the usual one.
+
 #include "render/dr_deferral.h"
 
 #include <atomic>

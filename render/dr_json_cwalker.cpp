@@ -1,6 +1,11 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
+// A stack of levels, one for each bracket that is open, says whether a comma is due; the separator
+// is printed with what follows it, so nothing is held back.
+
 #include "render/dr_json_cwalker.h"
+
+#include <cassert>
 
 #include "render/dr_tags_access_context.h"
 
@@ -187,6 +192,7 @@ void dr_json_cwalker_c::list_start(const drend_tag_object_c* tobj) {
 
 void dr_json_cwalker_c::list_stop(const drend_tag_object_c* tobj) {
     if (!is_left_out(*tobj->dto_tag)) {
+        assert(!lists_.empty() && lists_.back().tobj == tobj && !levels_.empty());
         output_.add("]");
         levels_.pop_back();
         lists_.pop_back();

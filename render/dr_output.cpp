@@ -1,5 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
+// A text is put together where it is sent from. Only what exceeds a buffer takes another way, in
+// which the limit of a single send cuts the value, never the text behind it.
+
 #include "render/dr_output.h"
 
 #include <algorithm>

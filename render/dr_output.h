@@ -12,6 +12,7 @@
 // Belongs to one walker.
 #pragma once
 
+#include <cassert>
 #include <cstring>
 #include <memory>
 #include <string>
@@ -94,6 +95,7 @@ class dr_output_c {
     }
     // Takes the text from its place to `end`.
     void take(char* end) {
+        assert(at_ <= end && end <= limit_at_);
         at_ = end;
         if (!is_collecting_ || !str_formatter_is_system()) {
             send_taken();

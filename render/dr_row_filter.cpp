@@ -1,8 +1,12 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
+// Judging: a step's ways one after the other, a way's tests in their order, each of which may read
+// leaves of the row. What does not depend on the row is kept with the step (dr_bound_step_c).
+
 #include "render/dr_row_filter.h"
 
 #include <algorithm>
+#include <cassert>
 #include <utility>
 
 #include "definitions/dr_filter_steps.h"
@@ -68,6 +72,7 @@ void dr_row_filter_c::open_ways(const drend_tag_object_c* tobj) const {
 }
 
 int dr_row_filter_c::judge(const drend_tag_object_c* tobj, size_t& next) {
+    assert(position_.object() != nullptr && position_.object()->is_list_el());
     if (next == 0 && dri_trace_on(DREND_TRACE_WALK)) {
         trace_match(*tobj);
     }

@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
+// A leaf is its value; what other walkers print around it is left out.
+
 #include "render/dr_string_cwalker.h"
 
 #include "frame/dr_str_buf.h"

@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
+// Leaves are read without moving where that gives the same, else by moving there and back.
+
 #include "render/dr_value_reader.h"
 
 #include "frame/drend_trace.h"
@@ -92,10 +94,7 @@ int dr_value_reader_c::read_top(const dr_value_c*& value, std::string_view& text
     if (status == DREND_OK && value_.type() == DRV_NONE) {
         status = DREND_ERR;
     }
-    // A map with a wildcard has something to show for a value that could not be read.
-    const bool is_mapped = !is_raw && tag.dt_map != nullptr;
-    const bool failed = status == DREND_ERR || status == DREND_NO_EL;
-    if (is_mapped && (status == DREND_OK || (failed && tag.dt_map->has_wildcard()))) {
+    if (!is_raw && (status == DREND_OK || has_substitute(tag, status))) {
         status = translate(tag, value_);
     }
     value = &value_;

@@ -54,6 +54,13 @@ class dr_value_reader_c {
     // The value of the leaf on top and its text, as an answer shows them, valid until the next
     // read. What the leaf's procedure or its map said; DREND_ERR without a value or a leaf.
     int read_top(const dr_value_c*& value, std::string_view& text);
+    // Whether there is something to show for a value that could not be read, as its status says: a
+    // map with a wildcard translates it.
+    static bool has_substitute(const drend_tag_c& tag, int status) {
+        const bool failed =
+            status != DREND_OK && status != DREND_DEFER && status != DREND_SKIP_LEAF;
+        return failed && tag.dt_map != nullptr && tag.dt_map->has_wildcard();
+    }
     // Replaces a value by what its tag's map says. DREND_OK, or what failed.
     int translate(const drend_tag_c& tag, dr_value_c& value);
     // Replaces a text "=..." by its value. 0, also for other texts, or -1 with the text untouched.

@@ -25,7 +25,7 @@ int unless_ignored(int status) {
 }
 
 // Whether somebody wants to see every tag.
-[[gnu::always_inline]] inline bool is_watched() {
+bool is_watched() {
     return dri_trace_on(DREND_TRACE_WALK) || dri_has_cmd_start();
 }
 
@@ -60,6 +60,7 @@ bool dr_walk_c::abandon() {
 
 int dr_walk_c::run() {
     while (!frames_.empty() && !must_stop()) {
+        [[maybe_unused]] const size_t depth = frames_.size();
         const dr_defer_context_c& frame = *frames_.from_top(0);
         switch (frame.kind) {
         case dr_defer_context_c::LEAF:
@@ -71,6 +72,7 @@ int dr_walk_c::run() {
         default:
             walk_list(frame.tobj);
         }
+        assert(frames_.size() != depth || must_stop()); // a step gets somewhere
     }
     return walker_->status() != 0 ? walker_->status() : status_;
 }
@@ -186,15 +188,10 @@ inline bool dr_walk_c::read_leaf(dr_meta_context_c& context, const drend_tag_c& 
 // Whether a leaf is to be shown for which there is more to say than its value.
 bool dr_walk_c::judge_leaf(const drend_tag_c& tag) {
     status_ = unless_ignored(status_);
-    const dr_value_map_c* map = tag.dt_map.get();
-    if (status_ != DREND_OK) {
-        // A map with a wildcard has something to show for a value that could not be read.
-        const bool has_substitute = map != nullptr && map->has_wildcard();
-        if (status_ == DREND_DEFER || status_ == DREND_SKIP_LEAF || !has_substitute) {
-            return false;
-        }
+    if (status_ != DREND_OK && !dr_value_reader_c::has_substitute(tag, status_)) {
+        return false;
     }
-    if (map != nullptr && !walker_->need_meta_value() && !reader_.is_raw) {
+    if (tag.dt_map != nullptr && !walker_->need_meta_value() && !reader_.is_raw) {
         if (const int failure = reader_.translate(tag, value_)) {
             status_ = failure;
             return false;

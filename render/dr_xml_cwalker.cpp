@@ -1,8 +1,12 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
+// Nothing is printed before it is known to have content, so opening tags wait in the order of their
+// levels, and a row's keys with them, until a leaf pushes all of them out.
+
 #include "render/dr_xml_cwalker.h"
 
 #include <algorithm>
+#include <cassert>
 #include <iterator>
 
 dr_xml_cwalker_c::dr_xml_cwalker_c(dr_tags_access_context_c& context, void* peer,
@@ -131,6 +135,9 @@ void dr_xml_cwalker_c::get_keys_for_parent(const drend_tag_object_c* tobj) {
 }
 
 void dr_xml_cwalker_c::flush_tag_stack_buffer() {
+    assert(std::is_sorted(
+        pending_.begin(), pending_.end(),
+        [](const pending_s& a, const pending_s& b) { return a.level < b.level; }));
     for (const pending_s& entry : pending_) {
         const drend_tag_c* tag = entry.tobj->dto_tag;
         if (!tag->is_internal_tag()) {

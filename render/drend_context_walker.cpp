@@ -1,6 +1,11 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
+// What walkers have in common: leaves by tag object for those that want them so, and keys that are
+// read ahead of their row. Records of keys are reused, for every row has as many.
+
 #include "render/drend_context_walker.h"
+
+#include <cassert>
 
 #include "render/dr_tags_access_context.h"
 
@@ -78,6 +83,7 @@ const dr_list_key_val* dr_context_walker_c::find_key(const drend_tag_c& leaf) co
 }
 
 void dr_context_walker_c::clear_keys(const drend_tag_object_c* row) {
+    assert(keys_used_ <= keys_.size());
     while (keys_used_ > 0 && keys_[keys_used_ - 1].owner == row) {
         --keys_used_;
     }

@@ -1,8 +1,12 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
+// The slices of a rendering, and the moves by tag that take a filter's steps and give them back.
+// However a slice ends, what was entered is exited and what is in use is released here.
+
 #include "render/dr_tags_access_context.h"
 
 #include <algorithm>
+#include <cassert>
 
 #include "definitions/drend_load.h"
 #include "frame/drend_trace.h"
@@ -74,6 +78,7 @@ dr_tags_access_context_c* dr_tags_access_context_c::defer_continue() {
 // Ends a slice: true when the walk is over, with everything given back that it held.
 bool dr_tags_access_context_c::settle() {
     if (walk_.is_suspended()) {
+        assert(in_use_ != nullptr);
         walker_->release_output();
         if (walker_->status() == 0) {
             return false;

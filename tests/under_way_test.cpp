@@ -22,6 +22,7 @@ struct switch_s {
     const char* name;
     void (*on)();
     void (*off)();
+    int heard = 1; // from it, at least; a formatter gets each text that is left by itself
 };
 
 constexpr switch_s SWITCHES[] = {
@@ -40,7 +41,7 @@ constexpr switch_s SWITCHES[] = {
      },
      [] { drend_add_cmd_handlers(nullptr, nullptr, nullptr); }},
     {"formatter", [] { drend_set_vsnprintf(format_noticed); },
-     [] { drend_set_vsnprintf(nullptr); }},
+     [] { drend_set_vsnprintf(nullptr); }, 10},
     {"new path",
      [] {
          noticed += drend_add_str_leaf(("/late" + std::to_string(noticed)).c_str(),
@@ -97,7 +98,7 @@ class under_way_test : public render_test {
         std::string text = render(("c" + std::to_string(level)).c_str(), argument);
         if (change != nullptr) {
             change->off();
-            EXPECT_GT(noticed, 0);
+            EXPECT_GE(noticed, change->heard);
         }
         return text;
     }
@@ -137,4 +138,25 @@ TEST_F(under_way_test, what_is_switched_on_in_a_row_changes_no_byte) {
         }
     }
     drend_set_send_buffer(0);
+}
+
+// What led nowhere is remembered only until a path is registered.
+TEST_F(under_way_test, a_leaf_is_shown_from_the_row_on_in_which_it_is_registered) {
+    static constexpr switch_s LATE = {
+        "late leaf", [] { drend_add_str_leaf("/row/late", read_name, nullptr); }, [] {}};
+    define(
+        R"([{"dc_name": "late", "dc_tag": {"dts_name": "t", "dts_source": "/", "dts_kids": [
+           {"dts_name": "row", "dts_type": "list", "dts_source": "row", "dts_kids": [
+            {"dts_type": "leaf", "dts_name": "switch", "dts_source": "switch"},
+            {"dts_type": "leaf", "dts_name": "late", "dts_source": "late"}]}]}}])");
+    chosen = &LATE;
+    EXPECT_EQ(render("late", ""), "<t>\n"
+                                  "  <row>\n    <switch>&lt;off&gt;</switch>\n  </row>\n"
+                                  "  <row>\n    <switch></switch>\n"
+                                  "    <late>c</late>\n  </row>\n"
+                                  "  <row>\n    <switch>&lt;off&gt;</switch>\n"
+                                  "    <late>a name of many letters</late>\n  </row>\n"
+                                  "  <row>\n    <switch>&lt;off&gt;</switch>\n"
+                                  "    <late></late>\n  </row>\n"
+                                  "</t>\n");
 }
