@@ -151,10 +151,9 @@ void dri_answer_begins(void* peer, const char* media_type) {
     }
 }
 
-void dri_answer_ends(void* peer, const drend_answer_end_s& end) {
-    if (const auto method = answer_end_method.load(std::memory_order_acquire)) {
-        method(peer, &end);
-    }
+bool dri_answer_ends(void* peer, const drend_answer_end_s& end) {
+    const auto method = answer_end_method.load(std::memory_order_acquire);
+    return method != nullptr && method(peer, &end) != 0;
 }
 
 void drend_set_vsnprintf(drend_vsnprintf_t formatter) {

@@ -22,7 +22,8 @@ bool dri_is_strict();
 
 // Tells the daemon's protocol, where it wants to know, how an answer begins and how it ended.
 void dri_answer_begins(void* peer, const char* media_type);
-void dri_answer_ends(void* peer, const drend_answer_end_s& end);
+// Whether the protocol tells the peer, so that no line has to.
+bool dri_answer_ends(void* peer, const drend_answer_end_s& end);
 
 // Runs the installed rebuild function. False when none is installed.
 bool dri_call_rebuild_menu();

@@ -3,7 +3,7 @@
 // Requests of any bytes against a menu.
 //
 // Asserted: a request either means an entry, with its argument within the request, or gets an
-// answer that is whole lines of plain characters.
+// answer that is whole lines of plain characters, or such a sentence.
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
@@ -29,11 +29,16 @@ const drend_menu_entry_s menu[] = {{"drend", "l", 0, inner, nullptr},
                                    {"nothing", "n", 0, nullptr, nullptr},
                                    {}};
 
-bool is_answer(const std::string& text) {
-    const auto is_odd = [](unsigned char byte) {
-        return byte != '\n' && byte != '\t' && (byte < ' ' || byte > '~');
-    };
-    return text.ends_with('\n') && std::none_of(text.begin(), text.end(), is_odd);
+bool is_plain(const std::string& text, const std::string& controls) {
+    return std::none_of(text.begin(), text.end(), [&](char c) {
+        return (c < ' ' || c > '~') && controls.find(c) == std::string::npos;
+    });
+}
+
+bool is_entry(const menu_match_s& found, const std::string& text, const char* begin) {
+    return found.entry != nullptr && text.empty() &&
+           (found.argument == nullptr ||
+            (found.argument > begin && found.argument < begin + strlen(begin)));
 }
 
 } // namespace
@@ -48,13 +53,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     sbuf_init_buf(&text, area, sizeof area);
     menu_match_s found{};
     const menu_match_e result = menu_match(menu, begin, &found, text);
-    const bool holds =
-        result == MENU_MATCH_ENTRY
-            ? found.entry != nullptr && sbuf_len(text) == 0 &&
-                  (found.argument == nullptr ||
-                   (found.argument > begin && found.argument < begin + strlen(begin)))
-            : is_answer(sbuf_str(text)) && (result == MENU_MATCH_ANSWER) !=
-                                               (strncmp(sbuf_str(text), "error: ", 7) == 0);
+    const std::string said = sbuf_str(text);
+    const bool holds = result == MENU_MATCH_REFUSED ? !said.empty() && is_plain(said, "")
+                       : result == MENU_MATCH_ANSWER
+                           ? said.ends_with('\n') && is_plain(said, "\n\t")
+                           : is_entry(found, said, begin);
     sbuf_reset(text);
     if (!holds) {
         abort();

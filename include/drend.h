@@ -118,9 +118,9 @@ enum drend_answer_end {
 
 /* The end of an answer as a program wants to know it. */
 typedef struct drend_answer_end_s {
-    int end; /* an enum drend_answer_end */
-    const char*
-        code; /* why, for programs: a word such as "invalid-request"; NULL: complete */
+    int end;          /* an enum drend_answer_end */
+    const char* code; /* why, for programs: a word such as "invalid-request"; "nothing" of a
+                         complete answer without content, of any other NULL */
     const char* text; /* why, for people: a line without its end; NULL: complete */
     const char*
         cursor; /* of a complete answer with a limit: where to go on; NULL: no more */
@@ -131,9 +131,13 @@ typedef struct drend_answer_end_s {
  * ("application/xml", say), and behind its last one. An answer that is refused has an end and no
  * beginning; one whose peer is lost, or that is dropped, has no end. Texts are the library's and
  * valid during the call. On the thread of the answer.
+ *
+ * Where a line says how an answer ended, "error: ..." or 210, the end method is called before it:
+ * it returns 1 when its protocol tells the peer in a way of its own, and the line is not sent; 0
+ * otherwise. Of other ends the result is not used.
  */
 typedef void (*drend_answer_begin_method_t)(void* peer, const char* media_type);
-typedef void (*drend_answer_end_method_t)(void* peer, const drend_answer_end_s* end);
+typedef int (*drend_answer_end_method_t)(void* peer, const drend_answer_end_s* end);
 
 /* Builds the menu again; gets the argument given with it. */
 typedef void (*drend_rebuild_menu_fn_t)(void* argument);

@@ -22,34 +22,34 @@ inline int dri_send_last_line(void* peer, const char* line) {
     return 0;
 }
 
-inline void dri_send_no_memory(void* peer) {
-    dri_send_last_line(peer, "error: out of memory\n");
-    dri_answer_ends(peer,
-                    {DREND_ANSWER_GIVEN_UP, "out-of-memory", "out of memory", nullptr});
+// Ends an answer as `end` says, with `line` where the daemon's protocol does not tell the peer. 0,
+// or DREND_PEER_LOST.
+inline int dri_end_with_line(void* peer, const drend_answer_end_s& end, const char* line) {
+    return dri_answer_ends(peer, end) ? 0 : dri_send_last_line(peer, line);
 }
 
 // Ends an answer that cannot go on, with a line that says why. 0, or DREND_PEER_LOST.
 inline int dri_give_up(void* peer, bool has_begun, const char* code,
                        const std::string& why) {
     const std::string line = std::string(has_begun ? "\n" : "") + "error: " + why + "\n";
-    const int status = dri_send_last_line(peer, line.c_str());
-    if (status == 0) {
-        dri_answer_ends(peer, {DREND_ANSWER_GIVEN_UP, code, why.c_str(), nullptr});
-    }
-    return status;
+    return dri_end_with_line(peer, {DREND_ANSWER_GIVEN_UP, code, why.c_str(), nullptr},
+                             line.c_str());
 }
 
-// Sends the line "error: TEXT" of a request that is not answered, `line`, and says so to the
-// daemon's protocol, with `code` for programs. 0, or DREND_PEER_LOST.
+inline void dri_send_no_memory(void* peer) {
+    dri_end_with_line(peer,
+                      {DREND_ANSWER_GIVEN_UP, "out-of-memory", "out of memory", nullptr},
+                      "error: out of memory\n");
+}
+
+// Refuses a request with the line "error: TEXT", `line`, and `code` for programs. 0, or
+// DREND_PEER_LOST.
 inline int dri_refuse(void* peer, const char* code, const std::string& line) {
     static constexpr std::string_view error = "error: ";
-    const int status = dri_send_last_line(peer, line.c_str());
     const size_t begin = line.starts_with(error) ? error.size() : 0;
     const std::string text = line.substr(begin, line.find('\n') - begin);
-    if (status == 0) {
-        dri_answer_ends(peer, {DREND_ANSWER_REFUSED, code, text.c_str(), nullptr});
-    }
-    return status;
+    return dri_end_with_line(peer, {DREND_ANSWER_REFUSED, code, text.c_str(), nullptr},
+                             line.c_str());
 }
 
 // What `function` returns; `on_failure`, after that line, when memory runs out in it. The request

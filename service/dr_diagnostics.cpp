@@ -10,6 +10,7 @@
 
 #include "definitions/dr_check.h"
 #include "expr/dri_args.h"
+#include "frame/drend_hooks.h"
 #include "frame/drend_trace.h"
 #include "render/dr_answer.h"
 #include "service/drend_fixed_commands.h"
@@ -43,6 +44,7 @@ int check(void* peer, const char* argument) {
         dri_check_loaded(findings);
     }
     if (dri_find_arg(arguments, "as-json") != nullptr) {
+        dri_answer_begins(peer, "application/json");
         drend_send(peer, "%s", dri_findings_json(findings.all()).c_str());
     } else {
         send_text(peer, findings);
@@ -92,10 +94,9 @@ int show_trace(void* peer) {
 }
 
 int refuse_trace(void* peer, const std::string& word) {
-    drend_send(peer,
-               "error: trace: '%s'; there are walk, load, error, walker, all, off and "
-               "lines=NUMBER\n",
-               word.c_str());
+    dri_refuse(peer, "invalid-request",
+               "error: trace: '" + word +
+                   "'; there are walk, load, error, walker, all, off and lines=NUMBER\n");
     return -1;
 }
 

@@ -62,10 +62,10 @@ void dr_request_c::finish() {
     }
     output_->finalize();
     status_ = output_->status();
-    if (sends_code_ && status_ == 0 && output_->sends() == 0) {
-        status_ = dri_send_last_line(peer(), DR_NOTHING_SENT);
-    }
-    if (status_ == 0) {
+    if (status_ == 0 && sends_code_ && output_->sends() == 0) {
+        status_ = dri_end_with_line(
+            peer(), {DREND_ANSWER_COMPLETE, "nothing", nullptr, nullptr}, DR_NOTHING_SENT);
+    } else if (status_ == 0) {
         const std::string& cursor = output_->cursor();
         dri_answer_ends(peer(), {DREND_ANSWER_COMPLETE, nullptr, nullptr,
                                  cursor.empty() ? nullptr : cursor.c_str()});

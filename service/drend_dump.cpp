@@ -104,7 +104,7 @@ void dr_mt_dump_context_c::finish() {
         return;
     }
     if (!has_sent_ && !error_.empty()) {
-        dri_send_last_line(peer(), ("error: " + error_ + "\n").c_str());
+        dri_refuse(peer(), "invalid-path", "error: " + error_ + "\n");
         return;
     }
     drend_send(peer(), "%s", END_OF_DUMP);

@@ -13,6 +13,7 @@
 #include "definitions/drend_load.h"
 #include "frame/dr_no_memory.h"
 #include "frame/dr_str_buf.h"
+#include "frame/drend_hooks.h"
 #include "frame/drend_lock.h"
 #include "render/dr_answer.h"
 #include "service/drend_dump.h"
@@ -63,7 +64,12 @@ int reload(void* peer, const char* /*argument*/) {
     });
     dri_answer(peer, 0, [&] { return rebuilt = dri_run_menu_rebuild(peer); });
     const bool failed = reloaded != 0 || rebuilt != 0;
-    drend_send(peer, "%s", failed ? "error reloading\n" : "finish reloading\n");
+    if (!failed) {
+        drend_send(peer, "%s", "finish reloading\n");
+    } else if (!dri_answer_ends(peer, {DREND_ANSWER_GIVEN_UP, "reload-failed",
+                                       "error reloading", nullptr})) {
+        drend_send(peer, "%s", "error reloading\n");
+    }
     return rebuilt;
 }
 

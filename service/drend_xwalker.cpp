@@ -15,6 +15,7 @@
 #include "definitions/dr_format.h"
 #include "definitions/drend_lookup.h"
 #include "frame/dr_no_such.h"
+#include "frame/drend_hooks.h"
 #include "frame/str_util.h"
 #include "render/dr_answer.h"
 #include "render/dr_suspendable.h"
@@ -164,7 +165,11 @@ bool dr_xwalker_c::say_error(int status) {
     if (status == DREND_DEFER) {
         return true;
     }
-    send("error: " + access_.error() + "\n");
+    const std::string error = access_.error();
+    const int end = listed_ > 0 ? DREND_ANSWER_GIVEN_UP : DREND_ANSWER_REFUSED;
+    if (!dri_answer_ends(peer(), {end, "invalid-path", error.c_str(), nullptr})) {
+        send("error: " + error + "\n");
+    }
     return false;
 }
 
@@ -262,7 +267,7 @@ void* keep(std::unique_ptr<dr_xwalker_c> answer) {
 void* dri_xwalker(void* peer, const char* argument) {
     std::optional<question_s> question = read_question(argument == nullptr ? "" : argument);
     if (!question) {
-        dri_send_last_line(peer, WHAT_TO_ASK);
+        dri_refuse(peer, "invalid-question", WHAT_TO_ASK);
         return nullptr;
     }
     if (question->command.empty()) {
@@ -273,7 +278,7 @@ void* dri_xwalker(void* peer, const char* argument) {
     if (root == nullptr) {
         const std::string error =
             dri_no_such(question->command, "/", dri_get_command_names());
-        dri_send_last_line(peer, ("error: " + error + "\n").c_str());
+        dri_refuse(peer, "unknown-command", "error: " + error + "\n");
         return nullptr;
     }
     auto answer =

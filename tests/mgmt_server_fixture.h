@@ -70,8 +70,7 @@ class mgmt_server_test : public render_test {
         config_.path = path_.c_str();
         evthread_use_pthreads();
         platform_open_loop(&loop_);
-        menu_ = drend_init(&loop_, nullptr, 0, nullptr);
-        config_.menu = menu_;
+        make_menu(nullptr, 0);
     }
     ~mgmt_server_test() override {
         stop();
@@ -79,8 +78,13 @@ class mgmt_server_test : public render_test {
         EXPECT_EQ(open_lists, 0);
         EXPECT_EQ(dri_inuse_count(), 0u);
         EXPECT_EQ(dri_get_set_count(), 1);
+    }
+
+    // The menu to be served: the library's entries behind the daemon's own.
+    void make_menu(const drend_menu_entry_s* own, int count) {
         static auto& menus = *new std::vector<drend_menu_entry_s*>;
-        menus.push_back(menu_); // a menu lives as long as the process
+        menus.push_back(drend_init(&loop_, own, count, nullptr));
+        config_.menu = menus.back(); // it lives as long as the process
     }
 
     // Every element of the answer is called `name`, so that a mixture of two sets shows.
@@ -155,5 +159,4 @@ class mgmt_server_test : public render_test {
     mgmt_server_config_s config_{};
     mgmt_server_s* server_ = nullptr;
     std::thread thread_;
-    drend_menu_entry_s* menu_ = nullptr;
 };

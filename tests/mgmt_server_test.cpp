@@ -18,6 +18,7 @@
 
 using testing::EndsWith;
 using testing::HasSubstr;
+using testing::Not;
 using testing::StartsWith;
 
 TEST_F(mgmt_server_test, requests_find_their_entries) {
@@ -63,6 +64,109 @@ TEST_F(mgmt_server_test, requests_find_their_entries) {
     EXPECT_THAT(client.ask("dump"), HasSubstr("[00000003]\n")); // spelled out
     EXPECT_THAT(client.ask("dump-s"), HasSubstr("/t/row/number  leaf \n"));
     EXPECT_EQ(client.ask("show-rows"), rows);
+}
+
+// The same requests in both protocols: in the second the text is the answer and nothing else.
+TEST_F(mgmt_server_test, a_status_says_how_an_answer_ended) {
+    static const drend_menu_entry_s own[] = {
+        {"fails", nullptr, 0, nullptr, [](void*, void*, const char*) { return -1; }},
+        {"fails-late", nullptr, 0, nullptr,
+         [](void* peer, void*, const char*) { return mgmt_sock_send(peer, "x\n") - 1; }},
+        {}};
+    make_menu(own, std::size(own));
+    serve();
+    const std::string rows = document("old", 3);
+    const std::string complete = "[end: complete\n]";
+    const struct {
+        std::string request;
+        std::string text; // in protocol 1
+        std::string answer;
+    } cases[] = {
+        {"show-rows", rows, "(application/xml)" + rows + complete},
+        {"show-rows as-json filter='/old-top[0=1]'", "210\n",
+         "(application/json)[end: complete\ncode: nothing\n]"},
+        {"show-rows filter='/old-top[0=1]'", "210\n",
+         "(application/xml)[end: complete\ncode: nothing\n]"},
+        {"show-rows ?", "210\n", "[end: complete\ncode: nothing\n]"},
+        {"show-rows filter='<'", "error: Failed to parse the document.\n",
+         "[end: refused\ncode: invalid-request\ntext: Failed to parse the document.\n]"},
+        {"drend sho?", "drend show-rows\tRows\n",
+         "(text/plain)drend show-rows\tRows\n" + complete},
+        {"reload", "finish reloading\n", "(text/plain)finish reloading\n" + complete},
+        {"dump x", "error: no 'x' below /; there are t\n",
+         "[end: refused\ncode: invalid-path\ntext: no 'x' below /; there are t\n]"},
+        {"xwalker /old", "error: no 'old' below /; there are show-rows\n",
+         "[end: refused\ncode: unknown-command\n"
+         "text: no 'old' below /; there are show-rows\n]"},
+        {"xwalker /show-rows/x", "error: no 'x' below /show-rows; there are old-top\n",
+         "[end: refused\ncode: invalid-path\n"
+         "text: no 'x' below /show-rows; there are old-top\n]"},
+        {"no", "error: 'no' is no command; there are: fails,",
+         "[end: refused\ncode: unknown-entry\ntext: 'no' is no command; there are: fails,"},
+        {"dump-", "error: 'dump-' is ambiguous: dump-schema, dump-render-tree\n",
+         "[end: refused\ncode: ambiguous-entry\n"
+         "text: 'dump-' is ambiguous: dump-schema, dump-render-tree\n]"},
+        {"drend", "error: 'drend' needs one more word: show-rows",
+         "[end: refused\ncode: incomplete-entry\ntext: 'drend' needs one more word: show"},
+        {"fails", "error: the request failed\n",
+         "[end: refused\ncode: failed\ntext: the request failed\n]"},
+        {"fails-late", "x\n",
+         "(text/plain)x\n[end: given-up\ncode: failed\ntext: the request failed\n]"},
+        {std::string("a\0b", 3), "error: a request holds no NUL bytes\n",
+         "[end: refused\ncode: nul-byte\ntext: a request holds no NUL bytes\n]"},
+        {"protocol=3", "error: there are the protocols 1 and 2\n",
+         "[end: refused\ncode: unknown-protocol\n"
+         "text: there are the protocols 1 and 2\n]"},
+    };
+    socket_client_c old_client(path_);
+    socket_client_c client(path_);
+    EXPECT_EQ(client.ask_for_status("protocol=2"), complete);
+    for (const auto& [request, text, answer] : cases) {
+        EXPECT_THAT(old_client.ask(request), StartsWith(text));
+        EXPECT_THAT(client.ask_for_status(request), StartsWith(answer));
+    }
+    const std::string too_long(65537, 'x');
+    EXPECT_EQ(client.ask_for_status(too_long),
+              "[end: refused\ncode: too-long\ntext: a request has at most 65536 bytes\n]");
+    EXPECT_EQ(old_client.ask("protocol=1"), "");
+    EXPECT_EQ(old_client.ask("show-rows"), rows);
+}
+
+// Its end is known to a reader that has not looked at the text, wherever the answer was cut off.
+TEST_F(mgmt_server_test, a_status_ends_what_is_cut_off) {
+    serve();
+    socket_client_c client(path_);
+    client.ask_for_status("protocol=2");
+    const std::string interrupted =
+        "[end: interrupted\ncode: interrupted\ntext: interrupted\n]";
+    table_size = 10000000;
+    client.send_bytes("show-rows\n");
+    ASSERT_TRUE(client.receive(100)); // the answer is under way
+    client.send_bytes("show-rows\nhalf\x03");
+    const std::string first = client.answer_with_status();
+    EXPECT_THAT(first, StartsWith("(application/xml)<old-top>\n"));
+    EXPECT_THAT(first, EndsWith(">\n" + interrupted));
+    EXPECT_EQ(client.answer_with_status(), interrupted);
+    EXPECT_EQ(client.answer_with_status(), interrupted);
+    table_size = 3;
+    int failing = 0;
+    on_loop([&] {
+        on_leaf = [&] {
+            if (leaf_calls == failing) {
+                mgmt_server_fail_answer("the table is\nlocked");
+            }
+        };
+    });
+    const std::string locked =
+        "[end: given-up\ncode: unavailable\ntext: the table is locked\n]";
+    for (const int row : {2, 3}) {
+        on_loop([&] { failing = leaf_calls + row; });
+        const std::string answer = client.ask_for_status("show-rows");
+        EXPECT_THAT(answer, StartsWith("(application/xml)<old-top>\n"));
+        EXPECT_THAT(answer, EndsWith(">\n" + locked));
+        EXPECT_THAT(answer, Not(HasSubstr("error")));
+    }
+    on_loop([] { on_leaf = nullptr; });
 }
 
 TEST_F(mgmt_server_test, input_is_bounded_and_may_come_in_any_pieces) {

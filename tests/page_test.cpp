@@ -74,6 +74,7 @@ class page_test : public render_test {
         drend_set_answer_methods(nullptr, [](void*, const drend_answer_end_s* end) {
             told = std::to_string(end->end) + (end->code == nullptr ? "" : end->code);
             cursor = end->cursor == nullptr ? "" : end->cursor;
+            return 0;
         });
         define(
             R"([{"dc_name": "c", "dc_tag": {"dts_name": "t", "dts_source": "/t", "dts_kids": [

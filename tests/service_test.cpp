@@ -189,12 +189,13 @@ TEST_F(service_test, requests_are_answered_whatever_they_print) {
 
 TEST_F(service_test, a_protocol_is_told_how_answers_end) {
     static std::string log;
-    log.clear();
+    static bool tells_peer; // in a way of its own: no line does
     drend_set_answer_methods(
         [](void*, const char* media_type) { log += std::string(media_type) + " "; },
         [](void*, const drend_answer_end_s* end) {
             log += std::to_string(end->end) + (end->code == nullptr ? "" : end->code);
             log += end->text == nullptr ? "" : ": " + std::string(end->text);
+            return tells_peer ? 1 : 0;
         });
     start(nullptr, 1);
     suspend_rows = true;
@@ -203,23 +204,35 @@ TEST_F(service_test, a_protocol_is_told_how_answers_end) {
         int fail_at; // the send
         long failing;
         const char* told;
+        std::string line = {};
     };
-    for (const case_s& row :
-         {case_s{"", -1, 0, "application/xml 0"},
-          {"as-json filter=/none", -1, 0, "application/json 0"},
-          {"", 0, 0, "application/xml "},
-          {"filter='<'", -1, 0, "1invalid-request: Failed to parse the document."},
-          {"", -1, 5, "application/xml 2out-of-memory: out of memory"}}) {
-        if (row.failing != 0 && !allocations_can_fail()) {
-            continue;
+    const case_s cases[] = {{"", -1, 0, "application/xml 0"},
+                            {"as-json", -1, 0, "application/json 0"},
+                            {"filter=/none", -1, 0, "application/xml 0nothing", "210\n"},
+                            {"", 0, 0, "application/xml "},
+                            {"filter='<'", -1, 0,
+                             "1invalid-request: Failed to parse the document.",
+                             "error: Failed to parse the document.\n"},
+                            {"", -1, 5, "application/xml 2out-of-memory: out of memory",
+                             "error: out of memory\n"}};
+    for (const case_s& row : cases) {
+        for (const bool tells : {false, true}) {
+            if (row.failing != 0 && !allocations_can_fail()) {
+                continue;
+            }
+            log.clear();
+            tells_peer = tells;
+            output.fail_at = row.fail_at < 0 ? -1 : output.sends;
+            failing_allocation = row.failing;
+            request("rows", row.argument);
+            failing_allocation = 0;
+            run_idle();
+            EXPECT_EQ(log, row.told) << row.argument;
+            const std::string text = take_text();
+            EXPECT_EQ(!row.line.empty() && text.ends_with(row.line),
+                      !row.line.empty() && !tells)
+                << text;
         }
-        log.clear();
-        output.fail_at = row.fail_at < 0 ? -1 : output.sends;
-        failing_allocation = row.failing;
-        request("rows", row.argument);
-        failing_allocation = 0;
-        run_idle();
-        EXPECT_EQ(log, row.told) << row.argument;
     }
     output.fail_at = -1;
     drend_set_answer_methods(nullptr, nullptr);

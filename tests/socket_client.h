@@ -78,9 +78,29 @@ class socket_client_c {
         return true;
     }
 
-    // Hands the next answer piece by piece to `take(std::string_view)`.
+    // The next answer of protocol 2: its type in parentheses, its text, its status in brackets.
+    std::string answer_with_status() {
+        std::string text;
+        answer_to([&](std::string_view piece) { text += piece; },
+                  [&](char tag, std::string_view note) {
+                      text += tag == 't' ? "(" : "[";
+                      text.append(note).append(tag == 't' ? ")" : "]");
+                  });
+        return text;
+    }
+    std::string ask_for_status(const std::string& request) {
+        send_bytes(request + "\n");
+        return answer_with_status();
+    }
+
+    // Hands the next answer piece by piece to `take(std::string_view)`, and what is no text of it
+    // to `note(char tag, std::string_view)`.
     template <typename Take>
     void answer_to(Take take) {
+        answer_to(take, [&](char, std::string_view) { take(MALFORMED); });
+    }
+    template <typename Take, typename Note>
+    void answer_to(Take take, Note note) {
         for (;;) {
             if (input_.starts_with("\n##\n")) {
                 input_.erase(0, 4);
@@ -88,13 +108,15 @@ class socket_client_c {
             }
             const size_t end = input_.find('\n', 1);
             if (input_.size() > 2 && end != std::string::npos) {
-                const size_t length = chunk_length(end);
+                const bool is_note = input_[2] == 't' || input_[2] == 's';
+                const size_t length = chunk_length(is_note ? 3 : 2, end);
                 if (length == 0) {
                     take(MALFORMED);
                     return;
                 }
                 if (input_.size() > end + length) {
-                    take(std::string_view(input_).substr(end + 1, length));
+                    const auto piece = std::string_view(input_).substr(end + 1, length);
+                    is_note ? note(input_[2], piece) : take(piece);
                     input_.erase(0, end + 1 + length);
                     continue;
                 }
@@ -116,9 +138,9 @@ class socket_client_c {
     }
 
   private:
-    // Of the chunk whose header ends at `end`; 0 when it is malformed.
-    size_t chunk_length(size_t end) const {
-        const std::string digits = input_.substr(2, end - 2);
+    // Of the chunk whose header has its digits from `begin` to `end`; 0 when it is malformed.
+    size_t chunk_length(size_t begin, size_t end) const {
+        const std::string digits = input_.substr(begin, end - begin);
         const size_t length =
             input_.starts_with("\n#") ? strtoul(digits.c_str(), nullptr, 10) : 0;
         return std::to_string(length) == digits ? length : 0;

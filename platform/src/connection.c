@@ -29,10 +29,9 @@ static int send_text(struct peer_s* peer, const char* text, size_t length) {
     struct connection_s* connection = (struct connection_s*)peer;
     if (connection->is_lost || connection->is_closing || slice_has_failed(connection))
         return PEER_LOST;
-    connection->has_begun = connection->has_begun || length > 0;
     connection->slice.has_moved = true;
     struct framed_output_s* output = &connection->output;
-    if (framed_output_add(output, text, length) != 0)
+    if (answer_add(&connection->answer, output, text, length) != 0)
         connection->is_lost = true;
     /* An answer that cannot be suspended here may at least find its reader keeping up. */
     else if (output->waiting >= connection->server->config.high_water)
@@ -57,6 +56,22 @@ static int close_peer(struct peer_s* peer) {
     return 0;
 }
 
+static void note_begin(struct peer_s* peer, const char* media_type) {
+    struct connection_s* connection = (struct connection_s*)peer;
+    if (answer_begin(&connection->answer, &connection->output, media_type) != 0)
+        connection->is_lost = true;
+}
+
+/* One that an accessor has failed ends as the accessor says. */
+static int note_end(struct peer_s* peer, const drend_answer_end_s* end) {
+    struct connection_s* connection = (struct connection_s*)peer;
+    if (slice_has_failed(connection))
+        return 0;
+    if (answer_end(&connection->answer, &connection->output, end) != 0)
+        connection->is_lost = true;
+    return connection->answer.protocol == PROTOCOL_STATUS;
+}
+
 /* Somebody else has continued the walk to its end. */
 static void on_walk_ended(struct peer_s* peer) {
     struct connection_s* connection = (struct connection_s*)peer;
@@ -66,33 +81,44 @@ static void on_walk_ended(struct peer_s* peer) {
 
 /* --- answers ----------------------------------------------------------------------- */
 
-static void add_text(struct connection_s* connection, const char* text) {
-    send_text(&connection->peer, text, strlen(text));
-}
-
 static void finish_answer(struct connection_s* connection) {
     connection->state = CONNECTION_IDLE;
-    connection->has_begun = false;
     connection->retry_ms = 0;
     ++connection->server->stats.requests;
-    if (framed_output_end(&connection->output) != 0)
+    if (answer_finish(&connection->answer, &connection->output) != 0)
         connection->is_lost = true;
 }
 
 static void answer_with(struct connection_s* connection, const char* text) {
-    add_text(connection, text);
+    send_text(&connection->peer, text, strlen(text));
     finish_answer(connection);
 }
 
+/* `text` says why, where the refusal does not. */
+static void end_refused(struct connection_s* connection, enum refusal_e refusal,
+                        const char* text) {
+    if (answer_refuse(&connection->answer, &connection->output, refusal, text) != 0)
+        connection->is_lost = true;
+}
+
+static void refuse_with(struct connection_s* connection, enum refusal_e refusal,
+                        const char* text) {
+    end_refused(connection, refusal, text);
+    finish_answer(connection);
+}
+
+static void refuse(struct connection_s* connection, enum refusal_e refusal) {
+    refuse_with(connection, refusal, NULL);
+}
+
 /* Ends an answer that cannot be given to its end. */
-static void give_up_answer(struct connection_s* connection, const char* reason) {
+static void give_up_answer(struct connection_s* connection, enum refusal_e refusal,
+                           const char* reason) {
     connection->waits_for_drain = false;
     peer_drop_walk(&connection->peer);
     turns_forget(connection, TURN_WALK);
     event_del(connection->retry);
-    add_text(connection, connection->has_begun ? "\nerror: " : "error: ");
-    add_text(connection, reason);
-    answer_with(connection, "\n");
+    refuse_with(connection, refusal, reason);
 }
 
 /* Has a walk that is suspended go on when there is use in it. */
@@ -119,7 +145,7 @@ static void plan_next_slice(struct connection_s* connection) {
 static void after_slice(struct connection_s* connection) {
     const char* failure = slice_end(connection);
     if (failure != NULL)
-        give_up_answer(connection, failure);
+        give_up_answer(connection, REFUSAL_UNAVAILABLE, failure);
     else if (connection->state == CONNECTION_SUSPENDED)
         plan_next_slice(connection);
     else
@@ -141,28 +167,70 @@ static void continue_answer(struct connection_s* connection) {
 
 static void run_entry(struct connection_s* connection, const struct menu_match_s* found) {
     if (found->entry->handler == NULL) {
-        answer_with(connection, "error: this entry of the menu cannot be run\n");
+        refuse(connection, REFUSAL_NO_HANDLER);
         return;
     }
     ms_parse_context_s parsed = {found->entry->subcode};
     slice_begin(connection);
     const int status = found->entry->handler(&connection->peer, &parsed, found->argument);
-    if (status != 0 && !connection->has_begun && connection->peer.cookie == NULL)
-        add_text(connection, "error: the request failed\n");
+    const bool says_why = connection->answer.protocol != PROTOCOL_STATUS &&
+                          connection->answer.has_begun; /* or so it is taken */
+    if (status != 0 && !says_why && connection->peer.cookie == NULL &&
+        !slice_has_failed(connection))
+        end_refused(connection, REFUSAL_FAILED, NULL);
     after_slice(connection);
 }
 
-static void answer_request(struct connection_s* connection, const char* request) {
+/* What could follow a command: no entry. */
+static void answer_question(struct connection_s* connection) {
+    const drend_answer_end_s nothing = {DREND_ANSWER_COMPLETE, "nothing", NULL, NULL};
+    if (note_end(&connection->peer, &nothing) != 0)
+        finish_answer(connection);
+    else
+        answer_with(connection, "210\n");
+}
+
+/* The answer is in the protocol that was asked for already. */
+static void choose_protocol(struct connection_s* connection, const char* wanted) {
+    if (strcmp(wanted, "1") == 0)
+        connection->answer.protocol = PROTOCOL_TEXT;
+    else if (strcmp(wanted, "2") == 0)
+        connection->answer.protocol = PROTOCOL_STATUS;
+    else
+        end_refused(connection, REFUSAL_UNKNOWN_PROTOCOL, NULL);
+    finish_answer(connection);
+}
+
+static void answer_from_menu(struct connection_s* connection, const char* request) {
     char area[512];
     str_buf_s* text;
     sbuf_init_buf(&text, area, sizeof area);
     struct menu_match_s found;
-    if (menu_match(connection->server->config.menu, request, &found, text) ==
-        MENU_MATCH_ENTRY)
+    switch (menu_match(connection->server->config.menu, request, &found, text)) {
+    case MENU_MATCH_ENTRY:
         run_entry(connection, &found);
-    else
+        break;
+    case MENU_MATCH_QUESTION:
+        answer_question(connection);
+        break;
+    case MENU_MATCH_ANSWER:
         answer_with(connection, sbuf_str(text));
+        break;
+    case MENU_MATCH_REFUSED:
+        refuse_with(connection, found.refusal, sbuf_str(text));
+        break;
+    }
     sbuf_reset(text);
+}
+
+/* No entry of a menu is spelled with a "=". */
+static void answer_request(struct connection_s* connection, const char* request) {
+    static const char protocol[] = "protocol=";
+    const size_t length = sizeof protocol - 1;
+    if (strncmp(request, protocol, length) == 0)
+        choose_protocol(connection, request + length);
+    else
+        answer_from_menu(connection, request);
 }
 
 /* Cuts blanks off both ends of a line of `length` bytes. "" for an empty one. */
@@ -174,7 +242,7 @@ static const char* trimmed(char* line, size_t length) {
 }
 
 static void refuse_long_line(struct connection_s* connection) {
-    answer_with(connection, "error: a request has at most 65536 bytes\n");
+    refuse(connection, REFUSAL_TOO_LONG);
     connection->is_closing = true;
 }
 
@@ -195,7 +263,7 @@ static void answer_next(struct connection_s* connection) {
     }
     char* line = request_input_bytes(input);
     if (memchr(line, '\0', (size_t)length) != NULL)
-        answer_with(connection, "error: a request holds no NUL bytes\n");
+        refuse(connection, REFUSAL_NUL_BYTE);
     else
         answer_request(connection, trimmed(line, (size_t)length));
     request_input_drop(input, (size_t)length + 1);
@@ -216,7 +284,7 @@ static void interrupt_requests(struct connection_s* connection, size_t length) {
         while (at < line_end && strchr(" \t\r", *at) != NULL && *at != '\0')
             ++at;
         if (at < line_end)
-            answer_with(connection, "error: interrupted\n");
+            refuse(connection, REFUSAL_INTERRUPTED);
         at = line_end + 1;
     }
 }
@@ -231,7 +299,7 @@ static void heed_interrupts(struct connection_s* connection, size_t fresh) {
         if (found == NULL)
             return;
         if (connection->state == CONNECTION_SUSPENDED)
-            give_up_answer(connection, "interrupted");
+            give_up_answer(connection, REFUSAL_INTERRUPTED, NULL);
         interrupt_requests(connection, (size_t)(found - bytes));
         request_input_drop(input, (size_t)(found - bytes) + 1);
         fresh = input->length;
@@ -389,7 +457,8 @@ static void free_connection(struct connection_s* connection) {
 }
 
 struct connection_s* connection_open(struct mgmt_server_s* server, int fd) {
-    static const struct peer_ops_s ops = {send_text, flush_text, close_peer, on_walk_ended};
+    static const struct peer_ops_s ops = {send_text,     flush_text, close_peer,
+                                          on_walk_ended, note_begin, note_end};
     struct connection_s* connection = calloc(1, sizeof *connection);
     if (connection == NULL)
         return NULL;

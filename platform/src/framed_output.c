@@ -151,14 +151,36 @@ void framed_output_frame(struct framed_output_s* output) {
     output->chunk = 0;
 }
 
+/* Adds bytes that are framed already, over as many blocks as it takes. */
+static int add_framed(struct framed_output_s* output, const char* bytes, size_t length) {
+    while (length > 0) {
+        if (make_room(output, 1) != 0)
+            return -1;
+        struct output_block_s* block = output->last;
+        const size_t room = BLOCK_ROOM - block->end;
+        const size_t taken = length < room ? length : room;
+        memcpy(block->bytes + block->end, bytes, taken);
+        block->end += taken;
+        output->waiting += taken;
+        bytes += taken;
+        length -= taken;
+    }
+    return 0;
+}
+
+int framed_output_note(struct framed_output_s* output, char tag, const char* text,
+                       size_t length) {
+    framed_output_frame(output);
+    char header[32];
+    const int header_length = snprintf(header, sizeof header, "\n#%c%zu\n", tag, length);
+    return add_framed(output, header, (size_t)header_length) == 0
+               ? add_framed(output, text, length)
+               : -1;
+}
+
 int framed_output_end(struct framed_output_s* output) {
     framed_output_frame(output);
-    if (make_room(output, END_LENGTH) != 0)
-        return -1;
-    memcpy(output->last->bytes + output->last->end, END_OF_CHUNKS, END_LENGTH);
-    output->last->end += END_LENGTH;
-    output->waiting += END_LENGTH;
-    return 0;
+    return add_framed(output, END_OF_CHUNKS, END_LENGTH);
 }
 
 /* --- writing ----------------------------------------------------------------------- */

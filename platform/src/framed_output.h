@@ -35,6 +35,10 @@ void framed_output_close(struct framed_output_s* output);
 
 /* Adds text to the answer. 0, or -1 when memory ran out. */
 int framed_output_add(struct framed_output_s* output, const char* text, size_t length);
+/* Frames what was added, and behind it a chunk of another kind, LF "#" tag length LF text. 0, or -1
+ * when memory ran out. */
+int framed_output_note(struct framed_output_s* output, char tag, const char* text,
+                       size_t length);
 /* Frames what was added. */
 void framed_output_frame(struct framed_output_s* output);
 /* Frames what was added and ends the answer. 0, or -1 when memory ran out. */

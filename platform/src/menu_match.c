@@ -103,12 +103,13 @@ static void append_names(str_buf_s* text, struct candidates_s list) {
         }
         sbuf_append(text, "%s%s", number == 0 ? "" : ", ", entry->command);
     }
-    sbuf_append(text, "\n");
 }
 
-static enum menu_match_e refuse(str_buf_s* text, struct candidates_s meant, unsigned count,
+static enum menu_match_e refuse(str_buf_s* text, struct menu_match_s* found,
+                                struct candidates_s meant, unsigned count,
                                 struct candidates_s known) {
-    sbuf_append(text, "error: '");
+    sbuf_append(text, "'");
+    found->refusal = count > 1 ? REFUSAL_AMBIGUOUS_ENTRY : REFUSAL_UNKNOWN_ENTRY;
     append_strange(text, meant.word);
     if (count > 1) {
         sbuf_append(text, "' is ambiguous: ");
@@ -120,10 +121,12 @@ static enum menu_match_e refuse(str_buf_s* text, struct candidates_s meant, unsi
     return MENU_MATCH_REFUSED;
 }
 
-static enum menu_match_e refuse_incomplete(str_buf_s* text, const char* way,
+static enum menu_match_e refuse_incomplete(str_buf_s* text, struct menu_match_s* found,
+                                           const char* way,
                                            const drend_menu_entry_s* menu) {
     const struct word_s any = {"", 0};
-    sbuf_append(text, "error: '%s' needs one more word: ", way);
+    found->refusal = REFUSAL_INCOMPLETE_ENTRY;
+    sbuf_append(text, "'%s' needs one more word: ", way);
     append_names(text, in_menu(menu, any));
     return MENU_MATCH_REFUSED;
 }
@@ -138,27 +141,27 @@ static void append_entry(str_buf_s* text, const char* way, const drend_menu_entr
 }
 
 /* Answers a question: entries that can be run with their ways, and what is below the others. */
-static enum menu_match_e answer(str_buf_s* text, const char* way,
-                                const drend_menu_entry_s* menu, struct word_s word,
-                                bool is_first) {
+static enum menu_match_e answer(str_buf_s* text, struct menu_match_s* found,
+                                const char* way, const drend_menu_entry_s* menu,
+                                struct word_s word, bool is_first) {
     struct candidates_s list = candidates_for(menu, word, is_first);
     const struct word_s any = {"", 0};
-    const drend_menu_entry_s* found;
+    const drend_menu_entry_s* meant;
     unsigned count = 0;
-    for (; (found = next_candidate(&list)) != NULL; ++count) {
-        if (found->handler != NULL || found->submenu == NULL) {
-            append_entry(text, way, list.outer, found);
+    for (; (meant = next_candidate(&list)) != NULL; ++count) {
+        if (meant->handler != NULL || meant->submenu == NULL) {
+            append_entry(text, way, list.outer, meant);
             continue;
         }
-        struct candidates_s below = in_menu(found->submenu, any);
+        struct candidates_s below = in_menu(meant->submenu, any);
         const drend_menu_entry_s* inner;
         while ((inner = next_candidate(&below)) != NULL) {
-            append_entry(text, way, found, inner);
+            append_entry(text, way, meant, inner);
         }
     }
-    return count == 0
-               ? refuse(text, list, 0, is_first ? everywhere(menu) : in_menu(menu, any))
-               : MENU_MATCH_ANSWER;
+    return count == 0 ? refuse(text, found, list, 0,
+                               is_first ? everywhere(menu) : in_menu(menu, any))
+                      : MENU_MATCH_ANSWER;
 }
 
 /* --- the words of a request -------------------------------------------------------- */
@@ -202,25 +205,21 @@ static enum menu_match_e match_from(const drend_menu_entry_s* menu, const char* 
         struct word_s word = word_at(rest);
         if (is_question(word)) {
             --word.length;
-            return answer(text, sbuf_str(way), menu, word, is_first);
+            return answer(text, found, sbuf_str(way), menu, word, is_first);
         }
         if (word.length == 0)
-            return refuse_incomplete(text, sbuf_str(way), menu);
+            return refuse_incomplete(text, found, sbuf_str(way), menu);
         unsigned count;
         const struct candidates_s meant = candidates_for(menu, word, is_first);
         const drend_menu_entry_s* entry = choose(meant, &count);
         if (entry == NULL)
-            return refuse(text, meant, count,
+            return refuse(text, found, meant, count,
                           is_first ? everywhere(menu) : in_menu(menu, any));
         rest = skip_blanks(word.text + word.length);
         if (!goes_deeper(entry, rest)) {
-            if (ends_in_question(rest)) {
-                sbuf_append(text, "210\n"); /* no entry can stand there */
-                return MENU_MATCH_ANSWER;
-            }
             found->entry = entry;
             found->argument = *rest == '\0' ? NULL : rest;
-            return MENU_MATCH_ENTRY;
+            return ends_in_question(rest) ? MENU_MATCH_QUESTION : MENU_MATCH_ENTRY;
         }
         sbuf_append(way, *sbuf_str(way) == '\0' ? "%s" : " %s", entry->command);
         menu = entry->submenu;

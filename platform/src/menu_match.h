@@ -16,6 +16,7 @@
 #ifndef ORVEX_PLATFORM_MENU_MATCH_H
 #define ORVEX_PLATFORM_MENU_MATCH_H
 
+#include "answer.h"
 #include "drend.h"
 #include "orvex_platform/sbuf.h"
 
@@ -24,19 +25,21 @@ extern "C" {
 #endif
 
 enum menu_match_e {
-    MENU_MATCH_ENTRY,   /* an entry is to be run */
-    MENU_MATCH_ANSWER,  /* the request was a question, and this is its answer */
-    MENU_MATCH_REFUSED, /* no entry, or more than one; one line of error says which */
+    MENU_MATCH_ENTRY,    /* an entry is to be run */
+    MENU_MATCH_ANSWER,   /* the request was a question, and this is its answer */
+    MENU_MATCH_QUESTION, /* what could follow an entry that no other can follow */
+    MENU_MATCH_REFUSED,  /* no entry, or more than one; a sentence says which */
 };
 
 struct menu_match_s {
-    const drend_menu_entry_s* entry; /* to be run */
+    const drend_menu_entry_s* entry; /* to be run, or asked about */
     const char* argument;            /* its argument text within the request, or NULL */
+    enum refusal_e refusal;
 };
 
 /*
- * Matches `request`, a line without its end. `found` is set for MENU_MATCH_ENTRY; the answer or
- * the error line, with its line feed, is appended to `text` otherwise.
+ * Matches `request`, a line without its end. What belongs to the result is set in `found`; an
+ * answer's lines, or the sentence of a refusal, are appended to `text`.
  */
 enum menu_match_e menu_match(const drend_menu_entry_s* menu, const char* request,
                              struct menu_match_s* found, str_buf_s* text);

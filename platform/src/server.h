@@ -7,6 +7,7 @@
  *     turns.c          whose turn it is
  *     connection.c     one peer: requests in, answers out
  *     request_input.c  what it has sent
+ *     answer.c         how an answer begins and ends
  *     framed_output.c  what waits for it
  *     unread.c         whether it takes anything
  *     slices.c         when a walk is suspended and who continues it
@@ -28,6 +29,7 @@
 #include <sys/queue.h>
 #include <sys/types.h>
 
+#include "answer.h"
 #include "framed_output.h"
 #include "orvex_platform/mgmt_server.h"
 #include "peer.h"
@@ -70,9 +72,9 @@ struct connection_s {
     struct framed_output_s output;
 
     enum connection_state_e state;
+    struct answer_s answer; /* the present one */
     struct slice_s slice;
     unsigned retry_ms;
-    bool has_begun;       /* something of the present answer was sent */
     bool continues_walk;  /* the walk was handed to the server to be continued */
     bool waits_for_drain; /* its walk goes on when the peer has taken enough */
     bool has_input;       /* there may be something to be read from the socket */

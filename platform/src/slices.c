@@ -94,8 +94,22 @@ static void on_suspended(void* data, void* walk) {
         continue_when_idle(server->base, walk);
 }
 
+/* --- methods of answers ---------------------------------------------------------------- */
+
+static void on_answer_begins(void* peer, const char* media_type) {
+    struct peer_s* to = peer;
+    if (to != NULL && to->ops->answer_begins != NULL)
+        to->ops->answer_begins(to, media_type);
+}
+
+static int on_answer_ends(void* peer, const drend_answer_end_s* end) {
+    struct peer_s* to = peer;
+    return to != NULL && to->ops->answer_ends != NULL ? to->ops->answer_ends(to, end) : 0;
+}
+
 void slices_install(struct mgmt_server_s* server) {
     drend_set_send_method_w_return(mgmt_sock_send);
+    drend_set_answer_methods(on_answer_begins, on_answer_ends);
     drend_add_walk_handlers(NULL, is_slice_over, server);
     drend_set_suspend_on_hidden_rows(1); /* a search must not keep other peers waiting */
     drend_set_strict(1); /* who types requests is to be told what is wrong */
@@ -104,6 +118,7 @@ void slices_install(struct mgmt_server_s* server) {
 
 /* Walks of nobody's peer may still be under way. */
 void slices_uninstall(struct mgmt_server_s* server) {
+    drend_set_answer_methods(NULL, NULL);
     drend_add_walk_handlers(NULL, NULL, NULL);
     drend_set_suspend_on_hidden_rows(0);
     drend_set_reschedule_handler(continue_when_idle, server->base);
