@@ -54,7 +54,7 @@ const drend_tag_c* dr_value_reader_c::fetch(std::string_view path) {
 }
 
 const drend_tag_c* dr_value_reader_c::fetch_kid(const drend_tag_c& kid) {
-    if (position_.is_leaf_below_row(kid) && visit(kid)) {
+    if (dr_position_c::is_leaf_below_row(kid) && visit(kid)) {
         return fetch_leaf(*visited_, kid) ? &kid : nullptr;
     }
     return fetch_by_moving(kid.name());

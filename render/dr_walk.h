@@ -102,7 +102,7 @@ class dr_walk_c {
     bool end_row(drend_tag_object_c* tobj);
     bool begin_row(drend_tag_object_c* tobj);
     bool fetch_row(drend_tag_object_c* tobj);
-    int step_to_row(dr_meta_context_c& context);
+    static int step_to_row(dr_meta_context_c& context);
     int judge_row(drend_tag_object_c* tobj);
     void end_early(drend_tag_object_c* tobj);
     void skip_rest();

@@ -19,9 +19,9 @@ int format_noticed(char* buffer, unsigned size, const char* format, va_list args
 
 // What an accessor of a daemon may do under way.
 struct switch_s {
-    const char* name;
-    void (*on)();
-    void (*off)();
+    const char* name = nullptr;
+    void (*on)() = nullptr;
+    void (*off)() = nullptr;
     int heard = 1; // from it, at least; a formatter gets each text that is left by itself
 };
 
