@@ -45,18 +45,20 @@ class member_checker_c {
     }
 
     void check_word(const dr_member_s& member, const dr_json_c& value) const {
+        const std::string_view text = value.text();
         bool is_known = false;
-        dr_nearest_c nearest(value.text());
         dri_for_each_word(member.words, [&](std::string_view word) {
-            is_known = is_known || word == value.text();
-            nearest.offer(word);
+            is_known = is_known || word == text;
         });
-        if (!is_known) {
-            say(dr_rule_e::UNKNOWN_WORD, value,
-                std::string(member.name) + ": '" + dri_shown(value.text()) +
-                    "' is no word of it",
-                nearest.found());
+        if (is_known) {
+            return;
         }
+        dr_nearest_c nearest(text);
+        dri_for_each_word(member.words,
+                          [&](std::string_view word) { nearest.offer(word); });
+        say(dr_rule_e::UNKNOWN_WORD, value,
+            std::string(member.name) + ": '" + dri_shown(text) + "' is no word of it",
+            nearest.found());
     }
 
     void check_elements(const dr_member_s& member, const dr_json_c& array) const {

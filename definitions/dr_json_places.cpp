@@ -104,7 +104,10 @@ dr_text_place_s dr_json_places_c::name_place(uint32_t node) const {
 
 dr_text_place_s dr_json_places_c::place_of(size_t offset) const {
     const auto behind = std::upper_bound(lines_.begin(), lines_.end(), offset);
-    const size_t characters = characters_before(offset) - characters_before(behind[-1]);
+    const size_t line = behind[-1];
+    const size_t characters = offset - line <= BLOCK
+                                  ? dri_count_characters(text_.substr(line, offset - line))
+                                  : characters_before(offset) - characters_before(line);
     return {static_cast<uint32_t>(behind - lines_.begin()),
             static_cast<uint32_t>(characters + 1)};
 }
