@@ -58,6 +58,14 @@ struct dri_json_plain_s {
     }
 };
 
+// What is plain in a line of a table on a terminal.
+struct dri_table_plain_s {
+    static bool is_plain(uint8_t c) { return c >= 0x20 && c < 0x7F; }
+    static dri_block_t suspects(dri_block_t block) {
+        return (block < ' ') | (block == 0x7F);
+    }
+};
+
 // Copies a padded text to `out`, where it is written padded. Returns the end of the copy.
 inline char* dri_copy_padded(char* out, std::string_view text) {
     memcpy(out, text.data(), DRI_PADDING);
@@ -70,7 +78,8 @@ inline char* dri_copy_padded(char* out, std::string_view text) {
 // What is plain in every output format.
 inline bool dri_are_plain(dri_block_t block) {
     return !dri_has_any(dri_xml_plain_s::suspects(block) |
-                        dri_json_plain_s::suspects(block));
+                        dri_json_plain_s::suspects(block) |
+                        dri_table_plain_s::suspects(block));
 }
 
 // Copies a text of at least `Width` and at most twice as many bytes in two moves that may overlap.
@@ -101,7 +110,8 @@ inline bool dri_copy_judged(char* out, std::string_view text) {
             out[i] = text[i];
             is_plain = is_plain &&
                        dri_xml_plain_s::is_plain(static_cast<uint8_t>(text[i])) &&
-                       dri_json_plain_s::is_plain(static_cast<uint8_t>(text[i]));
+                       dri_json_plain_s::is_plain(static_cast<uint8_t>(text[i])) &&
+                       dri_table_plain_s::is_plain(static_cast<uint8_t>(text[i]));
         }
         return is_plain;
     }

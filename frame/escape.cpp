@@ -2,7 +2,7 @@
 
 // Escaping while copying: each byte is looked at once and written once.
 //
-// The two formats differ in which characters stand for themselves and in how the others are
+// The formats differ in which characters stand for themselves and in how the others are
 // written, and share the rest as a template.
 #include "frame/escape.h"
 
@@ -23,6 +23,11 @@ struct xml_s : dri_xml_plain_s {
 };
 
 struct json_s : dri_json_plain_s {
+    static std::string_view form(std::string_view character, unsigned length,
+                                 char (&scratch)[8]);
+};
+
+struct table_s : dri_table_plain_s {
     static std::string_view form(std::string_view character, unsigned length,
                                  char (&scratch)[8]);
 };
@@ -116,6 +121,33 @@ std::string_view json_s::form(std::string_view character, unsigned length,
         return scratch;
     }
     return length == 0 ? REPLACEMENT : character;
+}
+
+// Controls of the second set (U+0080 to U+009F), ends of lines and paragraphs (U+2028, U+2029), and
+// what embeds, overrides or isolates a direction of writing (U+061C, U+202A to U+202E, U+2066 to
+// U+2069).
+bool steers_terminal(std::string_view character) {
+    if (character.size() == 2) {
+        return (character[0] == '\xC2' && static_cast<uint8_t>(character[1]) < 0xA0) ||
+               character == "\xD8\x9C";
+    }
+    const bool may_be = character.size() == 3 && character[0] == '\xE2';
+    const auto last = static_cast<uint8_t>(character.back());
+    return may_be && ((character[1] == '\x80' && last >= 0xA8 && last <= 0xAE) ||
+                      (character[1] == '\x81' && last >= 0xA6 && last <= 0xA9));
+}
+
+std::string_view table_s::form(std::string_view character, unsigned length, char (&)[8]) {
+    switch (character.front()) {
+    case '\n':
+        return "\\n";
+    case '\r':
+        return "\\r";
+    case '\t':
+        return "\\t";
+    default:
+        return length <= 1 || steers_terminal(character) ? REPLACEMENT : character;
+    }
 }
 
 // --- whole values -------------------------------------------------------------------------------
@@ -218,3 +250,4 @@ unsigned dri_utf8_length(std::string_view text) {
 
 const dri_escaper_s dri_xml_escaper = {write_escaped<xml_s>, append_escaped<xml_s>};
 const dri_escaper_s dri_json_escaper = {write_escaped<json_s>, append_escaped<json_s>};
+const dri_escaper_s dri_table_escaper = {write_escaped<table_s>, append_escaped<table_s>};
