@@ -61,6 +61,10 @@ enum class dr_severity_e : uint8_t {
       "a member means nothing in a tag of this kind")                                      \
     X(REPEATED_KID, "repeated-kid", WARNING,                                               \
       "two kids have one name and namespace, and no styles to choose between them")        \
+    X(REPEATED_COLUMN, "repeated-column", WARNING,                                         \
+      "two kids have one number of a column; the first one stands first")                  \
+    X(STATE_NEVER_SHOWN, "state-never-shown", WARNING,                                     \
+      "a state is that of a text that the map never shows")                                \
     X(NO_APPLICATION, "no-application", WARNING,                                           \
       "a part of the merged schema has no dc_app_name; no daemon is found for its paths")  \
     X(FILLED_TWICE, "filled-twice", WARNING,                                               \

@@ -26,7 +26,7 @@ enum class dr_json_kind_e : uint8_t {
 };
 
 // What a text may be.
-enum class dr_words_e : uint8_t { ANY, TYPES, DATA_TYPES, TRUE };
+enum class dr_words_e : uint8_t { ANY, TYPES, DATA_TYPES, TRUE, ALIGNS, ROWS, STATES };
 
 // NOLINTNEXTLINE(clang-analyzer-optin.performance.Padding): columns in the order of reading
 struct dr_member_s {
@@ -35,7 +35,10 @@ struct dr_member_s {
     std::string_view
         absent; // what counts then, in words; empty: it must be there, or nothing does
     std::string_view meaning;
-    dr_words_e words = dr_words_e::ANY;
+    dr_words_e words = dr_words_e::ANY; // of pairs: what the second text may be
+    // What an integer may be; any when both are 0.
+    int least = 0;
+    int most = 0;
 };
 
 // --- entries ---
@@ -98,6 +101,14 @@ enum dr_tag_member_e : unsigned {
     DR_MEMBER_PREFIX,
     DR_MEMBER_STYLE,
     DR_MEMBER_FID,
+    DR_MEMBER_HEADING,
+    DR_MEMBER_UNIT,
+    DR_MEMBER_COLUMN,
+    DR_MEMBER_WIDTH,
+    DR_MEMBER_ALIGN,
+    DR_MEMBER_WIDE,
+    DR_MEMBER_STATE,
+    DR_MEMBER_ROWS,
     DR_MEMBER_INPUT_KIDS,
     DR_MEMBER_COUNT,
 };
@@ -114,7 +125,7 @@ inline constexpr dr_member_s DR_TAG_MEMBERS[] = {
     {"dts_data_type", dr_json_kind_e::TEXT, "string",
      "[the type of a leaf's value](#data-types)", dr_words_e::DATA_TYPES},
     {"dts_data_decimal64_fraction", dr_json_kind_e::INTEGER, "",
-     "digits behind the point of a \"decimal64\" leaf"},
+     "digits behind the point of a \"decimal64\" leaf", dr_words_e::ANY, 1, 18},
     {"dts_key", dr_json_kind_e::TEXTS, "none",
      "[the key leaves](#lists-and-keys) of a list"},
     {"dts_map", dr_json_kind_e::PAIRS, "none",
@@ -135,6 +146,21 @@ inline constexpr dr_member_s DR_TAG_MEMBERS[] = {
      "[the styles](#styles) that a leaf belongs to"},
     {"dts_fid", dr_json_kind_e::INTEGER, "-1",
      "a number for the field, kept for the daemon's use"},
+    {"dts_heading", dr_json_kind_e::TEXT, "its name",
+     "what stands [above its column](#tables), or in front of its value"},
+    {"dts_unit", dr_json_kind_e::TEXT, "empty", "the unit of its values in a table"},
+    {"dts_column", dr_json_kind_e::INTEGER, "",
+     "its place among the columns of its table, from 1", dr_words_e::ANY, 1, 1000},
+    {"dts_width", dr_json_kind_e::INTEGER, "that of the first rows",
+     "how many characters its column has", dr_words_e::ANY, 1, 200},
+    {"dts_align", dr_json_kind_e::TEXT, "numbers right, others left",
+     "the side on which its values stand", dr_words_e::ALIGNS},
+    {"dts_wide", dr_json_kind_e::TEXT, "empty",
+     "exactly \"true\": tables show it on wish alone", dr_words_e::TRUE},
+    {"dts_state", dr_json_kind_e::PAIRS, "none",
+     "which shown value is [good, a warning or bad](#tables)", dr_words_e::STATES},
+    {"dts_rows", dr_json_kind_e::TEXT, "blocks",
+     "[how a table shows](#tables) the rows of a list", dr_words_e::ROWS},
     {"dts_input_kids", dr_json_kind_e::TAGS, "none",
      "[the command's parameters](#input-parameters); they print nothing"},
 };
@@ -177,6 +203,43 @@ inline constexpr dr_data_type_word_s DR_DATA_TYPE_WORDS[] = {
     {"empty", DT_DATA_EMPTY},
 };
 
+// Words of members for tables.
+struct dr_align_word_s {
+    std::string_view word;
+    dr_align_e align;
+};
+
+inline constexpr dr_align_word_s DR_ALIGN_WORDS[] = {
+    {"left", dr_align_e::LEFT},
+    {"right", dr_align_e::RIGHT},
+};
+
+struct dr_rows_word_s {
+    std::string_view word;
+    dr_rows_e rows;
+    std::string_view meaning;
+};
+
+inline constexpr dr_rows_word_s DR_ROWS_WORDS[] = {
+    {"blocks", dr_rows_e::BLOCKS,
+     "a line each, in a table of their own that is indented below the row that they belong "
+     "to"},
+    {"repeated", dr_rows_e::REPEATED,
+     "a line each, which begins with the columns of that row"},
+    {"sections", dr_rows_e::SECTIONS, "each as lines \"name: value\""},
+};
+
+struct dr_state_word_s {
+    std::string_view word;
+    dr_state_e state;
+};
+
+inline constexpr dr_state_word_s DR_STATE_WORDS[] = {
+    {"good", dr_state_e::GOOD},
+    {"warning", dr_state_e::WARNING},
+    {"bad", dr_state_e::BAD},
+};
+
 // The row of a word in one of the tables above, or null.
 template <typename Row, size_t Count>
 constexpr const Row* dri_find_word(const Row (&table)[Count], std::string_view word) {
@@ -191,16 +254,32 @@ constexpr const Row* dri_find_word(const Row (&table)[Count], std::string_view w
 // Calls `use` with each word that a text of that kind may be.
 template <typename Use>
 constexpr void dri_for_each_word(dr_words_e words, Use use) {
-    if (words == dr_words_e::TYPES) {
-        for (const dr_type_word_s& row : DR_TYPE_WORDS) {
+    const auto use_each = [&](const auto& table) {
+        for (const auto& row : table) {
             use(row.word);
         }
-    } else if (words == dr_words_e::DATA_TYPES) {
-        for (const dr_data_type_word_s& row : DR_DATA_TYPE_WORDS) {
-            use(row.word);
-        }
-    } else if (words == dr_words_e::TRUE) {
+    };
+    switch (words) {
+    case dr_words_e::ANY:
+        break;
+    case dr_words_e::TYPES:
+        use_each(DR_TYPE_WORDS);
+        break;
+    case dr_words_e::DATA_TYPES:
+        use_each(DR_DATA_TYPE_WORDS);
+        break;
+    case dr_words_e::TRUE:
         use("true");
+        break;
+    case dr_words_e::ALIGNS:
+        use_each(DR_ALIGN_WORDS);
+        break;
+    case dr_words_e::ROWS:
+        use_each(DR_ROWS_WORDS);
+        break;
+    case dr_words_e::STATES:
+        use_each(DR_STATE_WORDS);
+        break;
     }
 }
 
@@ -222,21 +301,27 @@ inline constexpr dr_need_s DR_NEEDS[] = {
     {DR_MEMBER_DATA_TYPE, "decimal64", DR_MEMBER_FRACTION, "no value can be shown"},
 };
 
-// The digits that a decimal64 may have.
-inline constexpr int DR_FRACTION_MIN = 1;
-inline constexpr int DR_FRACTION_MAX = 18;
-
 // The kinds of tags for which a member means something.
 struct dr_home_s {
     dr_tag_member_e member;
     int32_t type; // dt_type_e
     std::string_view kind;
+    int32_t or_type = DT_TYPE_NONE;
 };
+
+inline constexpr std::string_view DR_CELL_KIND = "a leaf or leaf-list";
 
 inline constexpr dr_home_s DR_HOMES[] = {
     {DR_MEMBER_KEY, DT_TYPE_LIST, "a list"},
     {DR_MEMBER_PRESENCE, DT_TYPE_CONT, "a container"},
     {DR_MEMBER_ZERO_SUPPRESSION, DT_TYPE_LEAF, "a leaf"},
+    {DR_MEMBER_UNIT, DT_TYPE_LEAF, DR_CELL_KIND, DT_TYPE_LEAF_LIST},
+    {DR_MEMBER_COLUMN, DT_TYPE_LEAF, DR_CELL_KIND, DT_TYPE_LEAF_LIST},
+    {DR_MEMBER_WIDTH, DT_TYPE_LEAF, DR_CELL_KIND, DT_TYPE_LEAF_LIST},
+    {DR_MEMBER_ALIGN, DT_TYPE_LEAF, DR_CELL_KIND, DT_TYPE_LEAF_LIST},
+    {DR_MEMBER_WIDE, DT_TYPE_LEAF, DR_CELL_KIND, DT_TYPE_LEAF_LIST},
+    {DR_MEMBER_STATE, DT_TYPE_LEAF, DR_CELL_KIND, DT_TYPE_LEAF_LIST},
+    {DR_MEMBER_ROWS, DT_TYPE_LIST, "a list"},
 };
 
 // The flags that a tag's name brings.

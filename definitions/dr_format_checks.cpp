@@ -4,6 +4,8 @@
 // faulty member does to its tag is the reader's.
 #include "definitions/dr_format_checks.h"
 
+#include <algorithm>
+
 #include "definitions/dr_nearest.h"
 
 namespace {
@@ -31,10 +33,12 @@ class member_checker_c {
             say(dr_rule_e::WRONG_TYPE, value,
                 std::string(member.name) + " is not " +
                     std::string(dri_kind_words(member.kind)));
-        } else if (member.words != dr_words_e::ANY) {
-            check_word(member, value);
         } else if (value.is_array()) {
             check_elements(member, value);
+        } else if (value.is_integer()) {
+            check_range(member, value);
+        } else if (member.words != dr_words_e::ANY) {
+            check_word(member, value);
         }
     }
 
@@ -61,6 +65,15 @@ class member_checker_c {
             nearest.found());
     }
 
+    void check_range(const dr_member_s& member, const dr_json_c& value) const {
+        const int64_t number = value.integer(0);
+        if (member.most != 0 && (number < member.least || number > member.most)) {
+            say(dr_rule_e::OUT_OF_RANGE, value,
+                std::string(member.name) + " is " + std::to_string(number) + ", not " +
+                    std::to_string(member.least) + " to " + std::to_string(member.most));
+        }
+    }
+
     void check_elements(const dr_member_s& member, const dr_json_c& array) const {
         for (dr_json_elements_c elements(array); !elements.is_at_end();) {
             const dr_json_c element = elements.take();
@@ -79,12 +92,16 @@ class member_checker_c {
     void check_pair(const dr_member_s& member, const dr_json_c& pair) const {
         dr_json_elements_c texts(pair);
         bool is_pair = pair.size() == 2;
+        dr_json_c last;
         while (!texts.is_at_end()) {
-            is_pair = texts.take().is_text() && is_pair;
+            last = texts.take();
+            is_pair = last.is_text() && is_pair;
         }
         if (!is_pair) {
             say(dr_rule_e::BAD_PAIR, pair,
                 std::string(member.name) + " has an element that is not two texts");
+        } else if (member.words != dr_words_e::ANY) {
+            check_word(member, last);
         }
     }
 
@@ -116,20 +133,10 @@ void check_needs(const dr_tag_members_t& members, dr_text_place_s place,
 void check_fraction(const drend_tag_c& tag, const dr_tag_members_t& members,
                     const dr_report_t& report) {
     const dr_json_c& fraction = members[DR_MEMBER_FRACTION];
-    if (!fraction.is_integer()) {
-        return;
-    }
-    const int64_t digits = fraction.integer(0);
-    if (!tag.is_decimal64()) {
+    if (fraction.is_integer() && !tag.is_decimal64()) {
         report(dr_rule_e::MISPLACED_MEMBER, dr_severity_e::WARNING, fraction.name_place(),
                std::string(DR_TAG_MEMBERS[DR_MEMBER_FRACTION].name) +
                    " means something with the data type 'decimal64' only",
-               {});
-    } else if (digits < DR_FRACTION_MIN || digits > DR_FRACTION_MAX) {
-        report(dr_rule_e::OUT_OF_RANGE, dr_severity_e::ERROR, fraction.place(),
-               std::string(DR_TAG_MEMBERS[DR_MEMBER_FRACTION].name) + " is " +
-                   std::to_string(digits) + ", not " + std::to_string(DR_FRACTION_MIN) +
-                   " to " + std::to_string(DR_FRACTION_MAX),
                {});
     }
 }
@@ -138,7 +145,8 @@ void check_homes(const drend_tag_c& tag, const dr_tag_members_t& members,
                  const dr_report_t& report) {
     for (const dr_home_s& home : DR_HOMES) {
         const dr_json_c& member = members[home.member];
-        if (member.is_there() && tag.dt_type != home.type) {
+        const bool is_at_home = tag.dt_type == home.type || tag.dt_type == home.or_type;
+        if (member.is_there() && !is_at_home) {
             report(dr_rule_e::MISPLACED_MEMBER, dr_severity_e::WARNING, member.name_place(),
                    std::string(DR_TAG_MEMBERS[home.member].name) + " is for " +
                        std::string(home.kind),
@@ -157,6 +165,26 @@ void check_map(const drend_tag_c& tag, const dr_tag_members_t& members,
             report(dr_rule_e::BAD_EXPRESSION, dr_severity_e::ERROR,
                    members[DR_MEMBER_MAP].place(),
                    "'" + dri_shown(pair.to) + "' is a malformed expression", {});
+        }
+    }
+}
+
+// A state of a value that the map never shows.
+void check_states(const drend_tag_c& tag, const dr_tag_members_t& members,
+                  const dr_report_t& report) {
+    if (tag.dt_table == nullptr || tag.dt_map == nullptr || tag.dt_map->has_expressions()) {
+        return;
+    }
+    const auto& pairs = tag.dt_map->pairs();
+    for (const auto& entry : tag.dt_table->states) {
+        const std::string& text = entry.first;
+        const auto shows = [&](const dr_map_pair_s& pair) {
+            return pair.keeps_value || pair.to == text;
+        };
+        if (text != "*" && std::none_of(pairs.begin(), pairs.end(), shows)) {
+            report(dr_rule_e::STATE_NEVER_SHOWN, dr_severity_e::WARNING,
+                   members[DR_MEMBER_STATE].place(),
+                   "dts_state: dts_map never shows '" + dri_shown(text) + "'", {});
         }
     }
 }
@@ -218,4 +246,5 @@ void dri_check_tag(const drend_tag_c& tag, const dr_tag_members_t& members,
     check_fraction(tag, members, report);
     check_homes(tag, members, report);
     check_map(tag, members, report);
+    check_states(tag, members, report);
 }

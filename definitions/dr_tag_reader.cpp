@@ -12,6 +12,7 @@
 #include <cctype>
 #include <memory>
 #include <unordered_map>
+#include <unordered_set>
 #include <utility>
 
 #include "definitions/dr_nearest.h"
@@ -48,8 +49,10 @@ std::vector<std::string> words_of(const dr_json_c& array) {
     return words;
 }
 
-std::shared_ptr<const dr_value_map_c> map_of(const dr_json_c& array) {
-    std::vector<std::pair<std::string, std::string>> pairs;
+using pairs_t = std::vector<std::pair<std::string, std::string>>;
+
+pairs_t pairs_of(const dr_json_c& array) {
+    pairs_t pairs;
     for (dr_json_elements_c elements(array); !elements.is_at_end();) {
         const dr_json_c pair = elements.take();
         if (pair.size() != 2) {
@@ -62,7 +65,48 @@ std::shared_ptr<const dr_value_map_c> map_of(const dr_json_c& array) {
             pairs.emplace_back(from.text(), to.text());
         }
     }
+    return pairs;
+}
+
+std::shared_ptr<const dr_value_map_c> map_of(const dr_json_c& array) {
+    const pairs_t pairs = pairs_of(array);
     return pairs.empty() ? nullptr : std::make_shared<const dr_value_map_c>(pairs);
+}
+
+// --- tables ---
+
+int number_of(const dr_tag_members_t& members, dr_tag_member_e member) {
+    const int64_t number = members[member].integer(0);
+    const dr_member_s& row = DR_TAG_MEMBERS[member];
+    return number < row.least || number > row.most ? 0 : static_cast<int>(number);
+}
+
+std::shared_ptr<const dr_table_tag_s> table_of(const dr_tag_members_t& members) {
+    const bool says_something = std::any_of(
+        members.begin() + DR_MEMBER_HEADING, members.begin() + DR_MEMBER_ROWS + 1,
+        [](const dr_json_c& member) { return member.is_there(); });
+    if (!says_something) {
+        return nullptr;
+    }
+    auto table = std::make_shared<dr_table_tag_s>();
+    table->heading = members[DR_MEMBER_HEADING].text();
+    table->unit = members[DR_MEMBER_UNIT].text();
+    table->width = number_of(members, DR_MEMBER_WIDTH);
+    table->column = number_of(members, DR_MEMBER_COLUMN);
+    table->is_wide = members[DR_MEMBER_WIDE].text() == "true";
+    if (const auto* align =
+            dri_find_word(DR_ALIGN_WORDS, members[DR_MEMBER_ALIGN].text())) {
+        table->align = align->align;
+    }
+    if (const auto* rows = dri_find_word(DR_ROWS_WORDS, members[DR_MEMBER_ROWS].text())) {
+        table->rows = rows->rows;
+    }
+    for (const auto& [text, word] : pairs_of(members[DR_MEMBER_STATE])) {
+        if (const auto* state = dri_find_word(DR_STATE_WORDS, word)) {
+            table->states.emplace_back(text, state->state);
+        }
+    }
+    return table;
 }
 
 // --- tag objects ---
@@ -102,6 +146,7 @@ drend_tag_c& add_tag(dr_tags_t& tags, const dr_tag_members_t& members) {
     tag.dt_module = members[DR_MEMBER_MODULE].text();
     tag.dt_prefix = members[DR_MEMBER_PREFIX].text();
     tag.dt_map = map_of(members[DR_MEMBER_MAP]);
+    tag.dt_table = table_of(members);
     tag.dt_keys = words_of(members[DR_MEMBER_KEY]);
     tag.dt_styles = words_of(members[DR_MEMBER_STYLE]);
     tag.set_flags(flags_of(members));
@@ -260,6 +305,7 @@ void dr_tag_reader_c::add_kid(drend_tag_c& parent, dr_json_elements_c& objects,
 // Looks at all kids at once: there may be any number of them.
 void dr_tag_reader_c::check_repetitions(const drend_tag_c& parent) {
     std::unordered_map<std::string_view, const drend_tag_c*> by_name;
+    std::unordered_set<int> columns;
     for (const drend_tag_c* kid : parent.dt_kids) {
         const auto [known, is_new] = by_name.try_emplace(kid->name(), kid);
         if (!is_new && !kid->is_hidden() && !may_be_chosen(*known->second, *kid)) {
@@ -267,6 +313,13 @@ void dr_tag_reader_c::check_repetitions(const drend_tag_c& parent) {
             position_ = 1;
             report_(dr_rule_e::REPEATED_KID, dr_severity_e::WARNING, kid->dt_place.tag,
                     "another kid has this name", {});
+        }
+        const int column = kid->dt_table == nullptr ? 0 : kid->dt_table->column;
+        if (column != 0 && !columns.insert(column).second) {
+            name_ = kid->name();
+            position_ = 1;
+            report_(dr_rule_e::REPEATED_COLUMN, dr_severity_e::WARNING, kid->dt_place.tag,
+                    "another kid has column " + std::to_string(column), {});
         }
     }
 }

@@ -50,9 +50,9 @@ drend_tag_c::drend_tag_c(const drend_tag_c& other)
     : dt_prefix(other.dt_prefix), dt_module(other.dt_module), dt_type(other.dt_type),
       dt_data_type(other.dt_data_type), dt_decimal64_fraction(other.dt_decimal64_fraction),
       dt_fid(other.dt_fid), dt_flags(other.dt_flags), dt_map(other.dt_map),
-      dt_keys(other.dt_keys), dt_place(other.dt_place), dt_kids(other.dt_kids),
-      dt_commands(other.dt_commands), serial_(new_serial()), name_(other.name_),
-      source_(other.source_), source_path_(other.source_path_),
+      dt_table(other.dt_table), dt_keys(other.dt_keys), dt_place(other.dt_place),
+      dt_kids(other.dt_kids), dt_commands(other.dt_commands), serial_(new_serial()),
+      name_(other.name_), source_(other.source_), source_path_(other.source_path_),
       namespace_(other.namespace_), open_line_(other.open_line_),
       close_text_(other.close_text_), member_text_(other.member_text_),
       is_leaf_list_value_(other.is_leaf_list_value_) {

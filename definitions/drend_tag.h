@@ -27,6 +27,7 @@
 #include "definitions/dr_command_set.h"
 #include "definitions/dr_json_places.h"
 #include "definitions/dr_row.h"
+#include "definitions/dr_table_tag.h"
 #include "definitions/dr_value_map.h"
 #include "model/dr_nav_path.h"
 
@@ -181,7 +182,8 @@ class drend_tag_c {
     uint8_t dt_decimal64_fraction = 0;
     int32_t dt_fid = -1;
     uint32_t dt_flags = 0;
-    std::shared_ptr<const dr_value_map_c> dt_map; // null: values are shown as they are
+    std::shared_ptr<const dr_value_map_c> dt_map;   // null: values are shown as they are
+    std::shared_ptr<const dr_table_tag_s> dt_table; // null: nothing is said for tables
     std::vector<std::string> dt_keys;
     std::vector<std::string> dt_styles;
     dr_tag_place_s dt_place;

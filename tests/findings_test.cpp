@@ -86,6 +86,24 @@ TEST(Findings, EachMistakeOfATagIsFoundWhereItStands) {
          {"2:36: warning: dts_presence is for a container [misplaced-member]"}},
         {"`dts_kids`:[{`dts_name`:`k`},\n{`dts_name`:`k`}]",
          {"3:1: warning: another kid has this name [repeated-kid]"}},
+        {"`dts_type`:`leaf`,`dts_source`:`s`,`dts_align`:`rigth`,`dts_width`:0,"
+         "`dts_column`:-1",
+         {"2:48: error: dts_align: 'rigth' is no word of it; did you mean 'right'? "
+          "[unknown-word]",
+          "2:68: error: dts_width is 0, not 1 to 200 [out-of-range]",
+          "2:83: error: dts_column is -1, not 1 to 1000 [out-of-range]"}},
+        {"`dts_type`:`leaf`,`dts_source`:`s`,`dts_map`:[[`1`,`up`],[`2`,`down`]],\n"
+         "`dts_state`:[[`up`,`god`],[`2`,`bad`],[`*`,`warning`]]",
+         {"3:20: error: dts_state: 'god' is no word of it; did you mean 'good'? "
+          "[unknown-word]",
+          "3:13: warning: dts_state: dts_map never shows '2' [state-never-shown]"}},
+        {"`dts_unit`:`s`,`dts_rows`:`blocks`",
+         {"2:1: warning: dts_unit is for a leaf or leaf-list [misplaced-member]",
+          "2:16: warning: dts_rows is for a list [misplaced-member]"}},
+        {"`dts_kids`:[{`dts_name`:`a`,`dts_type`:`leaf-list`,`dts_source`:`a`,"
+         "`dts_column`:2},\n"
+         "{`dts_name`:`b`,`dts_type`:`leaf`,`dts_source`:`b`,`dts_column`:2}]",
+         {"3:1: warning: another kid has column 2 [repeated-column]"}},
     };
     for (const case_s& c : cases) {
         std::vector<std::string> found =

@@ -22,7 +22,7 @@ constexpr char SCHEMA[] = "docs/render-definitions.schema.json";
 constexpr std::string_view BEGIN = "[//]: # (part: ";
 constexpr std::string_view BEGIN_END = ")\n\n";
 constexpr std::string_view END = "\n[//]: # (end of part)\n";
-constexpr int PARTS = 8;
+constexpr int PARTS = 9;
 
 std::string read(const std::string& path) {
     std::ifstream file(path);

@@ -57,6 +57,14 @@ std::string kinds() {
     return text;
 }
 
+std::string rows() {
+    std::string text = "| `dts_rows` | Rows |\n|---|---|\n";
+    for (const dr_rows_word_s& row : DR_ROWS_WORDS) {
+        text += row_of({"\"" + std::string(row.word) + "\"", row.meaning});
+    }
+    return text;
+}
+
 std::string data_types() {
     std::string text;
     for (const dr_data_type_word_s& row : DR_DATA_TYPE_WORDS) {
@@ -103,6 +111,9 @@ std::string reference_part(std::string_view name) {
     }
     if (name == "kinds") {
         return kinds();
+    }
+    if (name == "rows") {
+        return rows();
     }
     if (name == "data-types") {
         return data_types();

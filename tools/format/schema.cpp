@@ -30,6 +30,22 @@ std::string plain(std::string_view markdown) {
     return text;
 }
 
+std::string words_of(const dr_member_s& member) {
+    std::string words;
+    dri_for_each_word(member.words, [&](std::string_view word) {
+        words += (words.empty() ? "" : ", ") + quoted(word);
+    });
+    return words.empty() ? words : ", \"enum\": [" + words + "]";
+}
+
+// What is known of the second text of a pair.
+std::string second_of(const dr_member_s& member) {
+    const std::string words = words_of(member);
+    return words.empty() ? words
+                         : R"("prefixItems": [{"type": "string"}, {"type": "string")" +
+                               words + "}], ";
+}
+
 std::string type_of(const dr_member_s& member) {
     switch (member.kind) {
     case dr_json_kind_e::TEXT:
@@ -39,8 +55,8 @@ std::string type_of(const dr_member_s& member) {
     case dr_json_kind_e::TEXTS:
         return R"("type": "array", "items": {"type": "string"})";
     case dr_json_kind_e::PAIRS:
-        return R"("type": "array", "items": {"type": "array", "items": {"type": "string"}, )"
-               R"("minItems": 2, "maxItems": 2})";
+        return R"("type": "array", "items": {"type": "array", "items": {"type": "string"}, )" +
+               second_of(member) + R"("minItems": 2, "maxItems": 2})";
     case dr_json_kind_e::TAG:
         return R"("$ref": "#/$defs/tag")";
     case dr_json_kind_e::TAGS:
@@ -51,22 +67,15 @@ std::string type_of(const dr_member_s& member) {
            (are_parameters ? "parameter" : "tag") + R"("})";
 }
 
-std::string words_of(const dr_member_s& member) {
-    std::string words;
-    dri_for_each_word(member.words, [&](std::string_view word) {
-        words += (words.empty() ? "" : ", ") + quoted(word);
-    });
-    return words.empty() ? words : ", \"enum\": [" + words + "]";
-}
-
 std::string property_of(const dr_member_s& member) {
     std::string range;
-    if (member.name == DR_TAG_MEMBERS[DR_MEMBER_FRACTION].name) {
-        range = ", \"minimum\": " + std::to_string(DR_FRACTION_MIN) +
-                ", \"maximum\": " + std::to_string(DR_FRACTION_MAX);
+    if (member.most != 0) {
+        range = ", \"minimum\": " + std::to_string(member.least) +
+                ", \"maximum\": " + std::to_string(member.most);
     }
-    return "        " + quoted(member.name) + ": {" + type_of(member) + words_of(member) +
-           range + ", \"description\": " + quoted(plain(member.meaning)) + "}";
+    const std::string words = member.kind == dr_json_kind_e::PAIRS ? "" : words_of(member);
+    return "        " + quoted(member.name) + ": {" + type_of(member) + words + range +
+           ", \"description\": " + quoted(plain(member.meaning)) + "}";
 }
 
 template <size_t Count>
