@@ -7,6 +7,7 @@
 
 #include "render/dr_count_cwalker.h"
 #include "render/dr_json_cwalker.h"
+#include "render/dr_table_cwalker.h"
 #include "render/dr_xml_cwalker.h"
 #include "service/dr_page_words.h"
 
@@ -29,10 +30,28 @@ walker_t make_count(dr_tags_access_context_c& context, void* peer,
     return std::make_unique<dr_count_cwalker_c>(context, peer);
 }
 
+walker_t make_table(dr_tags_access_context_c& context, void* peer,
+                    const dr_form_options_s& options) {
+    return std::make_unique<dr_table_cwalker_c>(context, peer, options.is_wide,
+                                                options.has_color);
+}
+
 constexpr dr_form_s FORMS[] = {
     {DR_FORMAT_COUNT, "count", "text/plain", make_count},
     {DR_FORMAT_XML, "", "application/xml", make_xml},
     {DR_FORMAT_JSON, "as-json", "application/json", make_json},
+    {DR_FORMAT_TABLE, "as-table", "text/plain", make_table},
+};
+
+// The words that choose what a form looks like.
+struct option_word_s {
+    std::string_view word;
+    bool dr_form_options_s::*option;
+};
+
+constexpr option_word_s OPTION_WORDS[] = {
+    {"wide", &dr_form_options_s::is_wide},
+    {"color", &dr_form_options_s::has_color},
 };
 
 } // namespace
@@ -65,6 +84,16 @@ const dr_form_s* dri_find_form(const drend_tag_c& top_tag,
     return nullptr;
 }
 
+dr_form_options_s dri_form_options(const drend_tag_c& top_tag,
+                                   const std::vector<dr_argument_s>& args) {
+    dr_form_options_s options;
+    for (const option_word_s& option : OPTION_WORDS) {
+        options.*option.option = dri_find_arg(args, option.word) != nullptr &&
+                                 !dri_is_parameter(top_tag, option.word);
+    }
+    return options;
+}
+
 std::vector<std::string_view> dri_form_words() {
     std::vector<std::string_view> words;
     for (const dr_form_s& form : FORMS) {
@@ -73,6 +102,9 @@ std::vector<std::string_view> dri_form_words() {
         }
     }
     words.insert(words.end(), std::begin(DR_PAGE_WORDS), std::end(DR_PAGE_WORDS));
+    for (const option_word_s& option : OPTION_WORDS) {
+        words.push_back(option.word);
+    }
     return words;
 }
 

@@ -3,6 +3,7 @@
 // The forms of an answer, in one table: the word that asks for it, its media type, its walker.
 //
 //     as-json      ->  JSON of texts
+//     as-table     ->  aligned columns, with "wide" all of them, with "color" states in colours
 //     (no word)    ->  XML, or what the caller of the request chose
 //
 // A form is a walker in a file of its own and a row here. What a parameter of the command is called
@@ -18,11 +19,18 @@
 #include "expr/dri_args.h"
 #include "render/drend_context_walker.h"
 
-enum dr_format_e : int { DR_FORMAT_XML = 1, DR_FORMAT_JSON = 2, DR_FORMAT_COUNT = 3 };
+enum dr_format_e : int {
+    DR_FORMAT_XML = 1,
+    DR_FORMAT_JSON = 2,
+    DR_FORMAT_COUNT = 3,
+    DR_FORMAT_TABLE = 4,
+};
 
 // What a request may ask of the form that it is answered in.
 struct dr_form_options_s {
     bool wrap_in_data = false;
+    bool is_wide = false;   // of a table: with what is marked as wide
+    bool has_color = false; // and with colours
 };
 
 struct dr_form_s {
@@ -40,9 +48,12 @@ const dr_form_s& dri_form(int format);
 // The form that a command's arguments ask for, or null. The first one in the table counts.
 const dr_form_s* dri_find_form(const drend_tag_c& top_tag,
                                const std::vector<dr_argument_s>& args);
+// What they ask of it.
+dr_form_options_s dri_form_options(const drend_tag_c& top_tag,
+                                   const std::vector<dr_argument_s>& args);
 // Whether the command has a parameter of that name: then it is not the library's word.
 bool dri_is_parameter(const drend_tag_c& top_tag, std::string_view word);
-// The words of the forms and of pages.
+// The words of the forms, of their options and of pages.
 std::vector<std::string_view> dri_form_words();
 // Whether an argument says how the answer is to look and nothing of what is to be in it: a request
 // that has no others gets the content of one without arguments. "as-json" is none of these.

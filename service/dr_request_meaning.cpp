@@ -78,6 +78,7 @@ meaning_t read_meaning(const drend_tag_c& top_tag, const char* text) {
         meaning->refusal = "error: " + page_fault + "\n";
         return meaning;
     }
+    meaning->options = dri_form_options(top_tag, args);
     dr_request_wish_s wish = dri_derive_wish(top_tag, args);
     if (asks_for_content(top_tag, args)) {
         meaning->style = std::move(wish.style);

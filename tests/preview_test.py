@@ -71,6 +71,8 @@ class Preview(unittest.TestCase):
                              (0, CPU, ""))
             code, out, err = self.run_it(*show, *wanted, "--json")
             self.assertEqual((code, json.loads(out), err), (0, one, ""))
+            table = self.run_it(*show, *wanted, "--table")
+            self.assertEqual(table, (0, "name  status\ncpu   too hot\n", ""))
             nothing = self.run_it(*show, "--filter", "/sensors/sensor[name=\"none\"]/name")
             self.assertEqual(nothing, (4, "", "drend-preview: there is nothing to show\n"))
 

@@ -254,6 +254,9 @@ class drawer_c {
             place.is_regular = false;
         }
         maybe(10, tag, "style", "[\"wide\"]");
+        if (dice_.chance(15)) {
+            draw_column(tag);
+        }
         maybe(10, tag, "zero_suppression", "\"true\"");
         if (dice_.chance(2)) {
             tag.source = dice_.one_of(ODD_SOURCES);
@@ -271,6 +274,16 @@ class drawer_c {
             }
         }
         return tag;
+    }
+
+    // What tables alone show.
+    void draw_column(tag_s& tag) {
+        maybe(50, tag, "width", std::to_string(1 + dice_.below(4)));
+        maybe(50, tag, "column", std::to_string(1 + dice_.below(3)));
+        maybe(30, tag, "align", dice_.chance(50) ? "\"left\"" : "\"right\"");
+        maybe(30, tag, "heading", "\"Heading\"");
+        maybe(30, tag, "unit", "\"units\"");
+        maybe(30, tag, "wide", "\"true\"");
     }
 
     tag_s container(place_s place) {
@@ -365,6 +378,8 @@ class drawer_c {
             }
         }
         tag.members["key"] = listed(keys, quoted);
+        static const char* const ways[] = {"\"blocks\"", "\"repeated\"", "\"sections\""};
+        maybe(40, tag, "rows", dice_.one_of(ways));
         node_s* first = tag.kids.front().leaf;
         if (first != nullptr && dice_.chance(8)) { // one row
             tag.source += "[" + first->name() + "=" + std::to_string(dice_.below(6)) + "]";

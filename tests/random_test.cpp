@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <memory>
 #include <set>
+#include <sstream>
 
 #include <jansson.h>
 #include <libxml/parser.h>
@@ -23,6 +24,11 @@ namespace {
 
 constexpr unsigned SUSPENSIONS = 25; // of a hundred places
 constexpr char NOTHING[] = "210\n";  // the answer that stands for none
+
+// The words that ask for the forms.
+enum form_e : unsigned { XML, JSON, TABLE, FORMS };
+constexpr const char* FORM_WORDS[FORMS] = {"", "as-json ", "as-table wide "};
+constexpr form_e EVERY_FORM[] = {XML, TABLE, JSON};
 
 // --- peers ---------------------------------------------------------------------------------
 
@@ -149,6 +155,35 @@ values_t values_of_json(const std::string& text, bool has_twins) {
     return values;
 }
 
+void replace_all(std::string& text, std::string_view what, std::string_view by) {
+    for (size_t at = 0; (at = text.find(what, at)) != std::string::npos; at += by.size()) {
+        text.replace(at, what.size(), by);
+    }
+}
+
+// The words of a table, values among them, without names. One text that the library shows for
+// values has a blank.
+values_t values_of_table(const std::string& text) {
+    values_t values;
+    std::string whole = text;
+    replace_all(whole, "Conversion Error",
+                "Conversion\x01"
+                "Error");
+    std::istringstream words(whole);
+    for (std::string word; words >> word;) {
+        word.erase(word.find_last_not_of(',') + 1);
+        word = word == "\"\"" ? "" : word;
+        for (const char* control : {"\\t", "\\r"}) {
+            replace_all(word, control, " ");
+        }
+        values.insert({"", comparable(word)});
+    }
+    EXPECT_FALSE(text.starts_with('\n')) << "a blank line comes first:\n" << text;
+    EXPECT_EQ(text.find(" \n"), std::string::npos) << "blanks end a line:\n" << text;
+    EXPECT_EQ(text.find('\033'), std::string::npos) << text;
+    return values;
+}
+
 std::string listed(const values_t& values) {
     std::string text;
     for (const auto& [name, value] : values) {
@@ -223,11 +258,11 @@ class random_test : public render_test {
         return false;
     }
 
-    int ask(peer_s& peer, bool as_json, unsigned suspensions) {
+    int ask(peer_s& peer, form_e form, unsigned suspensions) {
         waiting.clear();
         case_->begin_run(dice_.next(), suspensions);
         return drend_dump_tags(&peer, subcode_,
-                               ((as_json ? "as-json " : "") + case_->argument).c_str());
+                               (FORM_WORDS[form] + case_->argument).c_str());
     }
 
     static void go_on(
@@ -266,24 +301,47 @@ class random_test : public render_test {
     // --- properties ---
 
     void answers_parse_and_agree() {
-        values_t values[2];
+        values_t values[FORMS];
         surround(0, 0);
-        for (const bool as_json : {false, true}) {
+        for (const form_e form : EVERY_FORM) {
             peer_s peer;
-            EXPECT_EQ(ask(peer, as_json, 0), 0);
+            EXPECT_EQ(ask(peer, form, 0), 0);
             go_on();
             ASSERT_FALSE(case_->is_overrun() || peer.is_gone) << "the answer ends";
             expect_nothing_left(peer, "after an answer");
-            whole_[as_json] = peer.text;
-            values[as_json] = as_json ? values_of_json(peer.text, case_->has_twins)
-                                      : values_of_xml(peer.text);
+            whole_[form] = peer.text;
+            values[form] = form == XML    ? values_of_xml(peer.text)
+                           : form == JSON ? values_of_json(peer.text, case_->has_twins)
+                                          : values_of_table(peer.text);
         }
-        EXPECT_EQ(listed(common(values[0])), listed(common(values[1])))
+        EXPECT_EQ(listed(common(values[XML])), listed(common(values[JSON])))
             << "both forms hold the same values:\n"
-            << whole_[0] << whole_[1];
-        EXPECT_EQ(listed(exact(values[1])), listed(given()))
+            << whole_[XML] << whole_[JSON];
+        EXPECT_EQ(listed(missing(values[XML], values[TABLE])), "")
+            << "a table holds what XML holds:\n"
+            << whole_[XML] << whole_[TABLE];
+        // By the last of the answers.
+        EXPECT_EQ(listed(exact(values[JSON])), listed(given()))
             << "what the daemon gives stands in its row once:\n"
-            << whole_[1];
+            << whole_[JSON];
+    }
+
+    // The values of regular elements that a table does not hold as often.
+    values_t missing(const values_t& xml, const values_t& table) const {
+        values_t rest;
+        values_t left = table;
+        for (const auto& [name, value] : xml) {
+            if (!case_->shown.contains(name)) {
+                continue;
+            }
+            const auto found = left.find({"", value});
+            if (found == left.end()) {
+                rest.insert({name, value});
+            } else {
+                left.erase(found);
+            }
+        }
+        return rest;
     }
 
     // The values that both forms print: no internal ones, no zeros, which XML may leave out, and
@@ -322,46 +380,45 @@ class random_test : public render_test {
 
     void suspension_changes_no_byte() {
         static const std::string others[] = {"[]", "[{", ""};
-        for (const bool as_json : {false, true}) {
+        for (const form_e form : EVERY_FORM) {
             peer_s peer;
             unsigned reloads = dice_.below(3);
             draw_surroundings();
-            EXPECT_EQ(ask(peer, as_json, SUSPENSIONS), 0);
+            EXPECT_EQ(ask(peer, form, SUSPENSIONS), 0);
             go_on([&] {
                 if (reloads > 0 && dice_.chance(50)) {
                     --reloads;
                     reload(dice_.chance(50) ? case_->json() : dice_.one_of(others));
                 }
             });
-            EXPECT_EQ(peer.text, whole_[as_json])
-                << "the same bytes however often suspended";
+            EXPECT_EQ(peer.text, whole_[form]) << "the same bytes however often suspended";
             expect_nothing_left(peer, "after a suspended answer");
             reload(case_->json());
         }
     }
 
     void a_lost_peer_is_left_alone() {
-        const bool as_json = dice_.chance(50);
-        const size_t size = whole_[as_json].size();
+        const form_e form = dice_.one_of(EVERY_FORM);
+        const size_t size = whole_[form].size();
         peer_s peer;
         draw_surroundings();
         peer.room = dice_.chance(30) ? size - 1 : dice_.below(size);
-        const int result = ask(peer, as_json, dice_.chance(50) ? SUSPENSIONS : 0);
+        const int result = ask(peer, form, dice_.chance(50) ? SUSPENSIONS : 0);
         EXPECT_EQ(result, peer.cookie == nullptr ? DREND_PEER_LOST : 0) << "of a lost peer";
         go_on();
         EXPECT_TRUE(peer.is_gone);
-        EXPECT_EQ(peer.text, whole_[as_json].substr(0, peer.text.size()));
+        EXPECT_EQ(peer.text, whole_[form].substr(0, peer.text.size()));
         expect_nothing_left(peer, "after the loss of the peer");
     }
 
     // Dropped, or by the closing of its peer; the next walk may lie where it lay.
     void a_walk_that_is_given_up_is_gone() {
-        const bool as_json = dice_.chance(50);
+        const form_e form = dice_.one_of(EVERY_FORM);
         const bool is_dropped = dice_.chance(50);
         peer_s peer;
         peer_s next;
         surround(0, 0);
-        ask(peer, as_json, SUSPENSIONS);
+        ask(peer, form, SUSPENSIONS);
         go_on([] {}, static_cast<int>(dice_.below(4)));
         if (void* walk = peer.cookie) {
             if (is_dropped) {
@@ -371,18 +428,18 @@ class random_test : public render_test {
             }
             EXPECT_EQ(drend_defer_continue(walk), DREND_ERR) << "a timer that comes late";
             expect_nothing_left(peer, is_dropped ? "after a drop" : "after a close");
-            ask(next, as_json, SUSPENSIONS);
+            ask(next, form, SUSPENSIONS);
             peer.close();
             go_on();
-            EXPECT_EQ(next.text, whole_[as_json]) << "the next peer's answer is whole";
+            EXPECT_EQ(next.text, whole_[form]) << "the next peer's answer is whole";
             expect_nothing_left(next, "after the next peer's answer");
         }
     }
 
     void a_busy_peer_keeps_its_walk() {
-        const bool as_json = dice_.chance(50);
+        const form_e form = dice_.one_of(EVERY_FORM);
         peer_s peer;
-        ask(peer, as_json, SUSPENSIONS);
+        ask(peer, form, SUSPENSIONS);
         if (void* walk = peer.cookie) {
             const std::string before = std::exchange(peer.text, "");
             EXPECT_EQ(drend_dump(&peer), nullptr) << "a busy peer gets no dump";
@@ -390,7 +447,7 @@ class random_test : public render_test {
             EXPECT_TRUE(peer.text.starts_with("error: ")) << "but a line: " << peer.text;
             peer.text = before;
             go_on();
-            EXPECT_EQ(peer.text, whole_[as_json]) << "the answer of a busy peer is whole";
+            EXPECT_EQ(peer.text, whole_[form]) << "the answer of a busy peer is whole";
             peer.close();
             expect_nothing_left(peer, "after the answer of a busy peer");
         }
@@ -412,7 +469,7 @@ class random_test : public render_test {
     std::unique_ptr<case_s> case_;
     dice_c dice_{0};
     unsigned subcode_ = 0;
-    std::string whole_[2]; // the answer as XML and as JSON
+    std::string whole_[FORMS]; // the answer in each form
 };
 
 uint64_t number_from(const char* variable, uint64_t otherwise) {
