@@ -93,6 +93,9 @@ def judge_leaves(rows):
         targets.append(Target(f"{case}, collected sends, against {other}", limit,
                               rows.ratio(rows.at(case, "library, collected"),
                                          rows.at(case, other))))
+    table = rows.at("routes to a table", "library, collected")
+    targets.append(Target("a table, collected sends, against XML", 1.5,
+                          rows.ratio(table, rows.at(xml, "library, collected"))))
     return targets
 
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
-// The whole table to XML and to JSON, by every contender. The library has variants: the prefix as
+// The whole table to XML and to JSON, by every contender, and to aligned columns. The library has variants: the prefix as
 // the list's key, and a daemon that formats by itself.
 
 #include <algorithm>
@@ -82,6 +82,7 @@ void add_route_scenarios(scenarios_t& scenarios) {
             add_contender(scenarios, name, *contender, as_json);
         }
     }
+    add_library(scenarios, "routes to a table", false, "as-table");
     add_contender(scenarios, "routes with key", PRINTF_CONTENDER, false);
     add_library(scenarios, "routes with key", true, nullptr);
     add_own_formatter(scenarios);

@@ -16,7 +16,7 @@ _drend_preview() {
   if [[ $before == --seed || $before == --filter ]]; then
     return
   elif [[ $before != --data && $before != --serve && $current == -* ]]; then
-    mapfile -t COMPREPLY < <(compgen -W "--data --seed --print-data --json --filter --watch --serve
+    mapfile -t COMPREPLY < <(compgen -W "--data --seed --print-data --json --table --filter --watch --serve
       --help --version" -- "$current")
   elif [[ $before == --data || $before == --serve || ${#words[@]} -eq 0 ]]; then
     compopt -o filenames # has the names quoted

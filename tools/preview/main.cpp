@@ -31,6 +31,7 @@ struct options_s {
     uint32_t seed = 1;
     bool has_data = false;
     bool is_json = false;
+    bool is_table = false;
     bool prints_data = false;
     bool is_watching = false;
     std::string filter;
@@ -52,7 +53,8 @@ void add_options(CLI::App& app, options_s& options) {
         ->excludes(data);
     app.add_flag("--print-data", options.prints_data, "Print the data that is made up")
         ->excludes(data);
-    app.add_flag("--json", options.is_json, "Show JSON");
+    auto* as_json = app.add_flag("--json", options.is_json, "Show JSON");
+    app.add_flag("--table", options.is_table, "Show a table")->excludes(as_json);
     app.add_option("--filter", options.filter, "Show what the filter EXPR fits")
         ->type_name("EXPR");
     auto* watch =
@@ -81,6 +83,7 @@ std::string argument_text(const options_s& options) {
         text += argument + " ";
     }
     text += options.is_json ? "as-json " : "";
+    text += options.is_table ? "as-table " : "";
     text += options.filter.empty() ? "" : "filter=" + quoted(options.filter);
     return text;
 }
