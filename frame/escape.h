@@ -24,8 +24,8 @@ struct dri_escaper_s {
 
 extern const dri_escaper_s dri_xml_escaper;  // XML character data
 extern const dri_escaper_s dri_json_escaper; // the inside of a JSON string
-// A part of a line on a terminal: what would end the line or steer the terminal comes out as \n, \r,
-// \t or U+FFFD, and so do characters that change the order in which others are shown.
+// A part of a line on a terminal: what would end the line or steer the terminal comes out as \n,
+// \r, \t or U+FFFD, and so do characters that change the order in which others are shown.
 extern const dri_escaper_s dri_table_escaper;
 
 // The length of the valid UTF-8 sequence at the beginning of `text`, which is not empty; 0 when

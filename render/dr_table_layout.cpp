@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
-// From a definition's tree to flat columns: the tags are gathered in the order in which a walk comes
-// by, then columns of one name are told apart, then columns are brought into their own order.
+// From a definition's tree to flat columns: the tags are gathered in the order in which a walk
+// comes by, then columns of one name are told apart, then they are brought into their own order.
 //
 // Definitions may nest as deep as their author likes: the tree is gone through with a stack.
 #include "render/dr_table_layout.h"

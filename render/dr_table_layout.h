@@ -13,9 +13,9 @@
 //           +-- in                statistics   -> 4 (presence)
 //                                 in           -> 3
 //
-//  1. Hidden and internal containers and leaf-lists are seen through: what is in them is a kid here.
-//     So are other containers of a list's row; those of a container or of a row that is a section
-//     are kids.
+//  1. Hidden and internal containers and leaf-lists are seen through: what is in them is a kid
+//     here. So are other containers of a list's row; those of a container or of a row that is a
+//     section are kids.
 //  2. A leaf that the request does not show (style, "wide") is a kid without a column. Kids of one
 //     name in one container share a column.
 //  3. Widths grow with the rows that are measured until the layout is settled, and then stay. A
@@ -68,7 +68,8 @@ class dr_table_layout_c {
     using is_shown_t =
         std::function<bool(const drend_tag_c& leaf, const drend_tag_c& named)>;
 
-    // What a layout is of: what stands below `tag`, or `tag` alone when it is the top of the answer.
+    // What a layout is of: what stands below `tag`, or `tag` alone where that is the top of the
+    // answer.
     struct scope_s {
         const drend_tag_c& tag;
         bool is_top;

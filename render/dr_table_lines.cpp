@@ -2,8 +2,8 @@
 
 // Holding lines, and formatting them.
 //
-// A row is formatted once its widths are known and never again: what is held are cells. A line is put
-// together here and added to the output as one text, for its length is known.
+// A row is formatted once its widths are known and never again: what is held are cells. A line is
+// put together here and added to the output as one text, for its length is known.
 #include "render/dr_table_lines.h"
 
 #include <algorithm>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
-// The whole table to XML and to JSON, by every contender, and to aligned columns. The library has variants: the prefix as
-// the list's key, and a daemon that formats by itself.
+// The whole table to XML and to JSON, by every contender, and to aligned columns. The library has
+// variants: the prefix as the list's key, and a daemon that formats by itself.
 
 #include <algorithm>
 #include <cstdio>
