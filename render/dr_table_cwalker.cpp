@@ -2,8 +2,8 @@
 
 // From the events of a walk to lines.
 //
-// Opening a level costs next to nothing, for nothing is shown of it yet, and perhaps never: what has
-// to stand above a line is made when the line is.
+// Opening a level costs next to nothing, for nothing is shown of it yet, and perhaps never: what
+// has to stand above a line is made when the line is.
 #include "render/dr_table_cwalker.h"
 
 #include <algorithm>

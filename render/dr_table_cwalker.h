@@ -19,8 +19,8 @@
 //     comes behind that block. What comes for a row whose line is out, or that has more than fits
 //     into memory set aside for it, stands below as a pair.
 //  3. A row's keys are read when it opens and are shown with whatever else the row shows.
-//  4. A leaf without a value is "-"; one with an empty text is two quotes, or "yes" when it is of the
-//     type "empty". Values of a leaf-list are joined by ", ".
+//  4. A leaf without a value is "-"; one with an empty text is two quotes, or "yes" when it is of
+//     the type "empty". Values of a leaf-list are joined by ", ".
 //  5. Memory: a row for each level, and what dr_table_lines_c holds.
 #pragma once
 
