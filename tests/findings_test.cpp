@@ -227,7 +227,7 @@ TEST(Places, OfEveryValue) {
     EXPECT_EQ(places.next(places.next(object)), dr_json_places_c::NONE);
     EXPECT_EQ(places.member(object, "b"), dr_json_places_c::NONE);
     EXPECT_EQ(at(dr_json_places_c::NONE), "0:0");
-    const std::string long_line = "[" + std::string(3000, ' ') + "\"\u00e9\", 1]";
+    const std::string long_line = "\n[" + std::string(3000, ' ') + "\"\u00e9\", 1]";
     const dr_json_places_c far(long_line);
     EXPECT_EQ(far.place(far.next(far.first(0))).column, 3007U);
 }

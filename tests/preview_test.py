@@ -8,6 +8,7 @@ import signal
 import subprocess
 import sys
 import tempfile
+import time
 import unittest
 
 PREVIEW, DRENDCTL = sys.argv[1:3]
@@ -139,6 +140,7 @@ class Preview(unittest.TestCase):
                 self.assertEqual(self.read_until(watching.stderr, waiting), waiting)
                 new = self.folder / "new"
                 new.write_text(json.dumps(one))
+                time.sleep(0.2)  # for an answer to what is no file of its own
                 new.rename(self.data)  # as editors do
                 self.assertIn("<name>fan</name>",
                               self.read_until(watching.stdout, "</sensors>\n"))
