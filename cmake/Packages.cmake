@@ -43,6 +43,7 @@ This package has the headers, the pkg-config and CMake files and the documents."
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME orvex-dynamic-render-tools)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION net)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS ${drend_same_runtime})
+set(CPACK_DEBIAN_TOOLS_PACKAGE_SUGGESTS openssh-server) # starts orvex-netconf
 set(CPACK_COMPONENT_TOOLS_DESCRIPTION "dynamic rendering of live data: daemon and client
 Renders the live data of a daemon as XML or JSON, as definition files say.
 

@@ -151,6 +151,8 @@ class Install(unittest.TestCase):
                     "drendctl", "drend-init", "drend-lint", "drend-preview")
                 for place, end in (("bin/", ""), ("share/man/man1/", r"\.1"),
                                    ("share/bash-completion/completions/", ""))]
+            wanted["orvex-dynamic-render-tools"] += [
+                "sbin/orvex-netconf", r"share/man/man8/orvex-netconf\.8"]
         lists = {package: run("dpkg-deb", "-c", file) for package, file in self.packages.items()}
         for package, patterns in wanted.items():
             for pattern in patterns:

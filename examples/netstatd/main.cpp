@@ -4,7 +4,7 @@
 // It serves a management socket until it is told to end, or answers the requests that it is given
 // on its command line, each through the menu that the library made for it, and ends:
 //
-//     netstatd --socket /run/netstatd/netstatd.sock
+//     netstatd --socket /run/netstatd/netstatd.sock --run-dir /run/orvex
 //     netstatd --once 'show-interfaces name=lo as-json'
 //     netstatd --once "show-routes filter='/route-information/table[name=\"ipv4-main\"]'"
 //     netstatd --once reload --once dump-schema
@@ -36,8 +36,24 @@ struct options_s {
     std::uint32_t routes = 0;
     std::string socket;
     std::string group;
+    std::string run_dir;
     mgmt_server_config_s server{};
 };
+
+// What corvane-netconf-get shows, and the features of it. A client that takes names for what they
+// are needs the modules of identities as well.
+constexpr const char* MODULES[] = {
+    "urn:ietf:params:xml:ns:yang:ietf-interfaces?module=ietf-interfaces&revision=2018-02-20"
+    "&features=if-mib",
+    "urn:ietf:params:xml:ns:yang:iana-if-type?module=iana-if-type&revision=2014-05-08",
+    "urn:ietf:params:xml:ns:yang:ietf-ip?module=ietf-ip&revision=2018-02-22",
+    "urn:ietf:params:xml:ns:yang:ietf-routing?module=ietf-routing&revision=2018-03-13"
+    "&features=multiple-ribs",
+    "urn:ietf:params:xml:ns:yang:ietf-ipv4-unicast-routing?module=ietf-ipv4-unicast-routing"
+    "&revision=2018-03-13",
+    "urn:ietf:params:xml:ns:yang:ietf-ipv6-unicast-routing?module=ietf-ipv6-unicast-routing"
+    "&revision=2018-03-13",
+    nullptr};
 
 constexpr unsigned SEND_BUFFER = 16384;        // as much as the socket writes at once
 constexpr std::uint32_t ROUTES_MAX = 16000000; // addresses in 10.0.0.0/8, nearly
@@ -96,6 +112,19 @@ int run_request(const drend_menu_entry_s* menu, const std::string& request,
     return is_whole && is_written ? 0 : 1;
 }
 
+void add_limits(CLI::App& app, mgmt_server_config_s& server) {
+    auto* limits = app.add_option_group("limits of the socket");
+    limits->add_option("--max-peers", server.max_peers, "N peers at once");
+    limits->add_option("--slice-usec", server.slice_usec,
+                       "Let other peers in after N microseconds of an answer");
+    limits->add_option("--high-water", server.high_water,
+                       "Suspend an answer while N bytes wait for its peer");
+    limits->add_option("--stall-seconds", server.stall_seconds,
+                       "Close a peer that takes nothing for N seconds");
+    limits->add_option("--spare-descriptors", server.spare_descriptors,
+                       "Leave N descriptors to the daemon");
+}
+
 void add_options(CLI::App& app, options_s& options) {
     auto* once =
         app.add_option("--once", options.requests,
@@ -109,6 +138,10 @@ void add_options(CLI::App& app, options_s& options) {
     app.add_option("--group", options.group, "Let members of the group NAME connect")
         ->type_name("NAME")
         ->needs(socket);
+    app.add_option("--run-dir", options.run_dir,
+                   "Register the socket in DIR, where orvex-netconf finds it")
+        ->type_name("DIR")
+        ->needs(socket);
     app.add_option("--prefix", options.prefix,
                    "Take definitions from DIR/usr/lib/render and the like")
         ->type_name("DIR")
@@ -120,16 +153,7 @@ void add_options(CLI::App& app, options_s& options) {
                    "Suspend and continue the answer after each N rows")
         ->type_name("N")
         ->needs(once);
-    auto* limits = app.add_option_group("limits of the socket");
-    limits->add_option("--max-peers", options.server.max_peers, "N peers at once");
-    limits->add_option("--slice-usec", options.server.slice_usec,
-                       "Let other peers in after N microseconds of an answer");
-    limits->add_option("--high-water", options.server.high_water,
-                       "Suspend an answer while N bytes wait for its peer");
-    limits->add_option("--stall-seconds", options.server.stall_seconds,
-                       "Close a peer that takes nothing for N seconds");
-    limits->add_option("--spare-descriptors", options.server.spare_descriptors,
-                       "Leave N descriptors to the daemon");
+    add_limits(app, options.server);
     app.callback([once, socket] {
         if (once->empty() && socket->empty()) {
             throw CLI::RequiredError("--once or --socket");
@@ -141,6 +165,9 @@ int serve_socket(evContext loop, options_s& options, const drend_menu_entry_s* m
     options.server.path = options.socket.c_str();
     options.server.group = options.group.empty() ? nullptr : options.group.c_str();
     options.server.menu = menu;
+    options.server.run_dir = options.run_dir.empty() ? nullptr : options.run_dir.c_str();
+    options.server.name = "netstatd";
+    options.server.modules = MODULES;
     drend_set_send_buffer(SEND_BUFFER);
     return serve(loop, options.server);
 }

@@ -157,6 +157,7 @@ static void free_server(struct mgmt_server_s* server) {
     turns_close(server);
     free_event(server->acceptable);
     free_event(server->accept_again);
+    registry_file_close(&server->entry);
     socket_file_close(&server->file);
     framed_output_trim();
     free(server);
@@ -175,7 +176,8 @@ mgmt_server_s* mgmt_server_open(evContext loop, const mgmt_server_config_s* conf
     server->file = SOCKET_FILE_NONE;
     TAILQ_INIT(&server->connections);
     if (find_group(server, failure) != 0 ||
-        socket_file_open(&server->file, config->path, server->group, failure) != 0) {
+        socket_file_open(&server->file, config->path, server->group, failure) != 0 ||
+        registry_file_open(&server->entry, config, failure) != 0) {
         free_server(server);
         return NULL;
     }

@@ -4,6 +4,7 @@
  *
  *     server.c         who may connect
  *     socket_file.c    the socket's place in the file system
+ *     registry_file.c  its entry in the run directory
  *     turns.c          whose turn it is
  *     connection.c     one peer: requests in, answers out
  *     request_input.c  what it has sent
@@ -33,6 +34,7 @@
 #include "framed_output.h"
 #include "orvex_platform/mgmt_server.h"
 #include "peer.h"
+#include "registry_file.h"
 #include "request_input.h"
 #include "socket_file.h"
 
@@ -93,6 +95,7 @@ struct mgmt_server_s {
     struct event_base* base;
     gid_t group;
     struct socket_file_s file;
+    struct registry_file_s entry;
     struct event* acceptable;
     struct event* accept_again; /* after descriptors had run out */
     struct connection_list_s connections;

@@ -49,6 +49,17 @@ typedef struct mgmt_server_config_s {
     unsigned stall_seconds; /* a peer that takes nothing for so long is closed: 60 */
     /* Descriptors that peers leave to the daemon: a sixteenth of those it may have. */
     unsigned spare_descriptors;
+    /*
+     * The directory in which programs that ask every daemon of the machine look for this one; NULL:
+     * they do not find it. While the socket is served there is a file "NAME.daemon" in it, with the
+     * socket's absolute path and the members below, one to a line, readable by everybody.
+     */
+    const char* run_dir;
+    const char* name;        /* of the daemon among those in run_dir, which needs it */
+    const char* application; /* whose commands it has, "dc_app_name"; NULL: as its name */
+    /* The YANG modules of its "corvane-netconf-get" as NETCONF announces them,
+       "urn:example:sensors?module=sensors&revision=2026-01-01", and a NULL; NULL: not told. */
+    const char* const* modules;
 } mgmt_server_config_s;
 
 typedef struct mgmt_server_s mgmt_server_s;
@@ -65,17 +76,18 @@ typedef struct mgmt_server_stats_s {
 /*
  * Opens the socket, with mode 0660, and serves `config->menu` on it from the loop of `loop` on. A
  * socket file that nobody serves any more is replaced; a file beside it, its name with ".lock"
- * appended, keeps other servers away. Installs the send method, walk handlers and reschedule
- * handler of the render library, and has searches suspend on hidden rows. NULL with one line,
- * without its end, in `error` of `size` bytes when it cannot. There is one server at a time.
+ * appended, keeps other servers away. Registers it in the run directory. Installs the send method,
+ * walk handlers and reschedule handler of the render library, and has searches suspend on hidden
+ * rows. NULL with one line, without its end, in `error` of `size` bytes when it cannot. There is
+ * one server at a time.
  */
 mgmt_server_s* mgmt_server_open(evContext loop, const mgmt_server_config_s* config,
                                 char* error, size_t size);
 
 /*
- * Closes every peer, ending its walk, removes the socket and takes all of that back; suspended
- * walks of nobody's peer go on when the loop is idle. What was waiting for the peers goes out as
- * far as they take it at once. Nothing for NULL. Not from within a request.
+ * Closes every peer, ending its walk, removes the socket and its registration and takes all of that
+ * back; suspended walks of nobody's peer go on when the loop is idle. What was waiting for the
+ * peers goes out as far as they take it at once. Nothing for NULL. Not from within a request.
  */
 void mgmt_server_close(mgmt_server_s* server);
 

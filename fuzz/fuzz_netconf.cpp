@@ -1,0 +1,83 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
+// What a NETCONF client sends, of any bytes: unframed, and each message read.
+//
+// Asserted: whatever the bytes are cut into, the same messages come out, in both framings; what of
+// a message goes on to a daemon, or back to the client, is printable ASCII, and nothing in it ends
+// the argument of a request.
+#include <algorithm>
+#include <cstdint>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "tools/netconf/frame_decoder.h"
+#include "tools/netconf/rpc_reader.h"
+
+namespace {
+
+constexpr size_t INPUT_MAX = 16384;
+
+void require(bool holds) {
+    if (!holds) {
+        abort();
+    }
+}
+
+// The messages, what came of the last one, and why no more came.
+std::vector<std::string> messages_of(std::string_view bytes, size_t size, bool is_chunked) {
+    frame_decoder_c decoder;
+    if (is_chunked) {
+        decoder.use_chunks();
+    }
+    std::vector<std::string> messages(1);
+    for (; !bytes.empty(); bytes.remove_prefix(std::min(size, bytes.size()))) {
+        std::string_view piece = bytes.substr(0, size);
+        frame_event_e event{};
+        for (std::string_view text;
+             (event = decoder.next(piece, text)) != frame_event_e::need_more;) {
+            if (event == frame_event_e::malformed) {
+                messages.push_back(decoder.error());
+                return messages;
+            }
+            if (event == frame_event_e::message_ends) {
+                messages.emplace_back();
+            } else {
+                messages.back() += text;
+            }
+        }
+        require(piece.empty());
+    }
+    return messages;
+}
+
+void require_safe(const std::string& text, char end) {
+    require(std::all_of(text.begin(), text.end(),
+                        [end](char c) { return c >= ' ' && c < 0x7f && c != end; }));
+}
+
+void read_one(const std::string& text) {
+    const client_message_s message = read_message(text);
+    require(message.root.has_value() || message.fault.has_value());
+    require_safe(message.attributes, '\0');
+    if (message.filter.has_value()) {
+        require_safe(message.filter->text, '\'');
+        require(message.filter->text.empty() == message.filter->namespaces.empty());
+    }
+    if (message.fault.has_value()) {
+        require_safe(to_xml(*message.fault), '\0');
+    }
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    const std::string bytes(reinterpret_cast<const char*>(data), std::min(size, INPUT_MAX));
+    for (const bool is_chunked : {false, true}) {
+        const std::vector<std::string> whole = messages_of(bytes, bytes.size(), is_chunked);
+        require(whole == messages_of(bytes, 1, is_chunked));
+        require(whole == messages_of(bytes, 5, is_chunked));
+        std::for_each(whole.begin(), whole.end(), read_one);
+    }
+    return 0;
+}

@@ -1,0 +1,125 @@
+#!/usr/bin/env python3
+# SPDX-License-Identifier: BSD-2-Clause
+"""NETCONF as clients have it, through OpenSSH: netconf_ssh_test.py ORVEX_NETCONF NETSTATD
+
+OpenSSH's server runs on a port of 127.0.0.1 with keys made on the spot; the client is ncclient, of
+Debian's Python. Exits with 77 where one of them is missing.
+"""
+
+import getpass
+import os
+import pathlib
+import shutil
+import socket
+import subprocess
+import sys
+import tempfile
+import unittest
+import xml.etree.ElementTree as ET
+
+from netstatd_yang import errors_of_data
+
+try:
+    from ncclient import manager
+    from ncclient.operations.rpc import RPCError
+except ImportError:
+    sys.exit(77)
+
+ORVEX_NETCONF, NETSTATD = sys.argv[1:3]
+SSHD = shutil.which("sshd", path="/usr/sbin:/usr/bin")
+SKIPPED = 77
+PATIENCE = 120  # seconds; only a fault lasts so long
+BASE = "urn:ietf:params:xml:ns:netconf:base:1.0"
+INTERFACES = "urn:ietf:params:xml:ns:yang:ietf-interfaces"
+CONFIGURATION = """
+ListenAddress 127.0.0.1:{port}
+HostKey {folder}/host
+AuthorizedKeysFile {folder}/user.pub
+PidFile none
+StrictModes no
+UsePAM no
+PasswordAuthentication no
+KbdInteractiveAuthentication no
+PermitRootLogin prohibit-password
+Subsystem netconf {program} --run-dir {folder}
+"""
+
+
+def free_port():
+    with socket.socket() as probe:
+        probe.bind(("127.0.0.1", 0))
+        return probe.getsockname()[1]
+
+
+class ThroughSsh(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        folder = tempfile.TemporaryDirectory()
+        cls.addClassCleanup(folder.cleanup)
+        cls.folder = pathlib.Path(folder.name)
+        for name in "host", "user":
+            subprocess.run(["ssh-keygen", "-q", "-t", "ed25519", "-N", "", "-f", cls.folder / name],
+                           check=True)
+        cls.start(NETSTATD, "--socket", cls.folder / "s", "--run-dir", cls.folder,
+                  ready="netstatd: serving")
+        cls.port = free_port()
+        configuration = cls.folder / "sshd_config"
+        configuration.write_text(CONFIGURATION.format(
+            port=cls.port, folder=cls.folder, program=os.path.abspath(ORVEX_NETCONF)))
+        if os.geteuid() == 0:
+            os.makedirs("/run/sshd", mode=0o755, exist_ok=True)  # where root's sshd shuts itself in
+        cls.start(SSHD, "-D", "-e", "-f", configuration, ready="Server listening")
+
+    @classmethod
+    def start(cls, *command, ready):
+        # pylint: disable-next=consider-using-with
+        process = subprocess.Popen(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
+
+        def end():
+            process.terminate()
+            process.communicate(timeout=PATIENCE)
+        cls.addClassCleanup(end)
+        line = process.stdout.readline()
+        assert line.startswith(ready), line + process.stdout.read()
+
+    def connect(self):
+        client = manager.connect(
+            host="127.0.0.1", port=self.port, username=getpass.getuser(), timeout=PATIENCE,
+            key_filename=str(self.folder / "user"), hostkey_verify=False, allow_agent=False,
+            look_for_keys=False)
+        self.addCleanup(lambda: client.connected and client.close_session())
+        client.timeout = PATIENCE
+        return client
+
+    def test_get(self):
+        client = self.connect()
+        for capability in ":base:1.1", INTERFACES + "?module=ietf-interfaces&revision=2018-02-20" \
+                "&features=if-mib":
+            self.assertIn(capability, client.server_capabilities)
+        reply = client.get().xml
+        content = reply.partition("<data>")[2].rpartition("</data>")[0]
+        self.assertEqual(errors_of_data(content), "", reply)
+        names = ET.fromstring(reply).iter(f"{{{INTERFACES}}}name")
+        self.assertIn("lo", [e.text for e in names])
+        for xmlns in f" xmlns='{INTERFACES}'", "":
+            content = f"<interfaces{xmlns}><interface><name>lo</name><enabled/></interface></interfaces>"
+            shown = ET.fromstring(client.get(("subtree", content)).data_xml)
+            self.assertEqual([e.tag.partition("}")[2] for e in shown.iter()],
+                             ["data", "interfaces", "interface", "name", "enabled"])
+        client.close_session()
+        self.assertFalse(client.connected)
+
+    def test_what_is_not_there_is_refused(self):
+        client = self.connect()
+        for refused in (lambda: client.lock("running"), lambda: client.get_config("running")):
+            with self.assertRaises(RPCError) as caught:
+                refused()
+            self.assertEqual((caught.exception.type, caught.exception.tag),
+                             ("protocol", "operation-not-supported"))
+        self.assertIsNotNone(client.get().data_xml)
+
+
+if __name__ == "__main__":
+    if SSHD is None:
+        sys.exit(SKIPPED)
+    unittest.main(argv=sys.argv[:1])

@@ -1,0 +1,469 @@
+#!/usr/bin/env python3
+# SPDX-License-Identifier: BSD-2-Clause
+"""A NETCONF session on pipes: netconf_test.py ORVEX_NETCONF NETSTATD MEASURES_MEMORY
+
+The example daemon and daemons that the test plays answer; the framing here is the test's own.
+"""
+
+import contextlib
+import os
+import pathlib
+import select
+import socket
+import subprocess
+import sys
+import tempfile
+import threading
+import unittest
+import xml.etree.ElementTree as ET
+
+from netstatd_yang import errors_of_data
+
+ORVEX_NETCONF, NETSTATD, MEASURES_MEMORY = sys.argv[1], sys.argv[2], sys.argv[3] == "1"
+PATIENCE = 120  # seconds; only a fault lasts so long
+BASE = "urn:ietf:params:xml:ns:netconf:base:1.0"
+CAPABILITY = "urn:ietf:params:netconf:base:1."
+END = b"]]>]]>"
+CHUNK_MAX = 16384
+MESSAGE_MAX = 65536
+A = f"{{{BASE}}}a"  # what daemons show here declares no namespace
+INTERFACES = "urn:ietf:params:xml:ns:yang:ietf-interfaces"
+
+
+def hello(versions="01", more="", capability=CAPABILITY):
+    listed = "".join(f"<capability>{capability}{v}</capability>" for v in versions)
+    return f"<hello xmlns='{BASE}'><capabilities>{listed}</capabilities>{more}</hello>".encode() + END
+
+
+def rpc(content, message_id="1", more=""):
+    return f"<rpc xmlns='{BASE}' message-id='{message_id}'{more}>{content}</rpc>"
+
+
+def get(content=""):
+    return rpc(f"<get>{content}</get>")
+
+
+class Session:
+    """A client of one orvex-netconf."""
+
+    def __init__(self, run_dir, versions="01", *options):
+        # pylint: disable-next=consider-using-with
+        self.process = subprocess.Popen(
+            [ORVEX_NETCONF, "--run-dir", run_dir, *options], stdin=subprocess.PIPE,
+            stdout=subprocess.PIPE, stderr=subprocess.PIPE, bufsize=0)
+        self.is_chunked = "1" in versions
+        self.bytes = b""
+        self.chunks = []  # their lengths
+        if versions:
+            self.write(hello(versions))
+            self.hello = ET.fromstring(self.until(END))
+
+    def write(self, data):
+        self.process.stdin.write(data)
+
+    def more(self):
+        ready = select.select([self.process.stdout], [], [], PATIENCE)[0]
+        data = os.read(self.process.stdout.fileno(), 65536) if ready else b""
+        if not data:
+            raise EOFError(self.bytes)
+        self.bytes += data
+
+    def until(self, mark):
+        while mark not in self.bytes:
+            self.more()
+        text, _, self.bytes = self.bytes.partition(mark)
+        return text
+
+    def take(self, size):
+        while len(self.bytes) < size:
+            self.more()
+        data, self.bytes = self.bytes[:size], self.bytes[size:]
+        return data
+
+    def message(self):
+        if not self.is_chunked:
+            return self.until(END)
+        text = []
+        while True:
+            assert self.take(2) == b"\n#", text
+            length = self.until(b"\n")
+            if length == b"#":
+                return b"".join(text)
+            self.chunks.append(int(length))
+            text.append(self.take(int(length)))
+
+    def send(self, text):
+        data = text.encode()
+        self.write(b"\n#%d\n%s\n##\n" % (len(data), data) if self.is_chunked else data + END)
+
+    def ask(self, text):
+        """The reply as it came: always in ASCII."""
+        self.send(text)
+        return self.message().decode("ascii")
+
+    def fault(self, text):
+        """Type and tag of the reply's only error, its info, and the reply's attributes."""
+        reply = ET.fromstring(self.ask(text))
+        error, = reply
+        found = {e.tag.partition("}")[2]: e.text for e in error.iter()}
+        assert found["error-severity"] == "error" and found["error-message"]
+        info = {name: text for name, text in found.items() if name.startswith("bad-")}
+        return found["error-type"], found["error-tag"], info, reply.attrib
+
+    def finish(self):
+        """The exit code and standard error of a session that ends by itself."""
+        out, error = self.process.communicate(timeout=PATIENCE)
+        return self.process.returncode, error.decode(), self.bytes + out
+
+    def close(self):
+        with contextlib.suppress(BrokenPipeError):
+            self.process.stdin.close()
+        self.process.kill()
+        self.process.wait()
+        self.process.stdout.close()
+        self.process.stderr.close()
+
+
+def framed(*chunks):
+    return b"".join(b"\n#%d\n%s" % (len(c), c) for c in chunks) + b"\n##\n"
+
+
+class FakeDaemon:
+    """Serves SCRIPT's answers: for each connection, for each request, SCRIPT(send, request) is called; it
+    returns whether the connection stays."""
+
+    def __init__(self, run_dir, name, script, modules=()):
+        self.requests = []
+        self.script = script
+        path = pathlib.Path(run_dir, name + ".socket")
+        self.listener = socket.socket(socket.AF_UNIX)
+        self.listener.bind(str(path))
+        self.listener.listen()
+        pathlib.Path(run_dir, name + ".daemon").write_text(
+            f"name {name}\nsocket {path}\napplication {name}\nsomething later\n"
+            + "".join(f"module {module}\n" for module in modules), encoding="utf-8")
+        threading.Thread(target=self.serve, daemon=True).start()
+
+    def serve(self):
+        with contextlib.suppress(OSError):
+            while True:
+                connection = self.listener.accept()[0]
+                threading.Thread(target=self.answer, args=(connection,), daemon=True).start()
+
+    def answer(self, connection):
+        with connection, contextlib.suppress(OSError):
+            for line in connection.makefile("rb"):
+                self.requests.append(line.decode())
+                if not self.script(connection.sendall, line):
+                    return
+
+
+def says(*chunks):
+    def script(send, _):
+        send(framed(*chunks))
+        return True
+    return script
+
+
+class Sessions(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.run_dir = folder.name
+
+    def session(self, *arguments):
+        session = Session(self.run_dir, *arguments)
+        self.addCleanup(session.close)
+        return session
+
+    def daemon(self, name, script, modules=()):
+        daemon = FakeDaemon(self.run_dir, name, script, modules)
+        self.addCleanup(daemon.listener.close)
+        return daemon
+
+    def netstatd(self):
+        path = pathlib.Path(self.run_dir, "netstatd.socket")
+        daemon = subprocess.Popen([NETSTATD, "--socket", path, "--run-dir", self.run_dir],
+                                  stdout=subprocess.PIPE, text=True)
+
+        def end():
+            daemon.terminate()
+            daemon.communicate(timeout=PATIENCE)
+        self.addCleanup(end)
+        self.assertEqual(daemon.stdout.readline(), f"netstatd: serving {path}\n")
+        return daemon
+
+    def data(self, session, content=""):
+        """What is within "data"."""
+        reply = session.ask(get(content))
+        opening = f'<rpc-reply xmlns="{BASE}" message-id="1"><data>\n'
+        self.assertEqual((reply[:len(opening)], reply[-len("</data></rpc-reply>"):]),
+                         (opening, "</data></rpc-reply>"))
+        return reply[len(opening):-len("</data></rpc-reply>")]
+
+    # --- the example daemon ---
+
+    def test_get_of_the_example_daemon(self):
+        daemon = self.netstatd()
+        entry = pathlib.Path(self.run_dir, "netstatd.daemon")
+        self.assertTrue(entry.exists())
+        for versions in "0", "1", "01":
+            session = self.session(versions)
+            announced = [e.text for e in session.hello.iter(f"{{{BASE}}}capability")]
+            self.assertEqual(announced[:2], [CAPABILITY + "0", CAPABILITY + "1"])
+            self.assertIn(
+                INTERFACES + "?module=ietf-interfaces&revision=2018-02-20&features=if-mib", announced)
+            self.assertEqual(int(session.hello.findtext(f"{{{BASE}}}session-id")), session.process.pid)
+            whole = self.data(session)
+            self.assertEqual(errors_of_data(whole), "", whole)
+            one = self.data(session, f"""<filter type='subtree'>
+                <interfaces xmlns='{INTERFACES}'><interface><name> lo </name><enabled/></interface>
+                </interfaces></filter>""")
+            names = [e.tag.partition("}")[2] for e in ET.fromstring(one).iter()]
+            self.assertEqual(names, ["interfaces", "interface", "name", "enabled"])
+            self.assertEqual(session.ask(rpc("<close-session/>", "7")),
+                             f'<rpc-reply xmlns="{BASE}" message-id="7"><ok/></rpc-reply>')
+            self.assertEqual(session.finish(), (0, "", b""))
+        daemon.terminate()
+        daemon.wait(PATIENCE)
+        self.assertFalse(entry.exists())
+
+    def test_a_daemon_that_cannot_register_does_not_serve(self):
+        path = pathlib.Path(self.run_dir, "s")
+        entry = pathlib.Path(self.run_dir, "none/netstatd.daemon")
+        ended = subprocess.run([NETSTATD, "--socket", path, "--run-dir", entry.parent],
+                               capture_output=True, text=True, timeout=PATIENCE, check=False)
+        self.assertEqual((ended.returncode, ended.stdout, ended.stderr),
+                         (1, "", f"netstatd: cannot write {entry}: No such file or directory\n"))
+        self.assertFalse(path.exists())
+
+    # --- requests ---
+
+    def test_faults(self):
+        session = self.session()
+        one = {"message-id": "1"}
+        self.assertEqual(session.fault(f"<rpc xmlns='{BASE}'><get/></rpc>"),
+                         ("rpc", "missing-attribute",
+                          {"bad-attribute": "message-id", "bad-element": "rpc"}, {}))
+        unknown = {"bad-element": "b", "bad-namespace": "urn:b"}
+        for text, expected in (
+                (rpc(""), ("rpc", "missing-element", {"bad-element": "operation"})),
+                (rpc("<get/><b/>"), ("rpc", "unknown-element", {"bad-element": "b"})),
+                (rpc("<lock/>"), ("protocol", "operation-not-supported", {})),
+                (rpc("<b xmlns='urn:b'/>"), ("protocol", "unknown-namespace", unknown)),
+                (get("<b/>"), ("protocol", "unknown-element", {"bad-element": "b"})),
+                (get("<b xmlns='urn:b'/>"), ("protocol", "unknown-namespace", unknown)),
+                (get("<filter/><filter/>"), ("protocol", "bad-element", {"bad-element": "filter"})),
+                (get("<filter type='xpath' select='/'/>"),
+                 ("protocol", "bad-attribute",
+                  {"bad-attribute": "type", "bad-element": "filter"})),
+                (rpc("<get>"), ("rpc", "malformed-message", {})),
+                (rpc("<get/>") + "<b/>", ("rpc", "malformed-message", {})),
+                (rpc("<p:get/>"), ("rpc", "malformed-message", {})),
+                (rpc("<get>&b;</get>"), ("rpc", "malformed-message", {})),
+                (get("<filter>" + "<b>" * 300 + "</b>" * 300 + "</filter>"),
+                 ("rpc", "malformed-message", {})),
+                (get(f"<filter><b>{'b' * MESSAGE_MAX}</b></filter>"), ("rpc", "too-big", {})),
+                # Short enough to be read, and longer than a request once it is escaped
+                (get(f"<filter><b>{'é' * 20000}</b></filter>"), ("application", "too-big", {}))):
+            self.assertEqual(session.fault(text), (*expected, one), text[:200])
+        for text in " ", "<!DOCTYPE rpc [<!ENTITY b 'b'>]>" + get("&b;"), "<get", "\1":
+            self.assertEqual(session.fault(text), ("rpc", "malformed-message", {}, {}), text)
+        self.assertEqual(session.fault("<b/>")[:3],
+                         ("rpc", "unknown-namespace", {"bad-element": "b", "bad-namespace": None}))
+        self.assertEqual(session.fault(f"<b xmlns='{BASE}'/>")[:3],
+                         ("rpc", "unknown-element", {"bad-element": "b"}))
+        # None of them has done harm; base:1.0 does not know the tag.
+        self.assertEqual(self.data(session), "")
+        self.assertEqual(self.session("0").fault("")[1], "operation-failed")
+
+    def test_attributes_come_back(self):
+        reply = ET.fromstring(self.session().ask(rpc(
+            "<get/>", "&lt;é&quot;&#10;", " a='&amp;' xmlns:e='urn:e' e:user='fred' xml:lang='de'")))
+        self.assertEqual(reply.attrib, {
+            "message-id": '<é"\n', "a": "&", "{urn:e}user": "fred",
+            "{http://www.w3.org/XML/1998/namespace}lang": "de"})
+
+    def test_requests_are_answered_in_their_order(self):
+        self.daemon("a", says(b"<data>\n" + b"<a/>" * 20000 + b"</data>\n"))
+        session = self.session()
+        for number in range(20):
+            session.send(rpc("<get/>" if number % 2 else "<lock/>", number))
+        for number in range(20):
+            reply = ET.fromstring(session.message())
+            self.assertEqual(reply.get("message-id"), str(number))
+            self.assertEqual(len(list(reply.iter(A))), number % 2 * 20000)
+        # What was asked before the client's end is answered, too.
+        session.send(get())
+        session.process.stdin.close()
+        self.assertEqual(session.message().count(b"<a/>"), 20000)
+        self.assertEqual(session.process.wait(PATIENCE), 0)
+
+    def test_what_ends_a_session(self):
+        for first, expected in (
+                (hello("7", capability="urn:b:"), "the client has neither base:1.0 nor base:1.1"),
+                (hello("0", "<session-id>1</session-id>"), "the client's hello has a session-id"),
+                (hello("0") + hello("0"), "the client says hello again"),
+                (get().encode() + END, "the client's first message is no hello"),
+                (END, "the client's first message is no hello"),
+                (hello("1") + get().encode() + END, "the client's framing is wrong: ")):
+            session = self.session("")
+            session.write(first)
+            code, error, _ = session.finish()
+            self.assertEqual(code, 1)
+            self.assertIn("orvex-netconf: " + expected, error)
+        session = self.session("", "--patience", "1")
+        session.process.wait(PATIENCE)
+        self.assertEqual(session.finish()[:2], (1, "orvex-netconf: no hello came in time\n"))
+        session = self.session()
+        session.process.stdin.close()
+        self.assertEqual(session.process.wait(PATIENCE), 0)
+
+    # --- many daemons ---
+
+    def test_daemons_are_asked_one_after_the_other(self):
+        a = self.daemon("a", says(b"<data>\n<a/>", b"\n</dat", b"a>\n"), ["urn:a?module=a"])
+        b = self.daemon("b", says(b"210\n"), ["urn:b?module=b", "urn:bb"])
+        c = self.daemon("c", says(b"<data>\n<c/>\n</data>\n"))
+        session = self.session()
+        self.assertEqual(self.data(session), "<a/>\n<c/>\n")
+        for content, asked in (("<x/>", "abc"), ("<x xmlns='urn:b'/>", "bc"),
+                               ("<x xmlns='urn:bb'/><y xmlns='urn:a'/>", "abc"),
+                               ("<x xmlns='urn:z'/>", "c"), ("", "")):
+            for daemon in a, b, c:
+                daemon.requests.clear()
+            self.data(session, f"<filter>{content}</filter>")
+            self.assertEqual([len(d.requests) for d in (a, b, c)],
+                             [name in asked for name in "abc"], content)
+        self.data(session, "<filter xmlns:p='urn:p'>\n<p:x k='1'> it's \\ <![CDATA[<b>]]>\n"
+                           "</p:x><!-- --><p:y><p:z/><q xmlns=''/></p:y></filter>")
+        self.assertEqual(c.requests[-1], "corvane-netconf-get filter='"
+                         '<x xmlns="urn:p" attribute="">it&#x27;s &#x5C; &#x3C;b&#x3E;</x>'
+                         '<y xmlns="urn:p"><z/><q xmlns=""/></y>\'\n')
+
+    def test_characters_beyond_ascii_are_references(self):
+        text = "é€😀" * 2000
+        raw = f"<data>\n<a>{text}</a>".encode()
+        for size in 1, 1000, 65536:
+            self.daemon(f"d{size}", says(*(raw[i:i + size] for i in range(0, len(raw), size)),
+                                         b"\xff\xc3</data>\n"))
+        session = self.session()
+        reply = ET.fromstring(session.ask(get()))
+        shown = list(reply.iter(A))
+        self.assertTrue([a.text for a in shown] == [text] * 3)
+        self.assertEqual([a.tail for a in shown], ["\ufffd\ufffd"] * 3)
+        self.assertLessEqual(max(session.chunks), CHUNK_MAX)
+
+    def test_a_failure_before_the_reply_is_an_error(self):
+        error = ("application", "operation-failed", {}, {"message-id": "1"})
+        self.daemon("b", says(b"<data>\n<b/></data>\n"))
+        for script, reason in (
+                (says(b"error: not today\n"), "a: not today"),
+                (says(b"<b/>"), 'a: answers something else than "data"'),
+                (lambda send, _: send(b"\n#8\n<data>\n"), "a: closed the connection"),
+                (lambda send, _: send(b"hello"), "a: malformed answer: byte 0 is not a line feed")):
+            daemon = self.daemon("a", script)
+            session = self.session()
+            text = session.ask(get())
+            self.assertIn(reason, ET.fromstring(text)[0].findtext(f"{{{BASE}}}error-message"))
+            self.assertEqual(session.fault(get()), error)
+            # It goes on, also with a daemon that is not there at all.
+            daemon.listener.close()
+            self.assertEqual(session.fault(get()), error)
+            pathlib.Path(self.run_dir, "a.socket").unlink()
+            self.assertEqual(session.fault(get()), error)
+            pathlib.Path(self.run_dir, "a.daemon").unlink()
+            self.assertEqual(self.data(session), "<b/>")
+
+    def test_a_failure_within_the_reply_ends_the_session(self):
+        held = threading.Event()
+        self.addCleanup(held.set)
+        begun = b"<data>\n<a>1234567890</a>"
+
+        def hangs(send, _):
+            send(b"\n#%d\n%s" % (len(begun), begun))
+            held.wait(PATIENCE)
+
+        for script, reason, options in (
+                (says(begun, b"\nerror: lost it\n"), "a: lost it", ()),
+                (says(begun), 'a: answers something else than "data"', ()),
+                (lambda send, _: send(framed(begun)[:-4]), "a: closed the connection", ()),
+                (hangs, "a: says nothing", ("--patience", "1"))):
+            for versions in "0", "1":
+                with contextlib.suppress(FileNotFoundError):
+                    pathlib.Path(self.run_dir, "a.socket").unlink()
+                self.daemon("a", script)
+                session = self.session(versions, *options)
+                session.send(get())
+                code, error, out = session.finish()
+                self.assertEqual((code, error), (1, f"orvex-netconf: {reason}\n"))
+                self.assertIn(b"<a>123", out)
+                for mark in END, b"\n##\n", b"</rpc-reply>", b"rpc-error":
+                    self.assertNotIn(mark, out)
+
+    def test_a_daemon_that_says_nothing_is_an_error(self):
+        held = threading.Event()
+        self.addCleanup(held.set)
+        self.daemon("a", lambda *_: held.wait(PATIENCE))
+        session = self.session("1", "--patience", "1")
+        self.assertIn("a: says nothing", session.ask(get()))
+
+    # --- long replies ---
+
+    def flood(self, sent, until=lambda: False):
+        """A daemon's endless answer; `sent` counts its bytes."""
+        rows = b"<a>1234567890</a>\n" * 800
+
+        def script(send, _):
+            send(framed(b"<data>\n")[:-4])
+            while not until():
+                send(framed(rows)[:-4])
+                sent.append(len(rows))
+            send(framed(b"</data>\n"))
+            return True
+        return script
+
+    def peak(self, session):
+        status = pathlib.Path(f"/proc/{session.process.pid}/status").read_text(encoding="utf-8")
+        return int(status.partition("VmHWM:")[2].split()[0])  # KiB
+
+    def test_a_long_reply_takes_no_memory(self):
+        sent = []
+        self.daemon("a", self.flood(sent, lambda: len(sent) >= 450))  # 360,000 rows
+        session = self.session()
+        session.send(get())
+        rows = 0
+        while True:
+            self.assertEqual(session.take(2), b"\n#")
+            length = session.until(b"\n")
+            if length == b"#":
+                break
+            self.assertLessEqual(int(length), CHUNK_MAX)
+            rows += session.take(int(length)).count(b"</a>")
+        # One of them stands in two chunks now and then.
+        self.assertGreater(rows, 355000)
+        if MEASURES_MEMORY:
+            self.assertLess(self.peak(session), 16 * 1024)
+
+    def test_a_slow_client_holds_the_daemon_back(self):
+        sent = []
+        self.daemon("a", self.flood(sent))
+        session = self.session()
+        session.send(get())
+        session.take(100)
+        # The daemon stops: what is under way between it and the client is what sockets hold.
+        while True:
+            before = len(sent)
+            threading.Event().wait(1)
+            if len(sent) == before:
+                break
+        self.assertLess(sum(sent), 2 * 1024 * 1024)
+        while len(sent) == before:
+            session.take(CHUNK_MAX)
+        # A client that goes takes the session with it, and that the daemon's answer.
+        session.process.stdout.close()
+        self.assertEqual(session.process.wait(PATIENCE), 0)
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1])

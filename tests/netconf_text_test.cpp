@@ -1,0 +1,125 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
+// What orvex-netconf makes of texts that arrive in pieces: frames, the element "data", ASCII.
+#include <gmock/gmock.h>
+
+#include "tools/netconf/ascii_text.h"
+#include "tools/netconf/data_stripper.h"
+#include "tools/netconf/frame_decoder.h"
+
+namespace {
+
+// The messages of `bytes` fed in pieces of `size`, each with "|" at its end, and "!" at an error.
+std::string unframed(std::string_view bytes, size_t size, bool is_chunked) {
+    frame_decoder_c decoder;
+    if (is_chunked) {
+        decoder.use_chunks();
+    }
+    std::string messages;
+    for (; !bytes.empty(); bytes.remove_prefix(std::min(size, bytes.size()))) {
+        std::string_view piece = bytes.substr(0, size);
+        frame_event_e event{};
+        for (std::string_view text;
+             (event = decoder.next(piece, text)) != frame_event_e::need_more;) {
+            if (event == frame_event_e::malformed) {
+                return messages + "!";
+            }
+            messages += event == frame_event_e::text ? text : "|";
+        }
+    }
+    return messages;
+}
+
+std::string stripped(std::string_view answer, size_t size) {
+    data_stripper_c stripper;
+    std::string content;
+    for (; !answer.empty(); answer.remove_prefix(std::min(size, answer.size()))) {
+        if (!stripper.add(answer.substr(0, size), content)) {
+            return "none";
+        }
+    }
+    return stripper.is_whole() ? content : "cut off";
+}
+
+std::string encoded(std::string_view text, size_t size) {
+    ascii_encoder_c encoder;
+    std::string ascii;
+    for (; !text.empty(); text.remove_prefix(std::min(size, text.size()))) {
+        encoder.add(text.substr(0, size), ascii);
+    }
+    encoder.finish(ascii);
+    return ascii;
+}
+
+struct case_s {
+    std::string in;
+    const char* out;
+};
+
+template <typename make_t>
+void expect_in_all_cuts(const case_s& one, const make_t& make) {
+    for (const size_t size : {1U, 2U, 3U, 5U, 7U, 8U, 9U, 1000U}) {
+        EXPECT_EQ(make(one.in, size), one.out) << one.in << " in pieces of " << size;
+    }
+}
+
+TEST(netconf_text, end_of_message_framing) {
+    for (const case_s& one : {case_s{"a]]>]]>bc]]>]]>", "a|bc|"},
+                              {"]]>]]>]]>]]>", "||"},
+                              {"]]]>]]>", "]|"},
+                              {"]]>]]]>]]>", "]]>]|"},
+                              {"]]>]]a]]>]>]]>]]>", "]]>]]a]]>]>|"},
+                              {"]]>>]>]]>]]>", "]]>>]>|"},
+                              {"\n#1\na\n##\n]]>", "\n#1\na\n##\n"}}) {
+        expect_in_all_cuts(one, [](std::string_view in, size_t size) {
+            return unframed(in, size, false);
+        });
+    }
+}
+
+TEST(netconf_text, chunked_framing) {
+    for (const case_s& one :
+         {case_s{"\n#1\na\n#2\nbc\n##\n\n#6\n]]>]]>\n##\n", "abc|]]>]]>|"},
+          {"\n#3\n\n##\n##\n", "\n##|"},
+          {"a", "!"},
+          {"\n#0\n", "!"},
+          {"\n#1\nab", "a!"},
+          {"\n#4294967296\n", "!"}}) {
+        expect_in_all_cuts(
+            one, [](std::string_view in, size_t size) { return unframed(in, size, true); });
+    }
+}
+
+TEST(netconf_text, the_element_data_is_taken_off) {
+    for (const case_s& one : {case_s{"<data>\n</data>\n", ""},
+                              {"<data>\n<a/>\n</data>\n", "<a/>\n"},
+                              {"<data>\n<a></data>\n</data>\n", "<a></data>\n"},
+                              {"<data>\n<a/>", "cut off"},
+                              {"<data>\n<a/></data>", "cut off"},
+                              {"<data>\n</data>\n\n", "cut off"},
+                              {"<data>", "cut off"},
+                              {"<dat>\n", "none"},
+                              {"<a/>", "none"}}) {
+        expect_in_all_cuts(one, stripped);
+    }
+}
+
+TEST(netconf_text, characters_beyond_ascii_are_references) {
+    for (const case_s& one :
+         {case_s{"a<&>\n\t", "a<&>\n\t"},
+          {"\x7f\u0080\u07ff\u0800\uffff\U00010000",
+           "\x7f&#x80;&#x7FF;&#x800;&#xFFFD;&#x10000;"},
+          {"\xf4\x8f\xbf\xbf\xf4\x90\x80\x80", "&#x10FFFF;&#xFFFD;"},
+          {"\xed\x9f\xbf\xed\xa0\x80", "&#xD7FF;&#xFFFD;"}, // a surrogate
+          {"\xc3\xa9\xe0\x80\xa9", "&#xE9;&#xFFFD;"},       // an overlong form
+          {"\xc3|\xe2\x82|\xc3\xc3\xa9", "&#xFFFD;|&#xFFFD;|&#xFFFD;&#xE9;"}, // cut off
+          {"\xf0\x9f\x98", "&#xFFFD;"},
+          {"\xa9\xff", "&#xFFFD;&#xFFFD;"}}) {
+        expect_in_all_cuts(one, encoded);
+    }
+    EXPECT_EQ(
+        escaped("a<b>&\"c\"'\\\n\u00e9\xc3<\xc3"),
+        "a&#x3C;b&#x3E;&#x26;&#x22;c&#x22;&#x27;&#x5C;&#xA;&#xE9;&#xFFFD;&#x3C;&#xFFFD;");
+}
+
+} // namespace

@@ -1,0 +1,97 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
+// Relays what daemons answer to one "get": one daemon after the other, each as it comes.
+//
+//     daemons -> chunks -> text or error -> without "data" -> ASCII -> message
+//
+//  1. No more of an answer is held than one read of a socket and what waits for the client: the
+//     relay reads while the message has room, and otherwise leaves the daemon waiting.
+//  2. All daemons are connected to before the first is asked; each is asked when the one before it
+//     has ended, so that none waits for a client that is still taking another one's answer.
+//  3. A failure before the first byte of the reply is an rpc-error. After it there is no way to say
+//     so in the reply: it is broken off, and must not be ended.
+#pragma once
+
+#include <chrono>
+#include <deque>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "ascii_text.h"
+#include "daemon_registry.h"
+#include "data_stripper.h"
+#include "message_writer.h"
+#include "rpc_error.h"
+#include "tools/drendctl/answer_sorter.h"
+#include "tools/drendctl/chunk_decoder.h"
+#include "tools/drendctl/connection.h"
+
+class get_relay_c {
+  public:
+    using clock_t = std::chrono::steady_clock;
+    enum class state_e {
+        idle,    // nothing asked for, or refused before it began
+        asking,  // until the last daemon has answered
+        done,    // all of the data are in the message
+        refused, // nothing of the reply was written; error()
+        broken,  // the reply has begun and cannot be completed; error()
+    };
+
+    get_relay_c(message_writer_c& message, std::chrono::milliseconds patience)
+        : message_(message), patience_(patience) {}
+
+    // Begins a reply that opens with `opening`, which is written with the first of the data. What
+    // came before is forgotten.
+    void start(const std::vector<daemon_s>& daemons, const std::optional<filter_s>& filter,
+               std::string opening);
+
+    state_e state() const { return state_; }
+    // Of `refused` and `broken`
+    const rpc_error_s& error() const { return error_; }
+
+    // What is waited for, with poll, while asking; and until when.
+    int fd() const { return asked_.front()->connection.fd(); }
+    short events() const;
+    clock_t::time_point deadline() const;
+    // Goes on after any of it.
+    void on_ready(short events);
+    void on_deadline();
+
+  private:
+    struct asked_s {
+        std::string name;
+        connection_c connection;
+    };
+
+    bool connect(const daemon_s& daemon);
+    void ask_next();
+    void send_request();
+    void read();
+    void take(std::string_view bytes);
+    void take_text(std::string_view text);
+    void finish_answer();
+    void write_opening();
+    void fail(const std::string& why);
+
+    message_writer_c& message_;
+    const std::chrono::milliseconds patience_;
+
+    state_e state_ = state_e::idle;
+    rpc_error_s error_{"application", "operation-failed", ""};
+    std::string opening_; // empty: it was written
+    std::string request_;
+    std::deque<std::unique_ptr<asked_s>> asked_; // the first is answering
+
+    // Of the answer that is being read
+    std::string unsent_; // of the request
+    clock_t::time_point last_moved_;
+    bool was_full_ = false; // the client's slowness is not the daemon's
+    chunk_decoder_c chunks_;
+    std::unique_ptr<answer_sorter_c> sorter_;
+    data_stripper_c stripper_;
+    ascii_encoder_c encoder_;
+    std::string stripped_;
+};

@@ -1,0 +1,51 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
+// orvex-netconf: a NETCONF session on standard input and output, in front of the daemons of this
+// machine. OpenSSH starts it, as the subsystem "netconf".
+#include <csignal>
+#include <cstdio>
+#include <exception>
+
+#include <CLI/CLI.hpp>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include "session.h"
+
+namespace {
+
+bool stop_waiting(int fd) {
+    const int flags = fcntl(fd, F_GETFL);
+    return flags >= 0 && fcntl(fd, F_SETFL, flags | O_NONBLOCK) == 0;
+}
+
+} // namespace
+
+int main(int argc, char** argv) try {
+    session_options_s options;
+    options.run_dir = "/run/orvex";
+    unsigned patience = 60;
+    CLI::App app("Answers NETCONF requests on standard input from this machine's daemons.",
+                 "orvex-netconf");
+    app.set_version_flag("--version", DREND_VERSION);
+    app.add_option("--run-dir", options.run_dir,
+                   "Ask the daemons that are registered in DIR")
+        ->type_name("DIR")
+        ->capture_default_str();
+    app.add_option("--patience", patience,
+                   "Wait SECONDS for the client's hello, and for a daemon's next bytes")
+        ->type_name("SECONDS")
+        ->check(CLI::Range(1U, 86400U))
+        ->capture_default_str();
+    CLI11_PARSE(app, argc, argv);
+    options.patience = std::chrono::seconds(patience);
+    signal(SIGPIPE, SIG_IGN); // writing says that nobody reads
+    if (!stop_waiting(STDIN_FILENO) || !stop_waiting(STDOUT_FILENO)) {
+        fprintf(stderr, "orvex-netconf: standard input or output is closed\n");
+        return 1;
+    }
+    return session_c(STDIN_FILENO, STDOUT_FILENO, options).run();
+} catch (const std::exception& error) {
+    fprintf(stderr, "orvex-netconf: %s\n", error.what());
+    return 1;
+}

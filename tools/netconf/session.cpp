@@ -1,0 +1,283 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
+#include "session.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <set>
+#include <utility>
+
+#include <poll.h>
+#include <unistd.h>
+
+#include "ascii_text.h"
+
+namespace {
+
+constexpr std::size_t MESSAGE_MAX = 65536;
+constexpr char BASE_1_0[] = "urn:ietf:params:netconf:base:1.0";
+constexpr char BASE_1_1[] = "urn:ietf:params:netconf:base:1.1";
+
+bool contains(const std::vector<std::string>& texts, const char* text) {
+    return std::find(texts.begin(), texts.end(), text) != texts.end();
+}
+
+std::string opening_of(const std::string& attributes) {
+    return std::string("<rpc-reply xmlns=\"") + NETCONF_BASE + "\"" + attributes + ">";
+}
+
+constexpr char CLOSING[] = "</rpc-reply>";
+
+rpc_error_s not_supported(const std::string& operation) {
+    return {"protocol", "operation-not-supported",
+            "there is no operation '" + operation + "' here"};
+}
+
+rpc_error_s unknown_namespace(const qualified_name_s& operation) {
+    return {"protocol",
+            "unknown-namespace",
+            "nothing here is in the namespace of '" + operation.name + "'",
+            {{"bad-element", operation.name}, {"bad-namespace", operation.xmlns}}};
+}
+
+} // namespace
+
+session_c::session_c(int in, int out, const session_options_s& options)
+    : in_(in), out_(out), options_(options), relay_(output_, options.patience),
+      due_(clock_t::now() + options.patience) {}
+
+int session_c::run() {
+    greet();
+    while (has_more_to_do()) {
+        take_input();
+        wait();
+    }
+    return status_;
+}
+
+void session_c::fail(const std::string& why) {
+    fprintf(stderr, "orvex-netconf: %s\n", why.c_str());
+    status_ = 1;
+    end();
+}
+
+void session_c::end() {
+    is_ending_ = true;
+    due_ = clock_t::now() + options_.patience;
+}
+
+// --- the loop ---
+
+bool session_c::has_more_to_do() const {
+    return !is_over_ && !(is_ending_ && output_.is_empty());
+}
+
+// Whether a message can be taken: the reply before it is in the output, and that is not too much.
+bool session_c::may_take_input() const {
+    return !is_ending_ && !is_over_ && relay_.state() != get_relay_c::state_e::asking &&
+           output_.has_room();
+}
+
+session_c::clock_t::time_point session_c::deadline() const {
+    if (relay_.state() == get_relay_c::state_e::asking) {
+        return relay_.deadline();
+    }
+    return is_greeted_ && !is_ending_ ? clock_t::time_point::max() : due_;
+}
+
+// Waits for whatever can go on, and does it.
+void session_c::wait() {
+    if (!has_more_to_do() || (may_take_input() && !unread_.empty())) {
+        return;
+    }
+    const bool is_asking = relay_.state() == get_relay_c::state_e::asking;
+    const short to_write = output_.is_empty() ? 0 : POLLOUT;
+    const short to_relay = is_asking ? relay_.events() : short{0};
+    pollfd waits[] = {{may_take_input() ? in_ : -1, POLLIN, 0},
+                      {out_, to_write, 0},
+                      // Not even its end is looked for while it has to wait.
+                      {to_relay != 0 ? relay_.fd() : -1, to_relay, 0}};
+    const bool is_overdue = clock_t::now() >= deadline();
+    const int ready = poll(waits, std::size(waits), milliseconds_until(deadline()));
+    const bool is_late = is_overdue && ready == 0;
+    write(waits[1].revents);
+    if (waits[0].revents != 0) {
+        read();
+    }
+    if (is_asking) {
+        move_relay(waits[2].revents, is_late);
+    } else if (is_late && is_ending_) {
+        is_over_ = true;
+    } else if (is_late) {
+        fail("no hello came in time");
+    }
+}
+
+// When the client has gone, or takes no more, there is nobody to be told.
+void session_c::write(short events) {
+    is_over_ = is_over_ || (events & (POLLERR | POLLHUP | POLLNVAL)) != 0 ||
+               (events != 0 && !output_.write_to(out_));
+}
+
+void session_c::move_relay(short events, bool is_late) {
+    if (is_late) {
+        relay_.on_deadline();
+    } else {
+        relay_.on_ready(events);
+    }
+    settle_relay();
+}
+
+void session_c::read() {
+    const ssize_t size = ::read(in_, buffer_, sizeof buffer_);
+    if (size > 0) {
+        unread_ = {buffer_, static_cast<std::size_t>(size)};
+    } else if (size == 0 || (errno != EAGAIN && errno != EINTR)) {
+        end();
+    }
+}
+
+void session_c::take_input() {
+    for (std::string_view text; may_take_input() && !unread_.empty();) {
+        switch (frames_.next(unread_, text)) {
+        case frame_event_e::need_more:
+            return;
+        case frame_event_e::text:
+            collect(text);
+            break;
+        case frame_event_e::message_ends:
+            take_message();
+            break;
+        case frame_event_e::malformed:
+            fail("the client's framing is wrong: " + frames_.error());
+        }
+    }
+}
+
+void session_c::collect(std::string_view text) {
+    const std::size_t room = MESSAGE_MAX - message_.size();
+    is_too_long_ = is_too_long_ || text.size() > room;
+    message_.append(text.substr(0, room));
+}
+
+// --- messages ---
+
+void session_c::greet() {
+    std::string error;
+    if (!read_registry(options_.run_dir, daemons_, error)) {
+        fail(error);
+        return;
+    }
+    std::set<std::string> capabilities;
+    for (const daemon_s& daemon : daemons_) {
+        capabilities.insert(daemon.modules.begin(), daemon.modules.end());
+    }
+    std::string hello = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<hello xmlns=\"";
+    hello += NETCONF_BASE;
+    hello += "\"><capabilities>";
+    for (const std::string& capability : {std::string(BASE_1_0), std::string(BASE_1_1)}) {
+        hello += "<capability>" + capability + "</capability>";
+    }
+    for (const std::string& capability : capabilities) {
+        hello += "<capability>" + escaped(capability) + "</capability>";
+    }
+    // Of all processes of the machine none has the same.
+    hello +=
+        "</capabilities><session-id>" + std::to_string(getpid()) + "</session-id></hello>";
+    output_.add(hello);
+    output_.end_message();
+}
+
+void session_c::take_message() {
+    const bool is_too_long = std::exchange(is_too_long_, false);
+    client_message_s message = read_message(std::exchange(message_, ""));
+    if (is_too_long) {
+        message.fault = {"rpc", "too-big",
+                         "a message has at most " + std::to_string(MESSAGE_MAX) + " bytes"};
+    }
+    const bool is_hello = message.root.has_value() && message.root->name == "hello";
+    if (!is_greeted_ && (!is_hello || message.fault.has_value())) {
+        fail("the client's first message is no hello");
+    } else if (!is_greeted_) {
+        take_hello(message);
+    } else if (is_hello && !message.fault.has_value()) {
+        fail("the client says hello again");
+    } else {
+        take_rpc(message);
+    }
+}
+
+void session_c::take_hello(const client_message_s& hello) {
+    is_greeted_ = true;
+    has_chunks_ = contains(hello.capabilities, BASE_1_1);
+    if (hello.has_session_id) {
+        fail("the client's hello has a session-id");
+    } else if (!has_chunks_ && !contains(hello.capabilities, BASE_1_0)) {
+        fail("the client has neither base:1.0 nor base:1.1");
+    } else if (has_chunks_) {
+        frames_.use_chunks();
+        output_.use_chunks();
+    }
+}
+
+void session_c::reply(const std::string& attributes, const std::string& content) {
+    output_.add(opening_of(attributes) + content + CLOSING);
+    output_.end_message();
+}
+
+void session_c::take_rpc(const client_message_s& rpc) {
+    if (rpc.fault.has_value()) {
+        rpc_error_s error = *rpc.fault;
+        // base:1.0 does not have that tag.
+        const bool is_new = std::string_view(error.tag) == "malformed-message";
+        error.tag = is_new && !has_chunks_ ? "operation-failed" : error.tag;
+        reply(rpc.attributes, to_xml(error));
+    } else if (rpc.operation.xmlns == NETCONF_BASE && rpc.operation.name == "get") {
+        get(rpc);
+    } else if (rpc.operation.xmlns == NETCONF_BASE &&
+               rpc.operation.name == "close-session") {
+        reply(rpc.attributes, "<ok/>");
+        end();
+    } else {
+        reply(rpc.attributes,
+              to_xml(is_served(rpc.operation.xmlns) ? not_supported(rpc.operation.name)
+                                                    : unknown_namespace(rpc.operation)));
+    }
+}
+
+bool session_c::is_served(const std::string& xmlns) {
+    return xmlns == NETCONF_BASE ||
+           std::any_of(daemons_.begin(), daemons_.end(), [&](const daemon_s& daemon) {
+               return has_namespace(daemon, xmlns);
+           });
+}
+
+void session_c::get(const client_message_s& rpc) {
+    std::string error;
+    if (!read_registry(options_.run_dir, daemons_, error)) {
+        reply(rpc.attributes, to_xml({"application", "operation-failed", error}));
+        return;
+    }
+    reply_attributes_ = rpc.attributes;
+    relay_.start(daemons_, rpc.filter, opening_of(rpc.attributes) + "<data>\n");
+    settle_relay();
+}
+
+void session_c::settle_relay() {
+    switch (relay_.state()) {
+    case get_relay_c::state_e::done:
+        output_.add(std::string("</data>") + CLOSING);
+        output_.end_message();
+        break;
+    case get_relay_c::state_e::refused:
+        reply(reply_attributes_, to_xml(relay_.error()));
+        break;
+    case get_relay_c::state_e::broken:
+        fail(relay_.error().message);
+        break;
+    case get_relay_c::state_e::idle:
+    case get_relay_c::state_e::asking:
+        break;
+    }
+}

@@ -1,0 +1,85 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
+// One NETCONF session (RFC 6241) on two file descriptors, from the hellos to its end.
+//
+//     client --> frames --> message --> operation --> daemons
+//        ^                                               |
+//        +---------- frames, as fast as it takes them <--+
+//
+// Requests are done one after the other, in their order; while a reply is being given nothing is
+// read of what the client sends, so that pipelined requests wait in the kernel.
+#pragma once
+
+#include <chrono>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "daemon_registry.h"
+#include "frame_decoder.h"
+#include "get_relay.h"
+#include "message_writer.h"
+#include "rpc_reader.h"
+
+struct session_options_s {
+    std::string run_dir;
+    // How long the client's hello, each piece of a daemon's answer, and the client's taking what
+    // is left at the end are waited for.
+    std::chrono::seconds patience{60};
+};
+
+class session_c {
+  public:
+    session_c(int in, int out, const session_options_s& options);
+
+    // Until the session has ended. 0, or 1 with a line on standard error when it was not ended by
+    // the client.
+    int run();
+
+  private:
+    using clock_t = get_relay_c::clock_t;
+
+    void greet();
+    bool has_more_to_do() const;
+    bool may_take_input() const;
+    clock_t::time_point deadline() const;
+    void wait();
+    void write(short events);
+    void read();
+    void move_relay(short events, bool is_late);
+    void take_input();
+    void collect(std::string_view text);
+    void take_message();
+    void take_hello(const client_message_s& hello);
+    void take_rpc(const client_message_s& rpc);
+    bool is_served(const std::string& xmlns);
+    void get(const client_message_s& rpc);
+    void settle_relay();
+    void reply(const std::string& attributes, const std::string& content);
+    // Ends it, once what waits has gone out.
+    void end();
+    // The same, with a line on standard error. A reply that is under way is not completed.
+    void fail(const std::string& why);
+
+    const int in_;
+    const int out_;
+    const session_options_s options_;
+
+    frame_decoder_c frames_;
+    message_writer_c output_;
+    get_relay_c relay_;
+    std::vector<daemon_s> daemons_;
+
+    char buffer_[16384];
+    std::string_view unread_; // of the buffer
+    std::string message_;     // as far as it has come
+    bool is_too_long_ = false;
+    std::string reply_attributes_; // of the reply that the relay gives
+
+    clock_t::time_point due_; // the hello; then the end
+    bool is_greeted_ = false; // by the client
+    bool has_chunks_ = false; // base:1.1 was agreed on
+    bool is_ending_ = false;
+    bool is_over_ = false;
+    int status_ = 0;
+};
