@@ -27,6 +27,7 @@ import targets
 SIZES = {
     "routes to XML": (100, 10_000, 1_000_000),
     "routes to JSON": (100, 10_000, 1_000_000),
+    "routes in forms": (10_000, 1_000_000),
     "routes with key": (10_000, 1_000_000),
     "own formatter": (10_000,),
     "values of 4 bytes": targets.ALLOCATION_SIZES,
@@ -40,7 +41,8 @@ SIZES = {
     "merged schema": (50,),
 }
 # What stands below the line of a ratio where there is no hand-written printf.
-BASELINES = {"filter": "unfiltered", "deferral": "none", "request by key": "libyang"}
+BASELINES = {"routes in forms": "XML", "filter": "unfiltered", "deferral": "none",
+             "request by key": "libyang"}
 # Instructions are counted at sizes that callgrind gets through.
 MOST_COUNTED = 10_000
 QUICK_SIZE = 64

@@ -72,7 +72,7 @@ def ratio_of_rounds(row, base):
 
 def judge(rows):
     rows = Rows(rows)
-    return judge_leaves(rows) + judge_requests(rows) + judge_walks(rows) + judge_memory(rows)
+    return judge_leaves(rows) + judge_forms(rows) + judge_requests(rows) + judge_walks(rows) + judge_memory(rows)
 
 
 def judge_leaves(rows):
@@ -97,6 +97,15 @@ def judge_leaves(rows):
     targets.append(Target("a table, collected sends, against XML", 1.5,
                           rows.ratio(table, rows.at(xml, "library, collected"))))
     return targets
+
+
+def judge_forms(rows):
+    case = "routes in forms"
+    return [Target(f"{form}, collected sends, against {other}", 1.1,
+                   rows.ratio(rows.at(case, f"{form}, collected"),
+                              rows.at(case, f"{other}, collected")))
+            for form, other in (("as-ietf-xml", "XML"), ("as-ietf-json", "as-json"),
+                                ("as-json-lines", "as-json"))]
 
 
 def judge_requests(rows):

@@ -5,6 +5,7 @@
 // The texts of all kids stand in one string, in the order in which a walk prints them.
 #include "definitions/dr_row.h"
 
+#include "definitions/dr_row_texts.h"
 #include "definitions/drend_tag.h"
 #include "frame/dr_plain_text.h"
 
@@ -24,41 +25,13 @@ bool is_plain_leaf(const drend_tag_c& tag, const dr_meta_node_c* source) {
            (tag.dt_map == nullptr || !tag.dt_map->has_expressions());
 }
 
-void append_blanks(std::string& out, int level) {
-    out.append(2 * static_cast<size_t>(level), ' ');
-}
-
-// Whether a kid is printed with the name and the indentation of its own.
-bool has_texts(const drend_tag_c& tag) {
-    return !tag.is_hidden() && !tag.is_leaf_list_value();
-}
-
-void append_opening(std::string& out, const drend_tag_c& tag, dr_row_shape_s shape) {
-    const bool is_leaf = tag.dt_type == DT_TYPE_LEAF;
-    if (shape.format == dr_text_format_e::XML) {
-        append_blanks(out, shape.level);
-        out.append(is_leaf ? tag.open_text() : tag.open_line());
-        out.append(is_leaf ? tag.dt_prefix : "");
-        return;
-    }
-    out.append(",\n");
-    append_blanks(out, shape.level);
-    out.append(tag.member_text());
-    out.append(is_leaf ? "\"" : tag.dt_type == DT_TYPE_CONT ? "{" : "[");
-}
-
-void append_closing(std::string& out, const drend_tag_c& tag, dr_row_shape_s shape) {
-    const bool is_leaf = tag.dt_type == DT_TYPE_LEAF;
-    if (shape.format == dr_text_format_e::XML) {
-        append_blanks(out, is_leaf ? 0 : shape.level);
-        out.append(tag.close_text());
-    } else if (is_leaf) {
-        out.append("\"");
-    } else {
-        out.append("\n");
-        append_blanks(out, tag.dt_type == DT_TYPE_CONT ? shape.level : shape.level + 1);
-        out.append("}");
-    }
+// Whether a kid is printed with the name and the indentation of its own. What is printed for an
+// empty leaf in the forms with types is not its value.
+bool has_texts(const drend_tag_c& tag, dr_text_format_e format) {
+    const bool is_typed =
+        format == dr_text_format_e::IETF_XML || format == dr_text_format_e::IETF_JSON;
+    return !tag.is_hidden() && !tag.is_leaf_list_value() &&
+           !(is_typed && tag.dt_data_type == DT_DATA_EMPTY);
 }
 
 } // namespace
@@ -78,13 +51,17 @@ dr_row_c::dr_row_c(const drend_tag_c& tag, const dr_meta_node_c* node, dr_row_sh
 void dr_row_c::make_texts(dr_row_shape_s shape) {
     std::vector<size_t> ends;
     for (const dr_row_kid_s& kid : kids_) {
-        const bool is_prepared = has_texts(*kid.tag);
+        const bool is_prepared = has_texts(*kid.tag, shape.format);
         if (is_prepared) {
-            append_opening(texts_, *kid.tag, shape);
+            dri_append_opening(texts_, *kid.tag, shape);
+        }
+        if (is_prepared && shape.format == dr_text_format_e::IETF_JSON &&
+            kid.tag->dt_type == DT_TYPE_LEAF) {
+            dri_append_ietf_json_quote(texts_, *kid.tag);
         }
         ends.push_back(texts_.size());
         if (is_prepared) {
-            append_closing(texts_, *kid.tag, shape);
+            dri_append_closing(texts_, *kid.tag, shape);
         }
         ends.push_back(texts_.size());
     }

@@ -28,12 +28,17 @@
 #include "model/drend_meta_tree.h"
 
 class drend_tag_c;
+class dr_scope_c;
 
 // What the texts of a row are made for.
-enum class dr_text_format_e : uint8_t { NONE, XML, JSON };
+enum class dr_text_format_e : uint8_t { NONE, XML, JSON, IETF_XML, IETF_JSON };
 struct dr_row_shape_s {
     dr_text_format_e format = dr_text_format_e::NONE;
     int level = 0; // of the kids' indentation
+    // Of the IETF's formats: without line ends and indentation, and what is in force around the
+    // kids; null: nothing.
+    bool is_compact = false;
+    const dr_scope_c* scope = nullptr;
     bool operator==(const dr_row_shape_s&) const = default;
 };
 
@@ -46,8 +51,9 @@ struct dr_row_kid_s {
     dr_meta_node_c* node = nullptr;
     bool is_plain_leaf = false;
     // Padded texts (dr_plain_text.h) with all that stands between the kid's content and that of its
-    // neighbours; empty where none is prepared. A list's are those of its rows, but for the opening
-    // in JSON, which is the array's own.
+    // neighbours, with quotes in JSON; empty where none is prepared. A list's are those of its
+    // rows, but for the opening in JSON: that is the array's own, with the first row's in the
+    // IETF's.
     std::string_view opening{};
     std::string_view closing{};
 };

@@ -129,11 +129,20 @@ void set_types(drend_tag_c& tag, const dr_tag_members_t& members) {
     if (const auto* data_type =
             dri_find_word(DR_DATA_TYPE_WORDS, members[DR_MEMBER_DATA_TYPE].text())) {
         tag.dt_data_type = data_type->code;
+        tag.dt_has_data_type = true;
     }
     if (tag.is_decimal64()) {
         tag.dt_decimal64_fraction =
             static_cast<uint8_t>(members[DR_MEMBER_FRACTION].integer(-1));
     }
+}
+
+// A value behind a prefix is a text.
+dr_json_typing_c typing_of(const drend_tag_c& tag) {
+    if (!tag.dt_prefix.empty()) {
+        return dr_json_typing_c::strings();
+    }
+    return tag.dt_has_data_type ? dr_json_typing_c(tag.dt_data_type) : dr_json_typing_c();
 }
 
 // Appends a tag without its kids.
@@ -151,6 +160,7 @@ drend_tag_c& add_tag(dr_tags_t& tags, const dr_tag_members_t& members) {
     tag.dt_styles = words_of(members[DR_MEMBER_STYLE]);
     tag.set_flags(flags_of(members));
     set_types(tag, members);
+    tag.dt_json_typing = typing_of(tag);
     tag.dt_fid = static_cast<int32_t>(members[DR_MEMBER_FID].integer(-1));
     return tag;
 }
@@ -221,6 +231,8 @@ void tell_parent(drend_tag_c& kid, drend_tag_c& parent) {
     if (kid.is_leaf_list_value()) {
         kid.dt_map = parent.dt_map;
         kid.dt_prefix = parent.dt_prefix;
+        const bool has_own_type = kid.dt_has_data_type || !parent.dt_has_data_type;
+        kid.dt_json_typing = has_own_type ? typing_of(kid) : parent.dt_json_typing;
     } else {
         parent.set_flags(kid.dt_flags & DT_FLAG_SOURCE_CHILD);
     }

@@ -29,7 +29,13 @@ constexpr range_s NAME_MORE[] = {
 constexpr range_s CHARACTERS[] = {
     {'\t', '\n'}, {'\r', '\r'}, {' ', 0xD7FF}, {0xE000, 0xFFFD}, {0x10000, 0x10FFFF},
 };
-constexpr std::string_view ENTITIES[] = {"amp", "lt", "gt", "quot", "apos"};
+struct entity_s {
+    std::string_view name;
+    char32_t character;
+};
+constexpr entity_s ENTITIES[] = {
+    {"amp", '&'}, {"lt", '<'}, {"gt", '>'}, {"quot", '"'}, {"apos", '\''},
+};
 
 template <size_t Count>
 bool is_in(const range_s (&ranges)[Count], char32_t c) {
@@ -38,18 +44,34 @@ bool is_in(const range_s (&ranges)[Count], char32_t c) {
     });
 }
 
-// "#10", "#xA" or the name of a character.
-bool is_reference(std::string_view text) {
-    if (!text.starts_with('#')) {
-        return std::find(std::begin(ENTITIES), std::end(ENTITIES), text) !=
-               std::end(ENTITIES);
+// The character that "#10", "#xA" or a name stands for; 0: none.
+char32_t character_of(std::string_view reference) {
+    if (!reference.starts_with('#')) {
+        const auto* found =
+            std::find_if(std::begin(ENTITIES), std::end(ENTITIES),
+                         [&](const entity_s& entity) { return entity.name == reference; });
+        return found == std::end(ENTITIES) ? 0 : found->character;
     }
-    const bool is_hex = text.starts_with("#x");
-    const char* begin = text.data() + (is_hex ? 2 : 1);
-    const char* const end = text.data() + text.size();
+    const bool is_hex = reference.starts_with("#x");
+    const char* begin = reference.data() + (is_hex ? 2 : 1);
+    const char* const end = reference.data() + reference.size();
     unsigned c = 0;
     const auto read = std::from_chars(begin, end, c, is_hex ? 16 : 10);
-    return read.ec == std::errc() && read.ptr == end && is_in(CHARACTERS, c);
+    return read.ec == std::errc() && read.ptr == end && is_in(CHARACTERS, c) ? c : 0;
+}
+
+void append_utf8(std::string& out, char32_t character) {
+    if (character < 0x80) {
+        out += static_cast<char>(character);
+        return;
+    }
+    const unsigned more = character < 0x800 ? 1 : character < 0x10000 ? 2 : 3;
+    const unsigned lead = 0xFFU & ~(0x7FU >> more);
+    out += static_cast<char>(lead | (character >> (6 * more)));
+    for (unsigned shift = 6 * more; shift > 0;) {
+        shift -= 6;
+        out += static_cast<char>(0x80U | ((character >> shift) & 0x3FU));
+    }
 }
 
 // Reads a text from its front; what a reader does not accept stays.
@@ -85,7 +107,7 @@ class xml_text_c {
         while (!rest_.empty() && stops.find(rest_.front()) == std::string_view::npos) {
             if (skip('&')) {
                 const size_t end = std::min(rest_.find(';'), rest_.size());
-                if (!is_reference(rest_.substr(0, end)) || end == rest_.size()) {
+                if (character_of(rest_.substr(0, end)) == 0 || end == rest_.size()) {
                     return false;
                 }
                 rest_.remove_prefix(end + 1);
@@ -148,6 +170,20 @@ bool dri_is_xml_content(std::string_view text) {
     xml_text_c rest(text);
     return rest.characters("<") && rest.is_at_end() &&
            text.find("]]>") == std::string_view::npos;
+}
+
+std::string dri_xml_content_text(std::string_view content) {
+    std::string text;
+    for (size_t at = 0; at < content.size();) {
+        const size_t end = content[at] == '&' ? content.find(';', at) : at;
+        if (end == at || end == std::string_view::npos) {
+            text += content[at++];
+        } else {
+            append_utf8(text, character_of(content.substr(at + 1, end - at - 1)));
+            at = end + 1;
+        }
+    }
+    return text;
 }
 
 bool dri_are_xml_attributes(std::string_view text, std::string_view taken) {

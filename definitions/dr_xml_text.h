@@ -8,6 +8,7 @@
 // For texts that are UTF-8. Any thread.
 #pragma once
 
+#include <string>
 #include <string_view>
 
 // A name, with or without a prefix.
@@ -16,5 +17,7 @@ bool dri_is_xml_name(std::string_view text);
 bool dri_is_xml_attribute(std::string_view text);
 // What may stand between tags: references, and characters other than "<", without "]]>".
 bool dri_is_xml_content(std::string_view text);
+// The characters that such a text stands for.
+std::string dri_xml_content_text(std::string_view content);
 // Attributes with values in double quotes, behind a blank each, no name twice, none called `taken`.
 bool dri_are_xml_attributes(std::string_view text, std::string_view taken);

@@ -49,6 +49,7 @@ drend_tag_c::drend_tag_c(std::string_view name, std::string_view source)
 drend_tag_c::drend_tag_c(const drend_tag_c& other)
     : dt_prefix(other.dt_prefix), dt_module(other.dt_module), dt_type(other.dt_type),
       dt_data_type(other.dt_data_type), dt_decimal64_fraction(other.dt_decimal64_fraction),
+      dt_has_data_type(other.dt_has_data_type), dt_json_typing(other.dt_json_typing),
       dt_fid(other.dt_fid), dt_flags(other.dt_flags), dt_map(other.dt_map),
       dt_table(other.dt_table), dt_keys(other.dt_keys), dt_place(other.dt_place),
       dt_kids(other.dt_kids), dt_commands(other.dt_commands), serial_(new_serial()),
@@ -100,6 +101,10 @@ dr_row_ref_c drend_tag_c::row(const dr_meta_node_c* node, dr_row_shape_s shape) 
         rows_ = std::make_unique<dr_row_cache_c>();
     }
     return rows_->find_or_make(*this, node, shape);
+}
+
+const dr_scope_c* drend_tag_c::own_scope(const dr_scope_c* outer) const {
+    return scopes_.find_or_make(outer, *this);
 }
 
 drend_tag_c* drend_tag_c::find_child_from_mt_source(const char* source) const {

@@ -26,7 +26,9 @@
 
 #include "definitions/dr_command_set.h"
 #include "definitions/dr_json_places.h"
+#include "definitions/dr_json_typing.h"
 #include "definitions/dr_row.h"
+#include "definitions/dr_scope.h"
 #include "definitions/dr_table_tag.h"
 #include "definitions/dr_value_map.h"
 #include "model/dr_nav_path.h"
@@ -159,6 +161,10 @@ class drend_tag_c {
 
     // What a walk needs of the kids where the daemon's data is at `node`; see dr_row_c.
     dr_row_ref_c row(const dr_meta_node_c* node, dr_row_shape_s shape) const;
+    // What is in force inside the tag, where `outer` is around it.
+    const dr_scope_c* scope(const dr_scope_c* outer) const {
+        return namespace_.empty() && dt_module.empty() ? outer : own_scope(outer);
+    }
 
     // --- searches by tag path ---
 
@@ -180,6 +186,8 @@ class drend_tag_c {
     int32_t dt_type = DT_TYPE_CONT;
     int32_t dt_data_type = DT_DATA_STRING;
     uint8_t dt_decimal64_fraction = 0;
+    bool dt_has_data_type = false; // said by the definition
+    dr_json_typing_c dt_json_typing;
     int32_t dt_fid = -1;
     uint32_t dt_flags = 0;
     std::shared_ptr<const dr_value_map_c> dt_map;   // null: values are shown as they are
@@ -196,6 +204,7 @@ class drend_tag_c {
 
   private:
     void make_texts();
+    const dr_scope_c* own_scope(const dr_scope_c* outer) const;
     std::string_view decimal64_text(const dr_value_c& value,
                                     dr_value_c::scratch_t& scratch) const;
 
@@ -209,6 +218,7 @@ class drend_tag_c {
     std::string member_text_;
     bool is_leaf_list_value_;
     mutable std::unique_ptr<dr_row_cache_c> rows_; // null until a walk asks
+    mutable dr_scope_cache_c scopes_;
 };
 
 // A namespace text in the form in which it is pasted behind an element's name: a leading blank,

@@ -17,19 +17,50 @@ namespace {
 
 constexpr std::string_view REPLACEMENT = "\xEF\xBF\xBD"; // U+FFFD
 
+// Room for the escape of one character.
+using scratch_t = char[16];
+
 struct xml_s : dri_xml_plain_s {
     static std::string_view form(std::string_view character, unsigned length,
-                                 char (&scratch)[8]);
+                                 scratch_t& scratch);
+    static std::string_view number(char32_t character, scratch_t& scratch);
+};
+
+struct exact_xml_s : xml_s {
+    static bool is_plain(uint8_t c) { return c != '\r' && xml_s::is_plain(c); }
+    static std::string_view form(std::string_view character, unsigned length,
+                                 scratch_t& scratch) {
+        return character == "\r" ? "&#xD;" : xml_s::form(character, length, scratch);
+    }
 };
 
 struct json_s : dri_json_plain_s {
     static std::string_view form(std::string_view character, unsigned length,
-                                 char (&scratch)[8]);
+                                 scratch_t& scratch);
+    static std::string_view number(char32_t character, scratch_t& scratch);
+};
+
+// Another format, with numbers for the characters outside ASCII.
+template <typename Format>
+struct ascii_s : Format {
+    static std::string_view form(std::string_view character, unsigned length,
+                                 scratch_t& scratch) {
+        const std::string_view form = Format::form(character, length, scratch);
+        const auto lead = static_cast<uint8_t>(form.front());
+        if (lead < 0x80) {
+            return form;
+        }
+        char32_t number = lead & (0x7FU >> form.size());
+        for (const char c : form.substr(1)) {
+            number = (number << 6) | (static_cast<uint8_t>(c) & 0x3FU);
+        }
+        return Format::number(number, scratch);
+    }
 };
 
 struct table_s : dri_table_plain_s {
     static std::string_view form(std::string_view character, unsigned length,
-                                 char (&scratch)[8]);
+                                 scratch_t& scratch);
 };
 
 // How many bytes at the beginning of `text` are plain.
@@ -78,7 +109,7 @@ lead_s classify_lead(uint8_t lead) {
 
 // What stands for one character that is not plain. `length` is that of its UTF-8 sequence, 0 for an
 // invalid byte; `scratch` has room for a numbered escape.
-std::string_view xml_s::form(std::string_view character, unsigned length, char (&)[8]) {
+std::string_view xml_s::form(std::string_view character, unsigned length, scratch_t&) {
     switch (character.front()) {
     case '&':
         return "&amp;";
@@ -95,8 +126,13 @@ std::string_view xml_s::form(std::string_view character, unsigned length, char (
     return forbidden ? REPLACEMENT : character;
 }
 
+std::string_view xml_s::number(char32_t character, scratch_t& scratch) {
+    snprintf(scratch, sizeof scratch, "&#x%X;", static_cast<unsigned>(character));
+    return scratch;
+}
+
 std::string_view json_s::form(std::string_view character, unsigned length,
-                              char (&scratch)[8]) {
+                              scratch_t& scratch) {
     switch (character.front()) {
     case '"':
         return "\\\"";
@@ -123,6 +159,18 @@ std::string_view json_s::form(std::string_view character, unsigned length,
     return length == 0 ? REPLACEMENT : character;
 }
 
+// In UTF-16, which takes two numbers for what lies beyond its first plane.
+std::string_view json_s::number(char32_t character, scratch_t& scratch) {
+    const auto c = static_cast<unsigned>(character);
+    if (c < 0x10000) {
+        snprintf(scratch, sizeof scratch, "\\u%04x", c);
+    } else {
+        snprintf(scratch, sizeof scratch, "\\u%04x\\u%04x", 0xD7C0 + (c >> 10),
+                 0xDC00 + (c & 0x3FFU));
+    }
+    return scratch;
+}
+
 // Controls of the second set (U+0080 to U+009F), ends of lines and paragraphs (U+2028, U+2029), and
 // what embeds, overrides or isolates a direction of writing (U+061C, U+202A to U+202E, U+2066 to
 // U+2069).
@@ -137,7 +185,7 @@ bool steers_terminal(std::string_view character) {
                       (character[1] == '\x81' && last >= 0xA6 && last <= 0xA9));
 }
 
-std::string_view table_s::form(std::string_view character, unsigned length, char (&)[8]) {
+std::string_view table_s::form(std::string_view character, unsigned length, scratch_t&) {
     switch (character.front()) {
     case '\n':
         return "\\n";
@@ -200,7 +248,7 @@ bool escape(Out& out, std::string_view text) {
         if (text.empty()) {
             return true;
         }
-        char scratch[8];
+        scratch_t scratch;
         const unsigned length = dri_utf8_length(text);
         const unsigned taken = length == 0 ? 1 : length;
         if (!out.put(Format::form(text.substr(0, taken), length, scratch))) {
@@ -248,6 +296,14 @@ unsigned dri_utf8_length(std::string_view text) {
     return lead.length;
 }
 
-const dri_escaper_s dri_xml_escaper = {write_escaped<xml_s>, append_escaped<xml_s>};
-const dri_escaper_s dri_json_escaper = {write_escaped<json_s>, append_escaped<json_s>};
-const dri_escaper_s dri_table_escaper = {write_escaped<table_s>, append_escaped<table_s>};
+// The longest: "&amp;", "\u0001", and "&#xFFFD;" for an invalid byte.
+const dri_escaper_s dri_xml_escaper = {6, write_escaped<xml_s>, append_escaped<xml_s>};
+const dri_escaper_s dri_json_escaper = {6, write_escaped<json_s>, append_escaped<json_s>};
+const dri_escaper_s dri_exact_xml_escaper = {6, write_escaped<exact_xml_s>,
+                                             append_escaped<exact_xml_s>};
+const dri_escaper_s dri_ascii_xml_escaper = {8, write_escaped<ascii_s<exact_xml_s>>,
+                                             append_escaped<ascii_s<exact_xml_s>>};
+const dri_escaper_s dri_ascii_json_escaper = {6, write_escaped<ascii_s<json_s>>,
+                                              append_escaped<ascii_s<json_s>>};
+const dri_escaper_s dri_table_escaper = {6, write_escaped<table_s>,
+                                         append_escaped<table_s>};

@@ -10,12 +10,14 @@
 #include <string>
 #include <string_view>
 
-// How many bytes one byte of a value may become.
-inline constexpr size_t DRI_ESCAPED_MAX = 6;
+// How many bytes one byte of a value may become in any format.
+inline constexpr size_t DRI_ESCAPED_MAX = 8;
 
 struct dri_escaper_s {
-    // Writes `text` to `out`, which has room for DRI_ESCAPED_MAX times as many bytes. Returns the
-    // end of what was written.
+    // How many bytes one byte may become in this one.
+    size_t most;
+    // Writes `text` to `out`, which has room for `most` times as many bytes. Returns the end of
+    // what was written.
     char* (*write)(char* out, std::string_view text);
     // Appends `text` to `out`. Stops before the character that would make `out` longer than `limit`
     // bytes; returns whether all was appended.
@@ -24,6 +26,11 @@ struct dri_escaper_s {
 
 extern const dri_escaper_s dri_xml_escaper;  // XML character data
 extern const dri_escaper_s dri_json_escaper; // the inside of a JSON string
+// The same with a reference for a carriage return, which a parser would take for a line feed.
+extern const dri_escaper_s dri_exact_xml_escaper;
+// With references, or escapes, for all characters outside ASCII.
+extern const dri_escaper_s dri_ascii_xml_escaper;
+extern const dri_escaper_s dri_ascii_json_escaper;
 // A part of a line on a terminal: what would end the line or steer the terminal comes out as \n,
 // \r, \t or U+FFFD, and so do characters that change the order in which others are shown.
 extern const dri_escaper_s dri_table_escaper;

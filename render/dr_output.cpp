@@ -100,14 +100,16 @@ void dr_output_c::add_leaf(std::string_view opening, const dri_escaper_s& escape
 }
 
 void dr_output_c::add_other_row_leaf(const dr_row_kid_s& leaf, size_t skipped,
-                                     const dri_escaper_s& escaper,
+                                     size_t quotes, const dri_escaper_s& escaper,
                                      const dr_value_c& value) {
-    add_leaf(leaf.opening.substr(skipped), escaper, *leaf.tag, value, leaf.closing);
+    std::string_view opening = leaf.opening.substr(skipped);
+    opening.remove_suffix(quotes);
+    add_leaf(opening, escaper, *leaf.tag, value, leaf.closing.substr(quotes));
 }
 
 void dr_output_c::add_value(std::string_view opening, const dri_escaper_s& escaper,
                             std::string_view value, std::string_view closing) {
-    const size_t longest = opening.size() + DRI_ESCAPED_MAX * value.size() + closing.size();
+    const size_t longest = opening.size() + escaper.most * value.size() + closing.size();
     if (longest <= limit_) {
         char* const end = escaper.write(dri_copy_text(place(longest), opening), value);
         take(dri_copy_text(end, closing));

@@ -52,8 +52,10 @@ class dr_output_c {
     void add_leaf(std::string_view opening, const dri_escaper_s& escaper,
                   const drend_tag_c& tag, const dr_value_c& value,
                   std::string_view closing);
-    // The same with the texts of a row, of which the opening's first `skipped` bytes are left out.
-    // Values of the usual kinds, where they fit in, take no other way.
+    // The same with the texts of a row, of which the opening's first `skipped` bytes are left out,
+    // and the quotes in which they end and begin where there are `Quotes` to leave out. Values of
+    // the usual kinds, where they fit in, take no other way.
+    template <size_t Quotes = 0>
     void add_row_leaf(const dr_row_kid_s& leaf, size_t skipped,
                       const dri_escaper_s& escaper, const dr_value_c& value) {
         const bool is_text = value.type() == DRV_STRING;
@@ -61,15 +63,18 @@ class dr_output_c {
         const bool is_usual =
             is_text ? value.is_plain_text() : value.is_plain() && !leaf.tag->is_decimal64();
         if (!is_usual || leaf.texts_size() + room > static_cast<size_t>(limit_at_ - at_)) {
-            add_other_row_leaf(leaf, skipped, escaper, value);
+            add_other_row_leaf(leaf, skipped, Quotes, escaper, value);
             return;
         }
         std::string_view opening = leaf.opening;
+        std::string_view closing = leaf.closing;
         opening.remove_prefix(skipped);
+        opening.remove_suffix(Quotes);
+        closing.remove_prefix(Quotes);
         char* const at = dri_copy_padded(at_, opening);
         char* const end =
             is_text ? dri_copy_text(at, value.stored_text()) : value.write_plain(at);
-        take(dri_copy_padded(end, leaf.closing));
+        take(dri_copy_padded(end, closing));
     }
     // The same with the value's text.
     void add_value(std::string_view opening, const dri_escaper_s& escaper,
@@ -103,7 +108,7 @@ class dr_output_c {
     }
     char* make_room(size_t size);
     [[gnu::noinline]] void add_other_row_leaf(const dr_row_kid_s& leaf, size_t skipped,
-                                              const dri_escaper_s& escaper,
+                                              size_t quotes, const dri_escaper_s& escaper,
                                               const dr_value_c& value);
     void send_taken();
     void send(const char* text, size_t size);

@@ -82,6 +82,8 @@ class dr_tags_access_context_c : public dr_tags_context_c {
     int read_leaf(const drend_tag_c& kid, std::string_view& out) {
         return reader_.read(kid, out);
     }
+    // The type of the value that was read last.
+    dr_value_type_t type_read() const { return reader_.type_read(); }
     // The value of the leaf on top, as an answer shows it; see dr_value_reader_c.
     int read_top(const dr_value_c*& value, std::string_view& text) {
         return reader_.read_top(value, text);

@@ -33,6 +33,8 @@ class dr_value_reader_c {
     int read(const drend_tag_c& kid, std::string_view& out);
     // The same with a copy of the text.
     int get_text(std::string_view path, dr_str_buf_c& out);
+    // The type of the value that was read last.
+    dr_value_type_t type_read() const { return value_.type(); }
     // The same for an expression, which may leave a visit open; end_visit ends it. The first one
     // knows the leaf below the row that `path` names. False with `out` untouched.
     bool find(const drend_tag_c& leaf, std::string_view path, dr_xp_value_c& out) {

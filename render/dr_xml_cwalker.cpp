@@ -54,7 +54,7 @@ void dr_xml_cwalker_c::push_private(const drend_tag_object_c* tobj) {
         return; // a leaf is printed in one go
     }
     if (tobj->type() == DT_TYPE_LIST) {
-        get_keys_for_parent(tobj);
+        read_keys(tobj, level_at_depth(context_.tag_depth() + 1));
     }
     if (is_held_back(tobj) || tag->is_internal_tag()) {
         hold_back(tobj);
@@ -122,18 +122,6 @@ void dr_xml_cwalker_c::print_closing_line(const drend_tag_object_c& tobj) {
     }
 }
 
-void dr_xml_cwalker_c::get_keys_for_parent(const drend_tag_object_c* tobj) {
-    for (const std::string& name : tobj->dto_tag->dt_keys) {
-        const drend_tag_c* kid = tobj->dto_tag->find_child(name);
-        if (kid == nullptr || kid->is_internal_tag()) {
-            continue;
-        }
-        if (dr_list_key_val* key = read_key(tobj, *kid)) {
-            key->level = level_at_depth(context_.tag_depth() + 1);
-        }
-    }
-}
-
 void dr_xml_cwalker_c::flush_tag_stack_buffer() {
     assert(std::is_sorted(
         pending_.begin(), pending_.end(),
@@ -195,18 +183,13 @@ void dr_xml_cwalker_c::leaf(const dr_row_kid_s& leaf, const dr_value_c& value) {
     }
 }
 
-// Whether a leaf is not printed where it stands: it is internal, a zero that its definition
-// suppresses, or a key, which goes out with its row's opening tag.
+// Whether a leaf is not printed where it stands.
 bool dr_xml_cwalker_c::is_left_out(const drend_tag_c& tag, const dr_value_c& value) {
-    const dr_list_key_val* key = find_key(tag);
-    const bool is_printed_key = key != nullptr && key->printed;
-    if (!is_printed_key && (!zero_suppression_check(tag, value) || tag.is_internal_tag())) {
-        return true;
-    }
-    if (key != nullptr) {
+    const leaf_place_e place = place_of(tag, value);
+    if (place == leaf_place_e::WITH_ROW) {
         flush_tag_stack_buffer();
     }
-    return key != nullptr;
+    return place != leaf_place_e::HERE;
 }
 
 // The value of a leaf-list's row has a line, but no tags of its own.

@@ -55,7 +55,6 @@ class dr_xml_cwalker_c : public dr_context_walker_c {
     void print_opening(const drend_tag_object_c* tobj);
     void print_opening_line(const drend_tag_object_c& tobj, int level);
     void print_closing_line(const drend_tag_object_c& tobj);
-    void get_keys_for_parent(const drend_tag_object_c* tobj);
     void flush_tag_stack_buffer();
     void print_keys(const drend_tag_object_c* tobj);
     void print_key(const dr_list_key_val& key);

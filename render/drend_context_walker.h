@@ -26,6 +26,7 @@ struct dr_list_key_val {
     const drend_tag_object_c* owner = nullptr; // the row
     const drend_tag_c* tag = nullptr;          // the key's leaf
     std::string value;                         // its text, not escaped
+    dr_value_type_t type = DRV_NONE;           // of what the text is that of
     int level = 0;                             // of indentation
     bool printed = false;
 };
@@ -94,6 +95,16 @@ class dr_context_walker_c {
     // Whether a value is printed: false for a zero that its definition suppresses.
     static bool zero_suppression_check(const drend_tag_c& tag, const dr_value_c& value);
 
+    // Where a leaf is printed that a key, an internal tag or a zero may be.
+    enum class leaf_place_e : uint8_t {
+        HERE,
+        WITH_ROW, // a key, which goes out with its row's opening
+        NOWHERE,  // it is internal, or a zero that its definition suppresses
+    };
+    leaf_place_e place_of(const drend_tag_c& tag, const dr_value_c& value) const;
+
+    // Reads the keys of a row that is printed, for `level` of indentation.
+    void read_keys(const drend_tag_object_c* row, int level);
     // Reads a key, a kid of its row's tag, ahead of the row's content. Its record, valid until the
     // next key is read, or null when it is no leaf or cannot be read: then it is printed where it
     // stands.

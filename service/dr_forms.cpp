@@ -5,8 +5,12 @@
 
 #include <algorithm>
 
+#include "frame/str_util.h"
 #include "render/dr_count_cwalker.h"
+#include "render/dr_ietf_json_cwalker.h"
+#include "render/dr_ietf_xml_cwalker.h"
 #include "render/dr_json_cwalker.h"
+#include "render/dr_json_lines_cwalker.h"
 #include "render/dr_table_cwalker.h"
 #include "render/dr_xml_cwalker.h"
 #include "service/dr_page_words.h"
@@ -36,11 +40,34 @@ walker_t make_table(dr_tags_access_context_c& context, void* peer,
                                                 options.has_color);
 }
 
+dr_look_s look_of(const dr_form_options_s& options) {
+    return {options.is_compact, options.is_ascii};
+}
+
+walker_t make_ietf_json(dr_tags_access_context_c& context, void* peer,
+                        const dr_form_options_s& options) {
+    return std::make_unique<dr_ietf_json_cwalker_c>(context, peer, look_of(options));
+}
+
+walker_t make_ietf_xml(dr_tags_access_context_c& context, void* peer,
+                       const dr_form_options_s& options) {
+    return std::make_unique<dr_ietf_xml_cwalker_c>(context, peer, look_of(options));
+}
+
+walker_t make_json_lines(dr_tags_access_context_c& context, void* peer,
+                         const dr_form_options_s& options) {
+    return std::make_unique<dr_json_lines_cwalker_c>(context, peer, look_of(options),
+                                                     options.list);
+}
+
 constexpr dr_form_s FORMS[] = {
     {DR_FORMAT_COUNT, "count", "text/plain", make_count},
     {DR_FORMAT_XML, "", "application/xml", make_xml},
     {DR_FORMAT_JSON, "as-json", "application/json", make_json},
     {DR_FORMAT_TABLE, "as-table", "text/plain", make_table},
+    {DR_FORMAT_IETF_JSON, "as-ietf-json", "application/yang-data+json", make_ietf_json},
+    {DR_FORMAT_IETF_XML, "as-ietf-xml", "application/yang-data+xml", make_ietf_xml},
+    {DR_FORMAT_JSON_LINES, "as-json-lines", "application/jsonl", make_json_lines},
 };
 
 // The words that choose what a form looks like.
@@ -52,6 +79,8 @@ struct option_word_s {
 constexpr option_word_s OPTION_WORDS[] = {
     {"wide", &dr_form_options_s::is_wide},
     {"color", &dr_form_options_s::has_color},
+    {"ascii", &dr_form_options_s::is_ascii},
+    {"compact", &dr_form_options_s::is_compact},
 };
 
 } // namespace
@@ -85,11 +114,21 @@ const dr_form_s* dri_find_form(const drend_tag_c& top_tag,
 }
 
 dr_form_options_s dri_form_options(const drend_tag_c& top_tag,
-                                   const std::vector<dr_argument_s>& args) {
+                                   const std::vector<dr_argument_s>& args,
+                                   std::string& refusal) {
     dr_form_options_s options;
     for (const option_word_s& option : OPTION_WORDS) {
         options.*option.option = dri_find_arg(args, option.word) != nullptr &&
                                  !dri_is_parameter(top_tag, option.word);
+    }
+    const dr_form_s* form = dri_find_form(top_tag, args);
+    if (form != nullptr && form->format == DR_FORMAT_JSON_LINES) {
+        options.list = dri_strip_quotes(dri_find_arg(args, form->word)->value);
+        if (!dr_json_lines_cwalker_c::has_list(top_tag, options.list) &&
+            !options.list.empty()) {
+            refusal = "error: arguments: " + std::string(form->word) +
+                      ": the command has no list '" + options.list + "'\n";
+        }
     }
     return options;
 }

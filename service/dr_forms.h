@@ -2,9 +2,14 @@
 
 // The forms of an answer, in one table: the word that asks for it, its media type, its walker.
 //
-//     as-json      ->  JSON of texts
-//     as-table     ->  aligned columns, with "wide" all of them, with "color" states in colours
-//     (no word)    ->  XML, or what the caller of the request chose
+//     as-json         ->  JSON of texts
+//     as-table        ->  aligned columns, with "wide" all of them, with "color" states in colours
+//     as-ietf-json    ->  JSON with types, as RFC 7951 has it
+//     as-ietf-xml     ->  XML that a YANG validator accepts
+//     as-json-lines   ->  a line of such JSON for each row; as-json-lines=LIST for those of a list
+//     (no word)       ->  XML, or what the caller of the request chose
+//
+//     ascii, compact  ->  how the last three look
 //
 // A form is a walker in a file of its own and a row here. What a parameter of the command is called
 // is not the library's word for that command.
@@ -24,13 +29,19 @@ enum dr_format_e : int {
     DR_FORMAT_JSON = 2,
     DR_FORMAT_COUNT = 3,
     DR_FORMAT_TABLE = 4,
+    DR_FORMAT_IETF_JSON = 5,
+    DR_FORMAT_IETF_XML = 6,
+    DR_FORMAT_JSON_LINES = 7,
 };
 
 // What a request may ask of the form that it is answered in.
 struct dr_form_options_s {
     bool wrap_in_data = false;
-    bool is_wide = false;   // of a table: with what is marked as wide
-    bool has_color = false; // and with colours
+    bool is_wide = false;    // of a table: with what is marked as wide
+    bool has_color = false;  // and with colours
+    bool is_compact = false; // of the forms for programs: without line ends and indentation
+    bool is_ascii = false;   // and with escapes for characters outside ASCII
+    std::string list;        // of lines: whose rows they are; empty: the outermost one
 };
 
 struct dr_form_s {
@@ -48,9 +59,10 @@ const dr_form_s& dri_form(int format);
 // The form that a command's arguments ask for, or null. The first one in the table counts.
 const dr_form_s* dri_find_form(const drend_tag_c& top_tag,
                                const std::vector<dr_argument_s>& args);
-// What they ask of it.
+// What they ask of it. A line for the peer in `refusal` when it cannot be.
 dr_form_options_s dri_form_options(const drend_tag_c& top_tag,
-                                   const std::vector<dr_argument_s>& args);
+                                   const std::vector<dr_argument_s>& args,
+                                   std::string& refusal);
 // Whether the command has a parameter of that name: then it is not the library's word.
 bool dri_is_parameter(const drend_tag_c& top_tag, std::string_view word);
 // The words of the forms, of their options and of pages.

@@ -78,7 +78,10 @@ meaning_t read_meaning(const drend_tag_c& top_tag, const char* text) {
         meaning->refusal = "error: " + page_fault + "\n";
         return meaning;
     }
-    meaning->options = dri_form_options(top_tag, args);
+    meaning->options = dri_form_options(top_tag, args, meaning->refusal);
+    if (!meaning->refusal.empty()) {
+        return meaning;
+    }
     dr_request_wish_s wish = dri_derive_wish(top_tag, args);
     if (asks_for_content(top_tag, args)) {
         meaning->style = std::move(wish.style);
@@ -94,7 +97,7 @@ meaning_t read_meaning(const drend_tag_c& top_tag, const char* text) {
 
 size_t memory_of(const dr_request_meaning_s& meaning) {
     size_t memory = sizeof meaning + dri_text_memory(meaning.style) + 2 * DRI_BLOCK_MEMORY;
-    memory += dri_text_memory(meaning.refusal);
+    memory += dri_text_memory(meaning.refusal) + dri_text_memory(meaning.options.list);
     memory += meaning.page.behind == nullptr ? 0 : meaning.page.behind->memory();
     memory += meaning.filter == nullptr ? 0 : meaning.filter->memory();
     return memory;

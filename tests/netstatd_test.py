@@ -22,7 +22,7 @@ import time
 import unittest
 import xml.etree.ElementTree as ET
 
-from netstatd_yang import errors_of_data
+from netstatd_yang import errors_of_data, validated
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 SKIPPED = 77
@@ -67,11 +67,19 @@ def errors_in(text, kind):
                           check=False).stderr
 
 
+def faults_in(command, text):
+    if "as-json-lines" in command:
+        return "".join(errors_in(line, "json") for line in text.splitlines())
+    if "as-ietf-xml" in command:  # whose top elements have none around them
+        return errors_in(f"<all>{text}</all>", "xml")
+    is_json = command.endswith((" as-json", " as-ietf-json"))
+    return errors_in(text, "json" if is_json else "xml")
+
+
 def answer(command, *options):
     result = run("--once", command, *options)
     assert (result.returncode, result.stderr) == (0, ""), result
-    errors = result.stdout != NOTHING and errors_in(
-        result.stdout, "json" if command.endswith(" as-json") else "xml")
+    errors = result.stdout != NOTHING and faults_in(command, result.stdout)
     assert not errors, errors + result.stdout
     return result.stdout
 
@@ -103,10 +111,27 @@ def content(of):
     elif isinstance(of, ET.Element) and len(of) > 0:
         members = [(child.tag, child) for child in of]
     else:
-        text = of if isinstance(of, str) else re.sub("^(iana-if-type|ietf-routing):", "", of.text or "")
+        text = of if isinstance(of, str) else re.sub(
+            "^(iana-if-type|ietf-routing):", "", of.text or "")
         return [] if text.isspace() else text
     held = [(name, content(value)) for name, value in members if name not in FLEETING]
     return [(name, value) for name, value in held if value not in ("0", [])]
+
+
+def converted(request, kind_of_file, form):
+    """What yanglint makes of an answer in another form; of none there is none."""
+    text = answer(request)
+    return text if text == NOTHING else validated(text, kind_of_file, "get", form)[1]
+
+
+def lasting_json(text):
+    """A JSON document without members that are fleeting."""
+    return json.loads(text, object_pairs_hook=lambda members: {
+        name: value for name, value in members if name not in FLEETING})
+
+
+def lasting_xml(text):
+    return lasting(tree(text if text == NOTHING else f"<all>{text}</all>"))
 
 
 def fields(elements, *names):
@@ -265,6 +290,39 @@ class Answers(unittest.TestCase):
         bare = text.removeprefix("<data>\n").removesuffix("</data>\n")
         self.assertEqual(len(text) - len(bare), len("<data>\n</data>\n"))
         self.assertEqual(errors_of_data(bare), "", bare)
+
+    def test_forms_of_yang_are_each_others_content(self):
+        for command in "corvane-netconf-get", *(
+                f"corvane-netconf-get filter='/{part}'" for part in ("interfaces", "routing")):
+            for form, kind in ("as-ietf-xml", "xml"), ("as-ietf-json", "json"):
+                text = answer(f"{command} {form}")
+                if text != NOTHING:
+                    self.assertEqual(validated(text, kind), (0, "", ""), text)
+            # What a validator makes of one is what the other says, and what it makes of that.
+            self.assert_agree(
+                lambda c=command: lasting_json(converted(f"{c} as-ietf-xml", "xml", "json")),
+                lambda c=command: lasting_json(answer(f"{c} as-ietf-json")))
+            self.assert_agree(
+                lambda c=command: lasting_xml(converted(f"{c} as-ietf-json", "json", "xml")),
+                lambda c=command: lasting_xml(
+                    converted(f"{c} as-ietf-xml ascii compact", "xml", "xml")))
+
+    def test_jq_reads_types(self):
+        def chosen(request, program):
+            return subprocess.run(["jq", "-c", program], input=answer(request), text=True,
+                                  stdout=subprocess.PIPE, check=True).stdout.splitlines()
+        names = chosen("show-interfaces as-json-lines", "select(.mtu > 3000) | .name")
+        self.assert_agree(lambda: names, lambda: [
+            json.dumps(i["ifname"]) for i in sorted(kernel("link"), key=lambda i: i["ifindex"])
+            if i["mtu"] > 3000])
+        self.assertEqual(
+            chosen("corvane-netconf-get as-ietf-json",
+                   '.["ietf-interfaces:interfaces"].interface[] | select(.enabled) | .name'),
+            [json.dumps(i.findtext("name"))
+             for i in tree(answer("corvane-netconf-get")).iterfind("interfaces/interface")
+             if i.findtext("enabled") == "true"])
+        for line in answer("show-routes as-json-lines=route").replace(NOTHING, "").splitlines():
+            self.assertRegex(json.loads(line)["table/name"], "^ipv[46]-")
 
     def test_netconf_get_has_a_family_where_there_are_addresses(self):
         def ours():

@@ -18,15 +18,22 @@ OBSOLETE = """<routing-state xmlns="urn:ietf:params:xml:ns:yang:ietf-routing"><r
 <name>-</name><address-family>ipv4</address-family></rib></ribs></routing-state>"""
 
 
-def errors_of(kind, content):
-    with tempfile.NamedTemporaryFile("w", suffix=".xml") as file:
-        file.write(content)
+def validated(text, kind_of_file, kind_of_data="get", form=None):
+    """What yanglint says of a document, "xml" or "json", converted to a form where one is given:
+    its status, output and errors."""
+    with tempfile.NamedTemporaryFile("w", suffix="." + kind_of_file) as file:
+        file.write(text)
         file.flush()
         checked = subprocess.run(
-            ["yanglint", "-Q", "-t", kind, "-p", YANG / "nmda-modules/ietf",
-             "-p", YANG / "modules/ietf", *MODULES, file.name],
-            stderr=subprocess.PIPE, text=True, check=False)
-    return checked.stderr or ("" if checked.returncode == 0 else f"exit {checked.returncode}")
+            ["yanglint", "-Q", "-t", kind_of_data, *(["-f", form] if form else []),
+             "-p", YANG / "nmda-modules/ietf", "-p", YANG / "modules/ietf", *MODULES, file.name],
+            stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True, check=False)
+    return checked.returncode, checked.stdout, checked.stderr
+
+
+def errors_of(kind, content):
+    status, _, errors = validated(content, "xml", kind)
+    return errors or ("" if status == 0 else f"exit {status}")
 
 
 def errors_of_data(content):

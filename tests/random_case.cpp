@@ -28,6 +28,8 @@ constexpr reading_s ODD_READINGS[] = {{DREND_OK, DREND_OK, false},
                                       {DREND_SKIP_LEAF, DREND_SKIP_LEAF},
                                       {DREND_ERR, DREND_OK},
                                       {DREND_DEFER, DREND_OK}};
+const std::string DATA_TYPES[] = {"string", "uint8",  "int32",   "uint32",
+                                  "int8",   "uint64", "boolean", "bits"};
 const std::string ODD_TEXTS[] = {"", "a b", "1st", "e\"", "e\\", "e<f", "e&", "\u00e9"};
 const std::string ODD_SOURCES[] = {"nowhere", "..", ".", "/", "m[", "m[n=o]", "m//"};
 const std::string ODD_FILTERS[] = {"/", "]", "/a[[", "//*", "/none"};
@@ -93,6 +95,17 @@ struct place_s {
     unsigned depth;
     bool is_regular; // what is printed can be told from what is given
 };
+
+template <typename Condition>
+bool has_tag(const std::vector<tag_s>& tags, const Condition& condition) {
+    return std::any_of(tags.begin(), tags.end(), [&](const tag_s& tag) {
+        return condition(tag) || has_tag(tag.kids, condition);
+    });
+}
+
+bool is_internal(const tag_s& tag) {
+    return tag.name.starts_with("__zor_internal");
+}
 
 class drawer_c {
   public:
@@ -220,6 +233,7 @@ class drawer_c {
             place.is_regular = false;
         }
         maybe(1, tag, "namespace", "\"xmlns='urn:e'\"");
+        maybe(5, tag, "module", dice_.chance(50) ? "\"m\"" : "\"n\"");
         if (dice_.chance(1)) {
             tag.members["namespace"] = quoted(odd_text());
         }
@@ -247,6 +261,8 @@ class drawer_c {
             tag.members["data_type"] = "\"decimal64\"";
             tag.members["data_decimal64_fraction"] = std::to_string(tag.fraction);
             node.form = dice_.one_of(DECIMAL_FORMS);
+        } else if (dice_.chance(30)) {
+            tag.members["data_type"] = quoted(dice_.one_of(DATA_TYPES));
         }
         maybe(5, tag, "prefix", "\"p:\"");
         if (dice_.chance(1)) {
@@ -440,6 +456,18 @@ class drawer_c {
 };
 
 } // namespace
+
+bool case_s::has_lists() const {
+    return has_tag(tops, [](const tag_s& tag) {
+        return tag.type == "list" && !is_internal(tag) && tag.name != LEAF_LIST_VALUE;
+    });
+}
+
+bool case_s::has_internal_lists() const {
+    return has_tag(tops, [](const tag_s& tag) {
+        return (tag.type == "list" || tag.type == "leaf-list") && is_internal(tag);
+    });
+}
 
 uint64_t dice_c::next() {
     state_ += 0x9E3779B97F4A7C15U;

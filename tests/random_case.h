@@ -97,6 +97,9 @@ struct case_s {
     const char* value_of(const node_s& leaf, unsigned row) const;
     reading_s reading_of(const node_s& leaf, unsigned row) const;
     unsigned count_of(const node_s& list, unsigned row) const;
+    bool has_lists() const; // that are printed
+    // Whose rows print into what encloses them.
+    bool has_internal_lists() const;
     // A value as its element prints it.
     std::string text_of(const shown_s& element, unsigned row) const;
 

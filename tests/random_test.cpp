@@ -8,6 +8,7 @@
 
 #include <cstdarg>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 #include <set>
 #include <sstream>
@@ -26,9 +27,10 @@ constexpr unsigned SUSPENSIONS = 25; // of a hundred places
 constexpr char NOTHING[] = "210\n";  // the answer that stands for none
 
 // The words that ask for the forms.
-enum form_e : unsigned { XML, JSON, TABLE, FORMS };
-constexpr const char* FORM_WORDS[FORMS] = {"", "as-json ", "as-table wide "};
-constexpr form_e EVERY_FORM[] = {XML, TABLE, JSON};
+enum form_e : unsigned { XML, JSON, TABLE, IETF_XML, IETF_JSON, LINES, FORMS };
+constexpr const char* FORM_WORDS[FORMS] = {
+    "", "as-json ", "as-table wide ", "as-ietf-xml ", "as-ietf-json ", "as-json-lines "};
+constexpr form_e EVERY_FORM[] = {XML, TABLE, IETF_XML, IETF_JSON, LINES, JSON};
 
 // --- peers ---------------------------------------------------------------------------------
 
@@ -112,8 +114,15 @@ void collect(const xmlNode* element, values_t& values) {
 }
 
 void collect(const char* name, json_t* value, values_t& values) {
+    if (const char* colon = strchr(name, ':')) {
+        name = colon + 1; // behind a module
+    }
     if (json_is_string(value)) {
         values.insert({name, comparable(json_string_value(value))});
+    } else if (json_is_integer(value)) {
+        values.insert({name, std::to_string(json_integer_value(value))});
+    } else if (json_is_boolean(value)) {
+        values.insert({name, json_is_true(value) ? "true" : "false"});
     }
     for (size_t i = 0; i < json_array_size(value); ++i) {
         collect(name, json_array_get(value, i), values);
@@ -140,15 +149,21 @@ values_t values_of_xml(const std::string& text) {
     return values;
 }
 
-values_t values_of_json(const std::string& text, bool has_twins) {
-    // A command that is a list prints its member alone.
-    const std::string whole = text == NOTHING         ? "{}"
-                              : text.starts_with('{') ? text
-                                                      : "{" + text + "}";
+// The document; null for none.
+json_t* parsed(const std::string& text, bool has_twins) {
     json_error_t error;
     json_t* document =
-        json_loads(whole.c_str(), has_twins ? 0 : JSON_REJECT_DUPLICATES, &error);
+        json_loads(text.c_str(), has_twins ? 0 : JSON_REJECT_DUPLICATES, &error);
     EXPECT_NE(document, nullptr) << "the JSON parses: " << error.text << " in\n" << text;
+    return document;
+}
+
+values_t values_of_json(const std::string& text, bool has_twins) {
+    // A command that is a list prints its member alone.
+    json_t* document = parsed(text == NOTHING         ? "{}"
+                              : text.starts_with('{') ? text
+                                                      : "{" + text + "}",
+                              has_twins);
     values_t values;
     collect("", document, values);
     json_decref(document);
@@ -182,6 +197,24 @@ values_t values_of_table(const std::string& text) {
     EXPECT_EQ(text.find(" \n"), std::string::npos) << "blanks end a line:\n" << text;
     EXPECT_EQ(text.find('\033'), std::string::npos) << text;
     return values;
+}
+
+// The rows of the outermost lists in a document, one to a line.
+void list_rows(json_t* value, bool is_in_list, std::string& lines) {
+    for (size_t i = 0; i < json_array_size(value); ++i) {
+        list_rows(json_array_get(value, i), true, lines);
+    }
+    if (json_is_object(value) && is_in_list) {
+        char* line = json_dumps(value, JSON_SORT_KEYS);
+        lines.append(line).append("\n");
+        free(line);
+        return;
+    }
+    const char* key = nullptr;
+    json_t* member = nullptr;
+    json_object_foreach(value, key, member) {
+        list_rows(member, false, lines);
+    }
 }
 
 std::string listed(const values_t& values) {
@@ -261,8 +294,11 @@ class random_test : public render_test {
     int ask(peer_s& peer, form_e form, unsigned suspensions) {
         waiting.clear();
         case_->begin_run(dice_.next(), suspensions);
+        // Of a form alone, unlike "as-json", the answer has no style; a word of any other kind
+        // makes it the same again.
+        const std::string other = form > JSON ? "other " : "";
         return drend_dump_tags(&peer, subcode_,
-                               (FORM_WORDS[form] + case_->argument).c_str());
+                               (FORM_WORDS[form] + other + case_->argument).c_str());
     }
 
     static void go_on(
@@ -310,13 +346,16 @@ class random_test : public render_test {
             ASSERT_FALSE(case_->is_overrun() || peer.is_gone) << "the answer ends";
             expect_nothing_left(peer, "after an answer");
             whole_[form] = peer.text;
-            values[form] = form == XML    ? values_of_xml(peer.text)
-                           : form == JSON ? values_of_json(peer.text, case_->has_twins)
-                                          : values_of_table(peer.text);
+            values[form] = values_in(form);
         }
-        EXPECT_EQ(listed(common(values[XML])), listed(common(values[JSON])))
-            << "both forms hold the same values:\n"
-            << whole_[XML] << whole_[JSON];
+        for (const form_e form : {JSON, IETF_XML, IETF_JSON}) {
+            if (form == IETF_JSON && case_->has_internal_lists()) {
+                continue; // members of one name
+            }
+            EXPECT_EQ(listed(common(values[XML])), listed(common(values[form])))
+                << FORM_WORDS[form] << "holds the same values as XML:\n"
+                << whole_[XML] << whole_[form];
+        }
         EXPECT_EQ(listed(missing(values[XML], values[TABLE])), "")
             << "a table holds what XML holds:\n"
             << whole_[XML] << whole_[TABLE];
@@ -324,6 +363,31 @@ class random_test : public render_test {
         EXPECT_EQ(listed(exact(values[JSON])), listed(given()))
             << "what the daemon gives stands in its row once:\n"
             << whole_[JSON];
+        if (!case_->has_twins && !case_->has_internal_lists()) {
+            EXPECT_EQ(listed(with_text(values[IETF_XML])),
+                      listed(with_text(values[IETF_JSON])))
+                << "the same content:\n"
+                << whole_[IETF_XML] << whole_[IETF_JSON];
+            if (!case_->may_be_refused) {
+                lines_are_the_rows();
+            }
+        }
+    }
+
+    values_t values_in(form_e form) const {
+        const std::string& text = whole_[form];
+        switch (form) {
+        case XML:
+        case IETF_XML:
+            return values_of_xml(text);
+        case TABLE:
+            return values_of_table(text);
+        case LINES: // which are compared as a whole
+            return {};
+        default:
+            return values_of_json(text, case_->has_twins || (form == IETF_JSON &&
+                                                             case_->has_internal_lists()));
+        }
     }
 
     // The values of regular elements that a table does not hold as often.
@@ -344,7 +408,30 @@ class random_test : public render_test {
         return rest;
     }
 
-    // The values that both forms print: no internal ones, no zeros, which XML may leave out, and
+    void lines_are_the_rows() {
+        std::string lines;
+        std::string rows;
+        std::istringstream stream(whole_[LINES] == NOTHING ? "" : whole_[LINES]);
+        for (std::string line; std::getline(stream, line);) {
+            json_t* row = parsed(line, false);
+            list_rows(row, true, lines);
+            json_decref(row);
+        }
+        json_t* document =
+            parsed(whole_[IETF_JSON] == NOTHING ? "[]" : whole_[IETF_JSON], false);
+        list_rows(document, !case_->has_lists(), rows);
+        json_decref(document);
+        EXPECT_EQ(lines, rows) << "a line is a row of the document:\n"
+                               << whole_[LINES] << whole_[IETF_JSON];
+    }
+
+    // Without empty ones, which in XML may also be containers.
+    static values_t with_text(values_t values) {
+        std::erase_if(values, [](const auto& value) { return value.second.empty(); });
+        return values;
+    }
+
+    // The values that all forms print: no internal ones, no zeros, which XML may leave out, and
     // no keys of rows of which a filter shows nothing else.
     values_t common(values_t values) const {
         std::erase_if(values, [&](const auto& value) {

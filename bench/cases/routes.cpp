@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
-// The whole table to XML and to JSON, by every contender, and to aligned columns. The library has
-// variants: the prefix as the list's key, and a daemon that formats by itself.
+// The whole table to XML and to JSON, by every contender, to aligned columns and to the other
+// forms. The library has variants: the prefix as the list's key, and a daemon that formats by
+// itself.
 
 #include <algorithm>
 #include <cstdio>
@@ -68,6 +69,23 @@ void add_own_formatter(scenarios_t& scenarios) {
                   });
 }
 
+// The forms of an answer beside each other, under the words that ask for them.
+void add_forms(scenarios_t& scenarios) {
+    static constexpr struct {
+        const char* name;
+        const char* argument;
+    } forms[] = {{"XML", nullptr},
+                 {"as-json", "as-json"},
+                 {"as-ietf-xml", "as-ietf-xml"},
+                 {"as-ietf-json", "as-ietf-json"},
+                 {"as-json-lines", "as-json-lines"}};
+    for (const auto& form : forms) {
+        add_for_sends(
+            scenarios, {"routes in forms", form.name, "leaf", "", {}},
+            [&form](size_t size) { return prepare_library(size, false, form.argument); });
+    }
+}
+
 } // namespace
 
 void add_route_scenarios(scenarios_t& scenarios) {
@@ -86,4 +104,5 @@ void add_route_scenarios(scenarios_t& scenarios) {
     add_contender(scenarios, "routes with key", PRINTF_CONTENDER, false);
     add_library(scenarios, "routes with key", true, nullptr);
     add_own_formatter(scenarios);
+    add_forms(scenarios);
 }
