@@ -9,6 +9,8 @@ Debian's Python. Exits with 77 where one of them is missing.
 import getpass
 import os
 import pathlib
+import re
+import select
 import shutil
 import socket
 import subprocess
@@ -17,6 +19,7 @@ import tempfile
 import unittest
 import xml.etree.ElementTree as ET
 
+from fake_daemon import FakeDaemon, flood, says
 from netstatd_yang import errors_of_data
 
 try:
@@ -82,6 +85,12 @@ class ThroughSsh(unittest.TestCase):
         line = process.stdout.readline()
         assert line.startswith(ready), line + process.stdout.read()
 
+    def daemon(self, name, script):
+        """What only those are answered by who ask for the namespace "urn:NAME"."""
+        daemon = FakeDaemon(self.folder, name, script, [f"urn:{name}?module={name}"])
+        self.addCleanup(daemon.entry.unlink)
+        self.addCleanup(daemon.listener.close)
+
     def connect(self):
         client = manager.connect(
             host="127.0.0.1", port=self.port, username=getpass.getuser(), timeout=PATIENCE,
@@ -108,6 +117,42 @@ class ThroughSsh(unittest.TestCase):
                              ["data", "interfaces", "interface", "name", "enabled"])
         client.close_session()
         self.assertFalse(client.connected)
+
+    def test_long_replies_in_a_row(self):
+        text = "é€😀 " * 2000
+        self.daemon("a", says(b"<data>\n", f"<a xmlns='urn:a'>{text}</a>\n".encode(), b"</data>\n"))
+        client = self.connect()
+        for _ in range(20):
+            shown = ET.fromstring(client.get(("subtree", "<a xmlns='urn:a'/>")).data_xml)
+            self.assertTrue(shown.findtext("{urn:a}a") == text)
+        client.async_mode = True
+        asked = [client.get(("subtree", "<a xmlns='urn:a'/>")) for _ in range(20)]
+        for reply in asked:
+            self.assertTrue(reply.event.wait(PATIENCE))
+            self.assertIsNone(reply.error)
+            self.assertEqual(reply.reply.data_xml.count("</a>"), 1)
+        client.async_mode = False
+
+    def test_a_client_that_is_killed_takes_its_session_with_it(self):
+        sent = []
+        self.daemon("b", flood(sent))
+        client = subprocess.Popen(
+            ["ssh", "-F", "none", "-i", self.folder / "user", "-p", str(self.port), "-o",
+             "StrictHostKeyChecking=no", "-o", "UserKnownHostsFile=/dev/null", "-s", "127.0.0.1",
+             "netconf"], stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
+        with client:
+            client.stdin.write((
+                f"<hello xmlns='{BASE}'><capabilities><capability>urn:ietf:params:netconf:base:1.0"
+                f"</capability></capabilities></hello>]]>]]><rpc xmlns='{BASE}' message-id='1'><get>"
+                "<filter><b xmlns='urn:b'/></filter></get></rpc>]]>]]>").encode())
+            client.stdin.flush()
+            said = b""
+            while b"<a>" not in said:
+                said += client.stdout.read1()
+            process = os.pidfd_open(int(re.search(rb"<session-id>(\d+)<", said)[1]))
+            client.kill()
+        self.assertTrue(select.select([process], [], [], PATIENCE)[0])
+        os.close(process)
 
     def test_what_is_not_there_is_refused(self):
         client = self.connect()

@@ -9,7 +9,6 @@ import contextlib
 import os
 import pathlib
 import select
-import socket
 import subprocess
 import sys
 import tempfile
@@ -17,6 +16,7 @@ import threading
 import unittest
 import xml.etree.ElementTree as ET
 
+from fake_daemon import FakeDaemon, flood, framed, says
 from netstatd_yang import errors_of_data
 
 ORVEX_NETCONF, NETSTATD, MEASURES_MEMORY = sys.argv[1], sys.argv[2], sys.argv[3] == "1"
@@ -122,47 +122,6 @@ class Session:
         self.process.wait()
         self.process.stdout.close()
         self.process.stderr.close()
-
-
-def framed(*chunks):
-    return b"".join(b"\n#%d\n%s" % (len(c), c) for c in chunks) + b"\n##\n"
-
-
-class FakeDaemon:
-    """Serves SCRIPT's answers: for each connection, for each request, SCRIPT(send, request) is called; it
-    returns whether the connection stays."""
-
-    def __init__(self, run_dir, name, script, modules=()):
-        self.requests = []
-        self.script = script
-        path = pathlib.Path(run_dir, name + ".socket")
-        self.listener = socket.socket(socket.AF_UNIX)
-        self.listener.bind(str(path))
-        self.listener.listen()
-        pathlib.Path(run_dir, name + ".daemon").write_text(
-            f"name {name}\nsocket {path}\napplication {name}\nsomething later\n"
-            + "".join(f"module {module}\n" for module in modules), encoding="utf-8")
-        threading.Thread(target=self.serve, daemon=True).start()
-
-    def serve(self):
-        with contextlib.suppress(OSError):
-            while True:
-                connection = self.listener.accept()[0]
-                threading.Thread(target=self.answer, args=(connection,), daemon=True).start()
-
-    def answer(self, connection):
-        with connection, contextlib.suppress(OSError):
-            for line in connection.makefile("rb"):
-                self.requests.append(line.decode())
-                if not self.script(connection.sendall, line):
-                    return
-
-
-def says(*chunks):
-    def script(send, _):
-        send(framed(*chunks))
-        return True
-    return script
 
 
 class Sessions(unittest.TestCase):
@@ -410,26 +369,13 @@ class Sessions(unittest.TestCase):
 
     # --- long replies ---
 
-    def flood(self, sent, until=lambda: False):
-        """A daemon's endless answer; `sent` counts its bytes."""
-        rows = b"<a>1234567890</a>\n" * 800
-
-        def script(send, _):
-            send(framed(b"<data>\n")[:-4])
-            while not until():
-                send(framed(rows)[:-4])
-                sent.append(len(rows))
-            send(framed(b"</data>\n"))
-            return True
-        return script
-
     def peak(self, session):
         status = pathlib.Path(f"/proc/{session.process.pid}/status").read_text(encoding="utf-8")
         return int(status.partition("VmHWM:")[2].split()[0])  # KiB
 
     def test_a_long_reply_takes_no_memory(self):
         sent = []
-        self.daemon("a", self.flood(sent, lambda: len(sent) >= 450))  # 360,000 rows
+        self.daemon("a", flood(sent, lambda: len(sent) >= 450))  # 360,000 rows
         session = self.session()
         session.send(get())
         rows = 0
@@ -447,7 +393,7 @@ class Sessions(unittest.TestCase):
 
     def test_a_slow_client_holds_the_daemon_back(self):
         sent = []
-        self.daemon("a", self.flood(sent))
+        self.daemon("a", flood(sent))
         session = self.session()
         session.send(get())
         session.take(100)

@@ -44,7 +44,7 @@ void get_relay_c::start(const std::vector<daemon_s>& daemons,
 }
 
 bool get_relay_c::connect(const daemon_s& daemon) {
-    const patience_s patience{patience_, clock_t::now() + patience_};
+    const patience_s patience{patience_};
     asked_.push_back(std::make_unique<asked_s>());
     asked_.back()->name = daemon.name;
     std::string error;
@@ -66,8 +66,6 @@ void get_relay_c::ask_next() {
         return;
     }
     unsent_ = request_ + "\n";
-    last_moved_ = clock_t::now();
-    was_full_ = !message_.has_room();
     chunks_ = {};
     stripper_ = {};
     encoder_ = {};
@@ -80,30 +78,21 @@ short get_relay_c::events() const {
     return static_cast<short>(reads | (unsent_.empty() ? 0 : POLLOUT));
 }
 
-get_relay_c::clock_t::time_point get_relay_c::deadline() const {
-    return message_.has_room() ? last_moved_ + patience_ : clock_t::time_point::max();
-}
-
 void get_relay_c::on_ready(short events) {
-    if (was_full_ && message_.has_room()) {
-        last_moved_ = clock_t::now();
-    }
     if ((events & POLLOUT) != 0) {
         send_request();
     }
     if ((events & (POLLIN | POLLHUP | POLLERR)) != 0 && message_.has_room()) {
         read();
     }
-    was_full_ = !message_.has_room();
 }
 
-void get_relay_c::on_deadline() {
+void get_relay_c::on_silence() {
     fail("says nothing");
 }
 
 // What a daemon that takes no more has to say is in its answer.
 void get_relay_c::send_request() {
-    last_moved_ = clock_t::now();
     if (!asked_.front()->connection.send(unsent_)) {
         unsent_.clear();
     }
@@ -113,7 +102,6 @@ void get_relay_c::read() {
     std::string_view bytes;
     switch (asked_.front()->connection.read(bytes)) {
     case connection_c::read_e::some:
-        last_moved_ = clock_t::now();
         take(bytes);
         break;
     case connection_c::read_e::nothing_yet:

@@ -31,7 +31,6 @@
 
 class get_relay_c {
   public:
-    using clock_t = std::chrono::steady_clock;
     enum class state_e {
         idle,    // nothing asked for, or refused before it began
         asking,  // until the last daemon has answered
@@ -40,6 +39,7 @@ class get_relay_c {
         broken,  // the reply has begun and cannot be completed; error()
     };
 
+    // Connecting to one of them takes no longer than `patience`.
     get_relay_c(message_writer_c& message, std::chrono::milliseconds patience)
         : message_(message), patience_(patience) {}
 
@@ -52,13 +52,13 @@ class get_relay_c {
     // Of `refused` and `broken`
     const rpc_error_s& error() const { return error_; }
 
-    // What is waited for, with poll, while asking; and until when.
+    // What is waited for, with poll, while asking; nothing while the message has no room.
     int fd() const { return asked_.front()->connection.fd(); }
     short events() const;
-    clock_t::time_point deadline() const;
     // Goes on after any of it.
     void on_ready(short events);
-    void on_deadline();
+    // Nothing of it came in time.
+    void on_silence();
 
   private:
     struct asked_s {
@@ -87,8 +87,6 @@ class get_relay_c {
 
     // Of the answer that is being read
     std::string unsent_; // of the request
-    clock_t::time_point last_moved_;
-    bool was_full_ = false; // the client's slowness is not the daemon's
     chunk_decoder_c chunks_;
     std::unique_ptr<answer_sorter_c> sorter_;
     data_stripper_c stripper_;

@@ -35,7 +35,7 @@ int main(int argc, char** argv) try {
     app.add_option("--patience", patience,
                    "Wait SECONDS for the client's hello, and for a daemon's next bytes")
         ->type_name("SECONDS")
-        ->check(CLI::Range(1U, 86400U))
+        ->check(CLI::Range(1U, 3600U))
         ->capture_default_str();
     CLI11_PARSE(app, argc, argv);
     options.patience = std::chrono::seconds(patience);

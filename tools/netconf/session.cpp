@@ -79,11 +79,14 @@ bool session_c::may_take_input() const {
            output_.has_room();
 }
 
-session_c::clock_t::time_point session_c::deadline() const {
+// For poll. A daemon's time begins anew with whatever moves, and stands still while it is not read;
+// that of the client's hello, and of the end, does not.
+int session_c::patience_left() const {
     if (relay_.state() == get_relay_c::state_e::asking) {
-        return relay_.deadline();
+        const std::chrono::milliseconds silence = options_.patience;
+        return (relay_.events() & POLLIN) != 0 ? static_cast<int>(silence.count()) : -1;
     }
-    return is_greeted_ && !is_ending_ ? clock_t::time_point::max() : due_;
+    return is_greeted_ && !is_ending_ ? -1 : milliseconds_until(due_);
 }
 
 // Waits for whatever can go on, and does it.
@@ -98,9 +101,7 @@ void session_c::wait() {
                       {out_, to_write, 0},
                       // Not even its end is looked for while it has to wait.
                       {to_relay != 0 ? relay_.fd() : -1, to_relay, 0}};
-    const bool is_overdue = clock_t::now() >= deadline();
-    const int ready = poll(waits, std::size(waits), milliseconds_until(deadline()));
-    const bool is_late = is_overdue && ready == 0;
+    const bool is_late = poll(waits, std::size(waits), patience_left()) == 0;
     write(waits[1].revents);
     if (waits[0].revents != 0) {
         read();
@@ -122,7 +123,7 @@ void session_c::write(short events) {
 
 void session_c::move_relay(short events, bool is_late) {
     if (is_late) {
-        relay_.on_deadline();
+        relay_.on_silence();
     } else {
         relay_.on_ready(events);
     }

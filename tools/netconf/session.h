@@ -37,12 +37,12 @@ class session_c {
     int run();
 
   private:
-    using clock_t = get_relay_c::clock_t;
+    using clock_t = std::chrono::steady_clock;
 
     void greet();
     bool has_more_to_do() const;
     bool may_take_input() const;
-    clock_t::time_point deadline() const;
+    int patience_left() const;
     void wait();
     void write(short events);
     void read();
