@@ -3,11 +3,12 @@
 // What a NETCONF client sends, of any bytes: unframed, and each message read.
 //
 // Asserted: whatever the bytes are cut into, the same messages come out, in both framings; what of
-// a message goes on to a daemon, or back to the client, is printable ASCII, and nothing in it ends
-// the argument of a request.
+// a message goes on to a daemon, or back to the client, is well-formed, and nothing in it ends the
+// argument of a request.
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -51,21 +52,28 @@ std::vector<std::string> messages_of(std::string_view bytes, size_t size, bool i
     return messages;
 }
 
-void require_safe(const std::string& text, char end) {
-    require(std::all_of(text.begin(), text.end(),
-                        [end](char c) { return c >= ' ' && c < 0x7f && c != end; }));
+// Whether what is made of a message is XML again.
+bool is_xml(const std::string& text) {
+    const std::optional<rpc_error_s> fault = read_message(text).fault;
+    return !fault.has_value() || std::string_view(fault->tag) != "malformed-message";
+}
+
+void require_argument(const std::string& text) {
+    require(std::all_of(text.begin(), text.end(), [](char c) {
+        return static_cast<unsigned char>(c) >= ' ' && c != '\'' && c != '\\';
+    }));
 }
 
 void read_one(const std::string& text) {
     const client_message_s message = read_message(text);
     require(message.root.has_value() || message.fault.has_value());
-    require_safe(message.attributes, '\0');
-    if (message.filter.has_value()) {
-        require_safe(message.filter->text, '\'');
-        require(message.filter->text.empty() == message.filter->namespaces.empty());
-    }
+    require(is_xml("<r" + message.attributes + "/>"));
     if (message.fault.has_value()) {
-        require_safe(to_xml(*message.fault), '\0');
+        require(is_xml(to_xml(*message.fault)));
+    } else if (message.filter.has_value()) {
+        require_argument(message.filter->text);
+        require(message.filter->text.empty() == message.filter->namespaces.empty());
+        require(is_xml("<f>" + message.filter->text + "</f>"));
     }
 }
 

@@ -237,11 +237,17 @@ class Sessions(unittest.TestCase):
         self.assertEqual(self.session("0").fault("")[1], "operation-failed")
 
     def test_attributes_come_back(self):
-        reply = ET.fromstring(self.session().ask(rpc(
-            "<get/>", "&lt;é&quot;&#10;", " a='&amp;' xmlns:e='urn:e' e:user='fred' xml:lang='de'")))
+        session = self.session()
+        attributes = " a='&amp;' xmlns:e='urn:e' e:user='fred' xml:lang='de'"
+        reply = ET.fromstring(session.ask(rpc("<get/>", "&lt;é&quot;&#10;", attributes)))
         self.assertEqual(reply.attrib, {
             "message-id": '<é"\n', "a": "&", "{urn:e}user": "fred",
             "{http://www.w3.org/XML/1998/namespace}lang": "de"})
+        # Names have no references, and what is no XML has no other attribute.
+        session.send(rpc("<get/>", "1", " é=''"))
+        self.assertEqual(ET.fromstring(session.message()).attrib, {"message-id": "1", "é": ""})
+        self.assertEqual(session.fault(rpc("<get/>", "1", " a='' x:b=''"))[1:],
+                         ("malformed-message", {}, {"message-id": "1"}))
 
     def test_requests_are_answered_in_their_order(self):
         self.daemon("a", says(b"<data>\n" + b"<a/>" * 20000 + b"</data>\n"))

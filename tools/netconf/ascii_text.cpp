@@ -19,8 +19,11 @@ void append_reference(std::uint32_t character, std::string& out) {
     out += reference;
 }
 
+// One that XML may have.
 bool is_character(std::uint32_t c) {
-    return c <= 0x10ffff && (c < 0xd800 || c > 0xdfff) && c != 0xfffe && c != 0xffff;
+    const bool is_control = c < 0x20 && c != '\t' && c != '\n' && c != '\r';
+    return !is_control && c <= 0x10ffff && (c < 0xd800 || c > 0xdfff) && c != 0xfffe &&
+           c != 0xffff;
 }
 
 } // namespace
@@ -84,7 +87,7 @@ std::string escaped(std::string_view utf8) {
             encoder.add({&c, 1}, out);
         } else {
             encoder.finish(out);
-            append_reference(code, out);
+            append_reference(is_character(code) ? code : REPLACEMENT, out);
         }
     }
     encoder.finish(out);

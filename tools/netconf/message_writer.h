@@ -14,7 +14,7 @@ class message_writer_c {
     static constexpr std::size_t CHUNK_MAX = 16384;
     static constexpr std::size_t HELD_MAX = 4 * CHUNK_MAX;
 
-    // In ASCII.
+    // Nothing but names beyond ASCII, which cannot be written otherwise, is not ASCII.
     void add(std::string_view text);
     void end_message();
     // Messages are in chunks from here on; between two messages.

@@ -112,7 +112,7 @@ std::string filter_xmlns(const xmlNode* element) {
 
 void append_filter(const xmlNode* element, const std::string& around, std::string& out) {
     const std::string xmlns = filter_xmlns(element);
-    const std::string name = escaped(text_of(element->name));
+    const std::string name = text_of(element->name);
     out += "<" + name;
     out += xmlns == around ? "" : " xmlns=\"" + escaped(xmlns) + "\"";
     out += has_attributes(element) ? " attribute=\"\"" : "";
@@ -209,33 +209,35 @@ std::string prefix_of(const xmlNs* ns) {
     return ns == nullptr || ns->prefix == nullptr ? "" : text_of(ns->prefix) + ":";
 }
 
+// A name cannot be written with references.
+std::string attribute(const std::string& name, const std::string& value) {
+    return " " + name + "=\"" + escaped(value) + "\"";
+}
+
 // The prefixes that attributes have are declared in the reply as they were.
 std::string attributes_of(const xmlNode* rpc) {
     std::string attributes;
     for (const xmlNs* ns = rpc->nsDef; ns != nullptr; ns = ns->next) {
         if (ns->prefix != nullptr) {
-            attributes += " xmlns:" + escaped(text_of(ns->prefix)) + "=\"" +
-                          escaped(text_of(ns->href)) + "\"";
+            attributes += attribute("xmlns:" + text_of(ns->prefix), text_of(ns->href));
         }
     }
     for (const xmlAttr* a = rpc->properties; a != nullptr; a = a->next) {
-        attributes += " " + escaped(prefix_of(a->ns) + text_of(a->name)) + "=\"" +
-                      escaped(value_of(a)) + "\"";
+        attributes += attribute(prefix_of(a->ns) + text_of(a->name), value_of(a));
     }
     return attributes;
 }
 
-bool has_message_id(const xmlNode* rpc) {
-    for (const xmlAttr* a = rpc->properties; a != nullptr; a = a->next) {
-        if (a->ns == nullptr && text_of(a->name) == "message-id") {
-            return true;
-        }
+const xmlAttr* message_id_of(const xmlNode* rpc) {
+    const xmlAttr* a = rpc->properties;
+    while (a != nullptr && (a->ns != nullptr || text_of(a->name) != "message-id")) {
+        a = a->next;
     }
-    return false;
+    return a;
 }
 
 void read_rpc(const xmlNode* rpc, client_message_s& message) {
-    message.fault = !has_message_id(rpc)
+    message.fault = message_id_of(rpc) == nullptr
                         ? bad_attribute("missing-attribute", "message-id", "rpc",
                                         "an rpc needs the attribute \"message-id\"")
                         : read_operation(rpc, message);
@@ -282,6 +284,8 @@ client_message_s read_message(std::string_view text) {
         read_root(root, message);
     }
     if (!parsed.is_well_formed || root == nullptr) {
+        const xmlAttr* id = root == nullptr ? nullptr : message_id_of(root);
+        message.attributes = id == nullptr ? "" : attribute("message-id", value_of(id));
         message.fault = {"rpc", "malformed-message", "the message is no well-formed XML"};
     }
     return message;

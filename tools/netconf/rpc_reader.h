@@ -23,8 +23,8 @@ struct qualified_name_s {
 
 // A subtree filter.
 struct filter_s {
-    // Its elements in ASCII, without their prefixes, line feeds and apostrophes: what can stand
-    // between apostrophes in a line. Those of NETCONF's own namespace, which a client that leaves
+    // Its elements without their prefixes, line feeds and apostrophes: what can stand between
+    // apostrophes in a line. Those of NETCONF's own namespace, which a client that leaves
     // the namespace out gives them, have none and fit any.
     std::string text;
     std::vector<std::string> namespaces; // of its topmost elements
@@ -36,7 +36,8 @@ struct client_message_s {
     // Of a hello
     std::vector<std::string> capabilities;
     bool has_session_id = false;
-    // Of an rpc: its attributes as the reply has them, each with a blank in front
+    // Of an rpc: its attributes as the reply has them, each with a blank in front. Of a text that
+    // is no XML, but begins like one: "message-id" alone
     std::string attributes;
     qualified_name_s operation;
     std::optional<filter_s> filter; // of a "get"; without one, everything
