@@ -54,6 +54,8 @@ class dr_table_cwalker_c : public dr_context_walker_c {
     void list_stop(const drend_tag_object_c* tobj) override;
 
   private:
+    static constexpr int TITLE_INDENT = 2; // of what a title is above
+
     struct level_s {
         enum kind_e : uint8_t { SECTION, LIST, ROW };
         // A row's own line: to come, held open, or out.

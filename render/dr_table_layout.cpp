@@ -66,6 +66,13 @@ class builder_c {
     void gather();
     void take(const drend_tag_c& tag, const level_s& level);
     void take_leaf(const drend_tag_c& tag, const level_s& level);
+    // The place of a kid of the list itself among its keys; behind them for others.
+    size_t key_place(const drend_tag_c& tag) const {
+        const auto& keys = scope_.tag.dt_keys;
+        const auto key = std::find(keys.begin(), keys.end(), tag.name());
+        const bool is_key = key != keys.end() && scope_.tag.find_child(*key) == &tag;
+        return is_key ? static_cast<size_t>(key - keys.begin()) : keys.size();
+    }
     void take_container(const drend_tag_c& tag, const level_s& level);
     dr_table_kid_s& add_kid(const drend_tag_c& tag, dr_table_kid_s::kind_e kind,
                             const level_s& level);
@@ -139,7 +146,8 @@ void builder_c::take_leaf(const drend_tag_c& tag, const level_s& level) {
     const bool is_element = above.dt_type == DT_TYPE_LEAF_LIST || tag.is_leaf_list_value();
     const drend_tag_c& named = is_element ? above : tag;
     add_kid(tag, dr_table_kid_s::VALUE, level);
-    if (!tag.is_internal_tag() && is_shown_(tag, named)) {
+    const bool is_key = key_place(tag) != scope_.tag.dt_keys.size();
+    if (!tag.is_internal_tag() && (is_key || is_shown_(tag, named))) {
         add_column(tag, named, level.path);
     }
 }
@@ -204,16 +212,16 @@ void builder_c::tell_apart() {
 
 // What columns are ordered by: their number, and their place among the keys.
 std::vector<std::pair<int, size_t>> builder_c::ranks() const {
-    const auto& keys = scope_.tag.dt_keys;
+    const size_t keys = scope_.tag.dt_keys.size();
     std::vector<std::pair<int, size_t>> ranks;
     for (const dr_table_column_s& column : columns) {
         const int number = column.says == nullptr ? 0 : column.says->column;
-        ranks.emplace_back(number == 0 ? INT_MAX : number, keys.size());
+        ranks.emplace_back(number == 0 ? INT_MAX : number, keys);
     }
     for (const dr_table_kid_s& kid : kids) {
-        const auto key = std::find(keys.begin(), keys.end(), kid.tag->name());
-        if (kid.column != dr_table_kid_s::NO_COLUMN && kid.tag->isset_flag(DT_FLAG_KEY)) {
-            ranks[kid.column].second = static_cast<size_t>(key - keys.begin());
+        if (kid.column != dr_table_kid_s::NO_COLUMN) {
+            ranks[kid.column].second =
+                std::min(ranks[kid.column].second, key_place(*kid.tag));
         }
     }
     return ranks;

@@ -64,7 +64,7 @@ struct dr_table_kid_s {
 
 class dr_table_layout_c {
   public:
-    // Of a leaf, and of the tag that it shows the value of: itself or its leaf-list.
+    // Of a leaf that is no key, and of the tag that it shows the value of: itself or its leaf-list.
     using is_shown_t =
         std::function<bool(const drend_tag_c& leaf, const drend_tag_c& named)>;
 

@@ -263,9 +263,12 @@ z    -
 }
 
 TEST_F(table_test, keys_come_along_with_what_a_filter_shows) {
-    define_kids(list("row",
-                     leaf("mtu", "1") + "," + leaf("name", "0") + "," + leaf("state", "2"),
-                     "`dts_key`: [`name`]"));
+    const std::string hidden =
+        "`dts_style`: [`full`], `dts_wide`: `true`"; // were it no key
+    define_kids(
+        list("row",
+             leaf("mtu", "1") + "," + leaf("name", "0", hidden) + "," + leaf("state", "2"),
+             "`dts_key`: [`name`]"));
     EXPECT_EQ(table({{{"a", "1", "up"}}, {{"b", nullptr, "up"}}},
                     "as-table filter='/top/row/mtu'"),
               R"(
