@@ -3,8 +3,8 @@
 // What levels of a table show of themselves: titles, headers, pairs and the lines of rows, with the
 // blank lines between them.
 //
-// Lines are added in the order in which they go out, so whether one stands apart from the one before
-// it is decided when it is added.
+// Lines are added in the order in which they go out, so whether one stands apart from the one
+// before it is decided when it is added.
 #include <utility>
 
 #include "render/dr_table_cwalker.h"
