@@ -269,6 +269,7 @@ class random_test : public render_test {
             a_walk_that_is_given_up_is_gone();
             a_busy_peer_keeps_its_walk();
             the_dump_of_values_may_be_suspended();
+            pages_have_everything();
         }
     }
 
@@ -538,6 +539,53 @@ class random_test : public render_test {
             peer.close();
             expect_nothing_left(peer, "after the answer of a busy peer");
         }
+    }
+
+    // A page behind a row whose keys other rows have too may begin with rows of an earlier page.
+    // Keys are read once more for a cursor, and may have changed since.
+    void pages_have_everything() {
+        static std::string cursor;
+        static bool is_complete;
+        drend_set_answer_methods(nullptr, [](void*, const drend_answer_end_s* end) {
+            cursor = end->cursor == nullptr ? "" : end->cursor;
+            is_complete = end->end == DREND_ANSWER_COMPLETE;
+        });
+        const std::string limit = " limit=" + std::to_string(1 + dice_.below(3)) + " ";
+        const std::string argument = case_->argument;
+        draw_surroundings();
+        values_t values;
+        std::set<std::string> before;
+        cursor.clear();
+        do {
+            before.insert(cursor);
+            case_->argument = argument + limit + (cursor.empty() ? "" : "cursor=" + cursor);
+            peer_s peer;
+            is_complete = false;
+            ask(peer, true, SUSPENSIONS);
+            go_on();
+            expect_nothing_left(peer, "after a page");
+            if (is_complete) {
+                values.merge(values_of_json(peer.text, case_->has_twins));
+            }
+        } while (is_complete && !cursor.empty() && !before.contains(cursor));
+        if (is_complete && cursor.empty()) {
+            const values_t whole = values_of_json(whole_[1], case_->has_twins);
+            EXPECT_EQ(paged(values), paged(whole))
+                << "the pages of " << limit << " hold what the whole holds:\n"
+                << whole_[1];
+        }
+        case_->argument = argument;
+        drend_set_answer_methods(nullptr, nullptr);
+    }
+
+    std::set<values_t::value_type> paged(const values_t& values) const {
+        std::set<values_t::value_type> distinct;
+        for (const auto& value : exact(values)) {
+            if (!case_->shown.at(value.first).leaf->is_key) {
+                distinct.insert(value);
+            }
+        }
+        return distinct;
     }
 
     void the_dump_of_values_may_be_suspended() {
