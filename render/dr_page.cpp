@@ -23,8 +23,9 @@ class every_name_c final : public drend_value_lookup_c {
     bool find_value(const std::string&, unsigned, dr_xp_value_c&) override { return false; }
 };
 
+// What is not printed itself has no rows that anybody could ask for.
 bool is_counted_kind(const drend_tag_object_c& tobj) {
-    return tobj.type() == DT_TYPE_LIST;
+    return tobj.type() == DT_TYPE_LIST && !tobj.dto_tag->is_hidden();
 }
 
 dr_dynamic_kids_s& notes_of(drend_tag_object_c& tobj) {

@@ -5,7 +5,8 @@
 // The requests go round 64 routes spread over the table. "seeking" has a list procedure that goes
 // straight to the route, "scanning" one that steps through them all, "libyang" finds the route in a
 // tree that is already built. "seeking, new filter" has the library forget the filters it has
-// parsed before each request. In "distinct filters" each request asks for another route.
+// parsed before each request. "limit of 20" asks for the first 20 routes. In "distinct filters"
+// each request asks for another route.
 
 #include <algorithm>
 #include <cstdio>
@@ -94,6 +95,14 @@ job_s prepare_seeking(size_t size, size_t asked, bool forgets,
     return job_of(asked, library_request(routes, seek_route, asked, forgets, question));
 }
 
+// The first routes of a table, and no more.
+job_s prepare_page(size_t size) {
+    set_routes(make_routes(size));
+    register_routes("/routes/route", step_routes);
+    load_definitions(routes_command("routes", "/routes", true), 1);
+    return job_of(ASKED, [] { run_command("routes", "limit=20"); });
+}
+
 job_s prepare_libyang(size_t size) {
     lyd_node* tree = new_yang_routes();
     const routes_t routes = make_routes(size);
@@ -134,6 +143,7 @@ void add_request_scenarios(scenarios_t& scenarios) {
         return job_of(std::clamp<size_t>(100000 / size, 1, ASKED),
                       library_request(make_routes(size), step_routes, ASKED, false));
     });
+    add_for_sends(scenarios, {base.name, "limit of 20", base.unit, "", {}}, prepare_page);
     scenario_s libyang = named("libyang");
     libyang.layout = "same document";
     libyang.prepare = prepare_libyang;
