@@ -120,7 +120,9 @@ class ThroughSsh(unittest.TestCase):
 
     def test_long_replies_in_a_row(self):
         text = "é€😀 " * 2000
-        self.daemon("a", says(b"<data>\n", f"<a xmlns='urn:a'>{text}</a>\n".encode(), b"</data>\n"))
+        sent = ET.Element("a", xmlns="urn:a")  # which are references in what a daemon sends
+        sent.text = text
+        self.daemon("a", says(ET.tostring(sent)))
         client = self.connect()
         for _ in range(20):
             shown = ET.fromstring(client.get(("subtree", "<a xmlns='urn:a'/>")).data_xml)

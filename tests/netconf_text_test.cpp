@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
-// What orvex-netconf makes of texts that arrive in pieces: frames, the element "data", ASCII.
+// What orvex-netconf makes of texts that arrive in pieces: frames, and ASCII.
 #include <gmock/gmock.h>
 
 #include "tools/netconf/ascii_text.h"
-#include "tools/netconf/data_stripper.h"
 #include "tools/netconf/frame_decoder.h"
 
 namespace {
@@ -28,17 +27,6 @@ std::string unframed(std::string_view bytes, size_t size, bool is_chunked) {
         }
     }
     return messages;
-}
-
-std::string stripped(std::string_view answer, size_t size) {
-    data_stripper_c stripper;
-    std::string content;
-    for (; !answer.empty(); answer.remove_prefix(std::min(size, answer.size()))) {
-        if (!stripper.add(answer.substr(0, size), content)) {
-            return "none";
-        }
-    }
-    return stripper.is_whole() ? content : "cut off";
 }
 
 std::string encoded(std::string_view text, size_t size) {
@@ -87,20 +75,6 @@ TEST(netconf_text, chunked_framing) {
           {"\n#4294967296\n", "!"}}) {
         expect_in_all_cuts(
             one, [](std::string_view in, size_t size) { return unframed(in, size, true); });
-    }
-}
-
-TEST(netconf_text, the_element_data_is_taken_off) {
-    for (const case_s& one : {case_s{"<data>\n</data>\n", ""},
-                              {"<data>\n<a/>\n</data>\n", "<a/>\n"},
-                              {"<data>\n<a></data>\n</data>\n", "<a></data>\n"},
-                              {"<data>\n<a/>", "cut off"},
-                              {"<data>\n<a/></data>", "cut off"},
-                              {"<data>\n</data>\n\n", "cut off"},
-                              {"<data>", "cut off"},
-                              {"<dat>\n", "none"},
-                              {"<a/>", "none"}}) {
-        expect_in_all_cuts(one, stripped);
     }
 }
 

@@ -10,7 +10,7 @@
 
 namespace {
 
-constexpr char COMMAND[] = "corvane-netconf-get";
+constexpr char COMMAND[] = "corvane-netconf-get as-ietf-xml ascii compact";
 constexpr std::size_t REQUEST_MAX = 65536; // bytes of a line that a daemon reads
 
 std::string request_of(const std::optional<filter_s>& filter) {
@@ -67,8 +67,6 @@ void get_relay_c::ask_next() {
     }
     unsent_ = request_ + "\n";
     chunks_ = {};
-    stripper_ = {};
-    encoder_ = {};
     sorter_ = std::make_unique<answer_sorter_c>(
         [this](std::string_view text) { take_text(text); });
 }
@@ -132,36 +130,16 @@ void get_relay_c::take(std::string_view bytes) {
 }
 
 void get_relay_c::take_text(std::string_view text) {
-    if (state_ != state_e::asking) {
-        return;
-    }
-    stripped_.clear();
-    if (!stripper_.add(text, stripped_)) {
-        fail("answers something else than \"data\"");
-    } else if (!stripped_.empty()) {
-        write_opening();
-        std::string ascii;
-        encoder_.add(stripped_, ascii);
-        message_.add(ascii);
-    }
+    write_opening();
+    message_.add(text);
 }
 
 void get_relay_c::finish_answer() {
     const answer_e kind = sorter_->end();
-    if (state_ != state_e::asking) {
-        return;
-    }
     if (kind == answer_e::refused || kind == answer_e::broken_off) {
         fail(sorter_->error().substr(sizeof "error: " - 1));
         return;
     }
-    if (kind == answer_e::answered && !stripper_.is_whole()) {
-        fail("answers something else than \"data\"");
-        return;
-    }
-    std::string cut_off;
-    encoder_.finish(cut_off);
-    message_.add(cut_off);
     asked_.pop_front();
     ask_next();
 }

@@ -2,7 +2,9 @@
 
 // Relays what daemons answer to one "get": one daemon after the other, each as it comes.
 //
-//     daemons -> chunks -> text or error -> without "data" -> ASCII -> message
+//     daemons -> chunks -> text or error -> message
+//
+// Daemons are asked for XML as YANG has it, in ASCII, without line ends: texts go on as they are.
 //
 //  1. No more of an answer is held than one read of a socket and what waits for the client: the
 //     relay reads while the message has room, and otherwise leaves the daemon waiting.
@@ -20,9 +22,7 @@
 #include <string_view>
 #include <vector>
 
-#include "ascii_text.h"
 #include "daemon_registry.h"
-#include "data_stripper.h"
 #include "message_writer.h"
 #include "rpc_error.h"
 #include "tools/drendctl/answer_sorter.h"
@@ -89,7 +89,4 @@ class get_relay_c {
     std::string unsent_; // of the request
     chunk_decoder_c chunks_;
     std::unique_ptr<answer_sorter_c> sorter_;
-    data_stripper_c stripper_;
-    ascii_encoder_c encoder_;
-    std::string stripped_;
 };

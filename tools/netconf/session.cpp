@@ -261,7 +261,7 @@ void session_c::get(const client_message_s& rpc) {
         return;
     }
     reply_attributes_ = rpc.attributes;
-    relay_.start(daemons_, rpc.filter, opening_of(rpc.attributes) + "<data>\n");
+    relay_.start(daemons_, rpc.filter, opening_of(rpc.attributes) + "<data>");
     settle_relay();
 }
 
