@@ -9,8 +9,10 @@
 #include <cstdlib>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "tools/drendctl/answer_sorter.h"
+#include "tools/drendctl/answer_status.h"
 #include "tools/drendctl/chunk_decoder.h"
 #include "tools/drendctl/control_escaper.h"
 #include "tools/drendctl/highlighter.h"
@@ -45,9 +47,11 @@ class reader_c {
             case chunk_event_e::chunk_begins:
                 sorter_->chunk_begins();
                 break;
+            case chunk_event_e::note_begins:
+                result_.errors += decoder_.tag();
+                break;
             case chunk_event_e::data:
-                result_.data += data;
-                sorter_->data(data);
+                take(data);
                 break;
             case chunk_event_e::answer_ends:
                 finish_answer();
@@ -62,6 +66,15 @@ class reader_c {
     const result_s& result() const { return result_; }
 
   private:
+    void take(std::string_view data) {
+        if (decoder_.tag() == '\0') {
+            result_.data += data;
+            sorter_->data(data);
+        } else {
+            note_ += data;
+        }
+    }
+
     std::unique_ptr<answer_sorter_c> new_sorter() {
         return std::make_unique<answer_sorter_c>(
             [this](std::string_view part) { result_.text += part; });
@@ -74,8 +87,12 @@ class reader_c {
                 sorter_->error().starts_with("error: "));
         result_.errors += kind == answer_e::answered ? "" : sorter_->error();
         sorter_ = new_sorter();
+        const answer_status_s status = read_status(std::exchange(note_, {}));
+        result_.errors += status.end + status.code + status.text + status.cursor;
+        require(status.end.find('\n') == std::string::npos);
     }
 
+    std::string note_;
     result_s result_;
     chunk_decoder_c decoder_;
     std::unique_ptr<answer_sorter_c> sorter_ = new_sorter();

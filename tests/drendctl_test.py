@@ -39,6 +39,15 @@ def chunk(text):
 END = b"\n##\n"
 
 
+def note(tag, text):
+    return b"\n#%c%d\n%s" % (tag, len(text), text.encode())
+
+
+def status_answer(text, status="end: complete\n", media_type="application/xml"):
+    return note(b"t", media_type) * bool(text) + chunk(text) + note(b"s", status) + END
+
+
+
 def answer(*texts):
     return b"".join(map(chunk, texts)) + END
 
@@ -64,8 +73,16 @@ class Peer:
             return self.connection.recv(size)
         return b""
 
+    # What the wish for protocol 2 is answered with: by a daemon without it.
+    greeting = chunk("error: 'protocol=2' is no command; there are: drend\n") + END
+
     def line(self):
-        """The next request, or None at the end."""
+        """The next request, or None at the end; the wish for protocol 2 is none."""
+        while (line := self.any_line()) == "protocol=2":
+            self.send(self.greeting)
+        return line
+
+    def any_line(self):
         while b"\n" not in self.unread:
             data = self.receive()
             if not data:
@@ -301,6 +318,36 @@ class Answers(Case):
             with self.daemon(serve=serve):
                 self.assertEqual(self.run_it("show-x"), tuple(expected), reply)
 
+    def test_the_status_of_an_answer(self):
+        error = "\nerror: this is text\n"
+        cases = [
+            (status_answer(XML), 0, XML, ""),
+            (status_answer("210\n"), 0, "210\n", ""),
+            (status_answer("<a>" + error), 0, "<a>" + error, ""),
+            (status_answer("", "end: complete\ncode: nothing\n"), 4, "", ""),
+            (status_answer("", "end: refused\ncode: x\ntext: why\n"), 1, "", "error: why\n"),
+            (status_answer("<a>", "end: given-up\ntext: why\n"), 1, "<a>", "error: why\n"),
+            (status_answer("<a>", "rows: 3\n"), 3, "<a>",
+             "drendctl: malformed answer: it does not say how it ended\n"),
+            (answer("<a>"), 3, "<a>", "drendctl: malformed answer: it does not say how it ended\n"),
+        ]
+        for reply, *expected in cases:
+            def serve(peer, reply=reply):
+                peer.greeting = status_answer("")
+                while peer.line() is not None:
+                    peer.send(reply)
+            with self.daemon(serve=serve) as daemon:
+                self.assertEqual(self.run_it("show-x"), tuple(expected), reply)
+            if expected[0] != 3:  # one connection, which is asked once
+                self.assertEqual(self.run_it_twice(serve), (expected[1] * 2, 1))
+        with self.daemon(serve=lambda peer: peer.any_line() and peer.send(answer("x"))):
+            self.assertEqual(self.run_it("show-x")[::2],
+                             (3, "drendctl: malformed answer: to protocol=2\n"))
+
+    def run_it_twice(self, serve):
+        with self.daemon(serve=serve) as daemon:
+            return self.run_it(stdin="show-x\nshow-x\n")[1], daemon.connections
+
     def test_a_refused_filter_is_shown_with_its_place(self):
         error = "error: filter: no 'c' below /ä; there is nothing at character 4\n"
         place = "/ä/c\n   ^\n"
@@ -345,8 +392,8 @@ class Answers(Case):
             self.assertEqual(self.run_it("show-x"), (1, "", "error: too many peers\n"))
 
     def test_silence_is_not_waited_for(self):
-        with self.daemon(serve=lambda peer: peer.send(chunk("<a>")) or peer.line() and
-                         peer.receive()):
+        with self.daemon(serve=lambda peer: peer.line() and (peer.send(chunk("<a>")) or
+                                                             peer.receive())):
             self.assertEqual(self.run_it("show-x", "--timeout", "0.3"), (
                 3, "<a>", "drendctl: timed out: the daemon has sent nothing for 0.3 s\n"))
 

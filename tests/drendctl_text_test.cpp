@@ -11,6 +11,7 @@
 #include "definition_files.h"
 #include "expr/dri_args.h"
 #include "tools/drendctl/answer_sorter.h"
+#include "tools/drendctl/answer_status.h"
 #include "tools/drendctl/checked_answer.h"
 #include "tools/drendctl/chunk_decoder.h"
 #include "tools/drendctl/control_escaper.h"
@@ -25,7 +26,7 @@ using testing::ElementsAre;
 
 namespace {
 
-// The events of `bytes` fed in pieces of `size`: "(" begins a chunk, ")" ends an answer, "!" is the
+// The events of `bytes` fed in pieces of `size`: "(" begins a chunk, its tag a note, ")" ends an answer, "!" is the
 // error; data stand for themselves.
 std::string decoded(std::string_view bytes, size_t size) {
     chunk_decoder_c decoder;
@@ -43,6 +44,7 @@ std::string decoded(std::string_view bytes, size_t size) {
             }
             events += event == chunk_event_e::data          ? std::string(data)
                       : event == chunk_event_e::answer_ends ? ")"
+                      : event == chunk_event_e::note_begins ? std::string(1, decoder.tag())
                                                             : "(";
         }
     }
@@ -80,13 +82,16 @@ std::string coloured(const std::string& text, size_t size) {
     return out;
 }
 
-// Answers one request, and at the end of requests sends `more`.
+// Answers one request after the wish for protocol 2, and at the end of requests sends `more`.
 void serve_once(int listener, std::string_view more) {
     const int peer = accept(listener, nullptr, nullptr);
     char byte = 0;
-    while (read(peer, &byte, 1) == 1 && byte != '\n') {
+    for (int lines = 0; lines < 2;) {
+        lines += read(peer, &byte, 1) == 1 && byte == '\n' ? 1 : 0;
     }
-    send(peer, "\n##\n", 4, MSG_NOSIGNAL);
+    const std::string_view ended = "\n#s14\nend: complete\n\n##\n";
+    send(peer, ended.data(), ended.size(), MSG_NOSIGNAL);
+    send(peer, ended.data(), ended.size(), MSG_NOSIGNAL);
     while (read(peer, &byte, 1) == 1) {
     }
     send(peer, more.data(), more.size(), MSG_NOSIGNAL);
@@ -109,6 +114,11 @@ TEST(drendctl_text, framing) {
         {"\n#1\na#", "(a!malformed answer: byte 5 is not a line feed"},
         {"\n#1a", "!malformed answer: byte 3 is not a digit or a line feed"},
         {"\n#4294967296\n", "!malformed answer: byte 11 is not a length below 2^32"},
+        {"\n#t3\na/b\n#1\nc\n#s11\n\n##\n\n#1\nab\n\n##\n\n#2\nde",
+         "ta/b(cs\n##\n\n#1\nab\n)(de"},
+        {"\n#t\n", "!malformed answer: byte 3 is not a length or '#'"},
+        {"\n#t#\n", "!malformed answer: byte 3 is not a length or '#'"},
+        {"\n#s1t", "!malformed answer: byte 4 is not a digit or a line feed"},
         {"\n##\n\n##a", ")!malformed answer: byte 7 is not a line feed"},
     };
     for (const auto& [bytes, events] : cases) {
@@ -116,6 +126,24 @@ TEST(drendctl_text, framing) {
             EXPECT_EQ(decoded(bytes, size), events) << bytes << " by " << size;
         }
     }
+}
+
+TEST(drendctl_text, how_answers_ended) {
+    const auto told = [](const answer_status_s& status) {
+        return status.end + "," + status.code + "," + status.text + "," + status.cursor;
+    };
+    const std::pair<const char*, const char*> cases[] = {
+        {"", ",,,"},
+        {"end: complete\n", "complete,,,"},
+        {"end: complete\ncursor: a: b\nrows: 3\n", "complete,,,a: b"},
+        {"end: refused\ncode: x\ntext: no 'x' \n", "refused,x,no 'x' ,"},
+        {"end\ncode:x\n: \nend: given-up", "given-up,,,"},
+    };
+    for (const auto& [lines, expected] : cases) {
+        EXPECT_EQ(told(read_status(lines)), expected);
+    }
+    EXPECT_TRUE(knows_no_status("error: 'protocol=2' is no command; there are: a"));
+    EXPECT_FALSE(knows_no_status("error: there are too many peers"));
 }
 
 TEST(drendctl_text, kinds_of_answers) {

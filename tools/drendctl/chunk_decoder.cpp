@@ -38,6 +38,7 @@ chunk_event_e chunk_decoder_c::control(char c) {
         return c == '\n' ? chunk_event_e::need_more : fail("a line feed");
     case state_e::hash:
         state_ = state_e::length;
+        tag_ = '\0';
         return c == '#' ? chunk_event_e::need_more : fail("'#'");
     case state_e::end_line_feed:
         state_ = state_e::line_feed;
@@ -48,14 +49,15 @@ chunk_event_e chunk_decoder_c::control(char c) {
 }
 
 chunk_event_e chunk_decoder_c::length_digit(char c) {
-    const bool is_first = state_ == state_e::length;
-    if (is_first && c == '#') {
-        state_ = state_e::end_line_feed;
+    const bool is_first = state_ != state_e::more_length;
+    if (state_ == state_e::length && (c == '#' || c == 't' || c == 's')) {
+        state_ = c == '#' ? state_e::end_line_feed : state_e::note_length;
+        tag_ = c;
         return chunk_event_e::need_more;
     }
     if (!is_first && c == '\n') {
         state_ = state_e::data;
-        return chunk_event_e::chunk_begins;
+        return tag_ == '\0' ? chunk_event_e::chunk_begins : chunk_event_e::note_begins;
     }
     if (!is_digit(c) || (is_first && c == '0')) {
         return fail(is_first ? "a length or '#'" : "a digit or a line feed");

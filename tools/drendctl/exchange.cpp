@@ -13,6 +13,7 @@
 namespace {
 
 constexpr char INTERRUPT = 3;
+constexpr std::size_t NOTE_MAX = 1 << 20; // bytes of a type or status
 
 std::string timeout_text(const patience_s& patience, bool is_deadline) {
     if (is_deadline) {
@@ -26,16 +27,29 @@ std::string timeout_text(const patience_s& patience, bool is_deadline) {
 
 } // namespace
 
-exchange_c::exchange_c(connection_c& connection, const session_options_s& options,
-                       const patience_s& patience, const session_c::text_fn& text)
-    : connection_(connection), options_(options), patience_(patience), text_(text),
-      sorter_([this](std::string_view part) {
-          is_wanted_ = is_wanted_ && (is_interrupted_ || text_(part));
-      }),
-      progress_(steady_clock_t::now()), last_arrival_(steady_clock_t::now()) {}
+exchange_c::exchange_c(connection_c& connection, protocol_e& protocol,
+                       const session_options_s& options, const patience_s& patience,
+                       const session_c::text_fn& text)
+    : connection_(connection), protocol_(protocol), options_(options), patience_(patience),
+      text_(text), progress_(steady_clock_t::now()), last_arrival_(steady_clock_t::now()) {
+    new_answer();
+}
+
+void exchange_c::new_answer() {
+    sorter_.emplace([this](std::string_view part) {
+        is_wanted_ = is_wanted_ &&
+                     (is_interrupted_ || protocol_ == protocol_e::unknown || text_(part));
+    });
+    decoder_ = chunk_decoder_c();
+    type_.clear();
+    status_.clear();
+}
 
 outcome_s exchange_c::run(std::string_view request) {
-    to_send_ = std::string(request) + "\n";
+    if (protocol_ == protocol_e::unknown) {
+        to_send_ = std::string(ASK_FOR_STATUS) + "\n";
+    }
+    to_send_.append(request).append("\n");
     while (!outcome_) {
         follow_interrupts();
         if (!outcome_) {
@@ -126,12 +140,18 @@ void exchange_c::take(std::string_view bytes) {
         case chunk_event_e::need_more:
             return;
         case chunk_event_e::chunk_begins:
-            sorter_.chunk_begins();
+            sorter_->chunk_begins();
+            break;
+        case chunk_event_e::note_begins:
             break;
         case chunk_event_e::data:
-            sorter_.data(data);
+            take_data(data);
             break;
         case chunk_event_e::answer_ends:
+            if (protocol_ == protocol_e::unknown) {
+                finish_greeting();
+                break;
+            }
             finish_answer();
             is_complete_ = true;
             has_more_ = !bytes.empty();
@@ -146,15 +166,59 @@ void exchange_c::take(std::string_view bytes) {
     }
 }
 
+void exchange_c::take_data(std::string_view data) {
+    if (decoder_.tag() == '\0' && protocol_ != protocol_e::status) {
+        sorter_->data(data);
+    } else if (decoder_.tag() == '\0') {
+        is_wanted_ = is_wanted_ && (is_interrupted_ || text_(data));
+    } else {
+        std::string& note = decoder_.tag() == 't' ? type_ : status_;
+        note += data;
+        if (note.size() > NOTE_MAX) {
+            end(outcome_e::lost, "malformed answer: its status is too long");
+        }
+    }
+}
+
+// What became of the wish for protocol 2. A daemon that is full says so instead.
+void exchange_c::finish_greeting() {
+    const bool is_refused = sorter_->end() == answer_e::refused;
+    if (read_status(status_).end == "complete") {
+        protocol_ = protocol_e::status;
+    } else if (is_refused && knows_no_status(sorter_->error())) {
+        protocol_ = protocol_e::text;
+    } else if (is_refused) {
+        end(outcome_e::refused, sorter_->error());
+    } else {
+        end(outcome_e::lost, "malformed answer: to " + std::string(ASK_FOR_STATUS));
+    }
+    new_answer();
+}
+
+void exchange_c::end_as(const answer_status_s& status) {
+    if (status.end == "complete") {
+        end(status.code == "nothing" ? outcome_e::nothing : outcome_e::answered, "");
+        outcome_->media_type = type_;
+        outcome_->cursor = status.cursor;
+    } else if (status.end.empty()) {
+        end(outcome_e::lost, "malformed answer: it does not say how it ended");
+    } else {
+        end(outcome_e::refused, "error: " + status.text);
+    }
+}
+
 void exchange_c::finish_answer() {
-    switch (sorter_.end()) {
+    if (protocol_ == protocol_e::status) {
+        return end_as(read_status(status_));
+    }
+    switch (sorter_->end()) {
     case answer_e::answered:
         return end(outcome_e::answered, "");
     case answer_e::nothing:
         return end(outcome_e::nothing, "");
     case answer_e::refused:
     case answer_e::broken_off:
-        return end(outcome_e::refused, sorter_.error());
+        return end(outcome_e::refused, sorter_->error());
     }
 }
 

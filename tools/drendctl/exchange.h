@@ -2,6 +2,9 @@
 
 // One request and its answer on a connection: the waiting, and what may cut it short.
 //
+// The first request of a connection has the wish for protocol 2 in front of it, whose answer tells
+// which protocol the daemon has; nobody waits for that.
+//
 // Lives for one request. Everything that can happen while it waits ends in one place: an
 // outcome, or another turn of waiting.
 #pragma once
@@ -10,14 +13,16 @@
 #include <optional>
 
 #include "answer_sorter.h"
+#include "answer_status.h"
 #include "chunk_decoder.h"
 #include "progress.h"
 #include "session.h"
 
 class exchange_c {
   public:
-    exchange_c(connection_c& connection, const session_options_s& options,
-               const patience_s& patience, const session_c::text_fn& text);
+    exchange_c(connection_c& connection, protocol_e& protocol,
+               const session_options_s& options, const patience_s& patience,
+               const session_c::text_fn& text);
 
     outcome_s run(std::string_view request);
 
@@ -35,17 +40,24 @@ class exchange_c {
     void receive();
     void follow_interrupts();
     void take(std::string_view bytes);
+    void take_data(std::string_view data);
     void finish_answer();
+    void finish_greeting();
+    void end_as(const answer_status_s& status);
+    void new_answer();
     void give_up_output();
     void end(outcome_e what, const std::string& error);
     void show_progress(const std::string& text) const;
 
     connection_c& connection_;
+    protocol_e& protocol_;
     const session_options_s& options_;
     const patience_s patience_;
     const session_c::text_fn& text_;
     chunk_decoder_c decoder_;
-    answer_sorter_c sorter_;
+    std::optional<answer_sorter_c> sorter_; // of the answer that arrives
+    std::string type_;                      // what it says of itself
+    std::string status_;
     progress_c progress_;
     std::string to_send_;
     std::uint64_t received_ = 0;

@@ -21,6 +21,7 @@ outcome_s session_c::connect(const patience_s& patience) {
     std::string error;
     adds_up_ = adds_up_ && unread == unread_e::end;
     is_used_ = false;
+    protocol_ = protocol_e::unknown;
     if (connection_.open(options_.path, patience, error)) {
         return {outcome_e::answered, ""};
     }
@@ -38,7 +39,7 @@ outcome_s session_c::ask(std::string_view request, const text_fn& text,
     if (connected.what != outcome_e::answered) {
         return connected;
     }
-    exchange_c exchange(connection_, options_, patience, text);
+    exchange_c exchange(connection_, protocol_, options_, patience, text);
     outcome_s outcome = exchange.run(request);
     is_used_ = true;
     adds_up_ = adds_up_ && !exchange.has_more();

@@ -33,7 +33,12 @@ constexpr char INCOMPLETE_TEXT[] = "interrupted: the answer is incomplete";
 struct outcome_s {
     outcome_e what;
     std::string error;
+    std::string media_type = {}; // of the answer, where the daemon says it
+    std::string cursor = {};     // of an answer that has more behind it
 };
+
+// Protocol 1 has text alone, protocol 2 says how answers end; each connection is asked for it.
+enum class protocol_e { unknown, text, status };
 
 struct session_options_s {
     std::string path; // of the socket
@@ -68,6 +73,7 @@ class session_c {
 
     const session_options_s options_;
     connection_c connection_;
+    protocol_e protocol_ = protocol_e::unknown;
     bool is_used_ = false; // the connection has answered something
     bool adds_up_ = true;  // there was no byte beyond the answers
 };
