@@ -110,6 +110,7 @@ enum dr_tag_member_e : unsigned {
     DR_MEMBER_STATE,
     DR_MEMBER_ROWS,
     DR_MEMBER_INPUT_KIDS,
+    DR_MEMBER_HELP,
     DR_MEMBER_COUNT,
 };
 
@@ -163,6 +164,8 @@ inline constexpr dr_member_s DR_TAG_MEMBERS[] = {
      "[how a table shows](#tables) the rows of a list", dr_words_e::ROWS},
     {"dts_input_kids", dr_json_kind_e::TAGS, "none",
      "[the command's parameters](#input-parameters); they print nothing"},
+    {"dts_help", dr_json_kind_e::TEXT, "empty",
+     "of a parameter: one line of help for who types a request"},
 };
 static_assert(std::size(DR_TAG_MEMBERS) == DR_MEMBER_COUNT);
 
@@ -239,6 +242,16 @@ inline constexpr dr_state_word_s DR_STATE_WORDS[] = {
     {"warning", dr_state_e::WARNING},
     {"bad", dr_state_e::BAD},
 };
+
+// The word of a dt_data_type_e; "string" for a number that is none.
+constexpr std::string_view dri_data_type_word(int32_t code) {
+    for (const dr_data_type_word_s& row : DR_DATA_TYPE_WORDS) {
+        if (row.code == code) {
+            return row.word;
+        }
+    }
+    return "string";
+}
 
 // The row of a word in one of the tables above, or null.
 template <typename Row, size_t Count>

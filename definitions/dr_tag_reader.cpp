@@ -17,6 +17,7 @@
 
 #include "definitions/dr_nearest.h"
 #include "definitions/dr_xml_text.h"
+#include "frame/dr_no_such.h"
 #include "frame/drend_trace.h"
 
 namespace {
@@ -154,6 +155,7 @@ drend_tag_c& add_tag(dr_tags_t& tags, const dr_tag_members_t& members) {
     }
     tag.dt_module = members[DR_MEMBER_MODULE].text();
     tag.dt_prefix = members[DR_MEMBER_PREFIX].text();
+    tag.dt_help = dri_without_controls(members[DR_MEMBER_HELP].text());
     tag.dt_map = map_of(members[DR_MEMBER_MAP]);
     tag.dt_table = table_of(members);
     tag.dt_keys = words_of(members[DR_MEMBER_KEY]);

@@ -182,6 +182,7 @@ class drend_tag_c {
     void dump(str_buf_s* out, int indent) const;
 
     std::string dt_prefix; // goes in front of the value
+    std::string dt_help;   // of a parameter: one line
     std::string dt_module; // the YANG module that begins here; empty: none does
     int32_t dt_type = DT_TYPE_CONT;
     int32_t dt_data_type = DT_DATA_STRING;

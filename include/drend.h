@@ -577,6 +577,15 @@ typedef struct drend_menu_entry_s {
 } drend_menu_entry_s;
 
 /*
+ * Answers what could follow the words of `entry` of a menu that drend_init returned, when it is a
+ * command of the definitions: a line for each argument that it takes, "NAME=" or a bare word; a
+ * tab and its help; a tab and its type, "form" for a word that says what the answer looks like; a
+ * tab and the values that a map gives it, blanks between them. 0, DREND_PEER_LOST, or DREND_ERR
+ * for any other entry, with nothing sent.
+ */
+DREND_API int drend_send_parameters(void* peer, const drend_menu_entry_s* entry);
+
+/*
  * Starts the library for a daemon with a management socket: installs the socket's cookie,
  * flush and close methods, loads and merges the definitions, and has suspended output
  * continued when the loop of `event_context` (an evContext *, kept) is idle. `menu` is the

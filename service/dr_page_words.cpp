@@ -2,7 +2,9 @@
 
 #include "service/dr_page_words.h"
 
+#include <algorithm>
 #include <charconv>
+#include <iterator>
 
 #include "frame/str_util.h"
 #include "service/dr_forms.h"
@@ -29,6 +31,11 @@ bool read_number(const dr_argument_s* given, Number& number) {
 }
 
 } // namespace
+
+bool dri_is_page_word(std::string_view word) {
+    return std::find(std::begin(DR_PAGE_WORDS), std::end(DR_PAGE_WORDS), word) !=
+           std::end(DR_PAGE_WORDS);
+}
 
 std::string dri_read_page(const drend_tag_c& top_tag,
                           const std::vector<dr_argument_s>& args, dr_page_wish_s& wish) {

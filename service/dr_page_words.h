@@ -14,6 +14,9 @@
 
 inline constexpr std::string_view DR_PAGE_WORDS[] = {"limit", "cursor", "depth"};
 
+// Whether it is one of those.
+bool dri_is_page_word(std::string_view word);
+
 // Reads those that are no parameters of the command. What is wrong with one of them, or an empty
 // text.
 std::string dri_read_page(const drend_tag_c& top_tag,

@@ -16,6 +16,7 @@
 #include "frame/drend_hooks.h"
 #include "orvex_platform/mgmt_sock.h"
 #include "render/dr_answer.h"
+#include "service/dr_parameters.h"
 #include "service/drend_dump_tags.h"
 #include "service/drend_fixed_commands.h"
 
@@ -186,6 +187,21 @@ int drend_dump_tags(void* peer, unsigned int subcode, const char* argument) {
     }
     chosen.fixed.handler(peer, nullptr, argument);
     return 0;
+}
+
+int drend_send_parameters(void* peer, const drend_menu_entry_s* entry) {
+    if (entry->handler != run_render_command) {
+        return DREND_ERR;
+    }
+    const chosen_s chosen = choose(static_cast<unsigned>(entry->subcode));
+    if (chosen.tag == nullptr) {
+        return DREND_ERR;
+    }
+    return dri_answer<int>(peer, DREND_ERR, [&] {
+        dri_answer_begins(peer, "text/tab-separated-values");
+        const std::string lines = dri_parameter_lines(*chosen.tag);
+        return dri_send_text(peer, lines.c_str(), lines.size()) < 0 ? DREND_PEER_LOST : 0;
+    });
 }
 
 // --- queries ---

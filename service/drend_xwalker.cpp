@@ -80,16 +80,6 @@ std::optional<question_s> read_question(const char* text) {
                                                  : std::nullopt;
 }
 
-// The word of a tag's data type.
-std::string_view data_type_word(const drend_tag_c& tag) {
-    for (const dr_data_type_word_s& row : DR_DATA_TYPE_WORDS) {
-        if (row.code == tag.dt_data_type) {
-            return row.word;
-        }
-    }
-    return "string";
-}
-
 const char* kind_word(const drend_tag_c& tag) {
     switch (tag.dt_type) {
     case DT_TYPE_LEAF:
@@ -187,7 +177,7 @@ bool dr_xwalker_c::show() {
     send("path", access_.get_path());
     send("kind", type == DRX_ROOT ? "command" : dri_type_word(type));
     if (type == DRX_LEAF) {
-        send("type", std::string(data_type_word(*access_.here())));
+        send("type", std::string(dri_data_type_word(access_.here()->dt_data_type)));
     }
     if (has_value && status == DREND_OK) {
         send("value", shown);

@@ -22,6 +22,8 @@
 
 using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
 
 namespace {
 
@@ -236,6 +238,33 @@ TEST_F(service_test, a_protocol_is_told_how_answers_end) {
     }
     output.fail_at = -1;
     drend_set_answer_methods(nullptr, nullptr);
+}
+
+TEST_F(service_test, a_command_says_what_it_takes) {
+    redefine(0, R"([{"dc_name": "rows", "dc_tag": {"dts_name": "t", "dts_source": "/t",
+        "dts_input_kids": [
+            {"dts_name": "name", "dts_type": "leaf", "dts_help": "Its\tname"},
+            {"dts_name": "state", "dts_type": "leaf"},
+            {"dts_name": "limit", "dts_type": "leaf", "dts_data_type": "uint8"}],
+        "dts_kids": [{"dts_name": "row", "dts_type": "list", "dts_source": "row", "dts_kids": [
+            {"dts_name": "name", "dts_type": "leaf", "dts_source": "name"},
+            {"dts_name": "state", "dts_type": "leaf", "dts_data_type": "uint32",
+             "dts_map": [["1", "up"], ["2", "going down"], ["3", "=1+1"], ["*", "*"]]}]}]}}])");
+    start(nullptr, 1);
+    const drend_menu_entry_s* rows = submenu();
+    EXPECT_EQ(drend_send_parameters(peer_, rows), 0);
+    const std::string lines = take_text();
+    EXPECT_THAT(lines, StartsWith("name=\tIts\\x09name\tstring\t\nstate=\t\tuint32\tup\n"
+                                  "limit=\t\tuint8\t\nfilter=\t"));
+    EXPECT_THAT(lines, HasSubstr("\nas-json\tJSON, each value a text\tform\t\n"));
+    EXPECT_THAT(lines, HasSubstr("\ndepth=\tNo deeper than so many levels\tvalue\t\n"));
+    EXPECT_EQ(lines.find("\nlimit=\tAt most"), std::string::npos); // the command's counts
+    EXPECT_THAT(lines, Not(HasSubstr("\t\tform"))); // every word is explained
+    EXPECT_THAT(lines, Not(HasSubstr("\t\tvalue")));
+    EXPECT_EQ(drend_send_parameters(peer_, rows + 1), DREND_ERR); // a fixed command
+    output.fail_at = output.sends;
+    EXPECT_EQ(drend_send_parameters(peer_, rows), DREND_PEER_LOST);
+    output.fail_at = -1;
 }
 
 // The whole filter counts, in whatever steps and predicates: parsing it stops there.

@@ -181,13 +181,17 @@ static void run_entry(struct connection_s* connection, const struct menu_match_s
     after_slice(connection);
 }
 
-/* What could follow a command: no entry. */
-static void answer_question(struct connection_s* connection) {
+/* What could follow a command: no entry. In protocol 2 the arguments that it takes. */
+static void answer_question(struct connection_s* connection,
+                            const drend_menu_entry_s* entry) {
     const drend_answer_end_s nothing = {DREND_ANSWER_COMPLETE, "nothing", NULL, NULL};
-    if (note_end(&connection->peer, &nothing) != 0)
-        finish_answer(connection);
-    else
+    if (connection->answer.protocol != PROTOCOL_STATUS) {
         answer_with(connection, "210\n");
+        return;
+    }
+    if (drend_send_parameters(&connection->peer, entry) == DREND_ERR)
+        note_end(&connection->peer, &nothing);
+    finish_answer(connection);
 }
 
 /* The answer is in the protocol that was asked for already. */
@@ -211,7 +215,7 @@ static void answer_from_menu(struct connection_s* connection, const char* reques
         run_entry(connection, &found);
         break;
     case MENU_MATCH_QUESTION:
-        answer_question(connection);
+        answer_question(connection, found.entry);
         break;
     case MENU_MATCH_ANSWER:
         answer_with(connection, sbuf_str(text));

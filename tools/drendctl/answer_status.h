@@ -9,7 +9,8 @@
 constexpr std::string_view ASK_FOR_STATUS = "protocol=2";
 
 struct answer_status_s {
-    std::string end; // "complete", "refused", "given-up", "interrupted"; empty: not a status
+    std::string
+        end; // "complete", "refused", "given-up", "interrupted"; empty: not a status
     std::string code;
     std::string text;
     std::string cursor;
