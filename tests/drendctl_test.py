@@ -238,12 +238,16 @@ class Requests(Case):
             (["show-x", "name=a b", "as-json"], "show-x name='a b' as-json"),
             (["show-x name=\"a b\" c"], "show-x name=\"a b\" c"),
             (["show-x", "--json"], "show-x as-json"),
-            (["show-x", "--filter", "/a/b[name='lo']", "--json"],
+            (["show-x", "--filter", "/a/b[name='lo']", "--plain-json"],
              "show-x filter=\"/a/b[name='lo']\" as-json"),
+            (["show-x", "--table", "--wide", "--limit", "20"], "show-x as-table wide limit=20"),
+            (["show-x", "--lines"], "show-x as-json-lines"),
+            (["show-x", "--count"], "show-x count"),
+            (["show-x", "--xml"], "show-x"),
             (["--", "show-x", "--odd"], "show-x --odd"),
             (["[a,b]", "[c]", "{}", "'d'", "-"], "[a,b] [c] {} 'd' -"),
             (["show-?", "--json"], "show-?"),
-            (["show-x", "name=a?", "--json"], "show-x name=a? as-json"),
+            (["show-x", "name=a?", "--plain-json"], "show-x name=a? as-json"),
         ]
         with self.daemon(lambda _: answer(XML)) as daemon:
             for words, _ in cases:
@@ -276,6 +280,8 @@ class Requests(Case):
             (["x", "--color", "red"], "red not in"),
             (["x", "--nonsense"], "--nonsense"),
             (["-x", "--", "-y"], "-x"),
+            (["x", "--json", "--table"], "--json"),
+            (["x", "--limit", "0"], "--limit"),
         ]
         with self.daemon(lambda _: answer(XML)) as daemon:
             for words, reason in cases:
@@ -633,6 +639,39 @@ class Terminals(Case):
             self.assertEqual(self.run_it("x", "--color", "always"), (0, colours[:-1], ""))
             self.assertEqual(self.run_it("x"), (0, "<a>1</a>", ""))
 
+    def test_more_than_a_screenful_is_paged(self):
+        def lines(count, before=""):
+            return "".join(f"{before}line {i}\n" for i in range(count))
+
+        cases = [
+            ("sed s/^/P:/", lines(39), lines(39)),
+            ("sed s/^/P:/", lines(60), lines(60, "P:")),
+            ("", lines(60), lines(60)),
+            ("head -n 1", lines(100000), "line 0\n"),  # who leaves the pager has seen enough
+        ]
+        for pager, text, shown in cases:
+            self.env["PAGER"] = pager
+            self.assertEqual(self.shown(answer(text)), (0, shown), pager)
+            with self.daemon(lambda _, text=text: answer(text)):
+                self.assertEqual(self.run_it("show-x"), (0, text, ""))
+
+    def test_what_comes_slowly_is_shown_as_it_comes(self):
+        is_seen = threading.Event()
+
+        def serve(peer):
+            peer.line()
+            peer.send(chunk("first\n"))
+            is_seen.wait(PATIENCE)
+            peer.send(answer("second\n" * 60))
+
+        self.env["PAGER"] = "sed s/^/P:/"
+        with self.daemon(serve=serve):
+            terminal = self.terminal("show-x")
+            terminal.expect("first\r\n")
+            is_seen.set()
+            self.assertEqual(terminal.finish(), 0)
+        self.assertNotIn("P:", terminal.text)
+
     def test_progress_is_shown_and_taken_away(self):
         is_seen = threading.Event()
 
@@ -646,12 +685,90 @@ class Terminals(Case):
         with self.daemon(serve=serve):
             terminal = self.terminal("show-x", streams=("stdin", "stderr"))
             terminal.expect(" kB received, ")
-            terminal.expect(" kB/s")
+            terminal.expect(" kB/s, ")
+            terminal.expect(" s")
             is_seen.set()
             terminal.expect("\r\x1b[K")
             self.assertEqual(terminal.process.stdout.read().strip(b"x"), b"")
             self.assertEqual(terminal.finish(), 0)
             self.assertTrue(terminal.text.endswith("\r\x1b[K"))
+
+
+class Tables(Case):
+    """A daemon with protocol 2 that has tables of show-x."""
+
+    TABLE = "\x1b[1mname\x1b[0m\n\x1b[32mup\x1b[0m\x1b[2J\n"
+    TYPE = "text/tab-separated-values"
+
+    def reply(self, request):
+        words = request.split(" ")
+        if words[-1] == "?":
+            takes = "name=\tIts name\tstring\t\nas-table\tTable\tform\t\n"
+            return (status_answer(takes, media_type=self.TYPE) if words[0] == "show-x"
+                    else status_answer("", "end: complete\ncode: nothing\n"))
+        if "as-table" in words:
+            text = self.TABLE if "color" in words else "name\nup\n"
+            return status_answer(text, "end: complete\ncursor: a b\n", "text/plain")
+        return status_answer(XML)
+
+    def setUp(self):
+        super().setUp()
+        self.patched = Peer.greeting
+        Peer.greeting = status_answer("")
+        self.addCleanup(setattr, Peer, "greeting", self.patched)
+
+    def test_a_terminal_gets_tables_where_there_are_any(self):
+        coloured = "\x1b[1mname\x1b[0m\n\x1b[32mup\x1b[0m\\x1b[2J\nthere is more: cursor='a b'\n"
+        plain = "name\nup\nthere is more: cursor='a b'\n"
+        cases = [
+            (["show-x", "a=1"], coloured, ["show-x a=1 ?", "show-x a=1 as-table color"]),
+            (["show-x", "--color", "never"], plain, ["show-x ?", "show-x as-table"]),
+            (["show-x", "--table", "--color", "never"], plain, ["show-x as-table"]),
+            (["other", "--color", "never"], XML, ["other ?", "other"]),
+            (["show-x", "--xml", "--color", "never"], XML, ["show-x"]),
+            (["show-x", "as-json", "--color", "never"], XML, ["show-x as-json"]),
+        ]
+        for words, shown, requests in cases:
+            with self.daemon(self.reply) as daemon:
+                terminal = self.terminal(*words)
+                self.assertEqual(terminal.finish(), 0)
+            self.assertEqual(terminal.text.replace("\r\n", "\n"), shown, words)
+            self.assertEqual(daemon.requests, requests)
+        with self.daemon(self.reply) as daemon:
+            self.assertEqual(self.run_it("show-x"), (0, XML, ""))
+            self.assertEqual(self.run_it("show-x", "--table"), (0, "name\nup\n", ""))
+        self.assertEqual(daemon.requests, ["show-x", "show-x as-table"])
+
+    def test_the_prompt(self):
+        saved = pathlib.Path(self.folder, "saved")
+        with self.daemon(self.reply) as daemon:
+            terminal = self.terminal("--color", "never")
+            terminal.expect("drendctl> ")
+            terminal.type("show-x na\t")
+            terminal.expect("me=")
+            terminal.type("lo ?")
+            terminal.expect("as-table  Table\r\n")
+            terminal.type("| include up\n")
+            self.assertNotIn("name", terminal.expect("up\r\n")[-5:])
+            terminal.expect("drendctl> ")
+            terminal.type("show-x --xml | count\n")
+            terminal.expect("3\r\n")
+            terminal.type(f"show-x | json | save {saved}\n")
+            terminal.expect("drendctl> ")
+            terminal.type("show-x | grep a\n")
+            terminal.expect("'grep a' is nothing to pipe into")
+            terminal.type("exit\n")
+            self.assertEqual(terminal.finish(), 0)
+        self.assertEqual(saved.read_text(), XML)
+        self.assertIn("show-x as-json", daemon.requests)
+
+
+    def test_completion(self):
+        cases = [("show-x ", "as-table\nname=\n"), ("show-x na", "name=\n"),
+                 ("show-x name=lo ", "as-table\n"), ("other ", "")]
+        with self.daemon(self.reply):
+            for typed, words in cases:
+                self.assertEqual(self.run_it("--complete", typed), (0 if words else 4, words, ""))
 
 
 class Prompt(Case):
@@ -793,6 +910,8 @@ class Completion(Case):
             (("drend", "show-routes", ""), [], "drend show-routes ?"),
             (("--filter=/a", "drend", ""), shows, "drend ?"),
             (("--js",), ["--json"], None),
+            (("--limit", "x"), [], None),
+            (("show-routes", "name", "=", "lo", ""), [], "show-routes name=lo ?"),
             (("--color", "al"), ["always"], None),
             (("--filter", self.folder + "/f"), [filter_file], None),
             (("--filter", "=", self.folder + "/f"), [filter_file], None),

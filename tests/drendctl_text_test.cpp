@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
 // What drendctl makes of texts: requests, framing, answers, and their looks on a terminal.
+#include <fstream>
 #include <thread>
 
 #include <gmock/gmock.h>
@@ -10,6 +11,7 @@
 
 #include "definition_files.h"
 #include "expr/dri_args.h"
+#include "tools/drendctl/answer_form.h"
 #include "tools/drendctl/answer_sorter.h"
 #include "tools/drendctl/answer_status.h"
 #include "tools/drendctl/checked_answer.h"
@@ -21,13 +23,14 @@
 #include "tools/drendctl/progress.h"
 #include "tools/drendctl/request_text.h"
 #include "tools/drendctl/session.h"
+#include "tools/drendctl/text_pipe.h"
 
 using testing::ElementsAre;
 
 namespace {
 
-// The events of `bytes` fed in pieces of `size`: "(" begins a chunk, its tag a note, ")" ends an answer, "!" is the
-// error; data stand for themselves.
+// The events of `bytes` fed in pieces of `size`: "(" begins a chunk, its tag a note, ")" ends an
+// answer, "!" is the error; data stand for themselves.
 std::string decoded(std::string_view bytes, size_t size) {
     chunk_decoder_c decoder;
     std::string events;
@@ -194,11 +197,113 @@ TEST(drendctl_text, typed_requests) {
     const std::pair<const char*, const char*> cases[] = {
         {"show x=1 --json \t", "show x=1 as-json"},
         {"show --json x=1", "show --json x=1"},
+        {"show --table --wide  --limit 20", "show as-table wide limit=20"},
+        {"show --limit x", "show --limit x"},
+        {"show 20", "show 20"},
+        {"show --xml", "show(xml)"},
         {"show  ", "show  "},
         {"--json", "--json"},
     };
     for (const auto& [line, expected] : cases) {
-        EXPECT_EQ(typed_request(line), expected);
+        const typed_request_s typed = typed_request(line);
+        EXPECT_EQ(typed.request + (typed.is_xml ? "(xml)" : ""), expected);
+    }
+    EXPECT_TRUE(has_form("show x as-json"));
+    EXPECT_TRUE(has_form("show as-ietf-xml x"));
+    EXPECT_FALSE(has_form("show x=as-json wide as-table=1"));
+    EXPECT_TRUE(offers_tables("x=\t\t\t\nas-table\tA\tform\t\n"));
+    EXPECT_FALSE(offers_tables("has-table\tA\tform\t\n"));
+}
+
+// What comes out of the pipes of a line for an answer in pieces of `size`, or the error.
+std::string piped(const char* line, const std::string& answer, size_t size) {
+    const piped_line_s cut = cut_at_pipes(line);
+    text_pipe_c pipe;
+    std::string out;
+    if (!pipe.open(cut.stages, out)) {
+        return out;
+    }
+    out = cut.request + ">";
+    const auto take = [&out](std::string_view part) {
+        out += part;
+        return true;
+    };
+    for (size_t i = 0; i < answer.size(); i += size) {
+        EXPECT_TRUE(pipe.add(std::string_view(answer).substr(i, size), take));
+    }
+    EXPECT_TRUE(pipe.finish(take));
+    return out;
+}
+
+TEST(drendctl_text, pipes) {
+    const std::string file = testing::TempDir() + "piped_" + std::to_string(getpid());
+    const std::string save = "x | exclude b | save " + file;
+    const std::string unknown = " is nothing to pipe into; there are include WORD, exclude "
+                                "WORD, count, json and save FILE";
+    const std::pair<const char*, std::string> cases[] = {
+        {"x", "x>ab\nbc\ncd"},
+        {"x a='|' b[c|d] | include c", "x a='|' b[c|d]>bc\ncd"},
+        {"x|include b|exclude a", "x>bc\n"},
+        {"x | count", "x>3\n"},
+        {"x | include b | count | include 2", "x>2\n"},
+        {"x | count | count", "x>1\n"},
+        {"x | grep a", "'grep a'" + unknown},
+        {"x | include", "'include'" + unknown},
+        {"x | count a", "'count a'" + unknown},
+        {"x |", "''" + unknown},
+        {"x | save /nowhere/f", "cannot write /nowhere/f: No such file or directory"},
+        {save.c_str(), "x>"},
+    };
+    for (const auto& [line, expected] : cases) {
+        for (const size_t size : {1, 4, 100}) {
+            EXPECT_EQ(piped(line, "ab\nbc\ncd", size), expected) << line;
+        }
+    }
+    std::ifstream saved(file);
+    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(saved), {}), "cd");
+    unlink(file.c_str());
+}
+
+TEST(drendctl_text, colours_of_tables) {
+    const std::pair<std::string, std::string> cases[] = {
+        {"\033[1mname\033[0m\n", "\033[1mname\033[0m\n"},
+        {"\033[31ma\033[32mb\033[33mc\033[0m", "\033[31ma\033[32mb\033[33mc\033[0m"},
+        {"\033[33mcut", "\033[33mcut\033[0m"}, // the terminal is left as it was
+        {"\033[34m\033[2J\033[31;1m", "\\x1b[34m\\x1b[2J\\x1b[31;1m"},
+        {"\033\033[1m\033[0", "\\x1b\033[1m\\x1b[0\033[0m"},
+        {"\xc3\033[0m\xa4", "\\xc3\033[0m\\xa4"},
+    };
+    for (const auto& [text, expected] : cases) {
+        for (size_t size = 1; size <= text.size(); ++size) {
+            control_escaper_c escaper(true);
+            std::string out;
+            for (size_t i = 0; i < text.size(); i += size) {
+                escaper.add(std::string_view(text).substr(i, size), out);
+            }
+            escaper.finish(out);
+            EXPECT_EQ(out, expected) << "by " << size;
+        }
+    }
+}
+
+TEST(drendctl_text, arguments_of_a_command) {
+    const std::string answer = "name=\tIts name\tstring\t\nstate=\t\tstring\tup down\n"
+                               "limit=\tAt most\tvalue\t\nas-json\tJSON\tform\t\n";
+    const std::pair<const char*, const char*> cases[] = {
+        {"show ",
+         "name=  Its name, string|state=  string: up down|limit=  At most|as-json  JSON|"},
+        {"show na", "name=  Its name, string|"},
+        {"show name=lo as-json ", "state=  string: up down|limit=  At most|"},
+        {"show state=", "state=up|state=down|"},
+        {"show state=d", "state=down|"},
+        {"show name=x", ""},
+    };
+    for (const auto& [typed, expected] : cases) {
+        std::string text;
+        for (const menu_entry_s& entry : menu_entries(answer, typed)) {
+            text += entry.word + (entry.help.empty() ? "" : "  " + entry.help) + "|";
+        }
+        EXPECT_EQ(text, expected) << typed;
     }
 }
 
@@ -376,10 +481,10 @@ TEST(drendctl_text, progress) {
     progress_c progress(start);
     EXPECT_EQ(progress.update(5000, start + milliseconds(999)) + progress.erase(), "");
     EXPECT_EQ(progress.update(5000, start + milliseconds(1000)),
-              "\r\033[K5.0 kB received, 5.0 kB/s");
+              "\r\033[K5.0 kB received, 5.0 kB/s, 1 s");
     EXPECT_EQ(progress.update(9000, start + milliseconds(1249)), "");
     EXPECT_EQ(progress.update(3000000, start + milliseconds(2000)),
-              "\r\033[K3.0 MB received, 1.5 MB/s");
+              "\r\033[K3.0 MB received, 1.5 MB/s, 2 s");
     EXPECT_EQ(progress.erase(), "\r\033[K");
     EXPECT_EQ(progress.erase(), "");
     EXPECT_EQ(size_text(999), "999 bytes");

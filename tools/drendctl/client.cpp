@@ -23,27 +23,83 @@ bool ends_run(outcome_e outcome) {
 
 } // namespace
 
-outcome_e client_c::run(const std::string& request) {
-    const std::string complete = is_question(request) ? request : request + options_.suffix;
-    const std::string fault = request_fault(complete);
+// Whether the daemon has tables of what is asked for: it says so of commands that take that word,
+// and of no others, which might take it for something else.
+bool client_c::has_tables(const std::string& request) {
+    const patience_s patience = {{}, patience_s::steady_clock_t::now() + MENU_PATIENCE};
+    std::string parameters;
+    return request_fault(request + " ?").empty() &&
+           ask_parameters(session_, request, patience, parameters).what ==
+               outcome_e::answered &&
+           offers_tables(parameters);
+}
+
+// The request with the words that are added to it.
+std::string client_c::in_its_form(const typed_request_s& typed) {
+    if (is_question(typed.request)) {
+        return typed.request;
+    }
+    std::string request = typed.request + options_.suffix;
+    const bool may_be_table = options_.prefers_tables && !typed.is_xml &&
+                              !has_form(request) && !is_check(request);
+    if (may_be_table && has_tables(request)) {
+        request += " as-table";
+    }
+    return is_table(request) && output_.has_colours() ? request + " color" : request;
+}
+
+outcome_e client_c::run(const typed_request_s& typed) {
+    std::string fault = request_fault(typed.request);
+    const std::string complete = fault.empty() ? in_its_form(typed) : typed.request;
+    fault = request_fault(complete);
     if (!fault.empty()) {
         return report({outcome_e::usage, fault});
     }
+    output_.begin(is_table(complete));
     const outcome_s outcome = printed(is_check(complete) ? check(complete) : ask(complete));
     report(outcome);
+    tell_cursor(outcome.cursor);
     if (outcome.what == outcome_e::refused) {
         fputs(filter_place(outcome.error, complete).c_str(), stderr);
     }
     return outcome.what;
 }
 
+outcome_e client_c::run_typed(std::string_view line) {
+    piped_line_s piped = cut_at_pipes(line);
+    if (std::erase(piped.stages, "json") > 0) {
+        piped.request += " --json";
+    }
+    text_pipe_c pipe;
+    std::string error;
+    if (!pipe.open(piped.stages, error)) {
+        return report({outcome_e::usage, error});
+    }
+    pipe_ = std::move(pipe);
+    outcome_e outcome = run(typed_request(piped.request));
+    pipe_ = text_pipe_c();
+    return outcome;
+}
+
+bool client_c::write(std::string_view part) {
+    return pipe_.add(part, [this](std::string_view text) { return output_.write(text); });
+}
+
+// How to go on, for who reads it; programs have it from the socket.
+void client_c::tell_cursor(const std::string& cursor) const {
+    if (!cursor.empty() && options_.reports_to_terminal) {
+        const std::optional<std::string> quoted = quoted_value(cursor);
+        fprintf(stderr, "there is more: cursor=%s\n",
+                escaped_controls(quoted.value_or(cursor)).c_str());
+    }
+}
+
 outcome_s client_c::ask(const std::string& request) {
-    return session_.ask(request,
-                        [this](std::string_view part) { return output_.write(part); });
+    return session_.ask(request, [this](std::string_view part) { return write(part); });
 }
 
 outcome_s client_c::check(const std::string& request) {
-    checked_answer_c answer([this](std::string_view part) { return output_.write(part); });
+    checked_answer_c answer([this](std::string_view part) { return write(part); });
     outcome_s outcome = session_.ask(
         request, [&answer](std::string_view part) { return answer.add(part); });
     answer.finish();
@@ -97,7 +153,15 @@ outcome_e client_c::finish(outcome_e outcome, patience_s::time_point_t deadline)
 
 // The outcome with what became of its text.
 outcome_s client_c::printed(const outcome_s& outcome) {
+    const bool is_saved =
+        pipe_.finish([this](std::string_view text) { return output_.write(text); });
+    if (!is_saved) {
+        return {outcome_e::lost, "cannot write what was to be saved"};
+    }
     const bool is_whole = output_.finish();
+    if (output_.was_left()) {
+        return {outcome_e::answered, ""}; // enough was seen
+    }
     if (output_.error() == 0) {
         return is_whole || outcome.what != outcome_e::answered
                    ? outcome

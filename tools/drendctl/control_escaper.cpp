@@ -2,7 +2,16 @@
 
 #include "control_escaper.h"
 
+#include <algorithm>
+#include <iterator>
+#include <utility>
+
 namespace {
+
+constexpr char ESCAPE = '\033';
+constexpr std::string_view PLAIN = "\033[0m";
+constexpr std::string_view COLOURS[] = {"\033[1m", "\033[31m", "\033[32m", "\033[33m",
+                                        PLAIN};
 
 void append_escaped(unsigned char byte, std::string& out) {
     static constexpr char digits[] = "0123456789abcdef";
@@ -31,6 +40,34 @@ void control_escaper_c::add(std::string_view text, std::string& out) {
 }
 
 void control_escaper_c::add(unsigned char byte, std::string& out) {
+    if (!is_table_ || !continues_colour(byte, out)) {
+        add_text(byte, out);
+    }
+}
+
+// Whether the byte begins a colour, or goes on with one. What turns out to be none is text.
+bool control_escaper_c::continues_colour(unsigned char byte, std::string& out) {
+    colour_ += static_cast<char>(byte);
+    const auto begins = [this](std::string_view colour) {
+        return colour.starts_with(colour_);
+    };
+    const auto* found = std::find_if(std::begin(COLOURS), std::end(COLOURS), begins);
+    if (found == std::end(COLOURS)) {
+        colour_.pop_back();
+        for (const char c : std::exchange(colour_, {})) {
+            add_text(static_cast<unsigned char>(c), out);
+        }
+        return byte == ESCAPE && continues_colour(byte, out);
+    }
+    if (*found == colour_) {
+        finish_text(out);
+        is_coloured_ = colour_ != PLAIN;
+        out += std::exchange(colour_, {});
+    }
+    return true;
+}
+
+void control_escaper_c::add_text(unsigned char byte, std::string& out) {
     if (missing_ > 0 && continues(byte)) {
         begun_ += static_cast<char>(byte);
         if (--missing_ == 0) {
@@ -39,7 +76,7 @@ void control_escaper_c::add(unsigned char byte, std::string& out) {
         }
         return;
     }
-    finish(out);
+    finish_text(out);
     missing_ = following(byte);
     if (missing_ > 0) {
         begun_ += static_cast<char>(byte);
@@ -78,6 +115,14 @@ bool control_escaper_c::continues(unsigned char byte) const {
 }
 
 void control_escaper_c::finish(std::string& out) {
+    for (const char c : std::exchange(colour_, {})) {
+        add_text(static_cast<unsigned char>(c), out);
+    }
+    finish_text(out);
+    out += std::exchange(is_coloured_, false) ? PLAIN : "";
+}
+
+void control_escaper_c::finish_text(std::string& out) {
     for (const char c : begun_) {
         append_escaped(static_cast<unsigned char>(c), out);
     }

@@ -17,14 +17,18 @@ _drendctl() {
       waiting=""
     else
       case $word in
-        --socket | --timeout | --filter | --color) waiting=$word ;;
+        --socket | --timeout | --filter | --limit | --color) waiting=$word ;;
         --socket=*) socket=("$word") ;;
         -*) ;;
+        =) words=${words% }= ;; # bash splits NAME=VALUE, too
         *) words+="$word " ;;
       esac
     fi
   done
-  [[ -z $waiting || $current != "=" ]] || current=""
+  if [[ $current == "=" ]]; then
+    [[ -n $waiting ]] || words=${words% }=
+    current=""
+  fi
 
   case $waiting in
     --socket | --filter)
@@ -35,11 +39,14 @@ _drendctl() {
     --*) ;;
     *)
       if [[ $current == -* ]]; then
-        mapfile -t COMPREPLY < <(compgen -W "--socket --timeout --json --filter --list --color
-          --help --version" -- "$current")
+        mapfile -t COMPREPLY < <(compgen -W "--socket --timeout --xml --json --table --lines
+          --plain-json --count --wide --limit --filter --list --color --help --version" \
+          -- "$current")
       else
         mapfile -t offered < <("${COMP_WORDS[0]}" "${socket[@]}" \
           --complete "$words$current" 2>/dev/null </dev/null)
+        [[ $words != *= ]] || offered=("${offered[@]#*=}")
+        [[ ${offered[0]-} != *= ]] || compopt -o nospace # a value follows
         # The words are whatever the daemon says, and what is completed is run by the shell.
         [[ ${#offered[@]} -eq 0 ]] || mapfile -t COMPREPLY < <(printf '%q\n' "${offered[@]}")
       fi

@@ -13,7 +13,8 @@
 namespace {
 
 constexpr char INTERRUPT = 3;
-constexpr std::size_t NOTE_MAX = 1 << 20; // bytes of a type or status
+constexpr std::chrono::milliseconds SILENCE{200}; // what has come until then is shown
+constexpr std::size_t NOTE_MAX = 1 << 20;         // bytes of a type or status
 
 std::string timeout_text(const patience_s& patience, bool is_deadline) {
     if (is_deadline) {
@@ -50,6 +51,16 @@ outcome_s exchange_c::run(std::string_view request) {
         to_send_ = std::string(ASK_FOR_STATUS) + "\n";
     }
     to_send_.append(request).append("\n");
+    return follow();
+}
+
+outcome_s exchange_c::greet() {
+    to_send_ = std::string(ASK_FOR_STATUS) + "\n";
+    only_greets_ = true;
+    return follow();
+}
+
+outcome_s exchange_c::follow() {
     while (!outcome_) {
         follow_interrupts();
         if (!outcome_) {
@@ -89,7 +100,10 @@ void exchange_c::wait() {
         {connection_.fd(), static_cast<short>(has_more ? POLLIN | POLLOUT : POLLIN), 0},
         {interrupt_fd(), POLLIN, 0},
         {output, 0, 0}};
-    const steady_clock_t::time_point end = patience_.end(last_arrival_);
+    steady_clock_t::time_point end = patience_.end(last_arrival_);
+    if (options_.on_silence && !is_silence_told_) {
+        end = std::min(end, last_arrival_ + SILENCE);
+    }
     const bool shows_progress = options_.progress_fd >= 0;
     const int ready =
         poll(waits, 3,
@@ -102,9 +116,18 @@ void exchange_c::wait() {
     } else if (ready > 0 && (waits[0].revents & (POLLIN | POLLHUP | POLLERR)) != 0) {
         receive();
     }
+    tell_silence();
     stop_waiting();
     if (shows_progress) {
         show_progress(progress_.update(received_, steady_clock_t::now()));
+    }
+}
+
+void exchange_c::tell_silence() {
+    if (!outcome_ && options_.on_silence && !is_silence_told_ &&
+        steady_clock_t::now() >= last_arrival_ + SILENCE) {
+        is_silence_told_ = true;
+        options_.on_silence();
     }
 }
 
@@ -124,6 +147,7 @@ void exchange_c::receive() {
         take(bytes);
         last_arrival_ =
             steady_clock_t::now(); // after writing, which may have taken its time
+        is_silence_told_ = false;
         break;
     case connection_c::read_e::end:
         end(outcome_e::lost, "connection lost");
@@ -191,6 +215,10 @@ void exchange_c::finish_greeting() {
         end(outcome_e::refused, sorter_->error());
     } else {
         end(outcome_e::lost, "malformed answer: to " + std::string(ASK_FOR_STATUS));
+    }
+    if (only_greets_ && !outcome_) {
+        end(outcome_e::answered, "");
+        is_complete_ = true;
     }
     new_answer();
 }

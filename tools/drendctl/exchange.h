@@ -25,6 +25,8 @@ class exchange_c {
                const session_c::text_fn& text);
 
     outcome_s run(std::string_view request);
+    // Asks for protocol 2 and for nothing else; of a connection that has not been.
+    outcome_s greet();
 
     // Whether the answer arrived to its end, so that the connection can be used again.
     bool is_complete() const { return is_complete_; }
@@ -34,8 +36,10 @@ class exchange_c {
   private:
     using steady_clock_t = patience_s::steady_clock_t;
 
+    outcome_s follow();
     void wait();
     void stop_waiting();
+    void tell_silence();
     void send();
     void receive();
     void follow_interrupts();
@@ -67,5 +71,7 @@ class exchange_c {
     bool is_interrupted_ = false; // the daemon was asked to drop the answer
     bool is_complete_ = false;
     bool has_more_ = false;
+    bool only_greets_ = false;
+    bool is_silence_told_ = false;
     std::optional<outcome_s> outcome_;
 };

@@ -3,6 +3,7 @@
 // drendctl: the client of a daemon's management socket (docs/socket.md). See drendctl.1.
 
 #include <cmath>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
@@ -30,7 +31,9 @@ struct options_s {
     std::string filter;
     bool has_filter = false;
     std::string colour = "auto";
-    bool is_json = false;
+    std::string form_words;
+    bool has_form = false;
+    std::uint64_t limit = 0;
     bool is_list = false;
     std::string begun; // what is to be completed
     bool is_completion = false;
@@ -70,6 +73,29 @@ std::vector<std::string> words_of(const CLI::App& app) {
     return words;
 }
 
+// The forms exclude each other.
+void add_form_options(CLI::App& app, options_s& options) {
+    std::vector<CLI::Option*> forms;
+    for (const form_option_s& row : form_options()) {
+        const auto note = [&options, &row] {
+            options.form_words += row.words;
+            options.has_form = options.has_form || row.is_form;
+        };
+        CLI::Option* option = app.add_flag_callback(row.option, note, row.help);
+        for (CLI::Option* other : forms) {
+            if (row.is_form) {
+                option->excludes(other);
+            }
+        }
+        if (row.is_form) {
+            forms.push_back(option);
+        }
+    }
+    app.add_option("--limit", options.limit, "Ask for so many rows at most")
+        ->type_name("ROWS")
+        ->check(CLI::PositiveNumber);
+}
+
 void add_options(CLI::App& app, options_s& options) {
     app.allow_extras(); // the words: an option of many values would change those in brackets
     app.formatter(std::make_shared<formatter_c>());
@@ -82,7 +108,7 @@ void add_options(CLI::App& app, options_s& options) {
         ->type_name("SECONDS")
         ->check(CLI::Validator(timeout_fault, ""))
         ->capture_default_str();
-    app.add_flag("--json", options.is_json, "Ask for JSON");
+    add_form_options(app, options);
     app.add_option("--filter", options.filter, "Ask for what the filter EXPR fits")
         ->type_name("EXPR");
     app.add_flag("--list", options.is_list,
@@ -158,7 +184,7 @@ outcome_e run(client_c& client, const options_s& options) {
     if (options.is_list) {
         return client.list(words.empty() ? "" : *request + " ");
     }
-    return client.finish(client.run(*request));
+    return client.finish(client.run({*request}));
 }
 
 // All of a stream, in one line: white space of XML is blanks in requests. No more than a request
@@ -195,10 +221,18 @@ outcome_e run(const options_s& options) {
         }
         client_options.suffix += " filter=" + *filter;
     }
-    client_options.suffix += options.is_json ? " as-json" : "";
-    session_c session(session_options(options));
+    client_options.suffix += options.form_words;
+    client_options.suffix +=
+        options.limit > 0 ? " limit=" + std::to_string(options.limit) : "";
+    client_options.prefers_tables = isatty(STDOUT_FILENO) == 1 && !options.has_form;
     answer_output_c output(STDOUT_FILENO, isatty(STDOUT_FILENO) == 1,
                            has_colours(options.colour));
+    if (isatty(STDIN_FILENO) == 1) {
+        output.use_pager();
+    }
+    session_options_s in_session = session_options(options);
+    in_session.on_silence = [&output] { output.show_held(); };
+    session_c session(std::move(in_session));
     client_c client(session, output, client_options);
     return run(client, options);
 }

@@ -55,6 +55,47 @@ std::string_view next_word(const std::vector<std::string_view>& way, const typed
     return word.empty() ? word_from(way, is_first ? 0 : 1, typed) : word;
 }
 
+std::vector<std::string_view> columns_of(std::string_view line) {
+    std::vector<std::string_view> columns;
+    for (std::size_t tab = 0; tab != std::string_view::npos;) {
+        tab = line.find('\t');
+        columns.push_back(line.substr(0, tab));
+        line.remove_prefix(
+            std::min(line.size(), tab == std::string_view::npos ? 0 : tab + 1));
+    }
+    return columns;
+}
+
+bool is_given(std::string_view name, const typed_s& typed) {
+    return std::any_of(typed.whole.begin(), typed.whole.end(), [&](std::string_view word) {
+        return name.ends_with('=') ? word.starts_with(name) : word == name;
+    });
+}
+
+// An argument of the command, NAME= or a word, or its values where its name is typed already.
+void add_argument(const std::vector<std::string_view>& columns, const typed_s& typed,
+                  std::vector<menu_entry_s>& entries) {
+    const std::string name(columns[0]);
+    if (name.empty() || is_given(name, typed)) {
+        return;
+    }
+    if (name.ends_with('=') && typed.begun.starts_with(name)) {
+        for (const std::string_view value : words_of(columns[3])) {
+            const std::string word = name + std::string(value);
+            if (word.starts_with(typed.begun)) {
+                entries.push_back({word, "", word});
+            }
+        }
+    } else if (name.starts_with(typed.begun)) {
+        std::string help(columns[1]);
+        if (columns[2] != "value" && columns[2] != "form") {
+            help += (help.empty() ? "" : ", ") + std::string(columns[2]);
+        }
+        help += columns[3].empty() ? "" : ": " + std::string(columns[3]);
+        entries.push_back({name, help, name});
+    }
+}
+
 // In characters, as far as UTF-8 tells.
 std::size_t width(std::string_view text) {
     return static_cast<std::size_t>(
@@ -70,6 +111,11 @@ std::vector<menu_entry_s> menu_entries(std::string_view answer, std::string_view
         const std::string_view line = answer.substr(0, answer.find('\n'));
         answer.remove_prefix(std::min(answer.size(), line.size() + 1));
         const std::size_t tab = line.find('\t');
+        const std::vector<std::string_view> columns = columns_of(line);
+        if (columns.size() == 4) {
+            add_argument(columns, begun, entries);
+            continue;
+        }
         const std::string_view way = line.substr(0, tab);
         const std::string_view word = next_word(words_of(way), begun);
         if (!word.empty()) {
@@ -125,6 +171,35 @@ std::string common_beginning(const std::vector<std::string>& words) {
     return common;
 }
 
+namespace {
+
+// Of an answer no more than a menu may be long.
+outcome_s ask_question(session_c& session, const std::string& question,
+                       const patience_s& patience, std::string& answer) {
+    const auto collect = [&answer](std::string_view part) {
+        answer += part.substr(0, ANSWER_MAX + 1 - answer.size());
+        return answer.size() <= ANSWER_MAX;
+    };
+    outcome_s outcome = session.ask(question, collect, patience);
+    return answer.size() > ANSWER_MAX
+               ? outcome_s{outcome_e::lost, "the menu is longer than " +
+                                                std::to_string(ANSWER_MAX) + " bytes"}
+               : outcome;
+}
+
+} // namespace
+
+outcome_s ask_parameters(session_c& session, const std::string& request,
+                         const patience_s& patience, std::string& lines) {
+    outcome_s greeted = session.greet(patience);
+    if (greeted.what != outcome_e::answered) {
+        return greeted;
+    }
+    return session.protocol() == protocol_e::status
+               ? ask_question(session, request + " ?", patience, lines)
+               : outcome_s{outcome_e::nothing, ""};
+}
+
 outcome_s ask_menu(session_c& session, const std::string& typed,
                    patience_s::time_point_t deadline, std::vector<menu_entry_s>& entries) {
     // Only a first word is never taken for an argument: a later one could run the command.
@@ -136,15 +211,9 @@ outcome_s ask_menu(session_c& session, const std::string& typed,
         return {outcome_e::usage, fault};
     }
     std::string answer;
-    const auto collect = [&answer](std::string_view part) {
-        answer += part.substr(0, ANSWER_MAX + 1 - answer.size());
-        return answer.size() <= ANSWER_MAX;
-    };
-    outcome_s outcome = session.ask(question, collect, {{}, deadline});
-    if (answer.size() > ANSWER_MAX) {
-        return {outcome_e::lost,
-                "the menu is longer than " + std::to_string(ANSWER_MAX) + " bytes"};
+    outcome_s outcome = ask_question(session, question, {{}, deadline}, answer);
+    if (outcome.what != outcome_e::lost) {
+        entries = menu_entries(answer, typed);
     }
-    entries = menu_entries(answer, typed);
     return outcome;
 }

@@ -16,7 +16,8 @@ std::string progress_c::update(std::uint64_t bytes, time_point_t now) {
     is_shown_ = true;
     const double seconds = std::chrono::duration<double>(now - start_).count();
     const auto size = static_cast<double>(bytes);
-    return ERASE_LINE + size_text(size) + " received, " + size_text(size / seconds) + "/s";
+    return ERASE_LINE + size_text(size) + " received, " + size_text(size / seconds) +
+           "/s, " + std::to_string(static_cast<long>(seconds)) + " s";
 }
 
 std::string progress_c::erase() {

@@ -123,7 +123,7 @@ outcome_e prompt_c::run() {
         }
         if (!is_blank(line) && !is_remark(line)) {
             remember(line.c_str());
-            if (client_.run(typed_request(line)) == outcome_e::not_wanted) {
+            if (client_.run_typed(line) == outcome_e::not_wanted) {
                 return outcome_e::not_wanted; // nothing that is asked could be seen
             }
             forget_interrupts();
@@ -255,7 +255,7 @@ unsigned char prompt_c::complete(EditLine* editor, int) {
     const std::vector<std::string> words = menu_words(self.entries_);
     std::string more =
         words.empty() ? "" : common_beginning(words).substr(begun_word(typed).size());
-    more += words.size() == 1 ? " " : "";
+    more += words.size() == 1 && !words.front().ends_with('=') ? " " : "";
     if (more.empty()) {
         self.show("\n" + escaped_controls(menu_text(self.entries_)));
         return CC_REDISPLAY;

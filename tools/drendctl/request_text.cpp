@@ -89,14 +89,6 @@ bool is_remark(std::string_view line) {
     return line.starts_with('#');
 }
 
-std::string typed_request(std::string_view line) {
-    constexpr std::string_view option = " --json";
-    const std::string_view text = line.substr(0, line.find_last_not_of(BLANKS) + 1);
-    return text.ends_with(option)
-               ? std::string(text.substr(0, text.size() - option.size())) + " as-json"
-               : std::string(line);
-}
-
 std::string request_fault(std::string_view request) {
     constexpr std::string_view forbidden("\n\0\3", 3);
     if (is_blank(request)) {

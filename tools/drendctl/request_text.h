@@ -30,8 +30,5 @@ bool is_question(std::string_view request);
 bool is_blank(std::string_view line);
 bool is_remark(std::string_view line);
 
-// A line as somebody typed it: "--json" at its end means what the option of that name does.
-std::string typed_request(std::string_view line);
-
 // Why it cannot be sent as one line, or an empty text.
 std::string request_fault(std::string_view request);

@@ -49,6 +49,20 @@ outcome_s session_c::ask(std::string_view request, const text_fn& text,
     return outcome;
 }
 
+outcome_s session_c::greet(const patience_s& patience) {
+    outcome_s outcome = connect(patience);
+    if (outcome.what == outcome_e::answered && protocol_ == protocol_e::unknown) {
+        const text_fn nowhere = [](std::string_view) { return true; };
+        exchange_c exchange(connection_, protocol_, options_, patience, nowhere);
+        outcome = exchange.greet();
+        is_used_ = true;
+        if (!exchange.is_complete()) {
+            connection_.close();
+        }
+    }
+    return outcome;
+}
+
 outcome_s session_c::finish(patience_s::time_point_t deadline) {
     if (connection_.is_open() && is_used_) {
         adds_up_ = connection_.ends(deadline) && adds_up_;

@@ -46,6 +46,8 @@ struct session_options_s {
     int progress_fd = -1; // where progress is shown, or -1
     int watched_output =
         -1; // the answer is given up when the reader of this pipe goes; or -1
+    std::function<void()> on_silence =
+        {}; // when nothing more has come for a moment; or empty
 };
 
 class session_c {
@@ -63,6 +65,10 @@ class session_c {
     outcome_s ask(std::string_view request, const text_fn& text);
     outcome_s ask(std::string_view request, const text_fn& text,
                   const patience_s& patience);
+
+    // Learns which protocol the daemon has, connecting if need be.
+    outcome_s greet(const patience_s& patience);
+    protocol_e protocol() const { return protocol_; }
 
     // Ends the session, for which a daemon that does not close its side has until `deadline`.
     // `lost` when the daemon has answered what nobody asked.
