@@ -47,8 +47,9 @@ drend_tag_c::drend_tag_c(std::string_view name, std::string_view source)
 }
 
 drend_tag_c::drend_tag_c(const drend_tag_c& other)
-    : dt_prefix(other.dt_prefix), dt_help(other.dt_help), dt_module(other.dt_module), dt_type(other.dt_type),
-      dt_data_type(other.dt_data_type), dt_decimal64_fraction(other.dt_decimal64_fraction),
+    : dt_prefix(other.dt_prefix), dt_help(other.dt_help), dt_module(other.dt_module),
+      dt_type(other.dt_type), dt_data_type(other.dt_data_type),
+      dt_decimal64_fraction(other.dt_decimal64_fraction),
       dt_has_data_type(other.dt_has_data_type), dt_json_typing(other.dt_json_typing),
       dt_fid(other.dt_fid), dt_flags(other.dt_flags), dt_map(other.dt_map),
       dt_table(other.dt_table), dt_keys(other.dt_keys), dt_place(other.dt_place),

@@ -72,6 +72,8 @@ constexpr word_help_s WORD_HELPS[] = {
     {"as-table", "Aligned columns"},
     {"wide", "All columns of a table"},
     {"color", "Colours for the states of a table"},
+    {"ascii", "Characters outside ASCII as references"},
+    {"compact", "No line ends and indentation"},
 };
 
 std::string word_line(std::string_view name, bool has_value) {

@@ -52,9 +52,8 @@ piped_line_s cut_at_pipes(std::string_view line) {
 }
 
 bool text_pipe_c::open(const std::vector<std::string>& stages, std::string& error) {
-    return std::all_of(stages.begin(), stages.end(), [&](const std::string& stage) {
-        return add_stage(stage, error);
-    });
+    return std::all_of(stages.begin(), stages.end(),
+                       [&](const std::string& stage) { return add_stage(stage, error); });
 }
 
 bool text_pipe_c::add_stage(std::string_view stage, std::string& error) {
@@ -68,7 +67,8 @@ bool text_pipe_c::add_stage(std::string_view stage, std::string& error) {
                                      [&](const auto& row) { return row.first == name; });
     const bool is_known = found != std::end(names);
     if (!is_known || word.empty() != (found->second == kind_e::count)) {
-        error = "'" + std::string(stage) + "' is nothing to pipe into; there are include WORD, "
+        error = "'" + std::string(stage) +
+                "' is nothing to pipe into; there are include WORD, "
                 "exclude WORD, count, json and save FILE";
         return false;
     }
