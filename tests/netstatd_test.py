@@ -215,11 +215,12 @@ class Answers(unittest.TestCase):
         self.assert_agree(ours, theirs)
 
     def test_a_key_selects_its_part_of_the_whole(self):
-        for command, row, key in (("show-interfaces", "interface", "name"),
-                                  ("show-neighbors", "neighbor", "interface"),
-                                  ("show-routes", "table", "name")):
+        for command, top, row, key in (
+                ("show-interfaces", "interface-information", "interface", "name"),
+                ("show-neighbors", "neighbor-information", "neighbor", "interface"),
+                ("show-routes", "route-information", "table", "name")):
             whole = tree(answer(command))
-            by_filter = f"{command} filter='/{whole.tag}/{row}[{key}=\"%s\"]'"
+            by_filter = f"{command} filter='/{top}/{row}[{key}=\"%s\"]'"
             by_argument = f"{command} {key}='%s'"
 
             def part(request):
@@ -378,6 +379,9 @@ class Answers(unittest.TestCase):
         self.assertEqual(title, "netstatd: no command 'show-nothing'; there are:")
         self.assertLessEqual({"show-interfaces", "corvane-netconf-get", "dump-schema", "reload"},
                              {line.split()[0] for line in listed})
+        misspelt = run("--once", "show-interfaces as-tabel")
+        self.assertRegex(misspelt.stdout,
+                         "^error: arguments: no 'as-tabel'; .*did you mean 'as-table'\\?$")
         with open("/dev/full", "w", encoding="utf-8") as full:
             self.assertEqual(run("--once", "show-interfaces", stdout=full).returncode, 1)
 

@@ -195,6 +195,7 @@ int main(int argc, char** argv) try {
     }
     drend_set_prefix(options.prefix.c_str());
     drend_set_send_method_w_return(mgmt_sock_send);
+    drend_set_strict(1); // who asks is told what is wrong
 
     evContext context{};
     drend_menu_entry_s own_menu[1] = {}; // nothing but what the library adds

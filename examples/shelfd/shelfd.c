@@ -193,6 +193,7 @@ int main(int argc, char** argv) {
     add_fault();
     add_counters();
     drend_set_prefix(argc > 1 ? argv[1] : ".");
+    drend_set_strict(1); /* who asks is told what is wrong */
     if (drend_dir_init() < 1)
         return 1;
     if (argc > 2 && strcmp(argv[2], "faults") == 0)

@@ -155,6 +155,7 @@ int run(const options_s& options) {
         return 1;
     }
     drend_set_prefix(definitions.prefix().c_str());
+    drend_set_strict(1); // who asks is told what is wrong
     if (!options.socket.empty()) {
         drend_set_send_method_w_return(mgmt_sock_send);
         return serve(definitions, options.socket);
