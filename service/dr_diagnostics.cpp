@@ -43,7 +43,8 @@ int check(void* peer, const char* argument) {
     } else {
         dri_check_loaded(findings);
     }
-    if (dri_find_arg(arguments, "as-json") != nullptr) {
+    if (dri_find_arg(arguments, "as-json") != nullptr ||
+        dri_find_arg(arguments, "as-ietf-json") != nullptr) {
         dri_answer_begins(peer, "application/json");
         drend_send(peer, "%s", dri_findings_json(findings.all()).c_str());
     } else {

@@ -237,7 +237,7 @@ class Requests(Case):
             (["show-x", "name=lo"], "show-x name=lo"),
             (["show-x", "name=a b", "as-json"], "show-x name='a b' as-json"),
             (["show-x name=\"a b\" c"], "show-x name=\"a b\" c"),
-            (["show-x", "--json"], "show-x as-json"),
+            (["show-x", "--json"], "show-x as-ietf-json"),
             (["show-x", "--filter", "/a/b[name='lo']", "--plain-json"],
              "show-x filter=\"/a/b[name='lo']\" as-json"),
             (["show-x", "--table", "--wide", "--limit", "20"], "show-x as-table wide limit=20"),
@@ -760,7 +760,7 @@ class Tables(Case):
             terminal.type("exit\n")
             self.assertEqual(terminal.finish(), 0)
         self.assertEqual(saved.read_text(), XML)
-        self.assertIn("show-x as-json", daemon.requests)
+        self.assertIn("show-x as-ietf-json", daemon.requests)
 
 
     def test_completion(self):

@@ -195,7 +195,7 @@ TEST(drendctl_text, words_of_requests) {
 
 TEST(drendctl_text, typed_requests) {
     const std::pair<const char*, const char*> cases[] = {
-        {"show x=1 --json \t", "show x=1 as-json"},
+        {"show x=1 --json \t", "show x=1 as-ietf-json"},
         {"show --json x=1", "show --json x=1"},
         {"show --table --wide  --limit 20", "show as-table wide limit=20"},
         {"show --limit x", "show --limit x"},

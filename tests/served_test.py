@@ -61,7 +61,7 @@ class Served(unittest.TestCase):
         self.assertIn(one, out)
         path = "/synthetic-routes/route[prefix='10.0.0.7/32']/prefix"
         self.assertIn(one, self.ask("show-syn", "--filter", path)[1])
-        code, out, _ = self.ask("show-synthetic-routes", "prefix=10.0.0.7/32", "--json")
+        code, out, _ = self.ask("show-synthetic-routes", "prefix=10.0.0.7/32", "--plain-json")
         self.assertEqual(code, 0)
         self.assertIn('"prefix" : "10.0.0.7/32"', out)
         self.assertEqual(self.ask("show-synthetic-routes", "prefix=none")[:2], (4, ""))
@@ -69,7 +69,7 @@ class Served(unittest.TestCase):
         self.assertEqual((code, out), (1, ""))
         self.assertIn("'sho' is ambiguous: ", err)
         self.assertIn("show-synthetic-routes", self.ask("--list")[1])
-        code, out, _ = self.ask("-", requests="show-daemon --json\n\n# nothing\nshow-daemon\n")
+        code, out, _ = self.ask("-", requests="show-daemon --plain-json\n\n# nothing\nshow-daemon\n")
         self.assertEqual((code, out.count("<process-id>"), out.count('"process-id" : ')), (0, 1, 1))
 
     def test_single_values_by_path(self):

@@ -65,7 +65,7 @@ std::optional<std::string> take_option(std::string_view& text) {
 const std::vector<form_option_s>& form_options() {
     static const std::vector<form_option_s> options = {
         {"--xml", "", true, "XML, also on a terminal"},
-        {"--json", " as-json", true, "Ask for JSON"},
+        {"--json", " as-ietf-json", true, "Ask for JSON as YANG has it (RFC 7951)"},
         {"--table", " as-table", true, "Ask for aligned columns, also for a pipe"},
         {"--lines", " as-json-lines", true, "Ask for a line of JSON for each row"},
         {"--plain-json", " as-json", true, "Ask for JSON with each value a text"},
