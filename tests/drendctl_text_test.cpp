@@ -255,7 +255,7 @@ TEST(drendctl_text, pipes) {
         {save.c_str(), "x>"},
     };
     for (const auto& [line, expected] : cases) {
-        for (const size_t size : {1, 4, 100}) {
+        for (const size_t size : {size_t{1}, size_t{4}, size_t{100}}) {
             EXPECT_EQ(piped(line, "ab\nbc\ncd", size), expected) << line;
         }
     }
