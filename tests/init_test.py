@@ -19,11 +19,11 @@ INTERFACES = [YANG / "nmda-modules/ietf/ietf-interfaces@2018-02-20.yang",
               YANG / "modules/ietf/iana-if-type@2014-05-08.yang"]
 FOLDERS = ["--path", YANG / "modules/ietf", "--path", YANG / "nmda-modules/ietf"]
 TIME = "2026-11-22T04:00:00Z"
-# The values of leaf-lists have line feeds around them: not where they are references.
 INTERFACES_DATA = {"interfaces": {"interface": [
     {"name": "eth0", "description": "to <core> & back", "type": "ethernetCsmacd", "enabled": True,
      "link-up-down-trap-enable": 2, "admin-status": 1, "oper-status": 7, "last-change": TIME,
      "if-index": 2, "phys-address": "02:00:00:00:00:01", "speed": 1000000000,
+     "higher-layer-if": ["vlan7", "vlan9"],
      "statistics": {"discontinuity-time": TIME, "in-octets": 17, "out-errors": 0},
      "ipv4": {"forwarding": True, "mtu": 1500, "address": [
          {"ip": "192.0.2.1", "prefix-length": 24, "origin": 1},
@@ -35,7 +35,10 @@ INTERFACES_DATA = {"interfaces": {"interface": [
                             "origin": 2, "is-router": "", "state": 1}],
               "autoconf": {"create-global-addresses": True}}},
     {"name": "lo", "type": "softwareLoopback", "admin-status": 1, "oper-status": 1,
-     "if-index": 1, "statistics": {"discontinuity-time": TIME}}]}}
+     "if-index": 1, "statistics": {"discontinuity-time": TIME}},
+    *({"name": name, "type": "l2vlan", "admin-status": 1, "oper-status": 1, "if-index": index,
+       "lower-layer-if": ["eth0"], "statistics": {"discontinuity-time": TIME}}
+      for name, index in (("vlan7", 7), ("vlan9", 9)))]}}
 
 SHELF = """module shelf {
   yang-version 1.1; namespace "urn:a?b&'c"; prefix s;
@@ -121,7 +124,8 @@ class Init(unittest.TestCase):
         return file, json.loads(result.stdout)
 
     def shown(self, definitions, data, command):
-        result = run(PREVIEW, definitions, "--data", self.write("data", data), command)
+        result = run(PREVIEW, definitions, "--data", self.write("data", data), command,
+                     "as-ietf-xml")
         self.assertEqual((result.returncode, result.stderr), (0, ""))
         return result.stdout
 
@@ -135,8 +139,9 @@ class Init(unittest.TestCase):
         for modules in (INTERFACES, INTERFACES[::-1]):
             file, _ = self.skeleton(*FOLDERS, *modules)
             answer = self.shown(file, INTERFACES_DATA, "show-interfaces")
-            self.assertEqual(answer.count("<interface>"), 2)
-            for word in ("lower-layer-down", "192.0.2.9", ">iana-if-type:ethernetCsmacd<", "<is-router>"):
+            self.assertEqual(answer.count("<interface>"), 4)
+            for word in ("lower-layer-down", "192.0.2.9", ">iana-if-type:ethernetCsmacd<", "<is-router",
+                         "<higher-layer-if>vlan9</higher-layer-if>"):
                 self.assertIn(word, answer)
             self.assert_valid("data", INTERFACES, answer)
 
