@@ -161,7 +161,7 @@ void check_map(const drend_tag_c& tag, const dr_tag_members_t& members,
         return;
     }
     for (const dr_map_pair_s& pair : tag.dt_map->pairs()) {
-        if (pair.is_expression && pair.terms.empty()) {
+        if (pair.is_expression && pair.parts.empty()) {
             report(dr_rule_e::BAD_EXPRESSION, dr_severity_e::ERROR,
                    members[DR_MEMBER_MAP].place(),
                    "'" + dri_shown(pair.to) + "' is a malformed expression", {});

@@ -23,13 +23,25 @@ bool is_plain(const std::string& text) {
 dr_map_pair_s make_pair(const std::string& from, const std::string& whole_to) {
     const std::string to = whole_to.substr(0, whole_to.find('\0'));
     dr_map_pair_s pair{from, to, to == WILDCARD, to.starts_with('='), {}, is_plain(to)};
-    if (pair.is_expression && dri_map_expr_parse(to.c_str(), pair.terms) != 0) {
-        pair.terms.clear();
+    if (pair.is_expression) {
+        pair.parts = dri_map_parts(to.c_str());
     }
     return pair;
 }
 
 } // namespace
+
+dr_map_parts_t dri_map_parts(const char* expression) {
+    std::vector<dr_map_term_s> terms;
+    dri_map_expr_parse(expression, terms);
+    dr_map_parts_t parts;
+    for (dr_map_term_s& term : terms) {
+        dr_nav_path_c path =
+            term.is_val ? dr_nav_path_c(term.text.c_str()) : dr_nav_path_c();
+        parts.push_back({std::move(term), std::move(path)});
+    }
+    return parts;
+}
 
 dr_value_map_c::dr_value_map_c(
     const std::vector<std::pair<std::string, std::string>>& pairs)

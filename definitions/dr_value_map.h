@@ -17,14 +17,23 @@
 
 #include "expr/dr_map_expr.h"
 #include "frame/drend_value.h"
+#include "model/dr_nav_path.h"
+
+// A term of an expression, and where the path of a value leads.
+struct dr_map_part_s {
+    dr_map_term_s term;
+    dr_nav_path_c path;
+};
+using dr_map_parts_t = std::vector<dr_map_part_s>;
+// Of an expression that begins with "="; none when it is malformed.
+dr_map_parts_t dri_map_parts(const char* expression);
 
 struct dr_map_pair_s {
     std::string from;
     std::string to;
-    bool keeps_value;   // `to` is "*"
-    bool is_expression; // `to` begins with "="
-    // The terms of an expression; empty when it is malformed.
-    std::vector<dr_map_term_s> terms;
+    bool keeps_value;      // `to` is "*"
+    bool is_expression;    // `to` begins with "="
+    dr_map_parts_t parts;  // of an expression
     bool is_plain = false; // `to`, in every output format
 };
 

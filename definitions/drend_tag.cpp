@@ -147,7 +147,7 @@ int drend_tag_c::translate_value(str_buf_s* text, bool& is_expression) const {
 }
 
 int drend_tag_c::translate_value(dr_value_c& value,
-                                 const std::vector<dr_map_term_s>*& expression) const {
+                                 const dr_map_parts_t*& expression) const {
     expression = nullptr;
     if (!dt_map) {
         return DREND_OK;
@@ -158,7 +158,7 @@ int drend_tag_c::translate_value(dr_value_c& value,
         return DREND_ERR;
     }
     if (pair->is_expression) {
-        expression = &pair->terms;
+        expression = &pair->parts;
     }
     if (!pair->keeps_value) {
         value.refer_to(pair->to, pair->is_plain);

@@ -154,10 +154,9 @@ class drend_tag_c {
     // Translates a value through the value map. DREND_OK, also without a map, or DREND_ERR when
     // nothing in it matches; the value is then as it was. When the new text is an expression that
     // the definition wrote, the text form says so and the typed form, which walks use, gives the
-    // expression's terms (null otherwise; no terms when it is malformed).
+    // expression's parts (null otherwise; none when it is malformed).
     int translate_value(str_buf_s* text, bool& is_expression) const;
-    int translate_value(dr_value_c& value,
-                        const std::vector<dr_map_term_s>*& expression) const;
+    int translate_value(dr_value_c& value, const dr_map_parts_t*& expression) const;
 
     // What a walk needs of the kids where the daemon's data is at `node`; see dr_row_c.
     dr_row_ref_c row(const dr_meta_node_c* node, dr_row_shape_s shape) const;

@@ -67,7 +67,7 @@ struct dri_table_plain_s {
 };
 
 // Copies a padded text to `out`, where it is written padded. Returns the end of the copy.
-inline char* dri_copy_padded(char* out, std::string_view text) {
+[[gnu::always_inline]] inline char* dri_copy_padded(char* out, std::string_view text) {
     memcpy(out, text.data(), DRI_PADDING);
     for (size_t done = DRI_PADDING; done < text.size(); done += DRI_PADDING) {
         memcpy(out + done, text.data() + done, DRI_PADDING);

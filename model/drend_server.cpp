@@ -144,7 +144,8 @@ int drend_set_decimal64_value(dr_meta_context_s* ctx, double value) {
     return drend_set_double_value(ctx, value); // there is no code of its own
 }
 
-int drend_set_string_value(dr_meta_context_s* ctx, const char* text) {
+// The setter that most leaves of most tables call: one function, whoever else sets texts.
+[[gnu::flatten]] int drend_set_string_value(dr_meta_context_s* ctx, const char* text) {
     dr_value_c* out = value_of(ctx);
     return out == nullptr ? DREND_ERR
                           : unless_no_memory(ctx, [&] { return out->set_string(text); });

@@ -56,8 +56,9 @@ class dr_output_c {
     // and the quotes in which they end and begin where there are `Quotes` to leave out. Values of
     // the usual kinds, where they fit in, take no other way.
     template <size_t Quotes = 0>
-    void add_row_leaf(const dr_row_kid_s& leaf, size_t skipped,
-                      const dri_escaper_s& escaper, const dr_value_c& value) {
+    [[gnu::always_inline]] void add_row_leaf(const dr_row_kid_s& leaf, size_t skipped,
+                                             const dri_escaper_s& escaper,
+                                             const dr_value_c& value) {
         const bool is_text = value.type() == DRV_STRING;
         const size_t room = is_text ? value.stored_text().size() : DRI_DIGITS_ROOM;
         const bool is_usual =
@@ -99,7 +100,7 @@ class dr_output_c {
         return size <= static_cast<size_t>(limit_at_ - at_) ? at_ : make_room(size);
     }
     // Takes the text from its place to `end`.
-    void take(char* end) {
+    [[gnu::always_inline]] void take(char* end) {
         assert(at_ <= end && end <= limit_at_);
         at_ = end;
         if (!is_collecting_ || !str_formatter_is_system()) {

@@ -103,13 +103,13 @@ int dr_value_reader_c::read_top(const dr_value_c*& value, std::string_view& text
 }
 
 int dr_value_reader_c::translate(const drend_tag_c& tag, dr_value_c& value) {
-    const std::vector<dr_map_term_s>* expression = nullptr;
+    const dr_map_parts_t* expression = nullptr;
     const int status = tag.translate_value(value, expression);
     if (status != DREND_OK || expression == nullptr) {
         return status;
     }
     std::string result;
-    const int evaluated = eval_terms(*expression, result);
+    const int evaluated = eval_parts(*expression, result);
     return evaluated == 0 ? value.set_string(result.c_str()) : evaluated;
 }
 
@@ -117,31 +117,30 @@ int dr_value_reader_c::eval_expression(str_buf_s* text) {
     if (*sbuf_str(text) != '=') {
         return 0;
     }
-    std::vector<dr_map_term_s> terms;
     std::string result;
-    if (dri_map_expr_parse(sbuf_str(text), terms) != 0 || eval_terms(terms, result) != 0) {
+    if (eval_parts(dri_map_parts(sbuf_str(text)), result) != 0) {
         return -1;
     }
     dri_must_write(sbuf_cpy(text, result.c_str()));
     return 0;
 }
 
-// Concatenates literals and the raw values of leaves. A malformed expression has no terms.
-int dr_value_reader_c::eval_terms(const std::vector<dr_map_term_s>& terms,
-                                  std::string& out) {
-    for (const dr_map_term_s& term : terms) {
-        if (!term.is_val) {
-            out += term.text;
-        } else if (append_raw(term.text.c_str(), out) != DREND_OK) {
+// Concatenates literals and the raw values of leaves. A malformed expression has no parts.
+int dr_value_reader_c::eval_parts(const dr_map_parts_t& parts, std::string& out) {
+    for (const dr_map_part_s& part : parts) {
+        if (!part.term.is_val) {
+            out += part.term.text;
+        } else if (append_raw(part, out) != DREND_OK) {
             return -1;
         }
     }
-    return terms.empty() ? -1 : 0;
+    return parts.empty() ? -1 : 0;
 }
 
-// The value that the daemon has at `path`, relative to where the walk is.
-int dr_value_reader_c::append_raw(const char* path, std::string& out) {
-    if (position_.push_context(path, position_.element_ref()) != DREND_OK) {
+// The value that the daemon has at the part's path, relative to where the walk is.
+int dr_value_reader_c::append_raw(const dr_map_part_s& part, std::string& out) {
+    if (position_.push_context(part.path, part.term.text.c_str(),
+                               position_.element_ref()) != DREND_OK) {
         return DREND_ERR;
     }
     dr_value_c value; // the last one read may be the one that is being translated

@@ -18,7 +18,6 @@
 #include <vector>
 
 #include "definitions/dr_position.h"
-#include "expr/dr_map_expr.h"
 #include "expr/dr_xp_value.h"
 #include "frame/drend_trace.h"
 
@@ -84,8 +83,8 @@ class dr_value_reader_c {
     const drend_tag_c* fetch_top();
     std::string_view text_of(const drend_tag_c& tag);
     void show(const drend_tag_c& leaf, dr_xp_value_c& out);
-    int eval_terms(const std::vector<dr_map_term_s>& terms, std::string& out);
-    int append_raw(const char* path, std::string& out);
+    int eval_parts(const dr_map_parts_t& parts, std::string& out);
+    int append_raw(const dr_map_part_s& part, std::string& out);
 
     dr_position_c& position_;
     // While a visit is open: of which context, and the node of its row.

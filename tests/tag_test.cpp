@@ -46,7 +46,7 @@ class ValueMap : public testing::Test {
     std::string translate_typed(const char* text) {
         dr_value_c value;
         value.set_string(text);
-        const std::vector<dr_map_term_s>* expression = nullptr;
+        const dr_map_parts_t* expression = nullptr;
         const int status = tag.translate_value(value, expression);
         dr_str_buf_c buffer;
         return std::to_string(status) + (expression != nullptr ? "=" : ":") +
@@ -102,8 +102,8 @@ TEST_F(ValueMap, TracesWhatItDid) {
 
 TEST_F(ValueMap, AMalformedExpressionHasNoTerms) {
     map({{"1", "='a'+val('b')"}, {"2", "=val("}});
-    EXPECT_EQ(tag.dt_map->find("1")->terms.size(), 2U);
-    EXPECT_TRUE(tag.dt_map->find("2")->terms.empty());
+    EXPECT_EQ(tag.dt_map->find("1")->parts.size(), 2U);
+    EXPECT_TRUE(tag.dt_map->find("2")->parts.empty());
 }
 
 // --- searches ---
