@@ -1,5 +1,6 @@
 # SPDX-License-Identifier: BSD-2-Clause
-"""The YANG modules that netstatd's "corvane-netconf-get" follows, and the check against them."""
+"""The YANG modules that the example daemons' "corvane-netconf-get" follows, and the check against
+them."""
 
 import pathlib
 import subprocess
@@ -13,26 +14,29 @@ MODULES = [YANG / name for name in (
     "nmda-modules/ietf/ietf-ipv4-unicast-routing@2018-03-13.yang",
     "nmda-modules/ietf/ietf-ipv6-unicast-routing@2018-03-13.yang",
     "modules/ietf/iana-if-type@2014-05-08.yang")]
+LEASES = [pathlib.Path(__file__).resolve().parent.parent
+          / "examples/leasesd/yang/example-dhcp-leases.yang"]
 # A complete datastore must have something in ietf-routing's obsolete branch.
 OBSOLETE = """<routing-state xmlns="urn:ietf:params:xml:ns:yang:ietf-routing"><ribs><rib>
 <name>-</name><address-family>ipv4</address-family></rib></ribs></routing-state>"""
 
 
-def validated(text, kind_of_file, kind_of_data="get", form=None):
+def validated(text, kind_of_file, kind_of_data="get", form=None, modules=None):
     """What yanglint says of a document, "xml" or "json", converted to a form where one is given:
-    its status, output and errors."""
+    its status, output and errors. The modules are netstatd's unless others are given."""
     with tempfile.NamedTemporaryFile("w", suffix="." + kind_of_file) as file:
         file.write(text)
         file.flush()
         checked = subprocess.run(
             ["yanglint", "-Q", "-t", kind_of_data, *(["-f", form] if form else []),
-             "-p", YANG / "nmda-modules/ietf", "-p", YANG / "modules/ietf", *MODULES, file.name],
+             "-p", YANG / "nmda-modules/ietf", "-p", YANG / "modules/ietf", *(modules or MODULES),
+             file.name],
             stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True, check=False)
     return checked.returncode, checked.stdout, checked.stderr
 
 
-def errors_of(kind, content):
-    status, _, errors = validated(content, "xml", kind)
+def errors_of(kind, content, modules=None):
+    status, _, errors = validated(content, "xml", kind, modules=modules)
     return errors or ("" if status == 0 else f"exit {status}")
 
 

@@ -63,7 +63,6 @@ static const struct shelf* shelf_of_name(const char* name) {
     return shelf < shelves_end ? shelf : NULL;
 }
 
-/* [seek] */
 static int next_shelf(dr_meta_context_s* ctx, const void* data) {
     const struct shelf* shelf = drend_get_element_ref(ctx);
     const char* wanted = drend_get_filter_name(ctx, "name");
@@ -73,7 +72,6 @@ static int next_shelf(dr_meta_context_s* ctx, const void* data) {
     shelf = shelf == NULL ? shelves : shelf + 1;
     return give(ctx, shelf < shelves_end ? shelf : NULL);
 }
-/* [end] */
 
 static int read_name(dr_meta_context_s* ctx, const void* data) {
     const struct shelf* shelf = drend_get_element_ref(ctx);
@@ -87,13 +85,11 @@ static int read_slot(dr_meta_context_s* ctx, const void* data) {
     return card == NULL ? DREND_ERR : drend_set_uint32_value(ctx, card->slot);
 }
 
-/* [address] */
 static int read_mac(dr_meta_context_s* ctx, const void* data) {
     const struct card* card = drend_get_element_ref(ctx);
     (void)data;
     return card == NULL ? DREND_ERR : drend_set_mac_value(ctx, card->mac);
 }
-/* [end] */
 
 /* [presence] */
 static int has_fault(dr_meta_context_s* ctx, const void* data) {

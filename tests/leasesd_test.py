@@ -1,0 +1,110 @@
+#!/usr/bin/env python3
+# SPDX-License-Identifier: BSD-2-Clause
+"""The example daemon with leases: leasesd_test.py LEASESD DRENDCTL MEASURES_MEMORY"""
+
+import json
+import pathlib
+import re
+import subprocess
+import sys
+import tempfile
+import unittest
+import xml.etree.ElementTree as ET
+
+from netstatd_yang import LEASES, errors_of
+
+LEASESD, DRENDCTL, MEASURES_MEMORY = sys.argv[1], sys.argv[2], sys.argv[3] == "1"
+PREFIX = pathlib.Path(__file__).resolve().parent.parent / "examples/leasesd"
+PATIENCE = 120  # seconds; only a fault lasts so long
+GROWTH_MAX = 4096  # KiB
+MANY = 100000
+
+
+class Leases(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = pathlib.Path(folder.name)
+        self.socket = self.folder / "s"
+
+    def start(self, *options):
+        # pylint: disable-next=consider-using-with
+        daemon = subprocess.Popen(
+            [LEASESD, "--socket", self.socket, "--run-dir", self.folder, "--prefix", PREFIX, *options],
+            stdout=subprocess.PIPE, text=True)
+
+        def stop():
+            daemon.terminate()
+            daemon.communicate(timeout=PATIENCE)
+            self.assertEqual(daemon.returncode, 0)
+            self.assertEqual(list(self.folder.glob("leasesd*")), [])
+        self.addCleanup(stop)
+        self.assertEqual(daemon.stdout.readline(), f"leasesd: serving {self.socket}\n")
+        return daemon
+
+    def ask(self, *request):
+        """The answer; "" for nothing."""
+        asked = subprocess.run([DRENDCTL, "--socket", self.socket, *request], capture_output=True,
+                               text=True, check=False, timeout=PATIENCE)
+        self.assertEqual((asked.returncode, asked.stderr), (0 if asked.stdout else 4, ""))
+        return asked.stdout
+
+    def addresses(self, *request):
+        return re.findall("<address>(.*)</address>", self.ask("show-leases", *request))
+
+    def test_leases_by_address_and_pool(self):
+        self.start("--leases", "6", "--every", "0")
+        self.assertEqual(self.addresses(), ["10.0.0.1", "10.4.0.1", "10.8.0.1", "10.12.0.1",
+                                            "10.0.0.2", "10.4.0.2"])
+        for request, shown in (
+                ("address=10.0.0.2", ["10.0.0.2"]), ("pool=guests", ["10.4.0.1", "10.4.0.2"]),
+                ("pool=phones address=10.8.0.1", ["10.8.0.1"]), ("pool=office address=10.8.0.1", []),
+                ("address=10.8.0.2", []), ("address=10.0.0.0", []), ("address=10.3.255.255", []),
+                ("address=9.255.255.255", []), ("address=somewhere", []), ("pool=none", []),
+                ("filter=/leases/lease[host-name='']", ["10.8.0.1", "10.4.0.2"]),
+                ("state=over", []), ("limit=2", ["10.0.0.1", "10.4.0.1"])):
+            with self.subTest(request=request):
+                self.assertEqual(self.addresses(*request.split(" ")), shown)
+        lease = json.loads(self.ask("show-leases", "address=10.4.0.1", "--json"))["leases"]["lease"][0]
+        self.assertEqual((lease["mac"], lease["host-name"], lease["state"]),
+                         ("02:00:00:00:00:02", "host-2", "bound"))
+        used = re.findall("<used>(.*)</used>", self.ask("show-pools"))
+        self.assertEqual(used, ["2", "2", "1", "1"])
+
+    def test_what_netconf_clients_get_is_what_its_module_says(self):
+        self.start("--leases", "50", "--every", "0")
+        self.assertIn(f"module {LEASES[0].read_text().split('namespace ')[1].split(chr(34))[1]}?",
+                      (self.folder / "leasesd.daemon").read_text())
+        answer = self.ask("corvane-netconf-get", "as-ietf-xml")
+        content = answer.partition("<data>")[2].rpartition("</data>")[0] or answer
+        for kind in "get", "data":
+            self.assertEqual(errors_of(kind, content, LEASES), "")
+        self.assertEqual(len(list(ET.fromstring(content).iter("{urn:example:dhcp-leases}lease"))), 50)
+
+    def test_many_leases_take_no_memory_to_show(self):
+        daemon = self.start("--leases", str(MANY), "--every", "0")
+        last = f"10.12.{(MANY // 4) >> 8 & 255}.{MANY // 4 & 255}"
+        self.assertEqual(self.addresses("address=" + last), [last])
+        before = peak_of(daemon)
+        self.assertEqual(self.ask("show-leases").count("<lease>"), MANY)
+        if MEASURES_MEMORY:
+            self.assertLess(peak_of(daemon) - before, GROWTH_MAX)
+
+    def test_what_cannot_be_is_refused(self):
+        for arguments, line in (
+                ((), "usage: "), (("--socket", "/s", "more"), "usage: "),
+                (("--leases", "1000000000"), "leasesd: '1000000000' is no number from 0 to 1048568"),
+                (("--lease-time", "0"), "leasesd: '0' is no number from 1 to "),
+                (("--every", "1s"), "leasesd: '1s' is no number from 0 to ")):
+            asked = subprocess.run([LEASESD, *arguments], capture_output=True, text=True, check=False)
+            self.assertEqual(asked.returncode, 2)
+            self.assertIn(line, asked.stderr)
+
+
+def peak_of(daemon):
+    status = pathlib.Path(f"/proc/{daemon.pid}/status").read_text(encoding="ascii")
+    return int(status.partition("VmHWM:")[2].split()[0])  # KiB
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1])
