@@ -10,6 +10,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "lock_file.h"
+
 enum { ENTRY_MODE = 0644 };
 
 static int cannot_register(const struct registry_file_s* file, struct failure_s failure,
@@ -61,22 +63,37 @@ static int write_entry(struct registry_file_s* file, const mgmt_server_config_s*
     return cannot_register(file, failure, strerror(error));
 }
 
+/* 0, or -1 when they are too long. */
+static int name_files(struct registry_file_s* file, const mgmt_server_config_s* config) {
+    snprintf(file->path, sizeof file->path, "%s/%s.daemon", config->run_dir, config->name);
+    const int length = snprintf(file->lock_path, sizeof file->lock_path,
+                                "%s/%s.daemon.lock", config->run_dir, config->name);
+    return length < 0 || (size_t)length >= sizeof file->lock_path ? -1 : 0;
+}
+
+/* Whoever has the lock may replace what a daemon left that was killed. */
+static int take_name(struct registry_file_s* file, struct failure_s failure) {
+    file->lock = lock_file_take(file->lock_path);
+    if (file->lock >= 0)
+        return 0;
+    return cannot_register(file, failure,
+                           errno == EWOULDBLOCK ? "another process has that name"
+                                                : strerror(errno));
+}
+
 int registry_file_open(struct registry_file_s* file, const mgmt_server_config_s* config,
                        struct failure_s failure) {
     if (config->run_dir == NULL)
         return 0;
     if (!is_name(config->name))
         return fail(failure, "cannot register in", config->run_dir, "no name for a file");
-    const int length = snprintf(file->path, sizeof file->path, "%s/%s.daemon",
-                                config->run_dir, config->name);
+    if (name_files(file, config) != 0)
+        return cannot_register(file, failure, "the path is too long");
+    if (take_name(file, failure) != 0)
+        return -1;
     char* socket = realpath(config->path, NULL); /* clients stand in other directories */
-    int status = -1;
-    if (length < 0 || (size_t)length >= sizeof file->path)
-        status = cannot_register(file, failure, "the path is too long");
-    else if (socket == NULL)
-        status = cannot_register(file, failure, strerror(errno));
-    else
-        status = write_entry(file, config, socket, failure);
+    const int status = socket == NULL ? cannot_register(file, failure, strerror(errno))
+                                      : write_entry(file, config, socket, failure);
     free(socket);
     return status;
 }
@@ -86,4 +103,5 @@ void registry_file_close(struct registry_file_s* file) {
     if (file->inode != 0 && lstat(file->path, &found) == 0 &&
         found.st_dev == file->device && found.st_ino == file->inode)
         unlink(file->path);
+    lock_file_release(file->lock_path, file->lock);
 }

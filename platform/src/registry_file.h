@@ -5,6 +5,9 @@
  *
  * It appears whole, by a rename, once the socket is served, and is removed before the socket is. A
  * daemon that is killed leaves it behind: that it should be there and is not is then known.
+ *
+ * Of servers with one name the first one has it, as long as it serves: a file ".lock" beside the
+ * entry says so.
  */
 #ifndef ORVEX_PLATFORM_REGISTRY_FILE_H
 #define ORVEX_PLATFORM_REGISTRY_FILE_H
@@ -17,10 +20,14 @@
 
 struct registry_file_s {
     char path[PATH_MAX]; /* empty: there is none */
+    char lock_path[PATH_MAX];
+    int lock; /* or -1 */
     /* What was written, not what lies there now. */
     dev_t device;
     ino_t inode;
 };
+
+#define REGISTRY_FILE_NONE ((struct registry_file_s){.lock = -1})
 
 /*
  * Writes the entry of a server whose socket is there, or nothing when the configuration has no run

@@ -174,6 +174,7 @@ mgmt_server_s* mgmt_server_open(evContext loop, const mgmt_server_config_s* conf
     server->config = with_defaults(*config);
     server->base = loop.opaque;
     server->file = SOCKET_FILE_NONE;
+    server->entry = REGISTRY_FILE_NONE;
     TAILQ_INIT(&server->connections);
     if (find_group(server, failure) != 0 ||
         socket_file_open(&server->file, config->path, server->group, failure) != 0 ||

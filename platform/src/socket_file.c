@@ -3,14 +3,14 @@
 #include "socket_file.h"
 
 #include <errno.h>
-#include <fcntl.h>
 #include <stdbool.h>
 #include <stdio.h>
 #include <string.h>
-#include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include "lock_file.h"
 
 enum { BACKLOG = 128, SOCKET_MODE = 0660 };
 static const char LOCK_SUFFIX[] = ".lock";
@@ -35,29 +35,13 @@ static struct lock_path_s lock_path(const struct socket_file_s* file) {
     return path;
 }
 
-/* Whether `path` still names the file that is open as `fd`. */
-static bool is_named(const char* path, int fd) {
-    struct stat held;
-    struct stat named;
-    return fstat(fd, &held) == 0 && lstat(path, &named) == 0 &&
-           held.st_dev == named.st_dev && held.st_ino == named.st_ino;
-}
-
 static int take_lock(struct socket_file_s* file, struct failure_s failure) {
-    const struct lock_path_s path = lock_path(file);
-    for (;;) {
-        file->lock = open(path.text, O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
-        if (file->lock < 0)
-            return cannot_serve(file, failure, strerror(errno));
-        const bool is_free = flock(file->lock, LOCK_EX | LOCK_NB) == 0;
-        if (is_free && is_named(path.text, file->lock))
-            return 0;
-        close(file->lock);
-        file->lock = -1;
-        if (!is_free)
-            return cannot_serve(file, failure, "another process serves it");
-        /* Its last holder removed it in between. */
-    }
+    file->lock = lock_file_take(lock_path(file).text);
+    if (file->lock >= 0)
+        return 0;
+    return cannot_serve(file, failure,
+                        errno == EWOULDBLOCK ? "another process serves it"
+                                             : strerror(errno));
 }
 
 /* Removes a socket that nobody serves. 0, or -1 when the path is in use or no socket. */
@@ -125,8 +109,5 @@ void socket_file_close(struct socket_file_s* file) {
         unlink(file->address.sun_path);
     if (file->fd >= 0)
         close(file->fd);
-    if (file->lock >= 0) {
-        unlink(lock_path(file).text);
-        close(file->lock);
-    }
+    lock_file_release(lock_path(file).text, file->lock);
 }
