@@ -70,10 +70,13 @@ void read_one(const std::string& text) {
     require(is_xml("<r" + message.attributes + "/>"));
     if (message.fault.has_value()) {
         require(is_xml(to_xml(*message.fault)));
-    } else if (message.filter.has_value()) {
-        require_argument(message.filter->text);
-        require(message.filter->text.empty() == message.filter->namespaces.empty());
-        require(is_xml("<f>" + message.filter->text + "</f>"));
+        return;
+    }
+    for (const parameter_s& parameter : message.parameters) {
+        for (const filter_element_s& element : parameter.filter) {
+            require_argument(element.text);
+            require(is_xml(element.text));
+        }
     }
 }
 

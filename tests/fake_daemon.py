@@ -7,16 +7,31 @@ import socket
 import threading
 
 
-def framed(*chunks):
-    return b"".join(b"\n#%d\n%s" % (len(c), c) for c in chunks) + b"\n##\n"
+TYPE = b"application/yang-data+xml"
+END_OF_CHUNKS = b"\n##\n"
+
+
+def note(tag, data):
+    return b"\n#%c%d\n%s" % (ord(tag), len(data), data)
+
+
+def chunks_of(*chunks):
+    return b"".join(b"\n#%d\n%s" % (len(c), c) for c in chunks)
+
+
+def framed(*chunks, status="end: complete"):
+    """An answer of protocol 2."""
+    return note("t", TYPE) + chunks_of(*chunks) + note("s", status.encode() + b"\n") + END_OF_CHUNKS
 
 
 class FakeDaemon:
     """Registers in RUN_DIR. For each request SCRIPT(send, request) is called, which returns whether the
-    connection stays."""
+    connection stays. The wish for protocol 2 is one only for a daemon without a GREETING."""
 
-    def __init__(self, run_dir, name, script, modules=()):
+    def __init__(self, run_dir, name, script, modules=(),
+                 greeting=note("s", b"end: complete\n") + END_OF_CHUNKS):
         self.requests = []
+        self.greeting = greeting
         self.script = script
         path = pathlib.Path(run_dir, name + ".socket")
         self.entry = pathlib.Path(run_dir, name + ".daemon")
@@ -37,14 +52,17 @@ class FakeDaemon:
     def answer(self, connection):
         with connection, contextlib.suppress(OSError):
             for line in connection.makefile("rb"):
+                if line == b"protocol=2\n" and self.greeting:
+                    connection.sendall(self.greeting)
+                    continue
                 self.requests.append(line.decode())
                 if not self.script(connection.sendall, line):
                     return
 
 
-def says(*chunks):
+def says(*chunks, status="end: complete"):
     def script(send, _):
-        send(framed(*chunks))
+        send(framed(*chunks, status=status))
         return True
     return script
 
@@ -54,9 +72,10 @@ def flood(sent, until=lambda: False):
     rows = b"<a>1234567890</a>\n" * 800
 
     def script(send, _):
+        send(note("t", TYPE))
         while not until():
-            send(framed(rows)[:-4])
+            send(chunks_of(rows))
             sent.append(len(rows))
-        send(b"\n##\n")
+        send(note("s", b"end: complete\n") + END_OF_CHUNKS)
         return True
     return script

@@ -6,6 +6,7 @@ The example daemon and daemons that the test plays answer; the framing here is t
 """
 
 import contextlib
+import html
 import os
 import pathlib
 import select
@@ -16,7 +17,7 @@ import threading
 import unittest
 import xml.etree.ElementTree as ET
 
-from fake_daemon import FakeDaemon, flood, framed, says
+from fake_daemon import END_OF_CHUNKS, TYPE, FakeDaemon, chunks_of, flood, framed, note, says
 from netstatd_yang import errors_of_data
 
 ORVEX_NETCONF, NETSTATD, MEASURES_MEMORY = sys.argv[1], sys.argv[2], sys.argv[3] == "1"
@@ -39,8 +40,12 @@ def rpc(content, message_id="1", more=""):
     return f"<rpc xmlns='{BASE}' message-id='{message_id}'{more}>{content}</rpc>"
 
 
-def get(content=""):
-    return rpc(f"<get>{content}</get>")
+# What every daemon is asked for that tells no modules
+ANYTHING = "<filter><a/></filter>"
+
+
+def get(content=ANYTHING, message_id="1", more=""):
+    return rpc(f"<get>{content}</get>", message_id, more)
 
 
 class Session:
@@ -135,13 +140,13 @@ class Sessions(unittest.TestCase):
         self.addCleanup(session.close)
         return session
 
-    def daemon(self, name, script, modules=()):
-        daemon = FakeDaemon(self.run_dir, name, script, modules)
+    def daemon(self, name, script, modules=(), **more):
+        daemon = FakeDaemon(self.run_dir, name, script, modules, **more)
         self.addCleanup(daemon.listener.close)
         return daemon
 
-    def netstatd(self):
-        path = pathlib.Path(self.run_dir, "netstatd.socket")
+    def netstatd(self, socket="netstatd.socket"):
+        path = pathlib.Path(self.run_dir, socket)
         daemon = subprocess.Popen([NETSTATD, "--socket", path, "--run-dir", self.run_dir],
                                   stdout=subprocess.PIPE, text=True)
 
@@ -152,7 +157,7 @@ class Sessions(unittest.TestCase):
         self.assertEqual(daemon.stdout.readline(), f"netstatd: serving {path}\n")
         return daemon
 
-    def data(self, session, content=""):
+    def data(self, session, content=ANYTHING):
         """What is within "data"."""
         reply = session.ask(get(content))
         opening = f'<rpc-reply xmlns="{BASE}" message-id="1"><data>'
@@ -173,7 +178,7 @@ class Sessions(unittest.TestCase):
             self.assertIn(
                 INTERFACES + "?module=ietf-interfaces&revision=2018-02-20&features=if-mib", announced)
             self.assertEqual(int(session.hello.findtext(f"{{{BASE}}}session-id")), session.process.pid)
-            whole = self.data(session)
+            whole = self.data(session, "")
             self.assertEqual(errors_of_data(whole), "", whole)
             one = self.data(session, f"""<filter type='subtree'>
                 <interfaces xmlns='{INTERFACES}'><interface><name> lo </name><enabled/></interface>
@@ -195,6 +200,24 @@ class Sessions(unittest.TestCase):
         self.assertEqual((ended.returncode, ended.stdout, ended.stderr),
                          (1, "", f"netstatd: cannot write {entry}: No such file or directory\n"))
         self.assertFalse(path.exists())
+
+    def test_of_daemons_of_one_name_the_first_is_registered(self):
+        first = self.netstatd()
+        entry = pathlib.Path(self.run_dir, "netstatd.daemon")
+        registered = entry.read_text(encoding="utf-8")
+        path = pathlib.Path(self.run_dir, "s")
+        second = [NETSTATD, "--socket", path, "--run-dir", self.run_dir]
+        ended = subprocess.run(second, capture_output=True, text=True, timeout=PATIENCE, check=False)
+        self.assertEqual((ended.returncode, ended.stdout, ended.stderr), (
+            1, "", f"netstatd: cannot write {entry}: another process has that name\n"))
+        self.assertFalse(path.exists())
+        self.assertEqual(entry.read_text(encoding="utf-8"), registered)
+        # What one leaves that was killed is replaced.
+        first.kill()
+        first.wait(PATIENCE)
+        self.assertTrue(entry.exists())
+        self.netstatd("s")
+        self.assertIn(f"socket {path}\n", entry.read_text(encoding="utf-8"))
 
     # --- requests ---
 
@@ -239,21 +262,21 @@ class Sessions(unittest.TestCase):
     def test_attributes_come_back(self):
         session = self.session()
         attributes = " a='&amp;' xmlns:e='urn:e' e:user='fred' xml:lang='de'"
-        reply = ET.fromstring(session.ask(rpc("<get/>", "&lt;é&quot;&#10;", attributes)))
+        reply = ET.fromstring(session.ask(get(ANYTHING, "&lt;é&quot;&#10;", attributes)))
         self.assertEqual(reply.attrib, {
             "message-id": '<é"\n', "a": "&", "{urn:e}user": "fred",
             "{http://www.w3.org/XML/1998/namespace}lang": "de"})
         # Names have no references, and what is no XML has no other attribute.
-        session.send(rpc("<get/>", "1", " é=''"))
+        session.send(get(more=" é=''"))
         self.assertEqual(ET.fromstring(session.message()).attrib, {"message-id": "1", "é": ""})
-        self.assertEqual(session.fault(rpc("<get/>", "1", " a='' x:b=''"))[1:],
+        self.assertEqual(session.fault(get(more=" a='' x:b=''"))[1:],
                          ("malformed-message", {}, {"message-id": "1"}))
 
     def test_requests_are_answered_in_their_order(self):
         self.daemon("a", says(b"<a/>" * 20000))
         session = self.session()
         for number in range(20):
-            session.send(rpc("<get/>" if number % 2 else "<lock/>", number))
+            session.send(get(message_id=number) if number % 2 else rpc("<lock/>", number))
         for number in range(20):
             reply = ET.fromstring(session.message())
             self.assertEqual(reply.get("message-id"), str(number))
@@ -288,12 +311,12 @@ class Sessions(unittest.TestCase):
 
     def test_daemons_are_asked_one_after_the_other(self):
         a = self.daemon("a", says(b"<a>", b"</a>"), ["urn:a?module=a"])
-        b = self.daemon("b", says(b"210\n"), ["urn:b?module=b", "urn:bb"])
-        c = self.daemon("c", says(b"<c/>"))
+        b = self.daemon("b", says(status="end: complete\ncode: nothing"), ["urn:b?module=b", "urn:bb"])
+        c = self.daemon("c", says(b"<c>1</c>"))
         session = self.session()
-        self.assertEqual(self.data(session), "<a></a><c/>")
+        self.assertEqual(self.data(session), "<a></a><c>1</c>")
         for content, asked in (("<x/>", "abc"), ("<x xmlns='urn:b'/>", "bc"),
-                               ("<x xmlns='urn:bb'/><y xmlns='urn:a'/>", "abc"),
+                               ("<x xmlns='urn:bb'/><x xmlns='urn:a'/>", "abc"),
                                ("<x xmlns='urn:z'/>", "c"), ("", "")):
             for daemon in a, b, c:
                 daemon.requests.clear()
@@ -307,24 +330,79 @@ class Sessions(unittest.TestCase):
                          '<y xmlns="urn:p"><z/><q xmlns=""/></y>\'\n')
 
     def test_answers_are_passed_on_however_they_are_cut(self):
-        text = b"<a>" + b"&#xE9;" * 6000 + b"</a>"
+        # Protocol 1 would have taken that for an error.
+        text = b"error: <a>" + b"&#xE9;" * 6000 + b"</a>\nerror: 210\n"
         for size in 1, 1000, 65536:
-            self.daemon(f"d{size}", says(*(text[i:i + size] for i in range(0, len(text), size))))
+            self.daemon(f"d{size}", says(*(text[i:i + size] for i in range(0, len(text), size))),
+                        [f"urn:{size}"])
         session = self.session()
         self.assertTrue(self.data(session) == text.decode() * 3)
         self.assertLessEqual(max(session.chunks), CHUNK_MAX)
 
+    def test_containers_of_several_daemons_are_joined(self):
+        def shows(**elements):
+            """What the filter asks for, in the daemon's order; cut at each byte."""
+            def script(send, request):
+                text = "".join(text for name, text in elements.items()
+                               if b"filter" not in request or b"<" + name.encode() in request)
+                send(framed(*(c.encode() for c in text)))
+                return True
+            return script
+
+        def p(xmlns, content):
+            return f"<p xmlns='urn:{xmlns}' at='a>b'>{content}</p>"
+        shared = ["urn:s?module=s"]
+        self.daemon("d1", shows(p=p("s", "<l><m>1</m></l>"), q="<q xmlns='urn:s'/>"), shared)
+        self.daemon("d2", shows(q="<q xmlns='urn:s'><m/></q>", p=p("s", "<l/>")), shared)
+        self.daemon("d3", shows(p=p("t", "<l>3</l>"), r="<r><l/></r>" * 2), shared + ["urn:t"])
+        self.daemon("d4", shows(r="<r><l>4</l></r>"), shared)
+        session = self.session()
+        q_joined, p_joined = "<q xmlns='urn:s'><m/></q>", p("s", "<l><m>1</m></l><l/>")
+        rows = "<r><l/></r><r><l/></r><r><l>4</l></r>"
+        for content, expected in (
+                ("<q/>", q_joined), ("<p xmlns='urn:s'><l/></p>", p_joined + p("t", "<l>3</l>")),
+                ("<q/><p><l/></p><r/><p><k/></p>", q_joined + p_joined + p("t", "<l>3</l>") + rows)):
+            self.assertEqual(self.data(session, f"<filter>{content}</filter>"), expected)
+        # What cannot be joined does not stand there twice.
+        session.send(rpc("<get/>"))
+        code, error, out = session.finish()
+        self.assertEqual((code, error), (
+            1, "orvex-netconf: d2: fills 'p', as another daemon does: ask for it alone\n"))
+        self.assertNotIn(b"</rpc-reply>", out)
+
+    def test_what_is_joined_has_to_be_whole(self):
+        self.daemon("a", says(b"<a/>"))
+        for text, reason in ((b"<b>", "its XML is not whole"), (b"<b", "its XML is not whole"),
+                             (b"b", "shows text outside an element"), (b"</b>", "closes what is not open"),
+                             (b"<b " + b"b" * 5000, "a tag is too long"),
+                             (b"".join(b"<b%d/>" % i for i in range(2000)), "shows too many elements")):
+            with contextlib.suppress(FileNotFoundError):
+                pathlib.Path(self.run_dir, "b.socket").unlink()
+            self.daemon("b", says(text))
+            session = self.session()
+            session.send(get())
+            code, error, _ = session.finish()
+            self.assertEqual((code, error), (1, f"orvex-netconf: b: {reason}\n"))
+
     def test_a_failure_before_the_reply_is_an_error(self):
         error = ("application", "operation-failed", {}, {"message-id": "1"})
-        self.daemon("b", says(b"<b/>"))
-        for script, reason in (
-                (says(b"error: not today\n"), "a: not today"),
-                (lambda send, _: send(b"\n#8\n"), "a: closed the connection"),
-                (lambda send, _: send(b"hello"), "a: malformed answer: byte 0 is not a line feed")):
-            daemon = self.daemon("a", script)
+        self.daemon("b", says(b"<b/>"), ["urn:b"])
+        for script, greeting, reason in (
+                (says(status="end: refused\ncode: c\ntext: not today"), None, "a: not today"),
+                (says(status="end: given-up\ntext: lost it"), None, "a: lost it"),
+                (says(status="code: nothing"), None, "a: malformed answer: it does not say how it ended"),
+                (lambda send, _: send(b"\n#8\n"), None, "a: closed the connection"),
+                (lambda send, _: send(b"hello"), None, "a: malformed answer: byte "),
+                (lambda send, _: send(chunks_of(b"<a/>")), None, "a: answers with '' instead of XML"),
+                (lambda send, _: send(framed() + framed()), None, "a: malformed answer: more than"),
+                (says(), chunks_of(b"error: too many\n") + END_OF_CHUNKS, "a: too many"),
+                (says(), END_OF_CHUNKS, "a: malformed answer: has no protocol 2"),
+                (says(), note("s", b"x" * 10000), "a: says too much")):
+            more = {"greeting": greeting} if greeting else {}
+            daemon = self.daemon("a", script, ["urn:a"], **more)
             session = self.session()
             text = session.ask(get())
-            self.assertIn(reason, ET.fromstring(text)[0].findtext(f"{{{BASE}}}error-message"))
+            self.assertIn(f">{reason}", html.unescape(text))
             self.assertEqual(session.fault(get()), error)
             # It goes on, also with a daemon that is not there at all.
             daemon.listener.close()
@@ -338,13 +416,18 @@ class Sessions(unittest.TestCase):
         held = threading.Event()
         self.addCleanup(held.set)
         begun = b"<a>1234567890</a>"
+        start = note("t", TYPE) + chunks_of(begun)
 
         def hangs(send, _):
-            send(b"\n#%d\n%s" % (len(begun), begun))
+            send(start)
             held.wait(PATIENCE)
 
         for script, reason, options in (
-                (says(begun, b"\nerror: lost it\n"), "a: lost it", ()),
+                (says(begun, status="end: given-up\ntext: lost it"), "a: lost it", ()),
+                (says(begun, status="end: interrupted"), "a: ", ()),
+                (says(begun, status="end:"), "a: malformed answer: it does not say how it ended", ()),
+                (lambda send, _: send(start + END_OF_CHUNKS),
+                 "a: malformed answer: it does not say how it ended", ()),
                 (lambda send, _: send(framed(begun)[:-4]), "a: closed the connection", ()),
                 (hangs, "a: says nothing", ("--patience", "1"))):
             for versions in "0", "1":

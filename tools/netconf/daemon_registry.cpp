@@ -34,6 +34,10 @@ daemon_s read_entry(const fs::path& file) {
     return daemon;
 }
 
+std::string namespace_of(const std::string& module) {
+    return module.substr(0, module.find('?'));
+}
+
 } // namespace
 
 bool read_registry(const std::string& run_dir, std::vector<daemon_s>& daemons,
@@ -53,20 +57,21 @@ bool read_registry(const std::string& run_dir, std::vector<daemon_s>& daemons,
     return !failure;
 }
 
-bool has_namespace(const daemon_s& daemon, const std::string& xmlns) {
-    return std::any_of(daemon.modules.begin(), daemon.modules.end(),
-                       [&](const std::string& module) {
-                           return module.substr(0, module.find('?')) == xmlns;
-                       });
+std::set<std::string> namespaces_of(const daemon_s& daemon) {
+    std::set<std::string> namespaces;
+    for (const std::string& module : daemon.modules) {
+        namespaces.insert(namespace_of(module));
+    }
+    return namespaces;
 }
 
-bool is_concerned(const daemon_s& daemon, const std::optional<filter_s>& filter) {
-    if (!filter.has_value()) {
-        return true;
-    }
-    return std::any_of(filter->namespaces.begin(), filter->namespaces.end(),
-                       [&](const std::string& xmlns) {
-                           return xmlns.empty() || daemon.modules.empty() ||
-                                  has_namespace(daemon, xmlns);
-                       });
+bool has_namespace(const daemon_s& daemon, const std::string& xmlns) {
+    return std::any_of(
+        daemon.modules.begin(), daemon.modules.end(),
+        [&](const std::string& module) { return namespace_of(module) == xmlns; });
+}
+
+bool is_concerned(const daemon_s& daemon, const filter_element_s& element) {
+    return element.name.xmlns.empty() || daemon.modules.empty() ||
+           has_namespace(daemon, element.name.xmlns);
 }

@@ -21,8 +21,11 @@ struct daemon_s {
 bool read_registry(const std::string& run_dir, std::vector<daemon_s>& daemons,
                    std::string& error);
 
+// Of its modules.
+std::set<std::string> namespaces_of(const daemon_s& daemon);
+
 // Whether the namespace is that of a module of the daemon.
 bool has_namespace(const daemon_s& daemon, const std::string& xmlns);
 
-// Whether the filter may select something of what the daemon has.
-bool is_concerned(const daemon_s& daemon, const std::optional<filter_s>& filter);
+// Whether the element may select something of what the daemon has.
+bool is_concerned(const daemon_s& daemon, const filter_element_s& element);

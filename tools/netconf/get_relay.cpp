@@ -2,7 +2,9 @@
 
 #include "get_relay.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <set>
 #include <utility>
 
 #include <poll.h>
@@ -13,72 +15,140 @@ namespace {
 constexpr char COMMAND[] = "corvane-netconf-get as-ietf-xml ascii compact";
 constexpr std::size_t REQUEST_MAX = 65536; // bytes of a line that a daemon reads
 
-std::string request_of(const std::optional<filter_s>& filter) {
-    return filter.has_value() ? std::string(COMMAND) + " filter='" + filter->text + "'"
-                              : COMMAND;
+std::string question_of(const data_request_s& request, const filter_t* filter) {
+    std::string question = COMMAND;
+    question += request.levels.empty() ? "" : " depth=" + request.levels;
+    if (filter != nullptr) {
+        question += " filter='";
+        for (const filter_element_s& element : *filter) {
+            question += element.text;
+        }
+        question += "'";
+    }
+    return question;
 }
 
 bool may_not_open(const std::string& socket) {
     return access(socket.c_str(), R_OK | W_OK) != 0 && errno == EACCES;
 }
 
+bool is_concerned_by(const daemon_s& daemon, const filter_t* filter) {
+    return filter == nullptr || std::any_of(filter->begin(), filter->end(),
+                                            [&](const filter_element_s& element) {
+                                                return is_concerned(daemon, element);
+                                            });
+}
+
+const filter_t* filter_in(const data_request_s& request) {
+    return request.filter.has_value() ? &*request.filter : nullptr;
+}
+
+// The filter's elements, those of one name together, in the order of their first ones.
+std::vector<filter_t> by_name(const filter_t& filter) {
+    std::vector<filter_t> groups;
+    for (const filter_element_s& element : filter) {
+        auto group = std::find_if(groups.begin(), groups.end(), [&](const filter_t& known) {
+            return known.front().name.name == element.name.name;
+        });
+        if (group == groups.end()) {
+            group = groups.emplace(group);
+        }
+        group->push_back(element);
+    }
+    return groups;
+}
+
 } // namespace
 
-void get_relay_c::start(const std::vector<daemon_s>& daemons,
-                        const std::optional<filter_s>& filter, std::string opening) {
+void get_relay_c::start(const std::vector<daemon_s>& daemons, const data_request_s& request,
+                        std::string opening) {
     state_ = state_e::asking;
     opening_ = std::move(opening);
+    questions_.clear();
     asked_.clear();
-    request_ = request_of(filter);
-    if (request_.size() > REQUEST_MAX) {
+    joiner_.reset();
+    if (question_of(request, filter_in(request)).size() > REQUEST_MAX) {
         error_ = {"application", "too-big", "the filter is too long"};
         state_ = state_e::refused;
         return;
     }
     for (const daemon_s& daemon : daemons) {
-        if (is_concerned(daemon, filter) && !connect(daemon)) {
+        if (is_concerned_by(daemon, filter_in(request)) && !connect(daemon)) {
             return;
         }
     }
+    ask_in_rounds(request);
     ask_next();
 }
 
 bool get_relay_c::connect(const daemon_s& daemon) {
-    const patience_s patience{patience_};
-    asked_.push_back(std::make_unique<asked_s>());
-    asked_.back()->name = daemon.name;
-    std::string error;
-    if (asked_.back()->connection.open(daemon.socket, patience, error)) {
+    asked_.push_back(std::make_unique<daemon_link_c>(daemon));
+    if (asked_.back()->open(patience_s{patience_})) {
         return true;
     }
     const bool is_denied = may_not_open(daemon.socket);
     error_ = {"application", is_denied ? "access-denied" : "operation-failed",
-              daemon.name + ": " + error};
+              asked_.back()->error()};
     state_ = state_e::refused;
-    asked_.clear();
     return false;
 }
 
-void get_relay_c::ask_next() {
-    if (asked_.empty()) {
-        write_opening();
-        state_ = state_e::done;
+bool get_relay_c::has_shared_namespace() const {
+    std::set<std::string> found;
+    for (const auto& asked : asked_) {
+        const std::set<std::string> own = namespaces_of(asked->daemon());
+        const bool is_unknown = own.empty() && asked_.size() > 1;
+        if (is_unknown ||
+            std::any_of(own.begin(), own.end(),
+                        [&](const std::string& xmlns) { return found.count(xmlns) > 0; })) {
+            return true;
+        }
+        found.insert(own.begin(), own.end());
+    }
+    return false;
+}
+
+void get_relay_c::ask_in_rounds(const data_request_s& request) {
+    const filter_t* filter = filter_in(request);
+    if (!has_shared_namespace()) {
+        ask_all(request, filter);
         return;
     }
-    unsent_ = request_ + "\n";
-    chunks_ = {};
-    sorter_ = std::make_unique<answer_sorter_c>(
-        [this](std::string_view text) { take_text(text); });
+    joiner_ = std::make_unique<container_joiner_c>(
+        [this](std::string_view text) { write(text); });
+    if (filter == nullptr) {
+        ask_all(request, filter);
+        return;
+    }
+    for (const filter_t& group : by_name(*filter)) {
+        ask_all(request, &group);
+    }
+}
+
+void get_relay_c::ask_all(const data_request_s& request, const filter_t* filter) {
+    for (const auto& asked : asked_) {
+        if (is_concerned_by(asked->daemon(), filter)) {
+            questions_.push_back({asked.get(), question_of(request, filter)});
+        }
+    }
+}
+
+void get_relay_c::ask_next() {
+    if (questions_.empty()) {
+        finish();
+    } else {
+        link().ask(questions_.front().text);
+    }
 }
 
 short get_relay_c::events() const {
     const int reads = message_.has_room() ? POLLIN : 0;
-    return static_cast<short>(reads | (unsent_.empty() ? 0 : POLLOUT));
+    return static_cast<short>(reads | (link().has_unsent() ? POLLOUT : 0));
 }
 
 void get_relay_c::on_ready(short events) {
     if ((events & POLLOUT) != 0) {
-        send_request();
+        link().send();
     }
     if ((events & (POLLIN | POLLHUP | POLLERR)) != 0 && message_.has_room()) {
         read();
@@ -89,67 +159,61 @@ void get_relay_c::on_silence() {
     fail("says nothing");
 }
 
-// What a daemon that takes no more has to say is in its answer.
-void get_relay_c::send_request() {
-    if (!asked_.front()->connection.send(unsent_)) {
-        unsent_.clear();
-    }
-}
-
 void get_relay_c::read() {
-    std::string_view bytes;
-    switch (asked_.front()->connection.read(bytes)) {
-    case connection_c::read_e::some:
-        take(bytes);
+    switch (link().read([this](std::string_view text) { take_text(text); })) {
+    case daemon_link_c::state_e::answering:
         break;
-    case connection_c::read_e::nothing_yet:
-        break;
-    case connection_c::read_e::end:
-        fail("closed the connection");
+    case daemon_link_c::state_e::complete:
+        finish_answer();
+        return;
+    case daemon_link_c::state_e::failed:
+        give_up();
+        return;
     }
-}
-
-void get_relay_c::take(std::string_view bytes) {
-    for (std::string_view data; state_ == state_e::asking;) {
-        switch (chunks_.next(bytes, data)) {
-        case chunk_event_e::need_more:
-            return;
-        case chunk_event_e::chunk_begins:
-            sorter_->chunk_begins();
-            break;
-        case chunk_event_e::data:
-            sorter_->data(data);
-            break;
-        case chunk_event_e::answer_ends:
-            finish_answer();
-            return;
-        default: // malformed, or what was not asked for
-            fail(chunks_.error().empty() ? "malformed answer" : chunks_.error());
-        }
+    if (joiner_ != nullptr && !joiner_->error().empty()) {
+        fail(joiner_->error());
     }
 }
 
 void get_relay_c::take_text(std::string_view text) {
-    write_opening();
-    message_.add(text);
+    if (joiner_ == nullptr) {
+        write(text);
+    } else {
+        joiner_->add(text);
+    }
 }
 
 void get_relay_c::finish_answer() {
-    const answer_e kind = sorter_->end();
-    if (kind == answer_e::refused || kind == answer_e::broken_off) {
-        fail(sorter_->error().substr(sizeof "error: " - 1));
+    if (joiner_ != nullptr && !joiner_->end_answer()) {
+        fail(joiner_->error());
         return;
     }
-    asked_.pop_front();
+    questions_.pop_front();
     ask_next();
 }
 
-void get_relay_c::write_opening() {
+void get_relay_c::finish() {
+    if (joiner_ != nullptr) {
+        joiner_->finish();
+    }
+    write("");
+    state_ = state_e::done;
+    asked_.clear();
+}
+
+void get_relay_c::write(std::string_view text) {
     message_.add(std::exchange(opening_, ""));
+    message_.add(text);
 }
 
 void get_relay_c::fail(const std::string& why) {
-    error_ = {"application", "operation-failed", asked_.front()->name + ": " + why};
+    link().fail(why);
+    give_up();
+}
+
+void get_relay_c::give_up() {
+    error_ = {"application", "operation-failed", link().error()};
     state_ = opening_.empty() ? state_e::broken : state_e::refused;
+    questions_.clear();
     asked_.clear();
 }

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
-// Relays what daemons answer to one "get": one daemon after the other, each as it comes.
+// Relays what daemons answer to one request for data: one daemon after the other, each as it comes.
 //
-//     daemons -> chunks -> text or error -> message
+//     daemons -> answers -> one element for each container at the top -> message
 //
 // Daemons are asked for XML as YANG has it, in ASCII, without line ends: texts go on as they are.
 //
@@ -12,6 +12,8 @@
 //     has ended, so that none waits for a client that is still taking another one's answer.
 //  3. A failure before the first byte of the reply is an rpc-error. After it there is no way to say
 //     so in the reply: it is broken off, and must not be ended.
+//  4. Daemons with a namespace in common may fill one container. Each name at the top of a filter
+//     is then a round of questions of its own, so that what is to be joined comes side by side.
 #pragma once
 
 #include <chrono>
@@ -22,12 +24,16 @@
 #include <string_view>
 #include <vector>
 
+#include "container_joiner.h"
+#include "daemon_link.h"
 #include "daemon_registry.h"
 #include "message_writer.h"
 #include "rpc_error.h"
-#include "tools/drendctl/answer_sorter.h"
-#include "tools/drendctl/chunk_decoder.h"
-#include "tools/drendctl/connection.h"
+
+struct data_request_s {
+    std::optional<filter_t> filter; // without one, everything
+    std::string levels;             // so many from the top; empty: all
+};
 
 class get_relay_c {
   public:
@@ -45,7 +51,7 @@ class get_relay_c {
 
     // Begins a reply that opens with `opening`, which is written with the first of the data. What
     // came before is forgotten.
-    void start(const std::vector<daemon_s>& daemons, const std::optional<filter_s>& filter,
+    void start(const std::vector<daemon_s>& daemons, const data_request_s& request,
                std::string opening);
 
     state_e state() const { return state_; }
@@ -53,7 +59,7 @@ class get_relay_c {
     const rpc_error_s& error() const { return error_; }
 
     // What is waited for, with poll, while asking; nothing while the message has no room.
-    int fd() const { return asked_.front()->connection.fd(); }
+    int fd() const { return link().fd(); }
     short events() const;
     // Goes on after any of it.
     void on_ready(short events);
@@ -61,20 +67,24 @@ class get_relay_c {
     void on_silence();
 
   private:
-    struct asked_s {
-        std::string name;
-        connection_c connection;
+    struct question_s {
+        daemon_link_c* asked;
+        std::string text;
     };
 
     bool connect(const daemon_s& daemon);
+    void ask_in_rounds(const data_request_s& request);
+    void ask_all(const data_request_s& request, const filter_t* filter);
+    bool has_shared_namespace() const;
     void ask_next();
-    void send_request();
     void read();
-    void take(std::string_view bytes);
     void take_text(std::string_view text);
     void finish_answer();
-    void write_opening();
+    void finish();
+    void write(std::string_view text);
     void fail(const std::string& why);
+    void give_up();
+    daemon_link_c& link() const { return *questions_.front().asked; }
 
     message_writer_c& message_;
     const std::chrono::milliseconds patience_;
@@ -82,11 +92,7 @@ class get_relay_c {
     state_e state_ = state_e::idle;
     rpc_error_s error_{"application", "operation-failed", ""};
     std::string opening_; // empty: it was written
-    std::string request_;
-    std::deque<std::unique_ptr<asked_s>> asked_; // the first is answering
-
-    // Of the answer that is being read
-    std::string unsent_; // of the request
-    chunk_decoder_c chunks_;
-    std::unique_ptr<answer_sorter_c> sorter_;
+    std::vector<std::unique_ptr<daemon_link_c>> asked_;
+    std::deque<question_s> questions_;           // the first is being answered
+    std::unique_ptr<container_joiner_c> joiner_; // when something may have to be joined
 };

@@ -12,6 +12,24 @@ std::string element(const std::string& name, const std::string& content) {
 
 } // namespace
 
+rpc_error_s bad_element(const char* type, const char* tag, const std::string& element,
+                        const std::string& message) {
+    return {type, tag, message, {{"bad-element", element}}};
+}
+
+rpc_error_s bad_attribute(const char* type, const char* tag, const char* attribute,
+                          const char* element, const std::string& message) {
+    return {type, tag, message, {{"bad-attribute", attribute}, {"bad-element", element}}};
+}
+
+rpc_error_s bad_namespace(const char* type, const std::string& element,
+                          const std::string& xmlns) {
+    return {type,
+            "unknown-namespace",
+            "there is no '" + element + "' in that namespace",
+            {{"bad-element", element}, {"bad-namespace", xmlns}}};
+}
+
 std::string to_xml(const rpc_error_s& error) {
     std::string info;
     for (const auto& [name, text] : error.info) {

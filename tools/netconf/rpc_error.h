@@ -15,5 +15,14 @@ struct rpc_error_s {
     std::vector<std::pair<const char*, std::string>> info{};
 };
 
+// Errors about an element: its name, or an attribute of it, is in the info.
+rpc_error_s bad_element(const char* type, const char* tag, const std::string& element,
+                        const std::string& message);
+rpc_error_s bad_attribute(const char* type, const char* tag, const char* attribute,
+                          const char* element, const std::string& message);
+// "unknown-namespace"
+rpc_error_s bad_namespace(const char* type, const std::string& element,
+                          const std::string& xmlns);
+
 // The element "rpc-error", in ASCII.
 std::string to_xml(const rpc_error_s& error);

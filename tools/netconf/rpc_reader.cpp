@@ -105,13 +105,15 @@ bool has_attributes(const xmlNode* element) {
     return element->properties != nullptr;
 }
 
-std::string filter_xmlns(const xmlNode* element) {
+// As `inherited` it was left out.
+std::string filter_xmlns(const xmlNode* element, const std::string& inherited) {
     const std::string xmlns = xmlns_of(element);
-    return xmlns == NETCONF_BASE ? "" : xmlns;
+    return xmlns == inherited ? "" : xmlns;
 }
 
-void append_filter(const xmlNode* element, const std::string& around, std::string& out) {
-    const std::string xmlns = filter_xmlns(element);
+void append_filter(const xmlNode* element, const std::string& inherited,
+                   const std::string& around, std::string& out) {
+    const std::string xmlns = filter_xmlns(element, inherited);
     const std::string name = text_of(element->name);
     out += "<" + name;
     out += xmlns == around ? "" : " xmlns=\"" + escaped(xmlns) + "\"";
@@ -124,70 +126,44 @@ void append_filter(const xmlNode* element, const std::string& around, std::strin
     }
     out += ">" + text;
     for (const xmlNode* kid : kids) {
-        append_filter(kid, xmlns, out);
+        append_filter(kid, inherited, xmlns, out);
     }
     out += "</" + name + ">";
 }
 
-filter_s filter_of(const xmlNode* filter) {
-    filter_s read;
+filter_t filter_of(const xmlNode* filter) {
+    const std::string inherited = xmlns_of(filter);
+    filter_t read;
     for (const xmlNode* element : elements_of(filter)) {
-        append_filter(element, "", read.text);
-        read.namespaces.push_back(filter_xmlns(element));
+        read.push_back({{filter_xmlns(element, inherited), text_of(element->name)}, ""});
+        append_filter(element, inherited, "", read.back().text);
     }
     return read;
 }
 
 // --- requests ---
 
-rpc_error_s bad_attribute(const char* tag, const char* attribute, const char* element,
-                          const char* message) {
-    return {"rpc", tag, message, {{"bad-attribute", attribute}, {"bad-element", element}}};
+// "PREFIX:NAME" or "NAME", as namespaces are declared where it stands.
+qualified_name_s resolved(const xmlNode* element, const std::string& text) {
+    const std::size_t colon = text.find(':');
+    const std::string prefix = colon == std::string::npos ? "" : text.substr(0, colon);
+    const xmlNs* ns = xmlSearchNs(
+        element->doc, const_cast<xmlNode*>(element),
+        prefix.empty() ? nullptr : reinterpret_cast<const xmlChar*>(prefix.c_str()));
+    return {ns == nullptr ? "" : text_of(ns->href),
+            colon == std::string::npos ? text : text.substr(colon + 1)};
 }
 
-rpc_error_s bad_element(const char* type, const char* tag, const std::string& element,
-                        const char* message) {
-    return {type, tag, message, {{"bad-element", element}}};
-}
-
-rpc_error_s bad_namespace(const char* type, const qualified_name_s& element) {
-    return {type,
-            "unknown-namespace",
-            "there is no '" + element.name + "' in that namespace",
-            {{"bad-element", element.name}, {"bad-namespace", element.xmlns}}};
-}
-
-std::optional<rpc_error_s> read_filter(const xmlNode* filter, client_message_s& message) {
-    for (const xmlAttr* a = filter->properties; a != nullptr; a = a->next) {
-        if (text_of(a->name) == "type" && value_of(a) != "subtree") {
-            rpc_error_s error = bad_attribute("bad-attribute", "type", "filter",
-                                              "filters are of the type \"subtree\"");
-            error.type = "protocol";
-            return error;
+parameter_s parameter_of(const xmlNode* element) {
+    parameter_s parameter{
+        name_of(element), std::nullopt, trimmed_text(element), {}, filter_of(element)};
+    parameter.value = resolved(element, parameter.text);
+    for (const xmlAttr* a = element->properties; a != nullptr; a = a->next) {
+        if (text_of(a->name) == "type") {
+            parameter.type = value_of(a);
         }
     }
-    if (message.filter.has_value()) {
-        return bad_element("protocol", "bad-element", "filter",
-                           "there is more than one filter");
-    }
-    message.filter = filter_of(filter);
-    return std::nullopt;
-}
-
-std::optional<rpc_error_s> read_get(const xmlNode* get, client_message_s& message) {
-    for (const xmlNode* kid : elements_of(get)) {
-        if (xmlns_of(kid) != NETCONF_BASE) {
-            return bad_namespace("protocol", name_of(kid));
-        }
-        if (!is_base(kid, "filter")) {
-            return bad_element("protocol", "unknown-element", text_of(kid->name),
-                               "\"get\" has nothing but a filter");
-        }
-        if (auto fault = read_filter(kid, message)) {
-            return fault;
-        }
-    }
-    return std::nullopt;
+    return parameter;
 }
 
 std::optional<rpc_error_s> read_operation(const xmlNode* rpc, client_message_s& message) {
@@ -200,7 +176,10 @@ std::optional<rpc_error_s> read_operation(const xmlNode* rpc, client_message_s& 
                            "there is more than one operation");
     }
     message.operation = name_of(operations[0]);
-    return is_base(operations[0], "get") ? read_get(operations[0], message) : std::nullopt;
+    for (const xmlNode* parameter : elements_of(operations[0])) {
+        message.parameters.push_back(parameter_of(parameter));
+    }
+    return std::nullopt;
 }
 
 // --- the root ---
@@ -238,7 +217,7 @@ const xmlAttr* message_id_of(const xmlNode* rpc) {
 
 void read_rpc(const xmlNode* rpc, client_message_s& message) {
     message.fault = message_id_of(rpc) == nullptr
-                        ? bad_attribute("missing-attribute", "message-id", "rpc",
+                        ? bad_attribute("rpc", "missing-attribute", "message-id", "rpc",
                                         "an rpc needs the attribute \"message-id\"")
                         : read_operation(rpc, message);
 }
@@ -260,7 +239,7 @@ void read_root(const xmlNode* root, client_message_s& message) {
         message.attributes = attributes_of(root);
     }
     if (message.root->xmlns != NETCONF_BASE) {
-        message.fault = bad_namespace("rpc", *message.root);
+        message.fault = bad_namespace("rpc", message.root->name, message.root->xmlns);
     } else if (message.root->name == "rpc") {
         read_rpc(root, message);
     } else if (message.root->name == "hello") {

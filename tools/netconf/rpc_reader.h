@@ -21,13 +21,26 @@ struct qualified_name_s {
     std::string name;
 };
 
-// A subtree filter.
-struct filter_s {
-    // Its elements without their prefixes, line feeds and apostrophes: what can stand between
-    // apostrophes in a line. Those of NETCONF's own namespace, which a client that leaves
-    // the namespace out gives them, have none and fit any.
+// A topmost element of a subtree filter.
+struct filter_element_s {
+    // One of the operation's own namespace, which a client that leaves the namespace out gives it,
+    // has none and fits any.
+    qualified_name_s name;
+    // Without prefixes, line feeds and apostrophes: what can stand between apostrophes in a line.
     std::string text;
-    std::vector<std::string> namespaces; // of its topmost elements
+};
+
+// A subtree filter; without an element it selects nothing.
+using filter_t = std::vector<filter_element_s>;
+
+// What stands within an operation.
+struct parameter_s {
+    qualified_name_s name;
+    std::optional<std::string> type; // its attribute of that name
+    // Its text without white space around it; as a name, whose prefix stands for a namespace.
+    std::string text;
+    qualified_name_s value;
+    filter_t filter; // its elements
 };
 
 struct client_message_s {
@@ -40,7 +53,7 @@ struct client_message_s {
     // is no XML, but begins like one: "message-id" alone
     std::string attributes;
     qualified_name_s operation;
-    std::optional<filter_s> filter; // of a "get"; without one, everything
+    std::vector<parameter_s> parameters;
     // Why it cannot be done; what could be read stands in the other members.
     std::optional<rpc_error_s> fault;
 };

@@ -12,6 +12,7 @@
 #include <unistd.h>
 
 #include "ascii_text.h"
+#include "operation.h"
 
 namespace {
 
@@ -32,13 +33,6 @@ constexpr char CLOSING[] = "</rpc-reply>";
 rpc_error_s not_supported(const std::string& operation) {
     return {"protocol", "operation-not-supported",
             "there is no operation '" + operation + "' here"};
-}
-
-rpc_error_s unknown_namespace(const qualified_name_s& operation) {
-    return {"protocol",
-            "unknown-namespace",
-            "nothing here is in the namespace of '" + operation.name + "'",
-            {{"bad-element", operation.name}, {"bad-namespace", operation.xmlns}}};
 }
 
 } // namespace
@@ -222,57 +216,63 @@ void session_c::take_hello(const client_message_s& hello) {
     }
 }
 
-void session_c::reply(const std::string& attributes, const std::string& content) {
-    output_.add(opening_of(attributes) + content + CLOSING);
-    output_.end_message();
-}
-
 void session_c::take_rpc(const client_message_s& rpc) {
+    attributes_ = rpc.attributes;
     if (rpc.fault.has_value()) {
-        rpc_error_s error = *rpc.fault;
-        // base:1.0 does not have that tag.
-        const bool is_new = std::string_view(error.tag) == "malformed-message";
-        error.tag = is_new && !has_chunks_ ? "operation-failed" : error.tag;
-        reply(rpc.attributes, to_xml(error));
-    } else if (rpc.operation.xmlns == NETCONF_BASE && rpc.operation.name == "get") {
-        get(rpc);
-    } else if (rpc.operation.xmlns == NETCONF_BASE &&
-               rpc.operation.name == "close-session") {
-        reply(rpc.attributes, "<ok/>");
-        end();
+        refuse(*rpc.fault);
+    } else if (const operation_s* operation = find_operation(rpc.operation)) {
+        operation->perform(*this, rpc);
     } else {
-        reply(rpc.attributes,
-              to_xml(is_served(rpc.operation.xmlns) ? not_supported(rpc.operation.name)
-                                                    : unknown_namespace(rpc.operation)));
+        const qualified_name_s& unknown = rpc.operation;
+        refuse(is_served(unknown.xmlns)
+                   ? not_supported(unknown.name)
+                   : bad_namespace("protocol", unknown.name, unknown.xmlns));
     }
 }
 
 bool session_c::is_served(const std::string& xmlns) {
-    return xmlns == NETCONF_BASE ||
+    return has_operations_in(xmlns) ||
            std::any_of(daemons_.begin(), daemons_.end(), [&](const daemon_s& daemon) {
                return has_namespace(daemon, xmlns);
            });
 }
 
-void session_c::get(const client_message_s& rpc) {
+// --- replies ---
+
+void session_c::reply(const std::string& content) {
+    output_.add(opening_of(attributes_) + content + CLOSING);
+    output_.end_message();
+}
+
+// base:1.0 does not have "malformed-message".
+void session_c::refuse(const rpc_error_s& error) {
+    rpc_error_s known = error;
+    if (std::string_view(error.tag) == "malformed-message" && !has_chunks_) {
+        known.tag = "operation-failed";
+    }
+    reply(to_xml(known));
+}
+
+void session_c::relay(const data_request_s& request, const std::string& opening) {
     std::string error;
     if (!read_registry(options_.run_dir, daemons_, error)) {
-        reply(rpc.attributes, to_xml({"application", "operation-failed", error}));
+        refuse({"application", "operation-failed", error});
         return;
     }
-    reply_attributes_ = rpc.attributes;
-    relay_.start(daemons_, rpc.filter, opening_of(rpc.attributes) + "<data>");
+    const std::string name = opening.substr(1, opening.find_first_of(" >") - 1);
+    closing_ = "</" + name + ">";
+    relay_.start(daemons_, request, opening_of(attributes_) + opening);
     settle_relay();
 }
 
 void session_c::settle_relay() {
     switch (relay_.state()) {
     case get_relay_c::state_e::done:
-        output_.add(std::string("</data>") + CLOSING);
+        output_.add(closing_ + CLOSING);
         output_.end_message();
         break;
     case get_relay_c::state_e::refused:
-        reply(reply_attributes_, to_xml(relay_.error()));
+        refuse(relay_.error());
         break;
     case get_relay_c::state_e::broken:
         fail(relay_.error().message);

@@ -36,6 +36,17 @@ class session_c {
     // the client.
     int run();
 
+    // --- for operations: one of these answers the rpc that is being done ---
+
+    // `content` is within "rpc-reply", in ASCII.
+    void reply(const std::string& content);
+    void refuse(const rpc_error_s& error);
+    // Data of the daemons, within the element that `opening` opens.
+    void relay(const data_request_s& request, const std::string& opening);
+
+    // Ends the session, once what waits has gone out.
+    void end();
+
   private:
     using clock_t = std::chrono::steady_clock;
 
@@ -53,12 +64,8 @@ class session_c {
     void take_hello(const client_message_s& hello);
     void take_rpc(const client_message_s& rpc);
     bool is_served(const std::string& xmlns);
-    void get(const client_message_s& rpc);
     void settle_relay();
-    void reply(const std::string& attributes, const std::string& content);
-    // Ends it, once what waits has gone out.
-    void end();
-    // The same, with a line on standard error. A reply that is under way is not completed.
+    // Ends it, with a line on standard error. A reply that is under way is not completed.
     void fail(const std::string& why);
 
     const int in_;
@@ -74,7 +81,8 @@ class session_c {
     std::string_view unread_; // of the buffer
     std::string message_;     // as far as it has come
     bool is_too_long_ = false;
-    std::string reply_attributes_; // of the reply that the relay gives
+    std::string attributes_; // of the reply to the rpc that is being done
+    std::string closing_;    // of the data that are relayed
 
     clock_t::time_point due_; // the hello; then the end
     bool is_greeted_ = false; // by the client

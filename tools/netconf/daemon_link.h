@@ -1,0 +1,62 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
+// A daemon's management socket as the relay has it: one question, and its answer as it comes.
+//
+// The daemon is asked in protocol 2 (docs/socket.md), where an answer says how it ended: text is
+// text, whatever stands in it, and an answer without that word is none.
+//
+// Waits for nothing; whoever uses it polls fd().
+#pragma once
+
+#include <functional>
+#include <string>
+#include <string_view>
+
+#include "daemon_registry.h"
+#include "tools/drendctl/chunk_decoder.h"
+#include "tools/drendctl/connection.h"
+
+class daemon_link_c {
+  public:
+    enum class state_e {
+        answering,
+        complete, // the answer was whole; the next question may be asked
+        failed,   // there is no next one; error()
+    };
+    using text_fn = std::function<void(std::string_view)>;
+
+    explicit daemon_link_c(const daemon_s& daemon) : daemon_(daemon) {}
+
+    // Takes no longer than `patience`. False, with error(), when nobody answers there.
+    bool open(const patience_s& patience);
+    // Sends `request`, a line without its end.
+    void ask(const std::string& request);
+
+    int fd() const { return connection_.fd(); }
+    bool has_unsent() const { return !unsent_.empty(); }
+    void send();
+    // Reads once what is there. What of it is text of the answer goes to `text`.
+    state_e read(const text_fn& text);
+
+    const daemon_s& daemon() const { return daemon_; }
+    // One line that begins with the daemon's name.
+    const std::string& error() const { return error_; }
+    state_e fail(const std::string& why);
+
+  private:
+    state_e take(std::string_view bytes, const text_fn& text);
+    state_e take_data(std::string_view data, const text_fn& text);
+    state_e finish_answer(bool has_more);
+    state_e finish_greeting();
+
+    const daemon_s daemon_;
+    connection_c connection_;
+    chunk_decoder_c chunks_;
+    std::string unsent_;
+    bool is_greeted_ = false; // the daemon has protocol 2
+    // Of the answer that is read
+    std::string type_;
+    std::string status_;
+    std::string refusal_; // of protocol 2
+    std::string error_;
+};
