@@ -6,7 +6,8 @@
  *     socket_file.c    the socket's place in the file system
  *     registry_file.c  its entry in the run directory
  *     turns.c          whose turn it is
- *     connection.c     one peer: requests in, answers out
+ *     connection.c     one peer: when it is read and written, and its answers
+ *     requests.c       what it asks
  *     request_input.c  what it has sent
  *     answer.c         how an answer begins and ends
  *     framed_output.c  what waits for it
@@ -115,6 +116,33 @@ struct connection_s* connection_open(struct mgmt_server_s* server, int fd);
 void connection_take_turn(struct connection_s* connection, enum turn_e kind);
 /* Ends its walk, sends what goes out at once and frees it. */
 void connection_destroy(struct connection_s* connection);
+
+/* Sends `text`, which is all of an answer. */
+void connection_answer_with(struct connection_s* connection, const char* text);
+/* Ends an answer that was refused; `text` says why, where the refusal does not. */
+void connection_refuse(struct connection_s* connection, enum refusal_e refusal,
+                       const char* text);
+/* The same without the end of its framing: its handler has not come to an end. */
+void connection_end_refused(struct connection_s* connection, enum refusal_e refusal,
+                            const char* text);
+/* Ends an answer that cannot be given to its end. */
+void connection_give_up(struct connection_s* connection, enum refusal_e refusal,
+                        const char* reason);
+void connection_finish_answer(struct connection_s* connection);
+/* A slice has ended, and perhaps its answer. */
+void connection_after_slice(struct connection_s* connection);
+
+/* --- requests.c --- */
+
+/* Whether what comes is wanted: an interrupt is read whatever a walk has left waiting, but not
+ * behind answers without end. */
+bool requests_read_on(const struct connection_s* connection);
+/* Reads what has come, as much as a turn may, and heeds the interrupts in it. */
+void requests_read(struct connection_s* connection);
+/* Whether there is a request whose turn it is. */
+bool requests_may_answer(const struct connection_s* connection);
+/* Answers the next request that has arrived, if there is one. */
+void requests_answer_next(struct connection_s* connection);
 
 /* --- server.c --- */
 
