@@ -45,6 +45,9 @@ std::string values_of(const drend_tag_c& tag) {
 }
 
 std::string parameter_line(const drend_tag_c& top_tag, const drend_tag_c& input) {
+    if (input.dt_type == DT_TYPE_EMPTY) {
+        return input.name() + "\t" + input.dt_help + "\tempty\t\n"; // given by its name alone
+    }
     const drend_tag_c* leaf = leaf_below(top_tag, input.name());
     const bool leaf_says_type = leaf != nullptr && input.dt_data_type == DT_DATA_STRING;
     const bool leaf_says_values = leaf != nullptr && input.dt_map == nullptr;

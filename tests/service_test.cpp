@@ -245,6 +245,7 @@ TEST_F(service_test, a_command_says_what_it_takes) {
         "dts_input_kids": [
             {"dts_name": "name", "dts_type": "leaf", "dts_help": "Its\tname"},
             {"dts_name": "state", "dts_type": "leaf"},
+            {"dts_name": "brief", "dts_type": "empty", "dts_help": "Less"},
             {"dts_name": "limit", "dts_type": "leaf", "dts_data_type": "uint8"}],
         "dts_kids": [{"dts_name": "row", "dts_type": "list", "dts_source": "row", "dts_kids": [
             {"dts_name": "name", "dts_type": "leaf", "dts_source": "name"},
@@ -255,7 +256,7 @@ TEST_F(service_test, a_command_says_what_it_takes) {
     EXPECT_EQ(drend_send_parameters(peer_, rows), 0);
     const std::string lines = take_text();
     EXPECT_THAT(lines, StartsWith("name=\tIts\\x09name\tstring\t\nstate=\t\tuint32\tup\n"
-                                  "limit=\t\tuint8\t\nfilter=\t"));
+                                  "brief\tLess\tempty\t\nlimit=\t\tuint8\t\nfilter=\t"));
     EXPECT_THAT(lines, HasSubstr("\nas-json\tJSON, each value a text\tform\t\n"));
     EXPECT_THAT(lines, HasSubstr("\ndepth=\tNo deeper than so many levels\tvalue\t\n"));
     EXPECT_EQ(lines.find("\nlimit=\tAt most"), std::string::npos); // the command's counts

@@ -88,7 +88,9 @@ void add_argument(const std::vector<std::string_view>& columns, const typed_s& t
         }
     } else if (name.starts_with(typed.begun)) {
         std::string help(columns[1]);
-        if (columns[2] != "value" && columns[2] != "form") {
+        const bool is_type =
+            columns[2] != "value" && columns[2] != "form" && columns[2] != "empty";
+        if (is_type) {
             help += (help.empty() ? "" : ", ") + std::string(columns[2]);
         }
         help += columns[3].empty() ? "" : ": " + std::string(columns[3]);
