@@ -123,7 +123,9 @@ typedef struct drend_answer_end_s {
                          complete answer without content, of any other NULL */
     const char* text; /* why, for people: a line without its end; NULL: complete */
     const char*
-        cursor; /* of a complete answer with a limit: where to go on; NULL: no more */
+        cursor;    /* of a complete answer with a limit: where to go on; NULL: no more */
+    int has_rows;  /* whether `rows` is said: of a complete answer that has a list */
+    uint64_t rows; /* those shown of its lists that are in no other list */
 } drend_answer_end_s;
 
 /*

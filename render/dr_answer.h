@@ -22,6 +22,11 @@ inline int dri_send_last_line(void* peer, const char* line) {
     return 0;
 }
 
+// The end of an answer that is not complete; `why` is a line without its end.
+inline drend_answer_end_s dri_failed(int end, const char* code, const char* why) {
+    return {end, code, why, nullptr, 0, 0};
+}
+
 // Ends an answer as `end` says, with `line` where the daemon's protocol does not tell the peer. 0,
 // or DREND_PEER_LOST.
 inline int dri_end_with_line(void* peer, const drend_answer_end_s& end, const char* line) {
@@ -32,13 +37,13 @@ inline int dri_end_with_line(void* peer, const drend_answer_end_s& end, const ch
 inline int dri_give_up(void* peer, bool has_begun, const char* code,
                        const std::string& why) {
     const std::string line = std::string(has_begun ? "\n" : "") + "error: " + why + "\n";
-    return dri_end_with_line(peer, {DREND_ANSWER_GIVEN_UP, code, why.c_str(), nullptr},
+    return dri_end_with_line(peer, dri_failed(DREND_ANSWER_GIVEN_UP, code, why.c_str()),
                              line.c_str());
 }
 
 inline void dri_send_no_memory(void* peer) {
     dri_end_with_line(peer,
-                      {DREND_ANSWER_GIVEN_UP, "out-of-memory", "out of memory", nullptr},
+                      dri_failed(DREND_ANSWER_GIVEN_UP, "out-of-memory", "out of memory"),
                       "error: out of memory\n");
 }
 
@@ -48,7 +53,7 @@ inline int dri_refuse(void* peer, const char* code, const std::string& line) {
     static constexpr std::string_view error = "error: ";
     const size_t begin = line.starts_with(error) ? error.size() : 0;
     const std::string text = line.substr(begin, line.find('\n') - begin);
-    return dri_end_with_line(peer, {DREND_ANSWER_REFUSED, code, text.c_str(), nullptr},
+    return dri_end_with_line(peer, dri_failed(DREND_ANSWER_REFUSED, code, text.c_str()),
                              line.c_str());
 }
 

@@ -45,6 +45,10 @@ class dr_tags_access_context_c : public dr_tags_context_c {
     // Whether a limited rendering has not found the row that it was to begin behind.
     bool has_lost_cursor() const { return page_ != nullptr && page_->is_seeking(); }
 
+    // The rows shown of lists that are in no other one, if there were any such lists.
+    bool has_lists() const { return walk_.has_lists(); }
+    uint64_t rows_shown() const { return walk_.rows_shown(); }
+
     // --- moving by tag ---
 
     // Pushes a tag and, when it has a source, the daemon's context moved along it. 0, or the

@@ -118,7 +118,7 @@ void dr_walk_c::visit_top() {
     case DT_TYPE_LEAF_LIST:
         // A source that selects its row by key has positioned the walk on it already.
         if (object != nullptr && object->is_list_el()) {
-            open_cont(tobj);
+            open_selected_row(tobj);
         } else {
             open_list(tobj);
         }
@@ -416,6 +416,7 @@ void dr_walk_c::open_list(drend_tag_object_c* tobj) {
         return;
     }
     frames_.push(tobj, dr_defer_context_c::LIST);
+    frames_.from_top(0)->is_outermost = note_list(*tobj);
     filter_.gather_names(tobj);
     if (page_ != nullptr) {
         page_->list_begins(*tobj);
@@ -424,6 +425,27 @@ void dr_walk_c::open_list(drend_tag_object_c* tobj) {
     dr_meta_context_c& context = *position_.context(0);
     context.call_enter_proc(DMN_TYPE_LIST);
     dr_row_filter_c::hand_off(tobj, context);
+}
+
+// Whether the list on top is printed and in no other one: its rows count then.
+bool dr_walk_c::note_list(const drend_tag_object_c& tobj) {
+    const auto is_list = [](const drend_tag_object_c& other) {
+        return other.type() == DT_TYPE_LIST && !other.dto_tag->is_hidden();
+    };
+    bool is_outermost = is_list(tobj);
+    for (size_t n = 1; n < position_.tag_depth() && is_outermost; ++n) {
+        is_outermost = !is_list(*position_.tag(n));
+    }
+    has_lists_ = has_lists_ || is_outermost;
+    return is_outermost;
+}
+
+// The one row that its source selects.
+void dr_walk_c::open_selected_row(drend_tag_object_c* tobj) {
+    const size_t depth = frames_.size();
+    const bool is_outermost = note_list(*tobj);
+    open_cont(tobj);
+    rows_shown_ += is_outermost && frames_.size() > depth ? 1 : 0;
 }
 
 void dr_walk_c::walk_list(drend_tag_object_c* tobj) {
@@ -462,6 +484,7 @@ bool dr_walk_c::begin_row(drend_tag_object_c* tobj) {
         }
         if (judged == DREND_OK) {
             frame.row_slice = slice_;
+            rows_shown_ += frame.is_outermost ? 1 : 0;
             begin_kids(tobj);
             return true;
         }

@@ -43,7 +43,8 @@ struct dr_defer_context_c {
     // to be shown; a row that was suspended in the middle gets no word of its end.
     int row_status = 0;
     unsigned row_slice = 0;
-    size_t predicate = 0; // the one that the current row is to be judged by next
+    size_t predicate = 0;      // the one that the current row is to be judged by next
+    bool is_outermost = false; // a list that is in no other one
 };
 
 class dr_walk_c {
@@ -64,6 +65,11 @@ class dr_walk_c {
     bool abandon();
 
     bool is_suspended() const { return status_ == DREND_DEFER && !frames_.empty(); }
+
+    // Of the lists that are in no other one: whether the walk came to any, and how many of their rows
+    // it has begun to show.
+    bool has_lists() const { return has_lists_; }
+    uint64_t rows_shown() const { return rows_shown_; }
 
     // Moves a list's context to its first or next row. What the list procedure said, or DREND_NO_EL
     // when it left no row.
@@ -99,6 +105,8 @@ class dr_walk_c {
     void suspend_visit(const drend_tag_c* leaf);
 
     void open_list(drend_tag_object_c* tobj);
+    bool note_list(const drend_tag_object_c& tobj);
+    void open_selected_row(drend_tag_object_c* tobj);
     bool end_row(drend_tag_object_c* tobj);
     bool begin_row(drend_tag_object_c* tobj);
     bool fetch_row(drend_tag_object_c* tobj);
@@ -118,7 +126,9 @@ class dr_walk_c {
     dr_page_c* page_ = nullptr;
 
     dr_stack_c<dr_defer_context_c> frames_;
-    dr_value_c value_;   // of the leaf being walked; keeps its memory
+    dr_value_c value_; // of the leaf being walked; keeps its memory
+    bool has_lists_ = false;
+    uint64_t rows_shown_ = 0;
     int status_ = 0;     // the last one met
     unsigned slice_ = 0; // counts them
 };

@@ -62,13 +62,18 @@ void dr_request_c::finish() {
     }
     output_->finalize();
     status_ = output_->status();
-    if (status_ == 0 && sends_code_ && output_->sends() == 0) {
-        status_ = dri_end_with_line(
-            peer(), {DREND_ANSWER_COMPLETE, "nothing", nullptr, nullptr}, DR_NOTHING_SENT);
+    const std::string& cursor = output_->cursor();
+    const bool is_nothing = sends_code_ && output_->sends() == 0;
+    const drend_answer_end_s end = {DREND_ANSWER_COMPLETE,
+                                    is_nothing ? "nothing" : nullptr,
+                                    nullptr,
+                                    is_nothing || cursor.empty() ? nullptr : cursor.c_str(),
+                                    has_lists() ? 1 : 0,
+                                    rows_shown()};
+    if (status_ == 0 && is_nothing) {
+        status_ = dri_end_with_line(peer(), end, DR_NOTHING_SENT);
     } else if (status_ == 0) {
-        const std::string& cursor = output_->cursor();
-        dri_answer_ends(peer(), {DREND_ANSWER_COMPLETE, nullptr, nullptr,
-                                 cursor.empty() ? nullptr : cursor.c_str()});
+        dri_answer_ends(peer(), end);
     }
     output_.reset();
 }

@@ -66,8 +66,8 @@ int reload(void* peer, const char* /*argument*/) {
     const bool failed = reloaded != 0 || rebuilt != 0;
     if (!failed) {
         drend_send(peer, "%s", "finish reloading\n");
-    } else if (!dri_answer_ends(peer, {DREND_ANSWER_GIVEN_UP, "reload-failed",
-                                       "error reloading", nullptr})) {
+    } else if (!dri_answer_ends(peer, dri_failed(DREND_ANSWER_GIVEN_UP, "reload-failed",
+                                                 "error reloading"))) {
         drend_send(peer, "%s", "error reloading\n");
     }
     return rebuilt;

@@ -157,7 +157,7 @@ bool dr_xwalker_c::say_error(int status) {
     }
     const std::string error = access_.error();
     const int end = listed_ > 0 ? DREND_ANSWER_GIVEN_UP : DREND_ANSWER_REFUSED;
-    if (!dri_answer_ends(peer(), {end, "invalid-path", error.c_str(), nullptr})) {
+    if (!dri_answer_ends(peer(), dri_failed(end, "invalid-path", error.c_str()))) {
         send("error: " + error + "\n");
     }
     return false;

@@ -7,7 +7,7 @@ import threading
 import time
 import unittest
 
-from drendctl_fixture import (END, PATIENCE, XML, Case, StatusCase, answer, chunk,
+from drendctl_fixture import (END, PATIENCE, XML, Case, StatusCase, answer, chunk, note,
                               status_answer)
 
 
@@ -91,6 +91,22 @@ class Terminals(Case):
             self.assertEqual(terminal.finish(), 0)
             self.assertTrue(terminal.text.endswith("\r\x1b[K"))
 
+    def test_of_a_long_answer_its_size_is_left(self):
+        def serve(peer):
+            peer.greeting = status_answer("")
+            peer.line()
+            peer.send(note(b"t", "text/plain") + chunk("x" * 1000))
+            is_seen.wait(PATIENCE)
+            peer.send(note(b"s", "end: complete\nrows: 7\n") + END)
+
+        is_seen = threading.Event()
+        with self.daemon(serve=serve):
+            terminal = self.terminal("show-x", streams=("stdin", "stderr"))
+            terminal.expect(" kB received, ")
+            is_seen.set()
+            self.assertEqual(terminal.finish(), 0)
+        self.assertRegex(terminal.text, r"\r\x1b\[K7 rows, 1\.\d kB, \d+ s\r\n$")
+
 
 class Tables(StatusCase):
     """A daemon with protocol 2 that has tables of show-x."""
@@ -106,12 +122,12 @@ class Tables(StatusCase):
                     else status_answer("", "end: complete\ncode: nothing\n"))
         if "as-table" in words:
             text = self.TABLE if "color" in words else "name\nup\n"
-            return status_answer(text, "end: complete\ncursor: a b\n", "text/plain")
+            return status_answer(text, "end: complete\ncursor: a b\nrows: 1\n", "text/plain")
         return status_answer(XML)
 
     def test_a_terminal_gets_tables_where_there_are_any(self):
-        coloured = "\x1b[1mname\x1b[0m\n\x1b[32mup\x1b[0m\\x1b[2J\nthere is more: cursor='a b'\n"
-        plain = "name\nup\nthere is more: cursor='a b'\n"
+        coloured = "\x1b[1mname\x1b[0m\n\x1b[32mup\x1b[0m\\x1b[2J\n\n1 row\nthere is more: cursor='a b'\n"
+        plain = "name\nup\n\n1 row\nthere is more: cursor='a b'\n"
         cases = [
             (["show-x", "a=1"], coloured, ["show-x a=1 ?", "show-x a=1 as-table color"]),
             (["show-x", "--color", "never"], plain, ["show-x ?", "show-x as-table"]),
@@ -142,7 +158,7 @@ class Tables(StatusCase):
             terminal.expect("as-table  Table\r\n")
             terminal.type("| include up\n")
             self.assertNotIn("name", terminal.expect("up\r\n")[-5:])
-            terminal.expect("drendctl> ")
+            self.assertNotIn("row", terminal.expect("drendctl> "))
             terminal.type("show-x --xml | count\n")
             terminal.expect("3\r\n")
             terminal.type(f"show-x | json | save {saved}\n")

@@ -479,14 +479,19 @@ TEST(drendctl_text, progress) {
     using std::chrono::milliseconds;
     const progress_c::time_point_t start{};
     progress_c progress(start);
-    EXPECT_EQ(progress.update(5000, start + milliseconds(999)) + progress.erase(), "");
+    EXPECT_EQ(progress.update(5000, start + milliseconds(999)) +
+                  progress.finish(5000, 7, start + milliseconds(999)),
+              "");
     EXPECT_EQ(progress.update(5000, start + milliseconds(1000)),
               "\r\033[K5.0 kB received, 5.0 kB/s, 1 s");
     EXPECT_EQ(progress.update(9000, start + milliseconds(1249)), "");
     EXPECT_EQ(progress.update(3000000, start + milliseconds(2000)),
               "\r\033[K3.0 MB received, 1.5 MB/s, 2 s");
-    EXPECT_EQ(progress.erase(), "\r\033[K");
-    EXPECT_EQ(progress.erase(), "");
+    const auto end = start + milliseconds(2400);
+    EXPECT_EQ(progress.finish(3000000, 12, end), "\r\033[K12 rows, 3.0 MB, 2 s\n");
+    EXPECT_EQ(progress.finish(3000000, 12, end), "");
+    progress.update(1, start + milliseconds(3000));
+    EXPECT_EQ(progress.finish(1, std::nullopt, end), "\r\033[K");
     EXPECT_EQ(size_text(999), "999 bytes");
     EXPECT_EQ(size_text(999999), "1.0 MB");
 }

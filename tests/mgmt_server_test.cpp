@@ -77,12 +77,13 @@ TEST_F(mgmt_server_test, a_status_says_how_an_answer_ended) {
     serve();
     const std::string rows = document("old", 3);
     const std::string complete = "[end: complete\n]";
+    const std::string three = "[end: complete\nrows: 3\n]";
     const struct {
         std::string request;
         std::string text; // in protocol 1
         std::string answer;
     } cases[] = {
-        {"show-rows", rows, "(application/xml)" + rows + complete},
+        {"show-rows", rows, "(application/xml)" + rows + three},
         {"show-rows as-json filter='/old-top[0=1]'", "210\n",
          "(application/json)[end: complete\ncode: nothing\n]"},
         {"show-rows filter='/old-top[0=1]'", "210\n",

@@ -29,6 +29,7 @@ bool suspends = false;
 bool seeks = true;
 std::string told; // how the answer ended
 std::string cursor;
+int rows; // that it says it has shown; -1: none
 
 // Goes straight to the shop of a name that the request demands.
 int step_shops(dr_meta_context_s* ctx, const void*) {
@@ -74,6 +75,7 @@ class page_test : public render_test {
         drend_set_answer_methods(nullptr, [](void*, const drend_answer_end_s* end) {
             told = std::to_string(end->end) + (end->code == nullptr ? "" : end->code);
             cursor = end->cursor == nullptr ? "" : end->cursor;
+            rows = end->has_rows == 0 ? -1 : static_cast<int>(end->rows);
             return 0;
         });
         define(
@@ -153,6 +155,27 @@ TEST_F(page_test, the_rows_of_the_outermost_lists_count) {
         }
     }
     EXPECT_GT(slices, 1);
+}
+
+TEST_F(page_test, an_answer_says_how_many_rows_it_shows) {
+    const std::pair<const char*, int> cases[] = {
+        {"", 8},
+        {"as-table", 8},
+        {"count", 8},
+        {"limit=3", 3},
+        {"limit=1 filter=\"/t/shop[name = 'a b']\"", 1}, // a row below it is cut off
+        {"filter=\"/t/shop[number > '2']\"", 3},
+        {"filter=\"/t/shop[number > '9']\"", 0},
+        {"filter=/t/before", -1},
+        {"depth=1", -1},
+    };
+    for (const bool suspending : {false, true}) {
+        suspends = suspending;
+        for (const auto& [argument, expected] : cases) {
+            values(argument);
+            EXPECT_EQ(rows, expected) << argument;
+        }
+    }
 }
 
 TEST_F(page_test, a_list_of_one_row_is_found_by_asking) {

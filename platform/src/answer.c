@@ -3,6 +3,8 @@
 #include "answer.h"
 
 #include <assert.h>
+#include <inttypes.h>
+#include <stdio.h>
 #include <string.h>
 
 #include "orvex_platform/sbuf.h"
@@ -69,12 +71,15 @@ int answer_end(struct answer_s* answer, struct framed_output_s* output,
         return 0;
     answer->has_ended = true;
     char area[512];
+    char rows[24];
+    snprintf(rows, sizeof rows, "%" PRIu64, end->rows);
     str_buf_s* status;
     sbuf_init_buf(&status, area, sizeof area);
     const bool is_whole = append_line(status, "end", END_WORDS[end->end]) == 0 &&
                           append_line(status, "code", end->code) == 0 &&
                           append_line(status, "text", end->text) == 0 &&
-                          append_line(status, "cursor", end->cursor) == 0;
+                          append_line(status, "cursor", end->cursor) == 0 &&
+                          append_line(status, "rows", end->has_rows ? rows : NULL) == 0;
     const int result =
         is_whole ? framed_output_note(output, 's', sbuf_str(status), sbuf_len(status)) : -1;
     sbuf_reset(status);
@@ -97,13 +102,14 @@ int answer_refuse(struct answer_s* answer, struct framed_output_s* output,
     int end = REFUSALS[refusal].end;
     if (end == DREND_ANSWER_REFUSED && answer->has_begun)
         end = DREND_ANSWER_GIVEN_UP;
-    const drend_answer_end_s how = {end, REFUSALS[refusal].code, words, NULL};
+    const drend_answer_end_s how = {
+        .end = end, .code = REFUSALS[refusal].code, .text = words};
     return answer->protocol == PROTOCOL_STATUS ? answer_end(answer, output, &how)
                                                : add_line(answer, output, words);
 }
 
 int answer_finish(struct answer_s* answer, struct framed_output_s* output) {
-    const drend_answer_end_s complete = {DREND_ANSWER_COMPLETE, NULL, NULL, NULL};
+    const drend_answer_end_s complete = {.end = DREND_ANSWER_COMPLETE};
     const int result = answer_end(answer, output, &complete);
     answer->has_begun = false;
     answer->has_ended = false;

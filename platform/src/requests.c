@@ -43,7 +43,7 @@ static void run_entry(struct connection_s* connection, const struct menu_match_s
 /* What could follow a command: no entry. In protocol 2 the arguments that it takes. */
 static void answer_question(struct connection_s* connection,
                             const drend_menu_entry_s* entry) {
-    const drend_answer_end_s nothing = {DREND_ANSWER_COMPLETE, "nothing", NULL, NULL};
+    const drend_answer_end_s nothing = {.end = DREND_ANSWER_COMPLETE, .code = "nothing"};
     if (connection->answer.protocol != PROTOCOL_STATUS) {
         connection_answer_with(connection, "210\n");
         return;

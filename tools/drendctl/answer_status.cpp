@@ -6,11 +6,11 @@
 
 answer_status_s read_status(std::string_view lines) {
     answer_status_s status;
-    const std::pair<std::string_view, std::string*> members[] = {
-        {"end", &status.end},
-        {"code", &status.code},
-        {"text", &status.text},
-        {"cursor", &status.cursor}};
+    const std::pair<std::string_view, std::string*> members[] = {{"end", &status.end},
+                                                                 {"code", &status.code},
+                                                                 {"text", &status.text},
+                                                                 {"cursor", &status.cursor},
+                                                                 {"rows", &status.rows}};
     while (!lines.empty()) {
         const std::string_view line = lines.substr(0, lines.find('\n'));
         lines.remove_prefix(std::min(lines.size(), line.size() + 1));

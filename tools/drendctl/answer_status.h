@@ -14,6 +14,7 @@ struct answer_status_s {
     std::string code;
     std::string text;
     std::string cursor;
+    std::string rows;
 };
 
 // Reads lines "NAME: VALUE"; names that are not known are passed over.

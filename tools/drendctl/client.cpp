@@ -9,6 +9,7 @@
 #include "filter_place.h"
 #include "interrupts.h"
 #include "line_reader.h"
+#include "progress.h"
 #include "request_text.h"
 
 namespace {
@@ -95,7 +96,14 @@ void client_c::tell_cursor(const std::string& cursor) const {
 }
 
 outcome_s client_c::ask(const std::string& request) {
-    return session_.ask(request, [this](std::string_view part) { return write(part); });
+    outcome_s outcome =
+        session_.ask(request, [this](std::string_view part) { return write(part); });
+    const bool is_for_people =
+        is_table(request) && output_.is_terminal() && pipe_.is_empty();
+    if (is_for_people && outcome.what == outcome_e::answered && outcome.rows) {
+        output_.write("\n" + rows_text(*outcome.rows) + "\n");
+    }
+    return outcome;
 }
 
 outcome_s client_c::check(const std::string& request) {

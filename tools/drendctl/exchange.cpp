@@ -3,6 +3,7 @@
 #include "exchange.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cstdio>
 
 #include <poll.h>
@@ -24,6 +25,14 @@ std::string timeout_text(const patience_s& patience, bool is_deadline) {
     snprintf(text, sizeof text, "timed out: the daemon has sent nothing for %g s",
              std::chrono::duration<double>(patience.silence).count());
     return text;
+}
+
+// Nothing for what is no number.
+std::optional<std::uint64_t> read_number(const std::string& text) {
+    std::uint64_t number = 0;
+    const char* const end = text.data() + text.size();
+    const auto read = std::from_chars(text.data(), end, number);
+    return read.ec == std::errc() && read.ptr == end ? std::optional(number) : std::nullopt;
 }
 
 } // namespace
@@ -68,7 +77,7 @@ outcome_s exchange_c::follow() {
             wait();
         }
     }
-    show_progress(progress_.erase());
+    show_progress(progress_.finish(received_, outcome_->rows, steady_clock_t::now()));
     return *outcome_;
 }
 
@@ -228,6 +237,7 @@ void exchange_c::end_as(const answer_status_s& status) {
         end(status.code == "nothing" ? outcome_e::nothing : outcome_e::answered, "");
         outcome_->media_type = type_;
         outcome_->cursor = status.cursor;
+        outcome_->rows = read_number(status.rows);
     } else if (status.end.empty()) {
         end(outcome_e::lost, "malformed answer: it does not say how it ended");
     } else {

@@ -7,6 +7,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <optional>
 #include <string>
 
 class progress_c {
@@ -21,14 +22,21 @@ class progress_c {
     std::string update(std::uint64_t bytes, time_point_t now);
     // When there is something to write next.
     time_point_t next() const { return next_; }
-    // What takes the line away again, or nothing when there is none.
-    std::string erase();
+    // The end of what arrives: what becomes of the line, with a line end when `rows` are known; else it
+    // is taken away. Nothing when there is none.
+    std::string finish(std::uint64_t bytes, std::optional<std::uint64_t> rows,
+                       time_point_t now);
 
   private:
+    std::string seconds_text(time_point_t now) const;
+
     time_point_t start_;
     time_point_t next_;
     bool is_shown_ = false;
 };
+
+// "1 row", "12 rows".
+std::string rows_text(std::uint64_t rows);
 
 // "17 bytes", "1.5 kB", "20.0 MB": powers of 1000.
 std::string size_text(double bytes);

@@ -9,7 +9,9 @@
 // to the wrong request: the end of the session tells.
 #pragma once
 
+#include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -33,8 +35,9 @@ constexpr char INCOMPLETE_TEXT[] = "interrupted: the answer is incomplete";
 struct outcome_s {
     outcome_e what;
     std::string error;
-    std::string media_type = {}; // of the answer, where the daemon says it
-    std::string cursor = {};     // of an answer that has more behind it
+    std::string media_type = {};            // of the answer, where the daemon says it
+    std::string cursor = {};                // of an answer that has more behind it
+    std::optional<std::uint64_t> rows = {}; // where the daemon says how many it has shown
 };
 
 // Protocol 1 has text alone, protocol 2 says how answers end; each connection is asked for it.
