@@ -26,7 +26,16 @@ enum class dr_json_kind_e : uint8_t {
 };
 
 // What a text may be.
-enum class dr_words_e : uint8_t { ANY, TYPES, DATA_TYPES, TRUE, ALIGNS, ROWS, STATES };
+enum class dr_words_e : uint8_t {
+    ANY,
+    TYPES,
+    DATA_TYPES,
+    TRUE,
+    ALIGNS,
+    ROWS,
+    STATES,
+    COUNTERS
+};
 
 // NOLINTNEXTLINE(clang-analyzer-optin.performance.Padding): columns in the order of reading
 struct dr_member_s {
@@ -108,6 +117,7 @@ enum dr_tag_member_e : unsigned {
     DR_MEMBER_ALIGN,
     DR_MEMBER_WIDE,
     DR_MEMBER_STATE,
+    DR_MEMBER_COUNTER,
     DR_MEMBER_ROWS,
     DR_MEMBER_INPUT_KIDS,
     DR_MEMBER_HELP,
@@ -160,6 +170,10 @@ inline constexpr dr_member_s DR_TAG_MEMBERS[] = {
      "exactly \"true\": tables show it on wish alone", dr_words_e::TRUE},
     {"dts_state", dr_json_kind_e::PAIRS, "none",
      "which shown value is [good, a warning or bad](#tables)", dr_words_e::STATES},
+    {"dts_counter", dr_json_kind_e::TEXT, "\"true\" of the type uint64",
+     "\"true\" or \"false\": whether it counts what goes on, and "
+     "[its change per second](#tables) is worth showing",
+     dr_words_e::COUNTERS},
     {"dts_rows", dr_json_kind_e::TEXT, "blocks",
      "[how a table shows](#tables) the rows of a list", dr_words_e::ROWS},
     {"dts_input_kids", dr_json_kind_e::TAGS, "none",
@@ -243,6 +257,16 @@ inline constexpr dr_state_word_s DR_STATE_WORDS[] = {
     {"bad", dr_state_e::BAD},
 };
 
+struct dr_counter_word_s {
+    std::string_view word;
+    dr_counter_e counter;
+};
+
+inline constexpr dr_counter_word_s DR_COUNTER_WORDS[] = {
+    {"true", dr_counter_e::YES},
+    {"false", dr_counter_e::NO},
+};
+
 // The word of a dt_data_type_e; "string" for a number that is none.
 constexpr std::string_view dri_data_type_word(int32_t code) {
     for (const dr_data_type_word_s& row : DR_DATA_TYPE_WORDS) {
@@ -293,6 +317,9 @@ constexpr void dri_for_each_word(dr_words_e words, Use use) {
     case dr_words_e::STATES:
         use_each(DR_STATE_WORDS);
         break;
+    case dr_words_e::COUNTERS:
+        use_each(DR_COUNTER_WORDS);
+        break;
     }
 }
 
@@ -334,6 +361,7 @@ inline constexpr dr_home_s DR_HOMES[] = {
     {DR_MEMBER_ALIGN, DT_TYPE_LEAF, DR_CELL_KIND, DT_TYPE_LEAF_LIST},
     {DR_MEMBER_WIDE, DT_TYPE_LEAF, DR_CELL_KIND, DT_TYPE_LEAF_LIST},
     {DR_MEMBER_STATE, DT_TYPE_LEAF, DR_CELL_KIND, DT_TYPE_LEAF_LIST},
+    {DR_MEMBER_COUNTER, DT_TYPE_LEAF, "a leaf"},
     {DR_MEMBER_ROWS, DT_TYPE_LIST, "a list"},
 };
 

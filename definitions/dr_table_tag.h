@@ -28,6 +28,10 @@ enum class dr_rows_e : uint8_t {
 // What a value says of how things are.
 enum class dr_state_e : uint8_t { NONE, GOOD, WARNING, BAD };
 
+// Whether a value is a count of something that goes on, so that its change per second says
+// something.
+enum class dr_counter_e : uint8_t { BY_TYPE, YES, NO };
+
 struct dr_table_tag_s {
     // That of the first pair for `shown`, or for "*", which stands for every text.
     dr_state_e state_of(std::string_view shown) const {
@@ -45,6 +49,7 @@ struct dr_table_tag_s {
     int column = 0; // its place among the columns; 0: behind those that have one
     dr_align_e align = dr_align_e::BY_TYPE;
     dr_rows_e rows = dr_rows_e::BLOCKS;
+    dr_counter_e counter = dr_counter_e::BY_TYPE;
     bool is_wide = false; // shown on wish alone
     std::vector<std::pair<std::string, dr_state_e>> states{};
 };

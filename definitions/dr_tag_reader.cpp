@@ -102,6 +102,10 @@ std::shared_ptr<const dr_table_tag_s> table_of(const dr_tag_members_t& members) 
     if (const auto* rows = dri_find_word(DR_ROWS_WORDS, members[DR_MEMBER_ROWS].text())) {
         table->rows = rows->rows;
     }
+    if (const auto* counter =
+            dri_find_word(DR_COUNTER_WORDS, members[DR_MEMBER_COUNTER].text())) {
+        table->counter = counter->counter;
+    }
     for (const auto& [text, word] : pairs_of(members[DR_MEMBER_STATE])) {
         if (const auto* state = dri_find_word(DR_STATE_WORDS, word)) {
             table->states.emplace_back(text, state->state);

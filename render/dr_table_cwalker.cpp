@@ -218,13 +218,14 @@ dr_table_cwalker_c::make_layout(const drend_tag_c& tag, bool is_top,
                                 const dr_table_layout_c* repeated) const {
     const auto is_shown = [this](const drend_tag_c& leaf, const drend_tag_c& named) {
         const bool is_for_wide = named.dt_table != nullptr && named.dt_table->is_wide;
-        return context_.style_match(&leaf) && (is_wide_ || !is_for_wide);
+        return context_.style_match(&leaf) && (look_.is_wide || !is_for_wide);
     };
     const bool is_section =
         is_top || tag.dt_type != DT_TYPE_LIST ||
         (tag.dt_table != nullptr && tag.dt_table->rows == dr_rows_e::SECTIONS);
     return std::make_unique<dr_table_layout_c>(
-        dr_table_layout_c::scope_s{tag, is_top, is_section, repeated}, is_shown);
+        dr_table_layout_c::scope_s{tag, is_top, is_section, look_.has_fields, repeated},
+        is_shown);
 }
 
 // The layout of what is in a list's rows or in a container. Those of lists that repeat its columns
@@ -320,7 +321,7 @@ void dr_table_cwalker_c::add_late_cell(const level_s& level, const dr_table_kid_
     const dr_table_column_s& column = level.layout->columns()[kid.column];
     late_.begin(1);
     put_value(late_, 0, column, *kid.tag, value);
-    lines_.add_pair(level.indent + BLOCK_INDENT, column.heading, 0, late_, column.unit);
+    lines_.add_pair(level.indent + BLOCK_INDENT, column, 0, late_);
     relieve();
 }
 
@@ -337,7 +338,7 @@ inline void dr_table_cwalker_c::put_value(dr_table_row_c& row, size_t cell,
                                           const drend_tag_c& tag,
                                           const dr_value_c& value) const {
     dr_table_cell_s& at = row.cell(cell);
-    const bool has_states = has_color_ && column.says != nullptr;
+    const bool has_states = look_.has_color && column.says != nullptr;
     if (at.size == 0 && tag.dt_prefix.empty() && !has_states) {
         if (value.is_plain() && !tag.is_decimal64()) {
             row.take(at, value.write_plain(row.room(DRI_DIGITS_ROOM)));
@@ -367,7 +368,7 @@ void dr_table_cwalker_c::put_text(dr_table_row_c& row, size_t cell,
     }
     append_safe(row, at, tag.dt_prefix);
     append_safe(row, at, text);
-    if (has_color_ && column.says != nullptr) {
+    if (look_.has_color && column.says != nullptr) {
         at.state = std::max(at.state, column.says->state_of(text));
     }
 }

@@ -34,14 +34,17 @@
 #include "render/dr_tags_access_context.h"
 #include "render/drend_context_walker.h"
 
+struct dr_table_look_s {
+    bool is_wide = false;    // leaves that are for wide tables are shown
+    bool has_color = false;  // otherwise there is no escape byte
+    bool has_fields = false; // a program can tell cells apart, and has columns for rates
+};
+
 class dr_table_cwalker_c : public dr_context_walker_c {
   public:
-    // `is_wide`: leaves that are for wide tables are shown. Without `has_color` the output has no
-    // escape byte.
-    dr_table_cwalker_c(dr_tags_access_context_c& context, void* peer, bool is_wide,
-                       bool has_color)
-        : dr_context_walker_c(context, peer), lines_(output_, has_color), is_wide_(is_wide),
-          has_color_(has_color) {}
+    dr_table_cwalker_c(dr_tags_access_context_c& context, void* peer, dr_table_look_s look)
+        : dr_context_walker_c(context, peer),
+          lines_(output_, look.has_color, look.has_fields), look_(look) {}
 
     int finalize() override;
     void push(const drend_tag_object_c* tobj) override;
@@ -134,8 +137,7 @@ class dr_table_cwalker_c : public dr_context_walker_c {
     }
 
     dr_table_lines_c lines_;
-    const bool is_wide_;
-    const bool has_color_;
+    const dr_table_look_s look_;
     std::unordered_map<const drend_tag_c*, std::unique_ptr<dr_table_layout_c>> layouts_;
     std::vector<std::unique_ptr<level_s>>
         levels_; // those above depth_ are kept for their memory

@@ -19,6 +19,7 @@ namespace {
 
 // A value that is wider does not widen its column: the others would stand beyond every screen.
 constexpr uint32_t MEASURED_MAX = 60;
+constexpr uint32_t RATE_WIDTH = 10;
 
 std::string shown(std::string_view text) {
     std::string safe;
@@ -45,6 +46,24 @@ bool is_on_right(const dr_table_tag_s* says, const drend_tag_c& leaf,
     const dr_align_e align = says == nullptr ? dr_align_e::BY_TYPE : says->align;
     return align == dr_align_e::BY_TYPE ? is_number(leaf) || is_number(named)
                                         : align == dr_align_e::RIGHT;
+}
+
+bool is_counter(const dr_table_tag_s* says, const drend_tag_c& leaf) {
+    const dr_counter_e counter = says == nullptr ? dr_counter_e::BY_TYPE : says->counter;
+    return counter == dr_counter_e::BY_TYPE
+               ? leaf.dt_data_type == DT_DATA_UINT64 && leaf.dt_map == nullptr
+               : counter == dr_counter_e::YES;
+}
+
+dr_table_column_s rate_of(const dr_table_column_s& counter) {
+    dr_table_column_s rate;
+    rate.heading = counter.heading + "/s";
+    rate.unit = counter.unit.empty() ? "" : counter.unit + "/s";
+    rate.title =
+        counter.unit.empty() ? rate.heading : counter.heading + " (" + rate.unit + ")";
+    rate.is_right = true;
+    rate.kind = dr_table_column_s::RATE;
+    return rate;
 }
 
 class builder_c {
@@ -81,6 +100,8 @@ class builder_c {
     void tell_apart();
     std::vector<std::pair<int, size_t>> ranks() const;
     void order();
+    void add_rates();
+    void renumber(const std::vector<uint32_t>& to);
     void set_titles();
 
     const dr_table_layout_c::scope_s& scope_;
@@ -104,6 +125,9 @@ builder_c::builder_c(const dr_table_layout_c::scope_s& scope,
     tell_apart();
     if (!scope.is_section) {
         order();
+    }
+    if (scope.has_rates && !scope.is_section) {
+        add_rates();
     }
     set_titles();
 }
@@ -149,6 +173,12 @@ void builder_c::take_leaf(const drend_tag_c& tag, const level_s& level) {
     const bool is_key = key_place(tag) != scope_.tag.dt_keys.size();
     if (!tag.is_internal_tag() && (is_key || is_shown_(tag, named))) {
         add_column(tag, named, level.path);
+        dr_table_column_s& column = columns[kids.back().column];
+        if (is_key) {
+            column.kind = dr_table_column_s::KEY;
+        } else if (!is_element && is_counter(column.says, tag)) {
+            column.kind = dr_table_column_s::COUNTER;
+        }
     }
 }
 
@@ -240,6 +270,25 @@ void builder_c::order() {
         ordered.push_back(std::move(columns[from[place]]));
     }
     columns = std::move(ordered);
+    renumber(to);
+}
+
+// Columns that are repeated have theirs already.
+void builder_c::add_rates() {
+    std::vector<uint32_t> to;
+    std::vector<dr_table_column_s> with_rates;
+    for (size_t i = 0; i < columns.size(); ++i) {
+        to.push_back(static_cast<uint32_t>(with_rates.size()));
+        with_rates.push_back(std::move(columns[i]));
+        if (i >= repeated_ && with_rates.back().kind == dr_table_column_s::COUNTER) {
+            with_rates.push_back(rate_of(with_rates.back()));
+        }
+    }
+    columns = std::move(with_rates);
+    renumber(to);
+}
+
+void builder_c::renumber(const std::vector<uint32_t>& to) {
     for (dr_table_kid_s& kid : kids) {
         kid.column = kid.column == dr_table_kid_s::NO_COLUMN ? kid.column : to[kid.column];
     }
@@ -283,8 +332,10 @@ dr_table_layout_c::dr_table_layout_c(const scope_s& scope, const is_shown_t& is_
     bool has_widths = !columns_.empty();
     for (dr_table_column_s& column : columns_) {
         label_width_ = std::max(label_width_, dri_text_width(column.heading));
-        column.width =
-            column.says == nullptr ? 0 : static_cast<uint32_t>(column.says->width);
+        const bool is_rate = column.kind == dr_table_column_s::RATE;
+        column.width = is_rate                  ? RATE_WIDTH
+                       : column.says == nullptr ? 0
+                                                : static_cast<uint32_t>(column.says->width);
         column.is_shown = column.width != 0;
         has_widths = has_widths && column.is_shown;
     }
@@ -324,15 +375,20 @@ void dr_table_layout_c::measure(const std::vector<dr_table_cell_s>& cells) {
 }
 
 void dr_table_layout_c::settle() {
-    static constexpr size_t COLOR_ROOM = 16; // for both sequences
+    static constexpr size_t MARKS_ROOM = 16; // for both sequences of a color, and fields
     is_settled_ = true;
     line_room_ = 0;
+    bool is_before_shown = false;
     for (dr_table_column_s& column : columns_) {
+        if (column.kind == dr_table_column_s::RATE) {
+            column.is_shown = is_before_shown;
+        }
+        is_before_shown = column.is_shown;
         if (column.is_shown && (column.says == nullptr || column.says->width == 0)) {
             column.width =
                 std::max(column.width, static_cast<uint32_t>(dri_text_width(column.title)));
         }
         line_room_ +=
-            column.width + column.heading.size() + column.unit.size() + COLOR_ROOM;
+            column.width + column.heading.size() + column.unit.size() + MARKS_ROOM;
     }
 }

@@ -18,7 +18,8 @@
 //     section are kids.
 //  2. A leaf that the request does not show (style, "wide") is a kid without a column. Kids of one
 //     name in one container share a column.
-//  3. Widths grow with the rows that are measured until the layout is settled, and then stay. A
+//  3. Behind a counter there may be a column for its rate, which is shown when the counter is.
+//  4. Widths grow with the rows that are measured until the layout is settled, and then stay. A
 //     column without a value in those rows is not shown, unless the definition gives its width.
 //
 // Belongs to one walker. Its tags are those of the walk.
@@ -48,6 +49,8 @@ struct dr_table_column_s {
     uint32_t width = 0;
     bool is_right = false;
     bool is_shown = false;
+    enum kind_e : uint8_t { VALUE, KEY, COUNTER, RATE };
+    kind_e kind = VALUE; // a rate is room for what its reader works out, and has no values
 };
 
 struct dr_table_kid_s {
@@ -74,6 +77,7 @@ class dr_table_layout_c {
         const drend_tag_c& tag;
         bool is_top;
         bool is_section;
+        bool has_rates;                    // behind counters
         const dr_table_layout_c* repeated; // whose columns come first; null: none
     };
 

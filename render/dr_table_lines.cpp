@@ -19,6 +19,10 @@ constexpr size_t GAP = 2; // between columns
 constexpr std::string_view MISSING = "-";
 constexpr std::string_view BOLD = "\033[1m";
 constexpr std::string_view PLAIN = "\033[0m";
+constexpr char FIELD = '\x1f';
+constexpr char TITLE_FIELD = 't';
+constexpr char HEADING_FIELD = 'h';
+constexpr char NAME_FIELD = 'n'; // of the value behind it
 constexpr char BLANKS[DRI_PADDING + 1] = "                                ";
 constexpr size_t FIRST_SIZE = 256;
 
@@ -34,6 +38,20 @@ std::string_view color_of(dr_state_e state) {
         break;
     }
     return "";
+}
+
+char letter_of(const dr_table_column_s& column) {
+    switch (column.kind) {
+    case dr_table_column_s::KEY:
+        return 'k';
+    case dr_table_column_s::COUNTER:
+        return 'c';
+    case dr_table_column_s::RATE:
+        return 'r';
+    case dr_table_column_s::VALUE:
+        break;
+    }
+    return 'v';
 }
 
 // Up to DRI_PADDING bytes more are written.
@@ -97,17 +115,22 @@ void dr_table_lines_c::add_text(int indent, std::string_view text) {
 }
 
 void dr_table_lines_c::add_title(int indent, std::string_view text) {
-    add_text(indent,
-             has_color_ ? std::string(BOLD).append(text).append(PLAIN) : std::string(text));
+    std::string title = field(TITLE_FIELD);
+    title.append(has_color_ ? BOLD : "").append(text).append(has_color_ ? PLAIN : "");
+    add_text(indent, title);
 }
 
-void dr_table_lines_c::add_pair(int indent, std::string_view label, size_t width,
-                                const dr_table_row_c& row, std::string_view unit) {
+void dr_table_lines_c::add_pair(int indent, const dr_table_column_s& column, size_t width,
+                                const dr_table_row_c& row) {
     const dr_table_cell_s& cell = row.cells()[0];
     const std::string_view color = has_color_ ? color_of(cell.state) : "";
-    std::string text(label);
+    const std::string& label = column.heading;
+    const std::string& unit = column.unit;
+    std::string text = field(NAME_FIELD) + label;
     text.append(1, ':').append(1 + width - std::min(width, dri_text_width(label)), ' ');
-    text.append(color).append(row.text() + cell.begin, cell.size);
+    text.append(field(letter_of(column)))
+        .append(color)
+        .append(row.text() + cell.begin, cell.size);
     text.append(color.empty() ? "" : PLAIN);
     text.append(unit.empty() ? 0 : 1, ' ').append(unit);
     add_text(indent, text);
@@ -256,7 +279,7 @@ void dr_table_lines_c::send_text(int indent, std::string_view text) {
 }
 
 void dr_table_lines_c::send_header(const dr_table_layout_c& layout, int indent) {
-    std::string text(has_color_ ? BOLD : "");
+    std::string text;
     size_t blanks = 0;
     for (const dr_table_column_s& column : layout.columns()) {
         if (!column.is_shown) {
@@ -264,12 +287,26 @@ void dr_table_lines_c::send_header(const dr_table_layout_c& layout, int indent) 
         }
         const size_t taken = dri_text_width(column.title);
         const size_t rest = column.width - std::min<size_t>(column.width, taken);
+        const bool is_first = text.empty();
+        text.append(field(HEADING_FIELD)).append(is_first && has_color_ ? BOLD : "");
         text.append(blanks + (column.is_right ? rest : 0), ' ').append(column.title);
         blanks = GAP + (column.is_right ? 0 : rest);
     }
     if (blanks > 0) { // else the rows have nothing but rows below them
         send_text(indent, text.append(has_color_ ? PLAIN : ""));
     }
+}
+
+std::string dr_table_lines_c::field(char letter) const {
+    return has_fields_ ? std::string{FIELD, letter} : std::string();
+}
+
+inline char* dr_table_lines_c::put_field(char* at, char letter) const {
+    if (has_fields_) {
+        *at++ = FIELD;
+        *at++ = letter;
+    }
+    return at;
 }
 
 inline char* dr_table_lines_c::put_cell(char* at, std::string_view text,
@@ -299,6 +336,7 @@ void dr_table_lines_c::send_row(const dr_table_layout_c& layout, int indent,
         }
         const size_t width = is_there ? cells[i].width : MISSING.size();
         const size_t rest = column.width - std::min<size_t>(column.width, width);
+        at = put_field(at, letter_of(column));
         at = put_blanks(at, blanks + (column.is_right ? rest : 0));
         if (is_there) {
             at = put_cell(at, {text + cells[i].begin, cells[i].size}, cells[i].state);
@@ -310,9 +348,10 @@ void dr_table_lines_c::send_row(const dr_table_layout_c& layout, int indent,
     for (size_t i = 0; left_out > 0; ++i) {
         if (!columns[i].is_shown && i < cells.size() && cells[i].size != 0) {
             --left_out;
+            at = put_field(at, NAME_FIELD);
             at = dri_copy_text(put_blanks(at, blanks), columns[i].heading);
-            at = put_cell(dri_copy_text(at, ": "), {text + cells[i].begin, cells[i].size},
-                          cells[i].state);
+            at = put_field(dri_copy_text(at, ": "), letter_of(columns[i]));
+            at = put_cell(at, {text + cells[i].begin, cells[i].size}, cells[i].state);
             at = put_blanks(at, columns[i].unit.empty() ? 0 : 1);
             at = dri_copy_text(at, columns[i].unit);
             blanks = GAP;

@@ -15,7 +15,8 @@
 //  4. No more than HELD_LINES lines, HELD_CELLS cells or about HELD_TEXT bytes are held; it is the
 //     walker's to see to that, by is_full.
 //  5. The only control characters that go out are line feeds and, in colours, the sequences
-//     ESC [ 0 m, ESC [ 1 m, ESC [ 3 1 m, ESC [ 3 2 m and ESC [ 3 3 m.
+//     ESC [ 0 m, ESC [ 1 m, ESC [ 3 1 m, ESC [ 3 2 m and ESC [ 3 3 m. For programs there is a
+//     byte US in front of each field, and a letter that says what it is.
 //
 // Belongs to one walker.
 #pragma once
@@ -73,15 +74,15 @@ class dr_table_lines_c {
     static constexpr size_t HELD_CELLS = 2000;
     static constexpr size_t HELD_TEXT = 16384;
 
-    dr_table_lines_c(dr_output_c& output, bool has_color)
-        : output_(output), has_color_(has_color) {}
+    dr_table_lines_c(dr_output_c& output, bool has_color, bool has_fields)
+        : output_(output), has_color_(has_color), has_fields_(has_fields) {}
 
     // Adds a line of text that is safe for a terminal; a title is bold.
     void add_text(int indent, std::string_view text);
     void add_title(int indent, std::string_view text);
-    // Adds `label`, filled up to `width` columns, and what the row's first cell holds.
-    void add_pair(int indent, std::string_view label, size_t width,
-                  const dr_table_row_c& row, std::string_view unit);
+    // Adds a column's heading, filled up to `width` columns, and what the row's first cell holds.
+    void add_pair(int indent, const dr_table_column_s& column, size_t width,
+                  const dr_table_row_c& row);
     void add_header(dr_table_layout_c& layout, int indent);
     void add_row(dr_table_layout_c& layout, int indent, const dr_table_row_c& row);
     // Adds an open row. Its number for fill_row.
@@ -123,10 +124,13 @@ class dr_table_lines_c {
                   std::span<const dr_table_cell_s> cells, const char* text,
                   size_t text_size);
     char* put_cell(char* at, std::string_view text, dr_state_e state) const;
+    std::string field(char letter) const;
+    char* put_field(char* at, char letter) const;
     void end_line(char* end);
 
     dr_output_c& output_;
     const bool has_color_;
+    const bool has_fields_;
 
     // What is held.
     std::vector<line_s> lines_;

@@ -74,9 +74,8 @@ void dr_table_cwalker_c::show_pair(const level_s& section, uint32_t column,
                                    const dr_table_row_c& row) {
     part_from_last(last_ == shown_e::PAIR ? last_section_ != section.number
                                           : last_ == shown_e::ROW && !section.is_in_row);
-    const dr_table_column_s& of = section.layout->columns()[column];
-    lines_.add_pair(section.indent, of.heading, section.layout->label_width(), row,
-                    of.unit);
+    lines_.add_pair(section.indent, section.layout->columns()[column],
+                    section.layout->label_width(), row);
     last_ = shown_e::PAIR;
     last_section_ = section.number;
     relieve();

@@ -66,8 +66,8 @@ class dr_walk_c {
 
     bool is_suspended() const { return status_ == DREND_DEFER && !frames_.empty(); }
 
-    // Of the lists that are in no other one: whether the walk came to any, and how many of their rows
-    // it has begun to show.
+    // Of the lists that are in no other one: whether the walk came to any, and how many of their
+    // rows it has begun to show.
     bool has_lists() const { return has_lists_; }
     uint64_t rows_shown() const { return rows_shown_; }
 

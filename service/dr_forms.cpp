@@ -36,8 +36,9 @@ walker_t make_count(dr_tags_access_context_c& context, void* peer,
 
 walker_t make_table(dr_tags_access_context_c& context, void* peer,
                     const dr_form_options_s& options) {
-    return std::make_unique<dr_table_cwalker_c>(context, peer, options.is_wide,
-                                                options.has_color);
+    return std::make_unique<dr_table_cwalker_c>(
+        context, peer,
+        dr_table_look_s{options.is_wide, options.has_color, options.has_fields});
 }
 
 dr_look_s look_of(const dr_form_options_s& options) {
@@ -77,9 +78,8 @@ struct option_word_s {
 };
 
 constexpr option_word_s OPTION_WORDS[] = {
-    {"wide", &dr_form_options_s::is_wide},
-    {"color", &dr_form_options_s::has_color},
-    {"ascii", &dr_form_options_s::is_ascii},
+    {"wide", &dr_form_options_s::is_wide},       {"color", &dr_form_options_s::has_color},
+    {"fields", &dr_form_options_s::has_fields},  {"ascii", &dr_form_options_s::is_ascii},
     {"compact", &dr_form_options_s::is_compact},
 };
 

@@ -3,7 +3,8 @@
 // The forms of an answer, in one table: the word that asks for it, its media type, its walker.
 //
 //     as-json         ->  JSON of texts
-//     as-table        ->  aligned columns, with "wide" all of them, with "color" states in colours
+//     as-table        ->  aligned columns, with "wide" all of them, with "color" states in colours,
+//                         with "fields" marks for programs
 //     as-ietf-json    ->  JSON with types, as RFC 7951 has it
 //     as-ietf-xml     ->  XML that a YANG validator accepts
 //     as-json-lines   ->  a line of such JSON for each row; as-json-lines=LIST for those of a list
@@ -39,6 +40,7 @@ struct dr_form_options_s {
     bool wrap_in_data = false;
     bool is_wide = false;    // of a table: with what is marked as wide
     bool has_color = false;  // and with colours
+    bool has_fields = false; // and with marks for programs, and columns for rates
     bool is_compact = false; // of the forms for programs: without line ends and indentation
     bool is_ascii = false;   // and with escapes for characters outside ASCII
     std::string list;        // of lines: whose rows they are; empty: the outermost one

@@ -46,7 +46,8 @@ std::string values_of(const drend_tag_c& tag) {
 
 std::string parameter_line(const drend_tag_c& top_tag, const drend_tag_c& input) {
     if (input.dt_type == DT_TYPE_EMPTY) {
-        return input.name() + "\t" + input.dt_help + "\tempty\t\n"; // given by its name alone
+        return input.name() + "\t" + input.dt_help +
+               "\tempty\t\n"; // given by its name alone
     }
     const drend_tag_c* leaf = leaf_below(top_tag, input.name());
     const bool leaf_says_type = leaf != nullptr && input.dt_data_type == DT_DATA_STRING;
@@ -75,6 +76,7 @@ constexpr word_help_s WORD_HELPS[] = {
     {"as-table", "Aligned columns"},
     {"wide", "All columns of a table"},
     {"color", "Colours for the states of a table"},
+    {"fields", "Where the cells of a table begin, for programs"},
     {"ascii", "Characters outside ASCII as references"},
     {"compact", "No line ends and indentation"},
 };

@@ -385,6 +385,43 @@ TEST_F(table_test, states_have_colours_on_wish_alone) {
     EXPECT_EQ(colored, plain);
 }
 
+TEST_F(table_test, programs_are_told_where_fields_begin) {
+    define_kids(
+        leaf("host", "host") + "," +
+        list("row",
+             leaf("name", "0") + "," + leaf("octets", "1", "`dts_data_type`: `uint64`") +
+                 "," +
+                 leaf("age", "2", "`dts_data_type`: `uint64`, `dts_counter`: `false`") +
+                 "," + leaf("drops", "3", "`dts_counter`: `true`, `dts_unit`: `frames`") +
+                 "," +
+                 leaf("word", "4", "`dts_data_type`: `uint64`, `dts_map`: [[`1`, `one`]]") +
+                 "," + leaf("never", "5", "`dts_data_type`: `uint64`"),
+             "`dts_key`: [`name`]"));
+    std::string fields = table(
+        {{{"a", "12", "3", "7", "1"}}, {{"b", nullptr, "4", "8", "1"}}}, "as-table fields");
+    std::replace(fields.begin(), fields.end(), '\x1f', '|');
+    EXPECT_EQ(fields, R"(
+|nhost: |vr1
+
+|hname|h  octets|h    octets/s|h  age|h  drops (frames)|h  drops (frames/s)|h  word
+|ka|c         12|r           -|v    3|c  7|r                              -|v  one
+|kb|c          -|r           -|v    4|c  8|r                              -|v  one
+)");
+    fields =
+        table({{{"a\x1fk", "1"}}}, "as-table fields"); // no value brings a mark with it
+    EXPECT_EQ(std::count(fields.begin(), fields.end(), '\x1f'), 2 + 3 + 3);
+}
+
+TEST_F(table_test, what_follows_a_row_has_fields_too) {
+    define_kids(list("row",
+                     leaf("name", "0") + "," + list("below", leaf("x", "0")) + "," +
+                         leaf("octets", "1", "`dts_data_type`: `uint64`"),
+                     "`dts_key`: [`name`], `dts_rows`: `sections`"));
+    std::string fields = table({{{"a", "12"}, {{{"x"}}}}}, "as-table fields color");
+    std::replace(fields.begin(), fields.end(), '\x1f', '|');
+    EXPECT_EQ(fields, "\n|nname:   |ka\n\n|h\033[1mx\033[0m\n|vx\n\n|noctets: |c12\n");
+}
+
 TEST_F(table_test, the_width_of_texts) {
     const std::pair<const char*, size_t> cases[] = {
         {"", 0},       {"abc", 3},    {"\u00e9", 1},     {"e\u0301", 1},
