@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
 // What drendctl makes of texts: requests, framing, answers, and their looks on a terminal.
+#include <algorithm>
 #include <fstream>
 #include <thread>
 
@@ -133,14 +134,15 @@ TEST(drendctl_text, framing) {
 
 TEST(drendctl_text, how_answers_ended) {
     const auto told = [](const answer_status_s& status) {
-        return status.end + "," + status.code + "," + status.text + "," + status.cursor;
+        return status.end + "," + status.code + "," + status.text + "," + status.cursor +
+               "," + status.rows;
     };
     const std::pair<const char*, const char*> cases[] = {
-        {"", ",,,"},
-        {"end: complete\n", "complete,,,"},
-        {"end: complete\ncursor: a: b\nrows: 3\n", "complete,,,a: b"},
-        {"end: refused\ncode: x\ntext: no 'x' \n", "refused,x,no 'x' ,"},
-        {"end\ncode:x\n: \nend: given-up", "given-up,,,"},
+        {"", ",,,,"},
+        {"end: complete\n", "complete,,,,"},
+        {"end: complete\ncursor: a: b\nlater: 3\nrows: 3\n", "complete,,,a: b,3"},
+        {"end: refused\ncode: x\ntext: no 'x' \n", "refused,x,no 'x' ,,"},
+        {"end\ncode:x\n: \nend: given-up", "given-up,,,,"},
     };
     for (const auto& [lines, expected] : cases) {
         EXPECT_EQ(told(read_status(lines)), expected);

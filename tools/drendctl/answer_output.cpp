@@ -12,9 +12,9 @@
 
 #include "interrupts.h"
 
-void answer_output_c::begin(bool is_table) {
+void answer_output_c::begin(bool is_table, bool may_be_paged) {
     is_table_ = is_table;
-    is_holding_ = has_pager_;
+    is_holding_ = has_pager_ && may_be_paged;
     was_left_ = false;
     escaper_ = control_escaper_c(is_table);
 }

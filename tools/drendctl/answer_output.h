@@ -29,7 +29,7 @@ class answer_output_c {
     bool was_left() const { return was_left_; }
 
     // What the next answer is: of a table its own colours are shown.
-    void begin(bool is_table);
+    void begin(bool is_table, bool may_be_paged = true);
     // False once nothing can be written any more; what follows is dropped.
     bool write(std::string_view text);
     // Ends an answer: on a terminal with a line feed, if it has none. False when a part of it

@@ -11,6 +11,7 @@
 #include "line_reader.h"
 #include "progress.h"
 #include "request_text.h"
+#include "watch.h"
 
 namespace {
 
@@ -66,8 +67,30 @@ outcome_e client_c::run(const typed_request_s& typed) {
     return outcome.what;
 }
 
+// On a screen there is no use in more rows than it has.
+outcome_e client_c::watch(const typed_request_s& typed, double seconds) {
+    std::string fault = request_fault(typed.request);
+    std::string request = fault.empty() ? in_its_form(typed) : typed.request;
+    if (is_table(request)) {
+        const bool has_limit = request.find(" limit=") != std::string::npos;
+        request += " fields";
+        request += has_limit || !output_.is_terminal()
+                       ? ""
+                       : " limit=" + std::to_string(screen_c::rows());
+    }
+    fault = fault.empty() ? request_fault(request) : fault;
+    return report(fault.empty()
+                      ? watch_c(session_, output_, typed.request, request, seconds).run()
+                      : outcome_s{outcome_e::usage, fault});
+}
+
 outcome_e client_c::run_typed(std::string_view line) {
     piped_line_s piped = cut_at_pipes(line);
+    if (const std::optional<watch_line_s> wish = read_watch_line(piped.request)) {
+        return piped.stages.empty()
+                   ? watch(typed_request(wish->request), wish->seconds)
+                   : report({outcome_e::usage, "what is watched cannot be piped"});
+    }
     if (std::erase(piped.stages, "json") > 0) {
         piped.request += " --json";
     }

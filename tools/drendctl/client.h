@@ -29,6 +29,8 @@ class client_c {
     outcome_e run(const typed_request_s& typed);
     // The same of a line typed at the prompt, with what it pipes the answer into.
     outcome_e run_typed(std::string_view line);
+    // Has one request answered again and again, until an interrupt ends it.
+    outcome_e watch(const typed_request_s& typed, double seconds);
     // Has the requests of `fd` answered, one to a line, until one ends the run: what cannot be
     // answered for want of a connection, an interrupt, a reader that is gone. The first outcome
     // other than `answered`, but for those, which are the outcome of the whole.

@@ -40,7 +40,7 @@ _drendctl() {
     *)
       if [[ $current == -* ]]; then
         mapfile -t COMPREPLY < <(compgen -W "--socket --timeout --xml --json --table --lines
-          --plain-json --count --wide --limit --filter --list --color --help --version" \
+          --plain-json --count --wide --limit --watch --filter --list --color --help --version" \
           -- "$current")
       else
         mapfile -t offered < <("${COMP_WORDS[0]}" "${socket[@]}" \

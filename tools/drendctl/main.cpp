@@ -19,6 +19,7 @@
 #include "interrupts.h"
 #include "prompt.h"
 #include "request_text.h"
+#include "watch.h"
 
 namespace {
 
@@ -34,6 +35,8 @@ struct options_s {
     std::string form_words;
     bool has_form = false;
     std::uint64_t limit = 0;
+    std::string watch_seconds; // as they are written
+    bool is_watch = false;
     bool is_list = false;
     std::string begun; // what is to be completed
     bool is_completion = false;
@@ -45,6 +48,11 @@ std::string timeout_fault(const std::string& text) {
     const bool is_valid = end != text.c_str() && *end == '\0' && std::isfinite(seconds) &&
                           seconds >= 0 && seconds <= TIMEOUT_MAX;
     return is_valid ? "" : "not a number of seconds: " + text;
+}
+
+std::string interval_fault(const std::string& text) {
+    return read_watch_seconds(text) ? ""
+                                    : "not an interval of 0.1 to 86400 seconds: " + text;
 }
 
 class formatter_c : public CLI::Formatter {
@@ -111,6 +119,11 @@ void add_options(CLI::App& app, options_s& options) {
     add_form_options(app, options);
     app.add_option("--filter", options.filter, "Ask for what the filter EXPR fits")
         ->type_name("EXPR");
+    app.add_flag(
+           "--watch{2}", options.watch_seconds,
+           "Ask again and again, every 2 seconds or every SECONDS (--watch=SECONDS), and "
+           "mark what changes")
+        ->check(CLI::Validator(interval_fault, ""));
     app.add_flag("--list", options.is_list,
                  "Show what there is, or what may follow the words");
     app.add_option("--color", options.colour, "Colour the answers: auto, always or never")
@@ -181,6 +194,10 @@ outcome_e run(client_c& client, const options_s& options) {
     if (!request) {
         return client.report({outcome_e::usage, error});
     }
+    if (options.is_watch) {
+        return client.finish(
+            client.watch({*request}, *read_watch_seconds(options.watch_seconds)));
+    }
     if (options.is_list) {
         return client.list(words.empty() ? "" : *request + " ");
     }
@@ -224,7 +241,8 @@ outcome_e run(const options_s& options) {
     client_options.suffix += options.form_words;
     client_options.suffix +=
         options.limit > 0 ? " limit=" + std::to_string(options.limit) : "";
-    client_options.prefers_tables = isatty(STDOUT_FILENO) == 1 && !options.has_form;
+    client_options.prefers_tables =
+        (isatty(STDOUT_FILENO) == 1 || options.is_watch) && !options.has_form;
     answer_output_c output(STDOUT_FILENO, isatty(STDOUT_FILENO) == 1,
                            has_colours(options.colour));
     if (isatty(STDIN_FILENO) == 1) {
@@ -255,6 +273,7 @@ int main(int argc, char** argv) try {
     }
     options.has_filter = app.count("--filter") > 0;
     options.is_completion = app.count("--complete") > 0;
+    options.is_watch = app.count("--watch") > 0;
     keep_standard_streams();
     install_interrupts();
     return static_cast<int>(run(options));

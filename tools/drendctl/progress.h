@@ -22,8 +22,8 @@ class progress_c {
     std::string update(std::uint64_t bytes, time_point_t now);
     // When there is something to write next.
     time_point_t next() const { return next_; }
-    // The end of what arrives: what becomes of the line, with a line end when `rows` are known; else it
-    // is taken away. Nothing when there is none.
+    // The end of what arrives: what becomes of the line, with a line end when `rows` are known;
+    // else it is taken away. Nothing when there is none.
     std::string finish(std::uint64_t bytes, std::optional<std::uint64_t> rows,
                        time_point_t now);
 

@@ -18,10 +18,28 @@
 
 #include "interrupts.h"
 #include "request_text.h"
+#include "watch.h"
 
 namespace {
 
 constexpr int HISTORY_MAX = 1000;
+
+constexpr char HELP[] =
+    "?                    what can stand here; Tab completes it\n"
+    "REQUEST              asks the daemon; \"?\" behind a command shows its arguments\n"
+    "REQUEST --xml        in another form: --json, --table, --lines, --plain-json, "
+    "--count\n"
+    "REQUEST --wide       all columns of a table\n"
+    "REQUEST --limit N    so many rows at most\n"
+    "REQUEST | include WORD\n"
+    "                     the lines that hold WORD; | exclude WORD, those that do not\n"
+    "REQUEST | count      how many lines there are\n"
+    "REQUEST | json       as JSON\n"
+    "REQUEST | save FILE  into a file\n"
+    "watch [SECONDS] REQUEST\n"
+    "                     asks again and again and marks what changes; Ctrl-C ends it\n"
+    "help                 this\n"
+    "exit, quit, Ctrl-D   ends\n";
 
 // The file of the history, its folder made; empty when there is no place for it.
 std::string history_file() {
@@ -121,7 +139,10 @@ outcome_e prompt_c::run() {
         if (line == "exit" || line == "quit") {
             return outcome_e::answered;
         }
-        if (!is_blank(line) && !is_remark(line)) {
+        if (line == "help") {
+            remember(line.c_str());
+            show(HELP);
+        } else if (!is_blank(line) && !is_remark(line)) {
             remember(line.c_str());
             if (client_.run_typed(line) == outcome_e::not_wanted) {
                 return outcome_e::not_wanted; // nothing that is asked could be seen
@@ -230,8 +251,9 @@ void prompt_c::show(const std::string& text) {
 // Asks what could stand at the end of `typed`; `nothing` when nothing could. Says why there is no
 // answer.
 outcome_e prompt_c::find_entries(const std::string& typed) {
+    const std::optional<watch_line_s> watch = read_watch_line(typed);
     const outcome_s outcome =
-        ask_menu(client_.session(), typed,
+        ask_menu(client_.session(), watch ? std::string(watch->request) : typed,
                  patience_s::steady_clock_t::now() + MENU_PATIENCE, entries_);
     forget_interrupts();
     if (outcome.what == outcome_e::lost) {
