@@ -84,7 +84,7 @@ install(CODE "
 install(FILES ${drend_generated}/README.md CHANGELOG.md LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR}
   COMPONENT development)
 install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development
-  FILES_MATCHING PATTERN *.md PATTERN man EXCLUDE)
+  FILES_MATCHING PATTERN *.md PATTERN *.svg PATTERN man EXCLUDE)
 install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)
 drend_install_compressed(docs/man/drend.3 ${CMAKE_INSTALL_MANDIR}/man3 development)
 

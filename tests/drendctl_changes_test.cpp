@@ -124,12 +124,13 @@ TEST(drendctl_changes, what_is_watched_is_safe_for_a_terminal) {
     const std::string up = "\033[32mup\033[0m";
     EXPECT_EQ(
         watched("|\033[1mhk|h s\033[0m\n|k\033[2J1|v " + up + " \n~"), // no such field
-        "  [1mhk s\033[0m\n  \\x1b[2J1 " + up + " \n");
+        "  [1mhk s\n  \\x1b[2J1 " + up + " \n");
     EXPECT_EQ(
         watched("|hk|h  s\n|k1|v  down\n|k2|v  x\n~|hk|h  s\n|k1|v  " + up + "\n~", true),
         "  \033[1mk  s\033[0m\n  1  \033[7m" + up +
             "\033[0m\n"
             "\033[2m- 2  x\033[0m\n");
+    EXPECT_EQ(watched("|h\033[1ma|h  b\033[0m\n~", true), "  \033[1ma  b\033[0m\n");
     EXPECT_EQ(watched("\x9b"
                       "2J\n|k\r\n~"),
               "  \\x9b2J\n  \\x0d\n");

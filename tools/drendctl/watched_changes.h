@@ -41,7 +41,7 @@ class watched_changes_c {
     gone_t gone(const lines_t& lines, bool is_cut) const;
     std::size_t came_until(const lines_t& lines) const;
     void add_gone(const gone_t& gone, const std::string& behind,
-                  std::vector<std::string>& shown) const;
+                  std::vector<std::string>& picture) const;
     std::string shown(const watched_line_s& line, const watched_line_s* old) const;
     std::string marked(const watched_field_s& field, bool gives_way) const;
     std::string rate_of(const watched_field_s& counter, const watched_field_s* last) const;

@@ -23,8 +23,7 @@ std::string safe(std::string_view text) {
     return out;
 }
 
-// The text alone: without blanks around it and without colours.
-std::string bare(std::string_view shown) {
+std::string without_colours(std::string_view shown) {
     std::string text;
     for (std::size_t i = 0; i < shown.size(); ++i) {
         if (shown[i] == ESCAPE) {
@@ -33,6 +32,12 @@ std::string bare(std::string_view shown) {
             text += shown[i];
         }
     }
+    return text;
+}
+
+// The text alone: without blanks around it and without colours.
+std::string bare(std::string_view shown) {
+    std::string text = without_colours(shown);
     text.erase(0, text.find_first_not_of(' '));
     text.erase(text.find_last_not_of(' ') + 1); // npos + 1 is 0
     return text;
@@ -48,6 +53,9 @@ std::vector<watched_field_s> fields_of(std::string_view line) {
         watched_field_s field;
         field.kind = piece.empty() ? 'v' : piece.front();
         field.text = safe(piece.substr(piece.empty() ? 0 : 1));
+        if (field.kind == 'h' || field.kind == 't') { // who shows them has a look for them
+            field.text = without_colours(field.text);
+        }
         field.value = bare(field.text);
         fields.push_back(std::move(field));
         at = next;

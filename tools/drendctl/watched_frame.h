@@ -69,7 +69,7 @@ class watched_frame_c {
         std::string text;
     };
 
-    void take_line(std::string_view line);
+    void take_line(std::string_view text);
     void identify(watched_line_s& line, std::size_t indent);
     void identify_pair(watched_line_s& line, std::size_t level);
     void name_cells(watched_line_s& line, std::size_t indent);
