@@ -103,6 +103,10 @@ TEST(drendctl_changes, what_has_changed_is_known_by_what_it_is_in) {
         "|hk\n|k1\n    |hip|h  n\n    |ka |v  1\n|k2\n    |hip|h  n\n";
     EXPECT_EQ(watched(blocks + "    |ka |v  1\n~" + blocks + "    |ka |v  2\n~"),
               "  k\n  1\n      ip  n\n      a   1\n  2\n      ip  n\n      a   2*\n");
+    const std::string row = "    |hip|h  n\n    |ka |v  1\n";
+    EXPECT_EQ(watched("|hk\n|k2\n" + row +
+                      "~|hk\n|k1\n    |hip|h  n\n    |ka |v  9\n|k2\n" + row + "~"),
+              "  k\n+ 1\n      ip  n\n+     a   9\n  2\n      ip  n\n      a   1\n");
     EXPECT_EQ(watched("|nk: |ka\n|nv: |c1\n\n|nk: |kb\n|nv: |c1\n~"
                       "|nk: |kb\n|nv: |c3 B\n\n|nk: |kc\n|nv: |c1\n~"),
               "- k: a\n- v: 1\n  k: b\n  v: 3 B*  2.0/s\n  \n+ k: c\n+ v: 1\n");

@@ -124,6 +124,7 @@ std::size_t screen_c::rows() {
     return size().ws_row;
 }
 
+// NOLINTNEXTLINE(readability-convert-member-functions-to-static): nobody draws without a screen
 bool screen_c::show(const std::vector<std::string>& lines) {
     if (is_entered == 0) { // it was stopped
         enter();

@@ -23,7 +23,6 @@ class screen_c {
 
     // Draws as much of the lines as fits. They have no control characters but sequences ESC [ ...
     // m. False when it cannot be written.
-    // NOLINTNEXTLINE(readability-convert-member-functions-to-static): nobody draws without one
     bool show(const std::vector<std::string>& lines);
 };
 
