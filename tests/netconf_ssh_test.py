@@ -20,7 +20,7 @@ import unittest
 import xml.etree.ElementTree as ET
 
 from fake_daemon import FakeDaemon, flood, says
-from netstatd_yang import errors_of_data
+from netstatd_yang import errors_of_reply
 
 try:
     from ncclient import manager
@@ -107,7 +107,7 @@ class ThroughSsh(unittest.TestCase):
             self.assertIn(capability, client.server_capabilities)
         reply = client.get().xml
         content = reply.partition("<data>")[2].rpartition("</data>")[0]
-        self.assertEqual(errors_of_data(content), "", reply)
+        self.assertEqual(errors_of_reply(content), "", reply)
         names = ET.fromstring(reply).iter(f"{{{INTERFACES}}}name")
         self.assertIn("lo", [e.text for e in names])
         for xmlns in f" xmlns='{INTERFACES}'", "":

@@ -9,6 +9,7 @@ import contextlib
 import html
 import os
 import pathlib
+import pwd
 import select
 import subprocess
 import sys
@@ -18,7 +19,7 @@ import unittest
 import xml.etree.ElementTree as ET
 
 from fake_daemon import END_OF_CHUNKS, TYPE, FakeDaemon, chunks_of, flood, framed, note, says
-from netstatd_yang import errors_of_data
+from netstatd_yang import errors_of_reply
 
 ORVEX_NETCONF, NETSTATD, MEASURES_MEMORY = sys.argv[1], sys.argv[2], sys.argv[3] == "1"
 PATIENCE = 120  # seconds; only a fault lasts so long
@@ -28,6 +29,16 @@ END = b"]]>]]>"
 CHUNK_MAX = 16384
 MESSAGE_MAX = 65536
 A = f"{{{BASE}}}a"  # what daemons show here declares no namespace
+LIBRARY = "{urn:ietf:params:xml:ns:yang:ietf-yang-library}"
+MONITORING = "urn:ietf:params:xml:ns:yang:ietf-netconf-monitoring"
+NMDA = "urn:ietf:params:xml:ns:yang:ietf-netconf-nmda"
+SCHEMAS = {
+    "types.yang": "// é < & ]]> \"\nmodule types {\n\tnamespace 'urn:t';\n\tprefix t;\n  revision 2026-01-01;\n}\n",
+    "part.yang": "module part {\n  namespace urn:t;\n}",
+    "part@2026-01-02.yang": "module part {\n  namespace \"urn:t\";\n  revision \"2026-01-02\" {}\n}",
+    "sub@2026-01-03.yang": "submodule sub {\n  belongs-to types {\n}\n}",
+    "alone.yang": "submodule alone {\n  belongs-to nothing {\n}\n}",
+    "notes.txt": "module notes {\n  namespace 'urn:n';\n}"}
 INTERFACES = "urn:ietf:params:xml:ns:yang:ietf-interfaces"
 
 
@@ -179,7 +190,7 @@ class Sessions(unittest.TestCase):
                 INTERFACES + "?module=ietf-interfaces&revision=2018-02-20&features=if-mib", announced)
             self.assertEqual(int(session.hello.findtext(f"{{{BASE}}}session-id")), session.process.pid)
             whole = self.data(session, "")
-            self.assertEqual(errors_of_data(whole), "", whole)
+            self.assertEqual(errors_of_reply(whole), "", whole)
             one = self.data(session, f"""<filter type='subtree'>
                 <interfaces xmlns='{INTERFACES}'><interface><name> lo </name><enabled/></interface>
                 </interfaces></filter>""")
@@ -273,7 +284,7 @@ class Sessions(unittest.TestCase):
                          ("malformed-message", {}, {"message-id": "1"}))
 
     def test_requests_are_answered_in_their_order(self):
-        self.daemon("a", says(b"<a/>" * 20000))
+        self.daemon("a", says(b"<a/>" * 20000), ["urn:a"])
         session = self.session()
         for number in range(20):
             session.send(get(message_id=number) if number % 2 else rpc("<lock/>", number))
@@ -448,6 +459,158 @@ class Sessions(unittest.TestCase):
         self.daemon("a", lambda *_: held.wait(PATIENCE))
         session = self.session("1", "--patience", "1")
         self.assertIn("a: says nothing", session.ask(get()))
+
+    # --- the server's own data ---
+
+    def own(self, session, content):
+        """The element that is selected."""
+        return ET.fromstring(self.data(session, f"<filter>{content}</filter>"))
+
+    def test_modules_are_announced_with_their_features(self):
+        def announced(session):
+            return [e.text for e in session.hello.iter(f"{{{BASE}}}capability")]
+
+        self.daemon("a", says(), ["urn:m?module=m&revision=2026-01-02&features=f,g", "urn:n", "urn:k?module=k"])
+        session = self.session("1", "--yang-dir", self.yang_dir())
+        library = [c for c in announced(session) if ":yang-library:1.1?" in c]
+        content_id = library[0].partition("?revision=2019-01-04&content-id=")[2]
+        self.assertEqual((len(library), len(content_id)), (1, 16))
+        # The daemons' and the server's own, all in the same words
+        shown = self.own(session, "<yang-library/>")
+        self.assertEqual(shown.findtext(f"{LIBRARY}content-id"), content_id)
+        modules = []
+        for module in shown.iter(f"{LIBRARY}module"):
+            values = {name: module.findtext(LIBRARY + name) for name in ("name", "revision", "namespace")}
+            features = [e.text for e in module.iter(f"{LIBRARY}feature")]
+            uri = f"{values['namespace']}?module={values['name']}"
+            uri += f"&revision={values['revision']}" if values["revision"] else ""
+            modules.append(uri + (f"&features={','.join(features)}" if features else ""))
+        self.assertEqual([*announced(session)[:3], *sorted([*modules, "urn:n"])], announced(session))
+        self.assertEqual([e.findtext(f"{LIBRARY}name") for e in shown.iter(f"{LIBRARY}import-only-module")],
+                         ["part", "part", "types"])
+        self.assertEqual([e.text for e in self.own(session, f"<netconf-state xmlns='{MONITORING}'>"
+                                                            "<capabilities/></netconf-state>")[0]],
+                         announced(session))
+        # Other modules, another id
+        self.daemon("b", says(), ["urn:m?module=m&revision=2026-01-02&features=h"])
+        other = self.session()
+        self.assertNotIn(library[0], announced(other))
+        shown = self.own(other, "<yang-library><module-set><module><name>m</name></module></module-set>"
+                                "</yang-library>")
+        self.assertEqual([e.text for e in shown.iter(f"{LIBRARY}feature")], ["f", "g", "h"])
+
+    def test_sessions_are_known(self):
+        one, two = self.session(), self.session()
+        ids = [session.hello.findtext(f"{{{BASE}}}session-id") for session in (one, two)]
+        pathlib.Path(self.run_dir, "sessions", "1").write_text("user x\n", encoding="utf-8")
+        one.fault("<get")
+        one.fault(rpc("<lock/>"))
+
+        def sessions():
+            shown = self.own(two, f"<netconf-state xmlns='{MONITORING}'><sessions/></netconf-state>")
+            return {s[0].text: {e.tag.partition("}")[2]: e.text for e in s} for s in shown[0]}
+        shown = sessions()
+        self.assertEqual(sorted(shown), sorted(ids))  # a file that nobody holds is no session
+        self.assertEqual(
+            {name: shown[ids[0]][name] for name in ("in-rpcs", "in-bad-rpcs", "out-rpc-errors")},
+            {"in-rpcs": "1", "in-bad-rpcs": "1", "out-rpc-errors": "2"})
+        self.assertEqual(shown[ids[0]]["username"], pwd.getpwuid(os.getuid()).pw_name)
+        self.assertRegex(shown[ids[0]]["login-time"], r"^\d{4}(-\d\d){2}T\d\d(:\d\d){2}Z$")
+        invalid = ("protocol", "invalid-value", {"bad-element": "session-id"}, {"message-id": "1"})
+        for number in "1", ids[1], "0", "-1", "x", "99999999999":
+            self.assertEqual(two.fault(rpc(f"<kill-session><session-id>{number}</session-id></kill-session>")),
+                             invalid, number)
+        self.assertEqual(two.fault(rpc("<kill-session/>"))[1], "missing-element")
+        kill = rpc(f"<kill-session><session-id>{ids[0]}</session-id></kill-session>")
+        self.assertIn("<ok/>", two.ask(kill))
+        self.assertEqual(one.finish(), (1, "orvex-netconf: killed\n", b""))
+        self.assertEqual(list(sessions()), [ids[1]])
+        self.assertEqual(two.fault(kill), invalid)
+        self.assertEqual(sorted(os.listdir(pathlib.Path(self.run_dir, "sessions"))), ["1", ids[1]])
+
+    def test_a_session_is_killed_within_a_reply(self):
+        self.daemon("a", flood([]))
+        one, two = self.session(), self.session()
+        one.send(get())
+        one.take(100)
+        number = one.hello.findtext(f"{{{BASE}}}session-id")
+        self.assertIn("<ok/>", two.ask(
+            rpc(f"<kill-session><session-id>{number}</session-id></kill-session>")))
+        self.assertEqual(one.process.wait(PATIENCE), 1)
+
+    def yang_dir(self):
+        folder = pathlib.Path(self.run_dir, "yang")
+        folder.mkdir()
+        for name, text in SCHEMAS.items():
+            pathlib.Path(folder, name).write_text(text, encoding="utf-8")
+        pathlib.Path(self.run_dir, "out.yang").write_text("module out { namespace 'urn:o'; }", encoding="utf-8")
+        return folder
+
+    def test_schemas(self):
+        session = self.session("1", "--yang-dir", self.yang_dir())
+        shown = self.own(session, f"<netconf-state xmlns='{MONITORING}'><schemas/></netconf-state>")
+        self.assertEqual([[e.text for e in schema] for schema in shown[0]], [
+            ["part", None, "yang", "urn:t", "NETCONF"], ["part", "2026-01-02", "yang", "urn:t", "NETCONF"],
+            ["sub", "2026-01-03", "yang", "urn:t", "NETCONF"],
+            ["types", "2026-01-01", "yang", "urn:t", "NETCONF"]])
+
+        def get_schema(identifier, more=""):
+            return rpc(f"<get-schema xmlns='{MONITORING}'><identifier>{identifier}</identifier>{more}</get-schema>")
+        for identifier, more, file in (
+                ("types", "", "types.yang"), ("types", "<version>2026-01-01</version>", "types.yang"),
+                ("part", "<version>2026-01-02</version>", "part@2026-01-02.yang"),
+                ("sub", "<format>yang</format>", "sub@2026-01-03.yang"),
+                ("sub", f"<format xmlns:m='{MONITORING}'>m:yang</format>", "sub@2026-01-03.yang")):
+            reply = ET.fromstring(session.ask(get_schema(identifier, more)))
+            self.assertEqual((reply[0].tag, reply[0].text), (f"{{{MONITORING}}}data", SCHEMAS[file]))
+        for identifier, more in (
+                ("../out", ""), ("out", ""), ("/etc/passwd", ""), ("", ""), (".", ""), ("types.yang", ""),
+                ("types", "<version>/../types</version>"), ("types", "<version>2026-01-02</version>"),
+                ("types", "<format>yin</format>"), ("types", "<format xmlns='urn:b'>yang</format>")):
+            self.assertIn(session.fault(get_schema(identifier, more))[:2], (
+                ("application", "invalid-value"), ("protocol", "unknown-namespace")), identifier + more)
+        self.assertIn("<error-app-tag>data-not-unique</error-app-tag>", session.ask(get_schema("part")))
+        self.assertEqual(session.fault(rpc(f"<get-schema xmlns='{MONITORING}'/>"))[1], "missing-element")
+
+    def test_get_data(self):
+        daemon = self.daemon("a", says(b"<a/>"), ["urn:a"])
+        session = self.session()
+
+        def get_data(content, datastore="d:operational", xmlns=""):
+            return rpc(f"<get-data xmlns='{NMDA}' xmlns:d='urn:ietf:params:xml:ns:yang:ietf-datastores'>"
+                       f"<datastore{xmlns}>{datastore}</datastore>{content}</get-data>")
+        self.assertEqual(session.ask(get_data("<subtree-filter><a/></subtree-filter>")),
+                         f'<rpc-reply xmlns="{BASE}" message-id="1"><data xmlns="{NMDA}"><a/></data></rpc-reply>')
+        # Levels are counted from what is selected.
+        for content, depth in (
+                ("<a/>", 1), ("<a><b/></a>", 2), ("<a><k>1</k></a>", 1), ("<a><k>1</k><b/><c/></a>", 2),
+                ("<a><b><k>1</k></b></a><a><c/></a>", 2), ("", 1)):
+            for levels in 1, 7:
+                session.ask(get_data(f"<subtree-filter>{content}</subtree-filter><max-depth>{levels}</max-depth>"
+                                     if content else f"<max-depth>{levels}</max-depth>"))
+                self.assertIn(f" depth={depth - 1 + levels}", daemon.requests[-1], content)
+        session.ask(get_data("<max-depth>unbounded</max-depth>"))
+        self.assertNotIn("depth", daemon.requests[-1])
+        asked = len(daemon.requests)
+        for text, tag, element in (
+                (get_data("", "d:running"), "invalid-value", "datastore"),
+                (get_data("", "operational"), "invalid-value", "datastore"),
+                (rpc(f"<get-data xmlns='{NMDA}'/>"), "missing-element", "datastore"),
+                (get_data("<xpath-filter>/a</xpath-filter>"), "unknown-element", "xpath-filter"),
+                (get_data("<origin-filter>o</origin-filter>"), "unknown-element", "origin-filter"),
+                (get_data("<with-origin/>"), "unknown-element", "with-origin"),
+                (get_data("<with-defaults>trim</with-defaults>"), "invalid-value", "with-defaults"),
+                (get_data("<config-filter>true</config-filter>"), "operation-not-supported", "config-filter"),
+                (get_data("<max-depth>0</max-depth>"), "invalid-value", "max-depth"),
+                (get_data("<max-depth>65536</max-depth>"), "invalid-value", "max-depth"),
+                (get_data("<max-depth>1 </max-depth><max-depth>1</max-depth>"), "bad-element", "max-depth"),
+                (get_data("<subtree-filter><a><b/><c><d/></c></a></subtree-filter><max-depth>1</max-depth>"),
+                 "operation-not-supported", "max-depth")):
+            self.assertEqual(session.fault(text), ("protocol", tag, {"bad-element": element}, {"message-id": "1"}),
+                             text)
+        self.assertEqual(session.fault(rpc(f"<edit-data xmlns='{NMDA}'/>"))[:2],
+                         ("protocol", "operation-not-supported"))
+        self.assertEqual(len(daemon.requests), asked)
 
     # --- long replies ---
 

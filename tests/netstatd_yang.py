@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: BSD-2-Clause
-"""The YANG modules that the example daemons' "corvane-netconf-get" follows, and the check against
-them."""
+"""The YANG modules that the example daemons' "corvane-netconf-get" follows and those of a NETCONF
+server's own data, and the check against them."""
 
 import pathlib
 import subprocess
@@ -16,9 +16,14 @@ MODULES = [YANG / name for name in (
     "modules/ietf/iana-if-type@2014-05-08.yang")]
 LEASES = [pathlib.Path(__file__).resolve().parent.parent
           / "examples/leasesd/yang/example-dhcp-leases.yang"]
-# A complete datastore must have something in ietf-routing's obsolete branch.
+SERVER = [YANG / "modules/ietf/ietf-netconf-monitoring@2010-10-04.yang",
+          YANG / "modules/ietf/ietf-datastores@2018-02-14.yang",
+          pathlib.Path("/usr/share/yang/modules/libyang/ietf-yang-library@2019-01-04.yang")]
+# A complete datastore must have something in the obsolete branches of these modules.
 OBSOLETE = """<routing-state xmlns="urn:ietf:params:xml:ns:yang:ietf-routing"><ribs><rib>
 <name>-</name><address-family>ipv4</address-family></rib></ribs></routing-state>"""
+OBSOLETE_OF_SERVER = """<modules-state xmlns="urn:ietf:params:xml:ns:yang:ietf-yang-library">
+<module-set-id>-</module-set-id></modules-state>"""
 
 
 def validated(text, kind_of_file, kind_of_data="get", form=None, modules=None):
@@ -44,3 +49,10 @@ def errors_of_data(content):
     """What yanglint finds in the content of an element "data", as the answer of a "get" and as a
     complete datastore: with all that is mandatory in it and no reference that leads nowhere."""
     return errors_of("get", content) or errors_of("data", content + OBSOLETE)
+
+
+def errors_of_reply(content):
+    """The same of all that a NETCONF server shows, its own data among them."""
+    modules = MODULES + SERVER
+    return errors_of("get", content, modules) or errors_of(
+        "data", content + OBSOLETE + OBSOLETE_OF_SERVER, modules)

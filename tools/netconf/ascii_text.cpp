@@ -26,6 +26,25 @@ bool is_character(std::uint32_t c) {
            c != 0xffff;
 }
 
+// What is below 0x20 and not among `controls`, or among `marks`, is a reference.
+std::string with_references(std::string_view utf8, std::string_view marks,
+                            std::string_view controls) {
+    std::string out;
+    ascii_encoder_c encoder;
+    for (const char c : utf8) {
+        const auto code = static_cast<unsigned char>(c);
+        if ((code >= 0x20 || controls.find(c) != std::string_view::npos) &&
+            marks.find(c) == std::string_view::npos) {
+            encoder.add({&c, 1}, out);
+        } else {
+            encoder.finish(out);
+            append_reference(is_character(code) ? code : REPLACEMENT, out);
+        }
+    }
+    encoder.finish(out);
+    return out;
+}
+
 } // namespace
 
 void ascii_encoder_c::add(std::string_view utf8, std::string& out) {
@@ -78,18 +97,9 @@ void ascii_encoder_c::finish(std::string& out) {
 // Everything that has a meaning in XML, in an argument of a request, or as the end of a line is a
 // reference.
 std::string escaped(std::string_view utf8) {
-    constexpr std::string_view marks = "&<>\"'\\";
-    std::string out;
-    ascii_encoder_c encoder;
-    for (const char c : utf8) {
-        const auto code = static_cast<unsigned char>(c);
-        if (code >= 0x20 && marks.find(c) == std::string_view::npos) {
-            encoder.add({&c, 1}, out);
-        } else {
-            encoder.finish(out);
-            append_reference(is_character(code) ? code : REPLACEMENT, out);
-        }
-    }
-    encoder.finish(out);
-    return out;
+    return with_references(utf8, "&<>\"'\\", "");
+}
+
+std::string escaped_lines(std::string_view utf8) {
+    return with_references(utf8, "&<>", "\t\n");
 }

@@ -26,5 +26,7 @@ class ascii_encoder_c {
     int missing_ = 0;
 };
 
-// A text for the inside of an element or of an attribute in quotation marks.
+// A text for the inside of an element or of an attribute in quotation marks: one line.
 std::string escaped(std::string_view utf8);
+// The same for the inside of an element, with its lines as they are.
+std::string escaped_lines(std::string_view utf8);

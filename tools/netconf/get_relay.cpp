@@ -12,11 +12,14 @@
 
 namespace {
 
-constexpr char COMMAND[] = "corvane-netconf-get as-ietf-xml ascii compact";
+constexpr char COMMAND[] = "corvane-netconf-get ";
+constexpr char FORM[] = "as-ietf-xml ascii compact";
+constexpr std::size_t COMMAND_SIZE = sizeof COMMAND - 1;
 constexpr std::size_t REQUEST_MAX = 65536; // bytes of a line that a daemon reads
 
+// The command's arguments.
 std::string question_of(const data_request_s& request, const filter_t* filter) {
-    std::string question = COMMAND;
+    std::string question = FORM;
     question += request.levels.empty() ? "" : " depth=" + request.levels;
     if (filter != nullptr) {
         question += " filter='";
@@ -67,7 +70,7 @@ void get_relay_c::start(const std::vector<daemon_s>& daemons, const data_request
     questions_.clear();
     asked_.clear();
     joiner_.reset();
-    if (question_of(request, filter_in(request)).size() > REQUEST_MAX) {
+    if (COMMAND_SIZE + question_of(request, filter_in(request)).size() > REQUEST_MAX) {
         error_ = {"application", "too-big", "the filter is too long"};
         state_ = state_e::refused;
         return;
@@ -76,6 +79,11 @@ void get_relay_c::start(const std::vector<daemon_s>& daemons, const data_request
         if (is_concerned_by(daemon, filter_in(request)) && !connect(daemon)) {
             return;
         }
+    }
+    asks_own_ = is_concerned_by(own_data_c::as_daemon(), filter_in(request));
+    if (asks_own_ && !own_.refresh()) {
+        give_up(own_data_c::as_daemon().name + ": " + own_.error());
+        return;
     }
     ask_in_rounds(request);
     ask_next();
@@ -94,10 +102,11 @@ bool get_relay_c::connect(const daemon_s& daemon) {
 }
 
 bool get_relay_c::has_shared_namespace() const {
-    std::set<std::string> found;
+    std::set<std::string> found =
+        asks_own_ ? namespaces_of(own_data_c::as_daemon()) : std::set<std::string>();
     for (const auto& asked : asked_) {
         const std::set<std::string> own = namespaces_of(asked->daemon());
-        const bool is_unknown = own.empty() && asked_.size() > 1;
+        const bool is_unknown = own.empty() && asked_.size() + (asks_own_ ? 1 : 0) > 1;
         if (is_unknown ||
             std::any_of(own.begin(), own.end(),
                         [&](const std::string& xmlns) { return found.count(xmlns) > 0; })) {
@@ -131,14 +140,38 @@ void get_relay_c::ask_all(const data_request_s& request, const filter_t* filter)
             questions_.push_back({asked.get(), question_of(request, filter)});
         }
     }
+    if (asks_own_ && is_concerned_by(own_data_c::as_daemon(), filter)) {
+        questions_.push_back({nullptr, question_of(request, filter)});
+    }
 }
 
 void get_relay_c::ask_next() {
+    while (!questions_.empty() && questions_.front().asked == nullptr) {
+        if (!ask_own()) {
+            return;
+        }
+        questions_.pop_front();
+    }
     if (questions_.empty()) {
         finish();
     } else {
-        link().ask(questions_.front().text);
+        link().ask(COMMAND + questions_.front().text);
     }
+}
+
+// Short, and there at once.
+bool get_relay_c::ask_own() {
+    const std::optional<std::string> text = own_.answer(questions_.front().text);
+    if (!text.has_value()) {
+        give_up(own_data_c::as_daemon().name + ": " + own_.error());
+        return false;
+    }
+    take_text(*text);
+    if (joiner_ != nullptr && !joiner_->end_answer()) {
+        give_up(own_data_c::as_daemon().name + ": " + joiner_->error());
+        return false;
+    }
+    return true;
 }
 
 short get_relay_c::events() const {
@@ -167,7 +200,7 @@ void get_relay_c::read() {
         finish_answer();
         return;
     case daemon_link_c::state_e::failed:
-        give_up();
+        give_up(link().error());
         return;
     }
     if (joiner_ != nullptr && !joiner_->error().empty()) {
@@ -176,6 +209,9 @@ void get_relay_c::read() {
 }
 
 void get_relay_c::take_text(std::string_view text) {
+    if (text.empty()) {
+        return;
+    }
     if (joiner_ == nullptr) {
         write(text);
     } else {
@@ -207,12 +243,11 @@ void get_relay_c::write(std::string_view text) {
 }
 
 void get_relay_c::fail(const std::string& why) {
-    link().fail(why);
-    give_up();
+    give_up(link().daemon().name + ": " + why);
 }
 
-void get_relay_c::give_up() {
-    error_ = {"application", "operation-failed", link().error()};
+void get_relay_c::give_up(const std::string& why) {
+    error_ = {"application", "operation-failed", why};
     state_ = opening_.empty() ? state_e::broken : state_e::refused;
     questions_.clear();
     asked_.clear();

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
-// Relays what daemons answer to one request for data: one daemon after the other, each as it comes.
+// Relays what daemons answer to one request for data: one daemon after the other, each as it comes,
+// and what the server itself has to say at the end.
 //
 //     daemons -> answers -> one element for each container at the top -> message
 //
@@ -28,6 +29,7 @@
 #include "daemon_link.h"
 #include "daemon_registry.h"
 #include "message_writer.h"
+#include "own_data.h"
 #include "rpc_error.h"
 
 struct data_request_s {
@@ -46,8 +48,9 @@ class get_relay_c {
     };
 
     // Connecting to one of them takes no longer than `patience`.
-    get_relay_c(message_writer_c& message, std::chrono::milliseconds patience)
-        : message_(message), patience_(patience) {}
+    get_relay_c(message_writer_c& message, std::chrono::milliseconds patience,
+                own_data_c& own)
+        : message_(message), patience_(patience), own_(own) {}
 
     // Begins a reply that opens with `opening`, which is written with the first of the data. What
     // came before is forgotten.
@@ -68,7 +71,7 @@ class get_relay_c {
 
   private:
     struct question_s {
-        daemon_link_c* asked;
+        daemon_link_c* asked; // null: the server's own data are asked for
         std::string text;
     };
 
@@ -77,22 +80,25 @@ class get_relay_c {
     void ask_all(const data_request_s& request, const filter_t* filter);
     bool has_shared_namespace() const;
     void ask_next();
+    bool ask_own();
     void read();
     void take_text(std::string_view text);
     void finish_answer();
     void finish();
     void write(std::string_view text);
     void fail(const std::string& why);
-    void give_up();
+    void give_up(const std::string& why);
     daemon_link_c& link() const { return *questions_.front().asked; }
 
     message_writer_c& message_;
     const std::chrono::milliseconds patience_;
+    own_data_c& own_;
 
     state_e state_ = state_e::idle;
     rpc_error_s error_{"application", "operation-failed", ""};
     std::string opening_; // empty: it was written
     std::vector<std::unique_ptr<daemon_link_c>> asked_;
+    bool asks_own_ = false;
     std::deque<question_s> questions_;           // the first is being answered
     std::unique_ptr<container_joiner_c> joiner_; // when something may have to be joined
 };

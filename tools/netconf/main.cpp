@@ -5,6 +5,9 @@
 #include <csignal>
 #include <cstdio>
 #include <exception>
+#include <filesystem>
+#include <string>
+#include <system_error>
 
 #include <CLI/CLI.hpp>
 #include <fcntl.h>
@@ -19,17 +22,32 @@ bool stop_waiting(int fd) {
     return flags >= 0 && fcntl(fd, F_SETFL, flags | O_NONBLOCK) == 0;
 }
 
+// What the program comes with: "share/orvex-netconf" beside the directory that it is in.
+std::string share_dir() {
+    namespace fs = std::filesystem;
+    std::error_code failure; // whatever is wrong, there is nothing to be found
+    const fs::path program = fs::read_symlink("/proc/self/exe", failure);
+    return program.parent_path().parent_path() / "share/orvex-netconf";
+}
+
 } // namespace
 
 int main(int argc, char** argv) try {
     session_options_s options;
+    const std::string share = share_dir();
     options.run_dir = "/run/orvex";
+    options.own_prefix = share;
+    options.yang_dir = share + "/yang";
     unsigned patience = 60;
     CLI::App app("Answers NETCONF requests on standard input from this machine's daemons.",
                  "orvex-netconf");
     app.set_version_flag("--version", DREND_VERSION);
     app.add_option("--run-dir", options.run_dir,
                    "Ask the daemons that are registered in DIR")
+        ->type_name("DIR")
+        ->capture_default_str();
+    app.add_option("--yang-dir", options.yang_dir,
+                   "Give clients the YANG modules in DIR, files NAME@REVISION.yang")
         ->type_name("DIR")
         ->capture_default_str();
     app.add_option("--patience", patience,

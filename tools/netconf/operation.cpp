@@ -5,11 +5,16 @@
 #include <algorithm>
 #include <iterator>
 
+#include "own_data.h"
+
 namespace {
 
 constexpr operation_s OPERATIONS[] = {
     {NETCONF_BASE, "get", perform_get},
     {NETCONF_BASE, "close-session", perform_close_session},
+    {NETCONF_BASE, "kill-session", perform_kill_session},
+    {NETCONF_NMDA, "get-data", perform_get_data},
+    {NETCONF_MONITORING, "get-schema", perform_get_schema},
 };
 
 } // namespace
@@ -30,7 +35,7 @@ bool has_operations_in(const std::string& xmlns) {
 
 std::optional<rpc_error_s>
 fault_in_parameters(const client_message_s& rpc,
-                    std::initializer_list<std::string_view> known) {
+                    std::initializer_list<std::string_view> known, const char* needed) {
     for (const parameter_s& parameter : rpc.parameters) {
         const std::string& name = parameter.name.name;
         if (parameter.name.xmlns != rpc.operation.xmlns) {
@@ -45,7 +50,10 @@ fault_in_parameters(const client_message_s& rpc,
                                "there is more than one '" + name + "'");
         }
     }
-    return std::nullopt;
+    return needed == nullptr || find_parameter(rpc, needed) != nullptr
+               ? std::nullopt
+               : std::optional(bad_element("protocol", "missing-element", needed,
+                                           std::string("there is no ") + needed));
 }
 
 const parameter_s* find_parameter(const client_message_s& rpc, std::string_view name) {

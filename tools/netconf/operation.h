@@ -27,14 +27,19 @@ bool has_operations_in(const std::string& xmlns);
 
 // --- parameters ---
 
-// The fault in the parameters of an operation that has those: one that it does not have, or twice.
+// The fault in the parameters of an operation that has those `known`: one that it does not have, or
+// twice, or without the one that it needs.
 std::optional<rpc_error_s>
 fault_in_parameters(const client_message_s& rpc,
-                    std::initializer_list<std::string_view> known);
+                    std::initializer_list<std::string_view> known,
+                    const char* needed = nullptr);
 // Null when it was not given.
 const parameter_s* find_parameter(const client_message_s& rpc, std::string_view name);
 
 // --- what the table is made of ---
 
 void perform_get(session_c& session, const client_message_s& rpc);
+void perform_get_data(session_c& session, const client_message_s& rpc);
+void perform_get_schema(session_c& session, const client_message_s& rpc);
+void perform_kill_session(session_c& session, const client_message_s& rpc);
 void perform_close_session(session_c& session, const client_message_s& rpc);

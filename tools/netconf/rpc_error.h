@@ -13,6 +13,7 @@ struct rpc_error_s {
     std::string message; // one line for people
     // What is wrong, "bad-element" and the like with their texts.
     std::vector<std::pair<const char*, std::string>> info{};
+    const char* app_tag = nullptr;
 };
 
 // Errors about an element: its name, or an attribute of it, is in the info.

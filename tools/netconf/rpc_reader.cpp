@@ -131,11 +131,35 @@ void append_filter(const xmlNode* element, const std::string& inherited,
     out += "</" + name + ">";
 }
 
+bool is_content_match(const xmlNode* element) {
+    return elements_of(element).empty() && !trimmed_text(element).empty();
+}
+
+// Of what the element selects: itself, unless it asks for some of its kids.
+unsigned level_of(const xmlNode* element, unsigned own) {
+    unsigned found = own;
+    bool is_found = false;
+    for (const xmlNode* kid : elements_of(element)) {
+        if (is_content_match(kid)) {
+            continue;
+        }
+        const unsigned level = level_of(kid, own + 1);
+        if (level == 0 || (is_found && level != found)) {
+            return 0;
+        }
+        found = level;
+        is_found = true;
+    }
+    return found;
+}
+
 filter_t filter_of(const xmlNode* filter) {
     const std::string inherited = xmlns_of(filter);
     filter_t read;
     for (const xmlNode* element : elements_of(filter)) {
-        read.push_back({{filter_xmlns(element, inherited), text_of(element->name)}, ""});
+        read.push_back({{filter_xmlns(element, inherited), text_of(element->name)},
+                        "",
+                        level_of(element, 1)});
         append_filter(element, inherited, "", read.back().text);
     }
     return read;

@@ -28,6 +28,8 @@ struct filter_element_s {
     qualified_name_s name;
     // Without prefixes, line feeds and apostrophes: what can stand between apostrophes in a line.
     std::string text;
+    // From the top, 1, at which stands what it selects; 0: on several.
+    unsigned level;
 };
 
 // A subtree filter; without an element it selects nothing.

@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
-#include <set>
 #include <utility>
 
 #include <poll.h>
@@ -19,6 +18,8 @@ namespace {
 constexpr std::size_t MESSAGE_MAX = 65536;
 constexpr char BASE_1_0[] = "urn:ietf:params:netconf:base:1.0";
 constexpr char BASE_1_1[] = "urn:ietf:params:netconf:base:1.1";
+const std::string YANG_LIBRARY = "urn:ietf:params:netconf:capability:yang-library:1.1"
+                                 "?revision=2019-01-04&content-id=";
 
 bool contains(const std::vector<std::string>& texts, const char* text) {
     return std::find(texts.begin(), texts.end(), text) != texts.end();
@@ -38,7 +39,9 @@ rpc_error_s not_supported(const std::string& operation) {
 } // namespace
 
 session_c::session_c(int in, int out, const session_options_s& options)
-    : in_(in), out_(out), options_(options), relay_(output_, options.patience),
+    : in_(in), out_(out), options_(options),
+      own_data_(options.own_prefix, [this] { return own_facts(); }),
+      relay_(output_, options.patience, own_data_), registry_(options.run_dir),
       due_(clock_t::now() + options.patience) {}
 
 int session_c::run() {
@@ -164,22 +167,21 @@ void session_c::greet() {
         fail(error);
         return;
     }
-    std::set<std::string> capabilities;
-    for (const daemon_s& daemon : daemons_) {
-        capabilities.insert(daemon.modules.begin(), daemon.modules.end());
+    if (!registry_.open(error)) {
+        fprintf(stderr, "orvex-netconf: %s\n", error.c_str());
     }
+    const std::vector<std::string> modules = all_modules(daemons_);
+    capabilities_ = {BASE_1_0, BASE_1_1, YANG_LIBRARY + content_id_of(modules)};
+    capabilities_.insert(capabilities_.end(), modules.begin(), modules.end());
     std::string hello = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<hello xmlns=\"";
     hello += NETCONF_BASE;
     hello += "\"><capabilities>";
-    for (const std::string& capability : {std::string(BASE_1_0), std::string(BASE_1_1)}) {
-        hello += "<capability>" + capability + "</capability>";
-    }
-    for (const std::string& capability : capabilities) {
+    for (const std::string& capability : capabilities_) {
         hello += "<capability>" + escaped(capability) + "</capability>";
     }
-    // Of all processes of the machine none has the same.
-    hello +=
-        "</capabilities><session-id>" + std::to_string(getpid()) + "</session-id></hello>";
+    // The number of the process: no other session of the machine has it.
+    hello += "</capabilities><session-id>" + std::to_string(registry_.own().id) +
+             "</session-id></hello>";
     output_.add(hello);
     output_.end_message();
 }
@@ -218,6 +220,7 @@ void session_c::take_hello(const client_message_s& hello) {
 
 void session_c::take_rpc(const client_message_s& rpc) {
     attributes_ = rpc.attributes;
+    ++(rpc.fault.has_value() ? counters_.in_bad_rpcs : counters_.in_rpcs);
     if (rpc.fault.has_value()) {
         refuse(*rpc.fault);
     } else if (const operation_s* operation = find_operation(rpc.operation)) {
@@ -242,6 +245,7 @@ bool session_c::is_served(const std::string& xmlns) {
 void session_c::reply(const std::string& content) {
     output_.add(opening_of(attributes_) + content + CLOSING);
     output_.end_message();
+    registry_.update(counters_);
 }
 
 // base:1.0 does not have "malformed-message".
@@ -250,6 +254,7 @@ void session_c::refuse(const rpc_error_s& error) {
     if (std::string_view(error.tag) == "malformed-message" && !has_chunks_) {
         known.tag = "operation-failed";
     }
+    ++counters_.out_rpc_errors;
     reply(to_xml(known));
 }
 
@@ -265,11 +270,22 @@ void session_c::relay(const data_request_s& request, const std::string& opening)
     settle_relay();
 }
 
+own_facts_s session_c::own_facts() const {
+    own_facts_s facts;
+    facts.capabilities = capabilities_;
+    facts.modules = all_modules(daemons_);
+    facts.schemas = schema_files(options_.yang_dir);
+    facts.sessions = registry_.all();
+    facts.own = registry_.own();
+    return facts;
+}
+
 void session_c::settle_relay() {
     switch (relay_.state()) {
     case get_relay_c::state_e::done:
         output_.add(closing_ + CLOSING);
         output_.end_message();
+        registry_.update(counters_);
         break;
     case get_relay_c::state_e::refused:
         refuse(relay_.error());

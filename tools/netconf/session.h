@@ -19,10 +19,14 @@
 #include "frame_decoder.h"
 #include "get_relay.h"
 #include "message_writer.h"
+#include "own_data.h"
 #include "rpc_reader.h"
+#include "session_registry.h"
 
 struct session_options_s {
     std::string run_dir;
+    std::string yang_dir;   // of the modules that <get-schema> gives
+    std::string own_prefix; // of the definitions of the server's own data
     // How long the client's hello, each piece of a daemon's answer, and the client's taking what
     // is left at the end are waited for.
     std::chrono::seconds patience{60};
@@ -47,6 +51,9 @@ class session_c {
     // Ends the session, once what waits has gone out.
     void end();
 
+    const session_options_s& options() const { return options_; }
+    const session_registry_c& registry() const { return registry_; }
+
   private:
     using clock_t = std::chrono::steady_clock;
 
@@ -65,6 +72,7 @@ class session_c {
     void take_rpc(const client_message_s& rpc);
     bool is_served(const std::string& xmlns);
     void settle_relay();
+    own_facts_s own_facts() const;
     // Ends it, with a line on standard error. A reply that is under way is not completed.
     void fail(const std::string& why);
 
@@ -74,7 +82,11 @@ class session_c {
 
     frame_decoder_c frames_;
     message_writer_c output_;
+    own_data_c own_data_;
     get_relay_c relay_;
+    session_registry_c registry_;
+    session_counters_s counters_;
+    std::vector<std::string> capabilities_; // of the hello
     std::vector<daemon_s> daemons_;
 
     char buffer_[16384];
