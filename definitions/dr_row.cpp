@@ -25,13 +25,17 @@ bool is_plain_leaf(const drend_tag_c& tag, const dr_meta_node_c* source) {
            (tag.dt_map == nullptr || !tag.dt_map->has_expressions());
 }
 
+bool is_ietf(dr_text_format_e format) {
+    return format == dr_text_format_e::IETF_XML || format == dr_text_format_e::IETF_JSON;
+}
+
 // Whether a kid is printed with the name and the indentation of its own. What is printed for an
 // empty leaf in the forms with types is not its value.
 bool has_texts(const drend_tag_c& tag, dr_text_format_e format) {
-    const bool is_typed =
-        format == dr_text_format_e::IETF_XML || format == dr_text_format_e::IETF_JSON;
+    const bool is_empty_leaf =
+        tag.dt_type == DT_TYPE_LEAF && tag.dt_data_type == DT_DATA_EMPTY;
     return !tag.is_hidden() && !tag.is_leaf_list_value() &&
-           !(is_typed && tag.dt_data_type == DT_DATA_EMPTY);
+           !(is_ietf(format) && is_empty_leaf);
 }
 
 } // namespace
@@ -55,9 +59,8 @@ void dr_row_c::make_texts(dr_row_shape_s shape) {
         if (is_prepared) {
             dri_append_opening(texts_, *kid.tag, shape);
         }
-        if (is_prepared && shape.format == dr_text_format_e::IETF_JSON &&
-            kid.tag->dt_type == DT_TYPE_LEAF) {
-            dri_append_ietf_json_quote(texts_, *kid.tag);
+        if (is_prepared && is_ietf(shape.format) && kid.tag->dt_type == DT_TYPE_LEAF) {
+            dri_append_ietf_prefix(texts_, *kid.tag, shape.format);
         }
         ends.push_back(texts_.size());
         if (is_prepared) {

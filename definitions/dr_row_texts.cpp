@@ -67,7 +67,6 @@ void append_ietf_xml_opening(std::string& out, const drend_tag_c& tag,
     const dr_scope_c* scope = tag.scope(shape.scope);
     out.append(scope == shape.scope ? "" : scope->attributes());
     out.append(is_value(tag) || shape.is_compact ? ">" : ">\n");
-    out.append(is_value(tag) ? tag.dt_prefix : "");
 }
 
 void append_ietf_xml_closing(std::string& out, const drend_tag_c& tag,
@@ -126,7 +125,12 @@ void dri_append_opening(std::string& out, const drend_tag_c& tag, dr_row_shape_s
     }
 }
 
-void dri_append_ietf_json_quote(std::string& out, const drend_tag_c& tag) {
+void dri_append_ietf_prefix(std::string& out, const drend_tag_c& tag,
+                            dr_text_format_e format) {
+    if (format == dr_text_format_e::IETF_XML) {
+        out.append(tag.dt_prefix);
+        return;
+    }
     out.append("\"");
     dri_json_escaper.append(out, dri_xml_content_text(tag.dt_prefix), std::string::npos);
 }

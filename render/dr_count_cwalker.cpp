@@ -13,12 +13,23 @@ int dr_count_cwalker_c::finalize() {
     return finish_output();
 }
 
+namespace {
+
+// The values of a leaf-list are no rows, and what is not printed itself has none.
+bool is_counted(const drend_tag_object_c& tobj) {
+    return tobj.type() == DT_TYPE_LIST && !tobj.dto_tag->is_hidden();
+}
+
+} // namespace
+
 void dr_count_cwalker_c::list_start(const drend_tag_object_c* tobj) {
-    count_of(*tobj->dto_tag);
+    if (is_counted(*tobj)) {
+        count_of(*tobj->dto_tag);
+    }
 }
 
 void dr_count_cwalker_c::push(const drend_tag_object_c* tobj) {
-    if (tobj->type() == DT_TYPE_LIST) {
+    if (is_counted(*tobj)) {
         ++count_of(*tobj->dto_tag).rows;
     }
 }

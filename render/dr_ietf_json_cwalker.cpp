@@ -96,6 +96,11 @@ void dr_ietf_json_cwalker_c::print_cursor() {
     }
 }
 
+void dr_ietf_json_cwalker_c::print_cursor_alone() {
+    print_opening(open_.front(), open_.front());
+    print_closing(open_.front(), open_.front());
+}
+
 void dr_ietf_json_cwalker_c::print_closing(const open_s& closed, const open_s& outer) {
     if (closed.tobj == nullptr) {
         print_cursor();
@@ -131,10 +136,6 @@ void dr_ietf_json_cwalker_c::leaf(const dr_row_kid_s& leaf, const dr_value_c& va
 void dr_ietf_json_cwalker_c::print_leaf(const drend_tag_c& named, const drend_tag_c& tag,
                                         const dr_value_c& value) {
     make_opening(named, open_.back());
-    if (tag.dt_data_type == DT_DATA_EMPTY) {
-        output_.add(opening_.append("[null]"));
-        return;
-    }
     dr_value_c::scratch_t scratch;
     print_value(tag, value.type(), tag.value_text(value, scratch));
 }
@@ -155,9 +156,13 @@ void dr_ietf_json_cwalker_c::print_key(const dr_list_key_val& key, const open_s&
 
 void dr_ietf_json_cwalker_c::print_value(const drend_tag_c& tag, dr_value_type_t type,
                                          std::string_view text) {
+    if (tag.dt_data_type == DT_DATA_EMPTY) {
+        output_.add(opening_.append("[null]"));
+        return;
+    }
     const bool is_text = !is_bare(tag, type, text);
     if (is_text) {
-        dri_append_ietf_json_quote(opening_, tag);
+        dri_append_ietf_prefix(opening_, tag, dr_text_format_e::IETF_JSON);
     }
     output_.add_value(opening_, escaper_, text, is_text ? "\"" : "");
 }

@@ -33,6 +33,7 @@ class dr_ietf_json_cwalker_c : public dr_nested_cwalker_c {
   protected:
     void print_opening(const open_s& opened, const open_s& outer) override;
     void print_closing(const open_s& closed, const open_s& outer) override;
+    void print_cursor_alone() override;
 
     // Prints the brace of an object, or begins one whose brace is printed.
     void open_object();

@@ -42,12 +42,14 @@ void dr_ietf_xml_cwalker_c::print_closing(const open_s& closed, const open_s& ou
 }
 
 void dr_ietf_xml_cwalker_c::print_key(const dr_list_key_val& key, const open_s& row) {
-    if (const dr_row_kid_s* leaf = in_row(key)) {
+    const dr_row_kid_s* leaf = row.leaf_list == nullptr ? in_row(key) : nullptr;
+    if (leaf != nullptr) {
         output_.add_value(leaf->opening, escaper_, key.value, leaf->closing);
         return;
     }
-    make_texts(*key.tag, row);
-    output_.add_value(opening_, escaper_, key.value, closing_);
+    if (begin_value(row.leaf_list == nullptr ? *key.tag : *row.leaf_list, *key.tag, row)) {
+        output_.add_value(opening_, escaper_, key.value, closing_);
+    }
 }
 
 void dr_ietf_xml_cwalker_c::leaf(const dr_row_kid_s& leaf, const dr_value_c& value) {
@@ -58,10 +60,19 @@ void dr_ietf_xml_cwalker_c::leaf(const dr_row_kid_s& leaf, const dr_value_c& val
 
 void dr_ietf_xml_cwalker_c::print_leaf(const drend_tag_c& named, const drend_tag_c& tag,
                                        const dr_value_c& value) {
-    make_texts(named, open_.back());
-    if (tag.dt_data_type == DT_DATA_EMPTY) {
-        output_.add(opening_.append(closing_));
-    } else {
+    if (begin_value(named, tag, open_.back())) {
         output_.add_leaf(opening_, escaper_, tag, value, closing_);
     }
+}
+
+// Makes the texts around a value, or prints them where there is none between them.
+bool dr_ietf_xml_cwalker_c::begin_value(const drend_tag_c& named, const drend_tag_c& tag,
+                                        const open_s& place) {
+    make_texts(named, place);
+    if (tag.dt_data_type == DT_DATA_EMPTY) {
+        output_.add(opening_.append(closing_));
+        return false;
+    }
+    dri_append_ietf_prefix(opening_, tag, dr_text_format_e::IETF_XML);
+    return true;
 }

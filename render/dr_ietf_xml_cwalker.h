@@ -33,4 +33,5 @@ class dr_ietf_xml_cwalker_c final : public dr_nested_cwalker_c {
                     const dr_value_c& value) override;
 
     void make_texts(const drend_tag_c& tag, const open_s& outer);
+    bool begin_value(const drend_tag_c& named, const drend_tag_c& tag, const open_s& place);
 };

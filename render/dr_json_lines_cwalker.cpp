@@ -8,7 +8,7 @@
 namespace {
 
 bool is_of_line(const drend_tag_c& tag, std::string_view list) {
-    return tag.dt_type == DT_TYPE_LIST && !tag.is_internal_tag() &&
+    return tag.dt_type == DT_TYPE_LIST && !tag.is_hidden() && !tag.is_internal_tag() &&
            !tag.is_leaf_list_value() && (list.empty() || tag.name() == list);
 }
 
@@ -65,7 +65,9 @@ void dr_json_lines_cwalker_c::print_keys_above(const open_s& line) {
     for (const open_s* above = open_.data(); above != &line; ++above) {
         for (size_t i = 0; i < keys_used_; ++i) {
             const dr_list_key_val& key = keys_[i];
-            if (above->tobj != nullptr && key.owner == above->tobj) {
+            const bool is_above = above->tobj != nullptr && key.owner == above->tobj &&
+                                  is_of_line(*above->tobj->dto_tag, {});
+            if (is_above) {
                 opening_.assign(begin_member() ? ",\"" : "\"");
                 opening_.append(above->tobj->name()).append("/").append(key.tag->name());
                 opening_.append("\":");
@@ -85,10 +87,14 @@ void dr_json_lines_cwalker_c::print_closing(const open_s& closed, const open_s& 
         end_line();
     }
     if (is_document && !cursor().empty()) {
-        open_object();
-        print_cursor();
-        end_line();
+        print_cursor_alone();
     }
+}
+
+void dr_json_lines_cwalker_c::print_cursor_alone() {
+    open_object();
+    print_cursor();
+    end_line();
 }
 
 void dr_json_lines_cwalker_c::end_line() {

@@ -31,6 +31,7 @@ class dr_json_lines_cwalker_c final : public dr_ietf_json_cwalker_c {
     open_s inside_of(const drend_tag_object_c* tobj, const open_s& outer) const override;
     void print_opening(const open_s& opened, const open_s& outer) override;
     void print_closing(const open_s& closed, const open_s& outer) override;
+    void print_cursor_alone() override;
     void end_line();
     void print_keys_above(const open_s& line);
 

@@ -13,6 +13,8 @@ dr_nested_cwalker_c::dr_nested_cwalker_c(dr_tags_access_context_c& context, void
 int dr_nested_cwalker_c::finalize() {
     if (printed_ > 0) {
         print_closing(open_.front(), open_.front());
+    } else if (!cursor().empty()) {
+        print_cursor_alone();
     }
     return finish_output();
 }

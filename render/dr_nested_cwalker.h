@@ -67,6 +67,9 @@ class dr_nested_cwalker_c : public dr_context_walker_c {
     virtual void print_leaf(const drend_tag_c& named, const drend_tag_c& tag,
                             const dr_value_c& value) = 0;
 
+    // Where the answer goes on, when it ends early and nothing else is printed.
+    virtual void print_cursor_alone() {}
+
     // Opens what is not printed yet.
     void open_all();
     // Begins a leaf. Whether its texts in its row are to be printed, now; else it was printed in

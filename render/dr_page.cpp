@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
-// Kids that are not wanted are noted where a container notes the kids that it has been through
-// already, so that the walk need not know why it passes them over.
+// A container of which not all kids are wanted gets notes, as one whose kids the daemon names has
+// them: its kids are walked one by one, and the walk asks of each.
 #include "render/dr_page.h"
 
 #include <algorithm>
@@ -28,6 +28,10 @@ bool is_counted_kind(const drend_tag_object_c& tobj) {
     return tobj.type() == DT_TYPE_LIST && !tobj.dto_tag->is_hidden();
 }
 
+bool has_rows(const drend_tag_c* kid) {
+    return kid->dt_type != DT_TYPE_LEAF && kid->dt_type != DT_TYPE_LEAF_LIST;
+}
+
 dr_dynamic_kids_s& notes_of(drend_tag_object_c& tobj) {
     if (tobj.dto_dynamic == nullptr) {
         tobj.dto_dynamic = std::make_unique<dr_dynamic_kids_s>();
@@ -50,54 +54,36 @@ unsigned dr_page_c::level() const {
 }
 
 void dr_page_c::restrict(drend_tag_object_c& tobj) {
-    if (is_seeking_) {
-        follow_cursor(tobj);
-    }
-    if (wish_.depth > 0) {
-        cut_below(tobj);
-    }
-    if (wish_.rows_only) {
-        drop_leaves(tobj);
-    }
-}
-
-// Passes over the kids before the one that the cursor leads through.
-void dr_page_c::follow_cursor(drend_tag_object_c& tobj) {
-    const auto& way = wish_.behind->way;
-    if (way_at_ + 1 == way.size() || way[way_at_] != tobj.dto_tag) {
-        return;
-    }
-    const auto& kids = tobj.dto_tag->dt_kids;
-    const auto next = std::find(kids.begin(), kids.end(), way[++way_at_]);
-    std::fill_n(notes_of(tobj).visited.begin(), next - kids.begin(), true);
-}
-
-// At the last level only the keys of rows are walked: they say which row it is.
-void dr_page_c::cut_below(drend_tag_object_c& tobj) {
-    if (level() < wish_.depth || tobj.type() == DT_TYPE_LEAF_LIST) {
+    const drend_tag_c& tag = *tobj.dto_tag;
+    const bool is_last = is_last_level(tag);
+    const bool is_on_way = is_seeking_ && next_on_way(tag) != nullptr;
+    if (!is_last && !is_on_way && !wish_.rows_only) {
         return;
     }
     dr_dynamic_kids_s& notes = notes_of(tobj);
-    notes.finished = true;
-    const auto& kids = tobj.dto_tag->dt_kids;
-    for (size_t i = 0; i < kids.size(); ++i) {
-        notes.visited[i] = notes.visited[i] || !kids[i]->isset_flag(DT_FLAG_KEY);
+    const auto& kids = tag.dt_kids;
+    if (wish_.rows_only && std::none_of(kids.begin(), kids.end(), has_rows)) {
+        tobj.dto_kid = kids.size();
     }
+    notes.finished = notes.finished || is_last || tobj.dto_kid == kids.size();
 }
 
-void dr_page_c::drop_leaves(drend_tag_object_c& tobj) {
-    const auto has_rows = [](const drend_tag_c* kid) {
-        return kid->dt_type != DT_TYPE_LEAF && kid->dt_type != DT_TYPE_LEAF_LIST;
-    };
-    const auto& kids = tobj.dto_tag->dt_kids;
-    if (std::none_of(kids.begin(), kids.end(), has_rows)) {
-        tobj.dto_kid = kids.size();
-        return;
-    }
-    auto& visited = notes_of(tobj).visited;
-    for (size_t i = 0; i < kids.size(); ++i) {
-        visited[i] = visited[i] || !has_rows(kids[i]);
-    }
+bool dr_page_c::passes_over(const drend_tag_c& in, const drend_tag_c& kid) const {
+    const drend_tag_c* next = is_seeking_ ? next_on_way(in) : nullptr;
+    return (next != nullptr && next != &kid) || (wish_.rows_only && !has_rows(&kid)) ||
+           (is_last_level(in) && !kid.isset_flag(DT_FLAG_KEY));
+}
+
+// The kid that the cursor leads through, or null.
+const drend_tag_c* dr_page_c::next_on_way(const drend_tag_c& tag) const {
+    const auto& way = wish_.behind->way;
+    const auto at = std::find(way.begin(), way.end(), &tag);
+    return at == way.end() || at + 1 == way.end() ? nullptr : *(at + 1);
+}
+
+// At the last level only the keys of rows are walked: they say which row it is.
+bool dr_page_c::is_last_level(const drend_tag_c& tag) const {
+    return wish_.depth > 0 && tag.dt_type != DT_TYPE_LEAF_LIST && level() >= wish_.depth;
 }
 
 // --- rows -----------------------------------------------------------------------------------

@@ -46,9 +46,11 @@ class dr_page_c {
         : wish_(wish), position_(position), filter_(filter), reader_(reader),
           is_seeking_(wish.behind != nullptr) {}
 
-    // The container on top, or the row of the list on top, begins: notes in it which of its kids
-    // are not to be walked.
+    // The container on top, or the row of the list on top, begins: notes in it whether some of its
+    // kids are not to be walked.
     void restrict(drend_tag_object_c& tobj);
+    // Whether such a kid of it, the next in whatever order they are walked, is not.
+    bool passes_over(const drend_tag_c& in, const drend_tag_c& kid) const;
     // The list on top begins.
     void list_begins(drend_tag_object_c& tobj);
     // Whether the row of the list on top, which the filter shows, is wanted. Once the page is full
@@ -74,9 +76,8 @@ class dr_page_c {
     bool has_one_row(const drend_tag_object_c& tobj);
     bool is_pinned(const drend_tag_object_c& tobj) const;
     void note_row(const drend_tag_object_c& tobj);
-    void follow_cursor(drend_tag_object_c& tobj);
-    void cut_below(drend_tag_object_c& tobj);
-    static void drop_leaves(drend_tag_object_c& tobj);
+    const drend_tag_c* next_on_way(const drend_tag_c& tag) const;
+    bool is_last_level(const drend_tag_c& tag) const;
     unsigned level() const;
 
     const dr_page_wish_s wish_;
@@ -85,7 +86,6 @@ class dr_page_c {
     dr_value_reader_c& reader_;
 
     bool is_seeking_;
-    size_t way_at_ = 0; // how far the walk has followed the cursor
     const drend_tag_object_c* counted_ =
         nullptr;         // the list whose rows count, while inside it
     uint64_t row_ = 0;   // of that list, or of the one sought in

@@ -284,13 +284,18 @@ bool dr_walk_c::walk_kid() {
     return true;
 }
 
+// Whether the request wants less than this kid.
+bool dr_walk_c::passes_over(const drend_tag_object_c& tobj, const drend_tag_c& kid) const {
+    return page_ != nullptr && page_->passes_over(*tobj.dto_tag, kid);
+}
+
 // The kids that the daemon names. Whether all of them are done with.
 bool dr_walk_c::walk_dynamic_kids(drend_tag_object_c* tobj) {
     const auto& kids = tobj->dto_tag->dt_kids;
     const void* inherited = tobj->dto_dynamic->inherited_ref;
     const drend_tag_c* kid = nullptr;
     while (dri_next_dynamic_kid(*position_.context(0), inherited, *tobj->dto_tag, kid)) {
-        if (kid == nullptr || context_.push_tag(kid) != 0) {
+        if (kid == nullptr || passes_over(*tobj, *kid) || context_.push_tag(kid) != 0) {
             continue;
         }
         const auto at = std::find(kids.begin(), kids.end(), kid) - kids.begin();
@@ -334,10 +339,11 @@ bool dr_walk_c::walk_static_kids(drend_tag_object_c* tobj) {
             return !must_stop();
         }
         const size_t kid = tobj->dto_kid++;
-        const bool visited =
-            tobj->dto_dynamic != nullptr && tobj->dto_dynamic->visited[kid];
+        const bool is_done =
+            tobj->dto_dynamic != nullptr &&
+            (tobj->dto_dynamic->visited[kid] || passes_over(*tobj, *kids[kid]));
         const dr_row_kid_s* in_row = row == nullptr ? nullptr : &row->kids()[kid];
-        if (!visited && push_kid(kids[kid], in_row) && !walk_kid()) {
+        if (!is_done && push_kid(kids[kid], in_row) && !walk_kid()) {
             return false;
         }
     }

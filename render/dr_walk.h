@@ -97,6 +97,7 @@ class dr_walk_c {
     void begin_kids(drend_tag_object_c* tobj);
     void enter_kids(drend_tag_object_c& tobj);
     bool walk_kid();
+    bool passes_over(const drend_tag_object_c& tobj, const drend_tag_c& kid) const;
     bool walk_dynamic_kids(drend_tag_object_c* tobj);
     bool push_kid(const drend_tag_c* tag, const dr_row_kid_s* in_row);
     bool walk_static_kids(drend_tag_object_c* tobj);

@@ -62,12 +62,13 @@ void dr_request_c::finish() {
     }
     output_->finalize();
     status_ = output_->status();
+    // A page of rows that print nothing is followed by others all the same.
     const std::string& cursor = output_->cursor();
     const bool is_nothing = sends_code_ && output_->sends() == 0;
     const drend_answer_end_s end = {DREND_ANSWER_COMPLETE,
                                     is_nothing ? "nothing" : nullptr,
                                     nullptr,
-                                    is_nothing || cursor.empty() ? nullptr : cursor.c_str(),
+                                    cursor.empty() ? nullptr : cursor.c_str(),
                                     has_lists() ? 1 : 0,
                                     rows_shown()};
     if (status_ == 0 && is_nothing) {

@@ -264,6 +264,18 @@ TEST_F(page_test, json_says_where_to_go_on) {
     EXPECT_EQ(render("top", "cursor=/shop=d"), "<shop>\n  <name>e</name>\n</shop>\n");
 }
 
+TEST_F(page_test, rows_that_print_nothing_are_a_page_too) {
+    define(R"([{"dc_name": "top", "dc_tag": {"dts_name": "shop", "dts_type": "list",
+        "dts_source": "/t/shop", "dts_kids": [
+        {"dts_name": "number", "dts_type": "leaf", "dts_source": "number",
+         "dts_map": [["3", "3"]]}]}}])");
+    EXPECT_EQ(render("top", "limit=2"), "");
+    EXPECT_EQ(cursor, "/shop#2");
+    EXPECT_EQ(render("top", "limit=2 as-json-lines"), "{\"cursor\":\"/shop#2\"}\n");
+    EXPECT_EQ(render("top", "limit=2 as-ietf-json compact"), "{\"cursor\":\"/shop#2\"}");
+    EXPECT_EQ(render("top", "cursor=/shop#2"), "<shop>\n  <number>3</number>\n</shop>\n");
+}
+
 TEST_F(page_test, counts_are_those_of_the_rows_that_would_be_printed) {
     EXPECT_EQ(render("c", "count"), "/t/shop 5\n/t/shop/item 3\n/t/note 3\n");
     EXPECT_EQ(leaves, 0);

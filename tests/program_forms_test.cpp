@@ -327,6 +327,21 @@ TEST_F(program_forms_test, whatever_the_tags_are_the_document_is_one) {
     }
 }
 
+TEST_F(program_forms_test, the_type_empty_is_that_of_leaves) {
+    define_tag(R"({`dts_name`: `t`, `dts_source`: `/ifs`, `dts_kids`: [
+        {`dts_name`: `c`, `dts_data_type`: `empty`, `dts_kids`: [
+         {`dts_name`: `on`, `dts_type`: `leaf`, `dts_source`: `/on`, `dts_data_type`: `empty`,
+          `dts_prefix`: `p:`}]},
+        {`dts_name`: `if`, `dts_type`: `list`, `dts_source`: `if[name=lo]`,
+         `dts_data_type`: `empty`, `dts_key`: [`name`], `dts_kids`: [
+         {`dts_name`: `name`, `dts_type`: `leaf`, `dts_source`: `name`,
+          `dts_data_type`: `empty`}]}]})");
+    EXPECT_EQ(render_json("as-ietf-json compact"),
+              R"({"t":{"c":{"on":[null]},"if":[{"name":[null]}]}})");
+    EXPECT_EQ(render("c", "as-ietf-xml compact"),
+              "<t><c><on></on></c><if><name></name></if></t>");
+}
+
 TEST_F(program_forms_test, a_merged_schema_is_one_object_and_several_elements) {
     std::string definitions = R"([
         {`dc_name`: `get`, `dc_tag`: {`dts_name`: `a`, `dts_namespace`: `xmlns='urn:a'`,

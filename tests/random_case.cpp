@@ -3,9 +3,6 @@
 #include "random_case.h"
 
 #include <algorithm>
-#include <cctype>
-#include <cstdio>
-#include <cstdlib>
 #include <set>
 
 #include "drend.h"
@@ -16,11 +13,12 @@ constexpr unsigned MOST_ROWS = 3;
 constexpr unsigned DEEPEST = 4;
 const std::string LEAF_LIST_VALUE = "__zor_leaf_list_value__";
 
-const std::vector<const char*> VALUES[] = {{"two", "1.5", "0", "", "a<b&c>d", "\"q\\\"",
-                                            "it's", "\x01\t\r\xff", "\u20ac", "a/b[c=d]"},
-                                           {"0", "1", "5", "-7", "2147483647"},
-                                           {"0.5", "12.75", "-0.25", "0", "3"},
-                                           {"true", "false"}};
+const std::vector<const char*> VALUES[] = {
+    {"two", "1.5", "0", "", "a<b&c>d", "\"q\\\"", "it's", "\x01\t\r\xff", "\u20ac",
+     "a/b[c=d]", "\x7f\u00e9\U0001f600\n\xed\xa0\x80\xef\xbf\xbf", "7"},
+    {"0", "1", "5", "-7", "2147483647"},
+    {"0.5", "12.75", "-0.25", "0", "3"},
+    {"true", "false"}};
 constexpr node_s::form_e DECIMAL_FORMS[] = {node_s::REAL, node_s::REAL, node_s::INTEGER,
                                             node_s::TEXT};
 constexpr reading_s ODD_READINGS[] = {{DREND_OK, DREND_OK, false},
@@ -28,8 +26,10 @@ constexpr reading_s ODD_READINGS[] = {{DREND_OK, DREND_OK, false},
                                       {DREND_SKIP_LEAF, DREND_SKIP_LEAF},
                                       {DREND_ERR, DREND_OK},
                                       {DREND_DEFER, DREND_OK}};
-const std::string DATA_TYPES[] = {"string", "uint8",  "int32",   "uint32",
-                                  "int8",   "uint64", "boolean", "bits"};
+const std::string DATA_TYPES[] = {"string", "uint8",   "int32", "uint32", "int8",
+                                  "uint64", "boolean", "bits",  "empty",  "uint16"};
+const std::string NAMESPACES[] = {"xmlns='urn:e'", "xmlns='urn:f' xmlns:p='urn:p'",
+                                  "p:a='1' b='2'", "xmlns:p='urn:p' p:a='1'"};
 const std::string ODD_TEXTS[] = {"", "a b", "1st", "e\"", "e\\", "e<f", "e&", "\u00e9"};
 const std::string ODD_SOURCES[] = {"nowhere", "..", ".", "/", "m[", "m[n=o]", "m//"};
 const std::string ODD_FILTERS[] = {"/", "]", "/a[[", "//*", "/none"};
@@ -39,6 +39,11 @@ const std::string PREDICATES[] = {"[%='two']",
                                   "[%]",
                                   "[*]",
                                   "[(%='0') or (%='5')]",
+                                  "[% < 3][%='0']",
+                                  "[(% > 0) and starts-with(%, \\\"2\\\")]",
+                                  "[%='two' and %]",
+                                  "[starts-with(%)]",
+                                  "[local_name()='e2'][% = 5]",
                                   "[match(%, '^[0-9]')]",
                                   "[local_name()='e1']"};
 const std::string MAPS[] = {R"([["two", "2"], ["*", "*"]])",
@@ -93,7 +98,6 @@ struct place_s {
     bool has_context; // else there is no way but from the root
     unsigned rows;    // of the enclosing lists
     unsigned depth;
-    bool is_regular; // what is printed can be told from what is given
 };
 
 template <typename Condition>
@@ -114,7 +118,7 @@ class drawer_c {
     void draw() {
         case_.command = dice_.chance(10) ? "corvane-netconf-get" : "c";
         case_.nodes.push_back({&case_, node_s::CONTAINER, 0, "", 1});
-        const place_s root{&case_.nodes.front(), "", false, 1, 0, true};
+        const place_s root{&case_.nodes.front(), "", false, 1, 0};
         left_ = 4 + dice_.below(20);
         case_.tops.push_back(draw_top(root));
         if (dice_.chance(25)) { // a definition that is merged with it
@@ -155,8 +159,12 @@ class drawer_c {
             }
         }
         if (dice_.chance(40)) {
-            case_.argument += "filter=\"" + draw_filter(case_.tops[0]) + "\"";
+            case_.argument += "filter=\"" + draw_filter(case_.tops[0]) + "\" ";
         }
+        case_.argument +=
+            dice_.chance(15) ? "depth=" + std::to_string(1 + dice_.below(4)) + " " : "";
+        case_.argument += dice_.chance(15) ? "compact " : "";
+        case_.argument += dice_.chance(15) ? "ascii " : "";
     }
 
     std::string draw_filter(const tag_s& tag) {
@@ -174,29 +182,9 @@ class drawer_c {
     }
 
     // Notes that leaves are read for more than being printed: one, or all that a name may mean.
-    void look_up(node_s& leaf) {
-        leaf.is_looked_up = true;
-        disguise(leaf);
-    }
     void look_up(const tag_s& tag) {
         for (node_s& node : case_.nodes) {
-            if (&node == tag.leaf || tag.name == LEAF_LIST_VALUE) {
-                look_up(node);
-            }
-        }
-    }
-
-    // Notes that what is printed for a leaf is not just what was given.
-    void disguise(const node_s& leaf) {
-        for (auto& [name, shown] : case_.shown) {
-            shown.is_exact &= shown.leaf != &leaf;
-        }
-    }
-
-    void show(const tag_s& tag, const std::string& name) {
-        if (isdigit(name.back()) != 0) { // else it is an odd one
-            const bool is_exact = tag.leaf->odd.sets_value;
-            case_.shown.insert({name, {tag.leaf, tag.fraction, is_exact}});
+            node.is_looked_up |= &node == tag.leaf || tag.name == LEAF_LIST_VALUE;
         }
     }
 
@@ -226,13 +214,11 @@ class drawer_c {
             tag.name.insert(0, "__zor_internal_");
         } else if (place.depth == 0 && dice_.chance(8)) {
             tag.name = dice_.chance(70) ? "orvex-notification-root" : LEAF_LIST_VALUE;
-            place.is_regular = false; // the rows of such a list are one object
-            case_.has_twins = true;
+            case_.has_twins = true; // the rows of such a list are one object
         } else if (dice_.chance(1)) {
             tag.name = odd_text();
-            place.is_regular = false;
         }
-        maybe(1, tag, "namespace", "\"xmlns='urn:e'\"");
+        maybe(8, tag, "namespace", quoted(dice_.one_of(NAMESPACES)));
         maybe(5, tag, "module", dice_.chance(50) ? "\"m\"" : "\"n\"");
         if (dice_.chance(1)) {
             tag.members["namespace"] = quoted(odd_text());
@@ -257,9 +243,8 @@ class drawer_c {
         node.form = static_cast<node_s::form_e>(dice_.below(std::size(VALUES)));
         node.odd = dice_.chance(75) ? node.odd : dice_.one_of(ODD_READINGS);
         if (dice_.chance(25)) {
-            tag.fraction = 1 + static_cast<int>(dice_.below(3));
             tag.members["data_type"] = "\"decimal64\"";
-            tag.members["data_decimal64_fraction"] = std::to_string(tag.fraction);
+            tag.members["data_decimal64_fraction"] = std::to_string(1 + dice_.below(3));
             node.form = dice_.one_of(DECIMAL_FORMS);
         } else if (dice_.chance(30)) {
             tag.members["data_type"] = quoted(dice_.one_of(DATA_TYPES));
@@ -267,7 +252,6 @@ class drawer_c {
         maybe(5, tag, "prefix", "\"p:\"");
         if (dice_.chance(1)) {
             tag.members["prefix"] = quoted(odd_text());
-            place.is_regular = false;
         }
         maybe(10, tag, "style", "[\"wide\"]");
         if (dice_.chance(15)) {
@@ -276,17 +260,13 @@ class drawer_c {
         maybe(10, tag, "zero_suppression", "\"true\"");
         if (dice_.chance(2)) {
             tag.source = dice_.one_of(ODD_SOURCES);
-        } else if (place.is_regular) {
-            show(tag, tag.name);
         }
         if (dice_.chance(15)) {
             node_s& before = case_.nodes[node.id - 1]; // a sibling, perhaps
             const std::string& map = dice_.one_of(MAPS);
             tag.members["map"] = replaced(map, before.name());
-            disguise(node);
             if (map.find("val") != std::string::npos) {
-                look_up(before);
-                look_up(node);
+                before.is_looked_up = node.is_looked_up = true;
             }
         }
         return tag;
@@ -325,7 +305,6 @@ class drawer_c {
         const bool is_odd = dice_.chance(40);
         node.kind = node_s::DYNAMIC;
         node.marks_by_element = dice_.chance(30);
-        place.is_regular &= !is_odd && !node.marks_by_element;
         case_.has_twins |= is_odd;
         add_kids(tag, place);
         for (const tag_s& kid : tag.kids) {
@@ -354,7 +333,6 @@ class drawer_c {
     // A container that a leaf switches on.
     tag_s presence(place_s place) {
         place_s inside = place;
-        place.is_regular = false;
         tag_s tag = leaf(place);
         tag.type = "container";
         tag.members["presence"] = "\"yes\"";
@@ -399,7 +377,7 @@ class drawer_c {
         node_s* first = tag.kids.front().leaf;
         if (first != nullptr && dice_.chance(8)) { // one row
             tag.source += "[" + first->name() + "=" + std::to_string(dice_.below(6)) + "]";
-            look_up(*first);
+            first->is_looked_up = true;
         }
         return tag;
     }
@@ -409,20 +387,16 @@ class drawer_c {
         const bool is_odd = dice_.chance(20);
         tag.kids = {value(place)};
         if (is_odd) {
-            place.is_regular = false;
             case_.has_twins = true;
             tag.kids[0].type = dice_.chance(50) ? "" : "leaf";
             add_kids(tag, place);
             tag.kids.erase(tag.kids.begin(), tag.kids.begin() + dice_.below(2));
-        } else if (place.is_regular) {
-            show(tag.kids[0], tag.name);
         }
         return tag;
     }
 
     // The value of a leaf-list, which may stand in any place.
     tag_s value(place_s place) {
-        place.is_regular = false;
         tag_s tag = leaf(place);
         tag.name = LEAF_LIST_VALUE;
         tag.members.erase("map");
@@ -436,7 +410,6 @@ class drawer_c {
             &drawer_c::list,      &drawer_c::leaf_list, &drawer_c::group, &drawer_c::group,
             &drawer_c::presence,  &drawer_c::value};
         const bool has_twins = dice_.chance(4); // two kids of one name
-        place.is_regular &= !has_twins;
         case_.has_twins |= has_twins;
         ++place.depth;
         for (unsigned i = 1 + dice_.below(4); i-- > 0;) {
@@ -456,12 +429,6 @@ class drawer_c {
 };
 
 } // namespace
-
-bool case_s::has_lists() const {
-    return has_tag(tops, [](const tag_s& tag) {
-        return tag.type == "list" && !is_internal(tag) && tag.name != LEAF_LIST_VALUE;
-    });
-}
 
 bool case_s::has_internal_lists() const {
     return has_tag(tops, [](const tag_s& tag) {
@@ -498,14 +465,4 @@ reading_s case_s::reading_of(const node_s& leaf, unsigned row) const {
 
 unsigned case_s::count_of(const node_s& list, unsigned row) const {
     return static_cast<unsigned>(mixed(seed, row, list.id) % (list.most + 1));
-}
-
-std::string case_s::text_of(const shown_s& element, unsigned row) const {
-    const char* value = value_of(*element.leaf, row);
-    const node_s::form_e form = element.leaf->form;
-    const bool has_digits = element.fraction > 0;
-    char number[64];
-    snprintf(number, sizeof number, has_digits ? "%.*f" : "%.*e",
-             has_digits ? element.fraction : 6, strtod(value, nullptr));
-    return form == node_s::REAL || (form == node_s::INTEGER && has_digits) ? number : value;
 }

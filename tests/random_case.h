@@ -62,9 +62,7 @@ struct node_s {
     std::vector<std::optional<std::string>> named{}; // by a dynamic container, in its order
     bool marks_by_element = false; // and its places are elements of their own
 
-    // Since the run began, by row: how often it was read, and whether it gave a value.
-    std::vector<unsigned> asked{};
-    std::vector<bool> given{};
+    std::vector<unsigned> asked{}; // since the run began, by row: how often it was read
     int entered = 0;
 
     std::string name() const { return "m" + std::to_string(id); }
@@ -79,14 +77,6 @@ struct tag_s {
     std::vector<tag_s> kids{};
     std::vector<tag_s> input_kids{};
     node_s* leaf = nullptr; // what it prints
-    int fraction = 0;       // its digits as a decimal64
-};
-
-// An element that is printed, in the row that it belongs to, whenever its leaf gives a value.
-struct shown_s {
-    const node_s* leaf;
-    int fraction;
-    bool is_exact; // the value is printed as it is, and read for nothing else
 };
 
 struct case_s {
@@ -97,11 +87,8 @@ struct case_s {
     const char* value_of(const node_s& leaf, unsigned row) const;
     reading_s reading_of(const node_s& leaf, unsigned row) const;
     unsigned count_of(const node_s& list, unsigned row) const;
-    bool has_lists() const; // that are printed
     // Whose rows print into what encloses them.
     bool has_internal_lists() const;
-    // A value as its element prints it.
-    std::string text_of(const shown_s& element, unsigned row) const;
 
     // The daemon's side: registers the data; forgets what was asked. In a run it asks for
     // suspension at so many of a hundred places at which that must not change the answer.
@@ -117,9 +104,10 @@ struct case_s {
     std::string command;
     std::vector<tag_s> tops; // of the definitions that share the command's name
     std::string argument;
-    bool has_twins = false;      // names that stand twice in one element
+    bool has_twins = false; // names that stand twice in one element
+    bool asks_keys_often =
+        false;                   // ahead of their rows, so that they may not suspend at all
     bool may_be_refused = false; // texts that would break what they are pasted into
-    std::map<std::string, shown_s> shown; // by name
 
     dice_c dice{0};
     unsigned suspensions = 0;

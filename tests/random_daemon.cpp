@@ -59,7 +59,8 @@ int name_kid(dr_meta_context_s* ctx, const void* data) {
 int read(dr_meta_context_s* ctx, const void* data) {
     node_s& leaf = node_of(data);
     const unsigned row = row_of(mark_at(ctx, 0), leaf);
-    const bool is_ahead = leaf.is_key && (leaf.asked[row] == 0 || leaf.owner->has_twins);
+    const bool is_ahead =
+        leaf.is_key && (leaf.asked[row] == 0 || leaf.owner->asks_keys_often);
     if (!leaf.is_looked_up && !is_ahead && leaf.owner->suspends()) {
         return DREND_DEFER;
     }
@@ -68,7 +69,6 @@ int read(dr_meta_context_s* ctx, const void* data) {
     if (status != DREND_OK || !reading.sets_value) {
         return status;
     }
-    leaf.given[row] = true;
     const char* value = leaf.owner->value_of(leaf, row);
     switch (leaf.form) {
     case node_s::INTEGER:
@@ -115,7 +115,6 @@ void case_s::begin_run(uint64_t run_seed, unsigned suspensions_in_run) {
     questions = 0;
     for (node_s& node : nodes) {
         node.asked.assign(node.rows, 0);
-        node.given.assign(node.rows, false);
     }
 }
 
