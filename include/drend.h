@@ -668,7 +668,8 @@ DREND_API void drend_drop_walk(void* walk);
  * suspended. A suspended walk becomes the peer's cookie and is handed to the reschedule
  * handler; without one it waits for its peer to close. Returns 0, DREND_PEER_LOST when a
  * send failed, after which nothing more was sent, or -1 for a refused request, an unknown
- * subcode (one line on standard error) or memory that ran out.
+ * subcode or a command without tags (one line on standard error; of the latter, strict requests
+ * are told, too), or memory that ran out.
  */
 DREND_API int drend_dump_tags(void* peer, unsigned int subcode, const char* argument);
 

@@ -123,6 +123,9 @@ int render(const dr_request_s& asked) {
 int run_rendered(void* peer, unsigned subcode, const chosen_s& chosen,
                  const char* argument) {
     if (chosen.tag == nullptr) {
+        if (dri_is_strict()) {
+            dri_refuse(peer, "no-tags", "error: the command's definition has no tags\n");
+        }
         return report_subcode("Invalid top node for subcode '%d'\n", subcode);
     }
     if (dri_refuse_while_answering(peer)) {

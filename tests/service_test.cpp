@@ -183,10 +183,17 @@ TEST_F(service_test, requests_are_answered_whatever_they_print) {
                            "      }]\n  }\n}");
     output.fail_at = output.sends + 2;
     EXPECT_EQ(request("rows"), DREND_PEER_LOST);
+    EXPECT_EQ(take_text(), "<t>\n  <row>\n");
     output.fail_at = -1;
     testing::internal::CaptureStderr();
     EXPECT_EQ(request("tagless"), -1);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Invalid top node for subcode '1'\n");
+    EXPECT_EQ(take_text(), "");
+    drend_set_strict(1);
+    EXPECT_EQ(request("tagless"), -1);
+    EXPECT_EQ(take_text(), "error: the command's definition has no tags\n");
+    drend_set_strict(0);
+    const std::string line = "Invalid top node for subcode '1'\n";
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), line + line);
 }
 
 TEST_F(service_test, a_protocol_is_told_how_answers_end) {

@@ -1,0 +1,235 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
+// Accessors of a few lines each, over rows that never change: a daemon's state must not make two
+// runs of one input differ.
+#include "fuzzed_daemon.h"
+
+#include <cstdarg>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <memory>
+#include <utility>
+
+#include <jansson.h>
+#include <libxml/parser.h>
+#include <unistd.h>
+
+#include "definitions/drend_load.h"
+#include "drend.h"
+
+namespace {
+
+struct row_s {
+    const char* name;
+    int32_t number;
+};
+constexpr row_s ROWS[] = {
+    {"a", 0}, {"it's \"x\"", -7}, {"b/c]=<&\x01\xff", 12}, {"", INT32_MAX}};
+constexpr const char* FIELDS[] = {"alpha", "beta"};
+constexpr unsigned char HARDWARE_ADDRESS[] = {2, 0, 0, 0xAB, 0xCD, 0xEF};
+
+struct peer_s {
+    std::string text;
+    void* cookie = nullptr;
+};
+
+int inside = 0;
+bool was_late = false;
+void* suspended = nullptr;
+
+int deliver(void* peer, const char* format, ...) {
+    va_list args;
+    va_start(args, format);
+    static_cast<peer_s*>(peer)->text += va_arg(args, const char*);
+    va_end(args);
+    return 0;
+}
+
+// --- accessors ---
+
+int step(dr_meta_context_s* ctx, const void*) {
+    const auto* row = static_cast<const row_s*>(drend_get_element_ref(ctx));
+    row = row == nullptr ? ROWS : row + 1;
+    drend_set_element_ref(ctx, row == std::end(ROWS) ? nullptr : row);
+    return row == std::end(ROWS) ? DREND_NO_EL : DREND_OK;
+}
+
+int read_name(dr_meta_context_s* ctx, const void*) {
+    const auto* row = static_cast<const row_s*>(drend_get_element_ref(ctx));
+    return row == nullptr ? DREND_ERR : drend_set_string_value(ctx, row->name);
+}
+
+int read_number(dr_meta_context_s* ctx, const void*) {
+    const auto* row = static_cast<const row_s*>(drend_get_element_ref(ctx));
+    return row == nullptr ? DREND_ERR : drend_set_int32_value(ctx, row->number);
+}
+
+int name_field(dr_meta_context_s* ctx, const void*) {
+    void* reached = nullptr;
+    drend_get_attribute_ref(ctx, &reached);
+    const auto* field = static_cast<const char* const*>(reached);
+    field = field == nullptr ? FIELDS : field + 1;
+    if (field == std::end(FIELDS)) {
+        drend_set_attribute_ref(ctx, nullptr);
+        return DREND_NO_EL;
+    }
+    drend_set_attribute_name(ctx, *field);
+    return drend_set_attribute_ref(ctx, const_cast<const char**>(field));
+}
+
+int read_late(dr_meta_context_s* ctx, const void*) {
+    return std::exchange(was_late, true) ? drend_set_uint8_value(ctx, 0) : DREND_DEFER;
+}
+
+void print_address(const void* data, unsigned int length, str_buf_s* out) {
+    for (unsigned i = 0; i < length; ++i) {
+        drend_append(out, "%s%02x", i == 0 ? "" : ":",
+                     static_cast<const unsigned char*>(data)[i]);
+    }
+}
+
+void add_values() {
+    drend_add_str_leaf(
+        "/top/text",
+        [](dr_meta_context_s* ctx, const void*) {
+            return drend_set_string_value(ctx, "a<b&c>\"'\\\x01\t\xff\u20ac\n]]>");
+        },
+        nullptr);
+    drend_add_int32_leaf(
+        "/top/number",
+        [](dr_meta_context_s* ctx, const void*) { return drend_set_int32_value(ctx, -7); },
+        nullptr);
+    drend_add_uint64_leaf(
+        "/top/big",
+        [](dr_meta_context_s* ctx, const void*) {
+            return drend_set_uint64_value(ctx, UINT64_MAX);
+        },
+        nullptr);
+    drend_add_boolean_leaf(
+        "/top/truth",
+        [](dr_meta_context_s* ctx, const void*) { return drend_set_boolean_value(ctx, 1); },
+        nullptr);
+    drend_add_decimal64_leaf(
+        "/top/ratio",
+        [](dr_meta_context_s* ctx, const void*) {
+            return drend_set_decimal64_value(ctx, -12.345);
+        },
+        nullptr);
+}
+
+void add_odd_leaves() {
+    drend_register_generic_handler(1, print_address);
+    drend_add_generic_leaf(
+        "/top/address",
+        [](dr_meta_context_s* ctx, const void*) {
+            return drend_set_generic(ctx, 1, HARDWARE_ADDRESS, sizeof HARDWARE_ADDRESS);
+        },
+        nullptr);
+    const auto answer = [](const char* path, drend_proc_t proc) {
+        drend_add_str_leaf(path, proc, nullptr);
+    };
+    answer("/top/skipped",
+           [](dr_meta_context_s*, const void*) -> int { return DREND_SKIP_LEAF; });
+    answer("/top/failing",
+           [](dr_meta_context_s*, const void*) -> int { return DREND_ERR; });
+    answer("/top/unset", [](dr_meta_context_s*, const void*) -> int { return DREND_OK; });
+    answer("/top/late", read_late);
+}
+
+void add_rows() {
+    for (const char* path : {"/top/row", "/top/row/words", "/top/row/in"}) {
+        drend_add_list(path, step, nullptr);
+    }
+    for (const char* path : {"/top/row/name", "/top/row/words/value", "/top/row/in/name"}) {
+        drend_add_str_leaf(path, read_name, nullptr);
+    }
+    drend_add_int32_leaf("/top/row/number", read_number, nullptr);
+    drend_add_cont_cb("/top/row/fields", name_field, nullptr);
+    for (const char* path : {"/top/row/fields/alpha", "/top/row/fields/beta"}) {
+        drend_add_int32_leaf(path, read_number, nullptr);
+    }
+    for (const char* path : {"/top", "/top/row", "/top/row/in", "/top/row/fields"}) {
+        drend_add_enter(
+            path, [](dr_meta_context_s*, const void*) { return ++inside; }, nullptr);
+        drend_add_exit(
+            path, [](dr_meta_context_s*, const void*) { return --inside; }, nullptr);
+    }
+}
+
+// The directory that definitions are loaded from, which goes with the process.
+const std::filesystem::path& render_directory() {
+    static const struct folder_s {
+        std::filesystem::path top = std::filesystem::temp_directory_path() /
+                                    ("drend_fuzz_" + std::to_string(getpid()));
+        std::filesystem::path render = top / "usr/lib/render";
+        folder_s() {
+            std::filesystem::create_directories(render);
+            drend_set_prefix(top.c_str());
+        }
+        ~folder_s() { std::filesystem::remove_all(top); }
+        folder_s(const folder_s&) = delete;
+        folder_s& operator=(const folder_s&) = delete;
+    } folder;
+    return folder.render;
+}
+
+} // namespace
+
+void require(bool holds) {
+    if (!holds) {
+        abort();
+    }
+}
+
+void serve_fuzzed_data() {
+    add_values();
+    add_odd_leaves();
+    add_rows();
+    drend_set_send_method_w_return(deliver);
+    drend_set_get_cookie_method(
+        [](void* peer) { return static_cast<peer_s*>(peer)->cookie; });
+    drend_set_set_cookie_method([](void* peer, void* cookie) {
+        return static_cast<peer_s*>(peer)->cookie = cookie, 0;
+    });
+    drend_set_cleanup_setup_method([](void*, drend_cookie_cleanup_t) { return 0; });
+    drend_set_reschedule_handler([](void*, void* walk) { suspended = walk; }, nullptr);
+}
+
+bool define_fuzzed(const std::string& json) {
+    std::ofstream(render_directory() / "fuzzed.json", std::ios::trunc | std::ios::binary)
+        << json;
+    return drend_dir_init() >= 0;
+}
+
+std::string answer_of(unsigned subcode, const char* argument) {
+    peer_s peer;
+    was_late = false;
+    const int status = drend_dump_tags(&peer, subcode, argument);
+    require(status == 0 || (peer.text.starts_with("error: ") && peer.cookie == nullptr));
+    constexpr int SLICES_MAX = 1000;
+    for (int slices = 0; suspended != nullptr; ++slices) {
+        require(slices < SLICES_MAX);
+        require(drend_defer_continue(std::exchange(suspended, nullptr)) >= 0);
+    }
+    require(peer.cookie == nullptr && inside == 0 && !peer.text.empty());
+    return std::move(peer.text);
+}
+
+bool is_xml_document(const std::string& text) {
+    const std::unique_ptr<xmlDoc, void (*)(xmlDoc*)> document(
+        xmlReadMemory(text.data(), static_cast<int>(text.size()), "answer", nullptr,
+                      XML_PARSE_NONET | XML_PARSE_NOWARNING | XML_PARSE_NOERROR |
+                          XML_PARSE_HUGE),
+        xmlFreeDoc);
+    return document != nullptr;
+}
+
+bool is_json_document(const std::string& text) {
+    const std::unique_ptr<json_t, void (*)(json_t*)> document(
+        json_loadb(text.data(), text.size(), 0, nullptr), json_decref);
+    return document != nullptr;
+}

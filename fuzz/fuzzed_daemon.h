@@ -1,0 +1,32 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
+// The daemon that fuzz targets ask: data with a node of every kind, whose values are what output
+// has to get right, and a peer that notes what it is sent.
+//
+//     /top               container, entered and left
+//       text number big truth ratio address     leaves of one kind each
+//       skipped failing unset late              what an accessor may do instead
+//       row[name]        list: name number words{value} in{name} fields{alpha beta}
+//
+// "late" asks for suspension before it answers, once in each answer. Every walk is continued until
+// it ends.
+#pragma once
+
+#include <string>
+
+// Ends the process, which is how a target says that something does not hold.
+void require(bool holds);
+
+// Registers the data, and the peer's methods.
+void serve_fuzzed_data();
+
+// Puts `json` in force as the only definition file. Whether the load did not fail.
+bool define_fuzzed(const std::string& json);
+
+// The answer to a request for the menu entry `subcode`, which has to be whole: walks end, what is
+// entered is left, the peer has no walk afterwards.
+std::string answer_of(unsigned subcode, const char* argument);
+
+// Whether a text is a document that others read.
+bool is_xml_document(const std::string& text);
+bool is_json_document(const std::string& text);
