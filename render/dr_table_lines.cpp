@@ -54,6 +54,12 @@ char letter_of(const dr_table_column_s& column) {
     return 'v';
 }
 
+char* put_field(char* at, char letter) {
+    *at++ = FIELD;
+    *at++ = letter;
+    return at;
+}
+
 // Up to DRI_PADDING bytes more are written.
 char* put_blanks(char* at, size_t count) {
     for (size_t done = 0; done < count; done += DRI_PADDING) {
@@ -301,14 +307,6 @@ std::string dr_table_lines_c::field(char letter) const {
     return has_fields_ ? std::string{FIELD, letter} : std::string();
 }
 
-inline char* dr_table_lines_c::put_field(char* at, char letter) const {
-    if (has_fields_) {
-        *at++ = FIELD;
-        *at++ = letter;
-    }
-    return at;
-}
-
 inline char* dr_table_lines_c::put_cell(char* at, std::string_view text,
                                         dr_state_e state) const {
     if (!has_color_ || state == dr_state_e::NONE) {
@@ -336,7 +334,9 @@ void dr_table_lines_c::send_row(const dr_table_layout_c& layout, int indent,
         }
         const size_t width = is_there ? cells[i].width : MISSING.size();
         const size_t rest = column.width - std::min<size_t>(column.width, width);
-        at = put_field(at, letter_of(column));
+        if (has_fields_) [[unlikely]] {
+            at = put_field(at, letter_of(column));
+        }
         at = put_blanks(at, blanks + (column.is_right ? rest : 0));
         if (is_there) {
             at = put_cell(at, {text + cells[i].begin, cells[i].size}, cells[i].state);
@@ -348,9 +348,10 @@ void dr_table_lines_c::send_row(const dr_table_layout_c& layout, int indent,
     for (size_t i = 0; left_out > 0; ++i) {
         if (!columns[i].is_shown && i < cells.size() && cells[i].size != 0) {
             --left_out;
-            at = put_field(at, NAME_FIELD);
+            at = has_fields_ ? put_field(at, NAME_FIELD) : at;
             at = dri_copy_text(put_blanks(at, blanks), columns[i].heading);
-            at = put_field(dri_copy_text(at, ": "), letter_of(columns[i]));
+            at = dri_copy_text(at, ": ");
+            at = has_fields_ ? put_field(at, letter_of(columns[i])) : at;
             at = put_cell(at, {text + cells[i].begin, cells[i].size}, cells[i].state);
             at = put_blanks(at, columns[i].unit.empty() ? 0 : 1);
             at = dri_copy_text(at, columns[i].unit);

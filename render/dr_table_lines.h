@@ -125,7 +125,6 @@ class dr_table_lines_c {
                   size_t text_size);
     char* put_cell(char* at, std::string_view text, dr_state_e state) const;
     std::string field(char letter) const;
-    char* put_field(char* at, char letter) const;
     void end_line(char* end);
 
     dr_output_c& output_;
