@@ -11,6 +11,7 @@
 #include <cstring>
 #include <string>
 
+#include "frame/dr_collected_sends.h"
 #include "frame/dr_no_memory.h"
 #include "frame/dr_published.h"
 #include "frame/drend_lock.h"
@@ -53,6 +54,9 @@ int write_and_flush(FILE* stream, const char* text) {
 }
 
 int deliver(void* peer, const char* text) {
+    if (dr_collected_sends_c* collected = dr_collected_sends_c::now()) {
+        return collected->take(text);
+    }
     if (const auto method = send_method_w_return.load(std::memory_order_acquire)) {
         return method(peer, "%s", text);
     }
@@ -146,12 +150,16 @@ void drend_set_answer_methods(drend_answer_begin_method_t begin,
 }
 
 void dri_answer_begins(void* peer, const char* media_type) {
-    if (const auto method = answer_begin_method.load(std::memory_order_acquire)) {
+    const auto method = answer_begin_method.load(std::memory_order_acquire);
+    if (method != nullptr && dr_collected_sends_c::now() == nullptr) {
         method(peer, media_type);
     }
 }
 
 bool dri_answer_ends(void* peer, const drend_answer_end_s& end) {
+    if (dr_collected_sends_c::now() != nullptr) {
+        return true; // nobody is to get a line
+    }
     const auto method = answer_end_method.load(std::memory_order_acquire);
     return method != nullptr && method(peer, &end) != 0;
 }
@@ -214,7 +222,7 @@ int drend_send_peer_ptr(void* peer, const char* format, ...) {
 
 int drend_flush(void* peer) {
     const auto method = flush_method.load(std::memory_order_acquire);
-    return method == nullptr ? 0 : method(peer);
+    return method == nullptr || dr_collected_sends_c::now() != nullptr ? 0 : method(peer);
 }
 
 int drend_close_peer(void* peer) {

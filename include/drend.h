@@ -744,10 +744,16 @@ typedef void (*drend_reschedule_handler_t)(void* arg, void* walk);
 DREND_API void drend_set_reschedule_handler(drend_reschedule_handler_t handler, void* arg);
 
 /*
+ * The peer whose answer a suspended walk is, NULL when `walk` is NULL or gone: for a handler that
+ * has walks continued in its peers' turns. It takes the same time however many walks there are.
+ */
+DREND_API void* drend_get_walk_peer(void* walk);
+
+/*
  * Continues a suspended walk. Returns 1 when it was suspended again (and handed to the
- * reschedule handler), 0 when it is finished and gone, -1 when `walk` is NULL or the handle of
- * no suspended walk: of one that is gone, or is in its slice now. It takes the same time
- * however many walks are suspended.
+ * reschedule handler, unless it is a subscription that has nothing to send), 0 when it is
+ * finished and gone, -1 when `walk` is NULL or the handle of no suspended walk: of one that is
+ * gone, or is in its slice now. It takes the same time however many walks are suspended.
  */
 DREND_API int drend_defer_continue(void* walk);
 
@@ -955,6 +961,33 @@ DREND_API int drx_find_events_of_container(const char* path, drx_leaf_visitor_t 
  */
 DREND_API int drx_send_event(void* peer, const char* internal_name,
                              const char* external_name, const char* argument);
+
+/*
+ * Adds the fixed command "events" to the "drend" menu, once; best before drend_init. It subscribes
+ * its peer: the answer begins and has no end, and what is announced from then on stands in it, as a
+ * "notification" of NETCONF or RESTCONF, in the form that the request names: XML, as-json,
+ * as-ietf-json or as-ietf-xml, with compact and ascii; with filter='<...>', a subtree filter, what
+ * that selects. The peer unsubscribes by an interrupt or by closing. 0, or -1 when memory ran out.
+ * Any thread.
+ */
+DREND_API int drend_add_events_command(void);
+
+/*
+ * Announces a notification: the contents of all events that definitions file under
+ * `internal_name` are made now, once for each form that is wanted, with the time of now, and go to
+ * every subscriber. Nothing suspends: a leaf that wishes to be asked again is left out. An event
+ * without content is an empty element of its external name.
+ *
+ * For each subscriber at most 64 KiB wait. What finds no room is dropped, and "events-dropped" with
+ * the number stands in its place. A subscriber that takes nothing costs that and no time; its
+ * suspended answer, a walk for the reschedule handler, is handed to it when there is something to
+ * send.
+ *
+ * Returns 0, also when nobody has subscribed; DREND_NO_EL when no definition in force has such an
+ * event, of which subscribers are told by "event-undefined" with the name; DREND_ERR when memory
+ * ran out, which counts as dropped. The daemon's thread, not from within an accessor.
+ */
+DREND_API int drx_announce_event(const char* internal_name);
 
 #ifdef __cplusplus
 } /* extern "C" */

@@ -57,10 +57,14 @@ void dri_deferred(void* handle) {
 
 int drend_defer_continue(void* walk) {
     const int status = dr_suspendable_c::go_on(walk);
-    if (status == 1) {
+    if (status == 1 && dr_suspendable_c::is_ready(walk)) {
         dri_deferred(walk);
     }
     return status;
+}
+
+void* drend_get_walk_peer(void* walk) {
+    return dr_suspendable_c::peer_of(walk);
 }
 
 void drend_drop_walk(void* walk) {

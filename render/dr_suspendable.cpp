@@ -42,6 +42,16 @@ dr_suspendable_c* dr_suspendable_c::find(void* handle) {
     return found == kept_answers().end() ? nullptr : found->second.get();
 }
 
+bool dr_suspendable_c::is_ready(void* handle) {
+    const dr_suspendable_c* answer = find(handle);
+    return answer != nullptr && answer->state_ == state_e::SUSPENDED && answer->has_more();
+}
+
+void* dr_suspendable_c::peer_of(void* handle) {
+    const dr_suspendable_c* answer = find(handle);
+    return answer == nullptr ? nullptr : answer->peer_;
+}
+
 void* dr_suspendable_c::keep(std::unique_ptr<dr_suspendable_c> answer, keeper_e keeper) {
     assert(answer->state_ == state_e::SUSPENDED && !answer->is_cookie_);
     void* const handle = new_handle();
@@ -79,7 +89,9 @@ int dr_suspendable_c::go_on(void* handle) {
 }
 
 bool dr_suspendable_c::run_slice() {
-    data_.begin_slice();
+    if (data_) {
+        data_->begin_slice();
+    }
     try {
         return end_slice(resume());
     } catch (const std::bad_alloc&) {

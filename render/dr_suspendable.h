@@ -16,12 +16,14 @@
 //  2. Table, cookie and state change together, in keep() and let_go().
 //  3. An answer that is ended in the middle of its slice is gone as soon as the slice is. It sends
 //     nothing from then on, and leaves a peer that has closed alone.
-//  4. All slices of an answer read the data sets that its first one began with.
+//  4. All slices of an answer read the data sets that its first one began with; one that reads no
+//     data holds none.
 //
-// Requests and dumps derive from it. Belongs to the daemon's thread.
+// Requests, dumps and subscriptions derive from it. Belongs to the daemon's thread.
 #pragma once
 
 #include <memory>
+#include <optional>
 
 #include "model/dr_walk_data.h"
 
@@ -50,6 +52,11 @@ class dr_suspendable_c {
     static int go_on(void* handle);
     // Ends an answer before its time. No-op when there is none (any more).
     static void end(void* handle, end_e why);
+    // Whether a suspended answer has something to go on with. One that has not waits until it hands
+    // itself to dri_deferred again.
+    static bool is_ready(void* handle);
+    // The peer of such an answer, suspended or in a slice; null when there is none.
+    static void* peer_of(void* handle);
     // Whether there is such an answer, suspended or in a slice.
     static bool is_kept(void* handle) { return find(handle) != nullptr; }
 
@@ -58,7 +65,12 @@ class dr_suspendable_c {
     bool is_gone() const { return state_ == state_e::GONE; }
 
   protected:
-    explicit dr_suspendable_c(void* peer) : peer_(peer) {}
+    enum class reads_e { DATA, NOTHING };
+    explicit dr_suspendable_c(void* peer, reads_e reads = reads_e::DATA) : peer_(peer) {
+        if (reads == reads_e::DATA) {
+            data_.emplace();
+        }
+    }
 
     // Ends a slice that wishes to be suspended, or not: true when the answer is over, and
     // finished then.
@@ -72,6 +84,8 @@ class dr_suspendable_c {
     // What is left to do, and to be sent unless this is gone, when the last slice has come to its
     // end. The definitions are not held any more.
     virtual void finish() = 0;
+    // Whether resume() has anything to do.
+    virtual bool has_more() const { return true; }
     // The answer was ended in the middle of its slice: end that soon.
     virtual void cut_short() {}
 
@@ -79,7 +93,7 @@ class dr_suspendable_c {
     static void let_go(void* handle);
     bool run_slice();
 
-    const dr_walk_data_c data_;
+    std::optional<const dr_walk_data_c> data_; // as it was when the answer began
     void* const peer_;
     state_e state_ = state_e::RUNNING;
     bool is_cookie_ = false;

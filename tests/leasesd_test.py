@@ -5,6 +5,7 @@
 import json
 import pathlib
 import re
+import signal
 import subprocess
 import sys
 import tempfile
@@ -89,6 +90,46 @@ class Leases(unittest.TestCase):
         self.assertEqual(self.ask("show-leases").count("<lease>"), MANY)
         if MEASURES_MEMORY:
             self.assertLess(peak_of(daemon) - before, GROWTH_MAX)
+
+    def listen(self, *form):
+        # pylint: disable-next=consider-using-with
+        client = subprocess.Popen([DRENDCTL, "--socket", self.socket, "events", *form],
+                                  stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+
+        def end():
+            client.send_signal(signal.SIGINT)
+            errors = client.communicate(timeout=PATIENCE)[1]
+            self.assertEqual((client.returncode, errors), (0, ""))
+        self.addCleanup(end)
+        return client.stdout
+
+    def test_leases_that_come_and_end_are_told(self):
+        self.start("--leases", "3", "--lease-time", "1", "--every", "10")
+        told = {}
+        for line in self.listen("as-ietf-xml", "compact"):
+            self.assertEqual(errors_of("nc-notif", line, LEASES), "", line)
+            time, event = ET.fromstring(line)
+            told.setdefault(event.tag, []).append(event.findtext("{urn:example:dhcp-leases}address"))
+            self.assertRegex(time.text, r"^20\d\d-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{6}Z$")
+            if len(told) == 2:
+                break
+        granted, expired = (told[f"{{urn:example:dhcp-leases}}lease-{word}"]
+                            for word in ("granted", "expired"))
+        self.assertRegex(granted[0] + " " + expired[0], r"^10\.[\d.]+ 10\.[\d.]+$")
+        # In JSON; and to several at once.
+        for line, _ in zip(self.listen("as-ietf-json", "compact"), range(3)):
+            event = json.loads(line)["ietf-restconf:notification"]
+            self.assertEqual(sorted(event)[:1], ["eventTime"])
+            self.assertIn(sorted(event)[1], ("example-dhcp-leases:lease-granted",
+                                             "example-dhcp-leases:lease-expired"))
+        self.assertIn("<lease-", "".join(line for line, _ in zip(self.listen(), range(4))))
+        self.assertGreater(int(re.search("<granted>(.*)</granted>",
+                                         self.ask("show-lease-statistics"))[1]), 3)
+
+    def test_silence_ends_no_subscription(self):
+        self.start("--leases", "0", "--every", "400")
+        shown = self.listen("as-ietf-xml", "compact", "--timeout", "0.1")
+        self.assertEqual([f"host-{n}" in line for line, n in zip(shown, (1, 2))], [True, True])
 
     def test_what_cannot_be_is_refused(self):
         for arguments, line in (

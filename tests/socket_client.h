@@ -78,6 +78,9 @@ class socket_client_c {
         return true;
     }
 
+    // What has come and was not taken yet, framing and all.
+    const std::string& unread() const { return input_; }
+
     // The next answer of protocol 2: its type in parentheses, its text, its status in brackets.
     std::string answer_with_status() {
         std::string text;

@@ -103,9 +103,14 @@ static int read_options(int argc, char** argv, struct options* options) {
 /* A client comes, and leases whose time is over are taken back. */
 static void on_tick(evutil_socket_t fd, short what, void* data) {
     (void)fd, (void)what, (void)data;
-    leases_grant();
-    for (int i = 0; i < OVER_MAX && leases_over(time(NULL)) != 0; ++i)
+    const uint64_t granted = leases_grant();
+    if (granted != 0)
+        announce_lease("granted", granted);
+    uint64_t over;
+    for (int i = 0; i < OVER_MAX && (over = leases_over(time(NULL))) != 0; ++i) {
+        announce_lease("expired", over);
         leases_drop_oldest();
+    }
 }
 
 static void on_end(evutil_socket_t fd, short what, void* base) {
@@ -144,6 +149,7 @@ static int serve(evContext* loop, struct options* options) {
     char error[256] = "out of memory";
     mgmt_server_s* server = NULL;
     drend_add_service_commands();
+    drend_add_events_command();
     options->server.menu = drend_init(loop, own_menu, 1, "leasesd");
     if (options->server.menu != NULL)
         server = mgmt_server_open(*loop, &options->server, error, sizeof error);

@@ -122,7 +122,7 @@ static void add_leaves(const char* parent, const struct leaf* leaves, size_t cou
     }
 }
 
-static void add_leases(void) {
+static void add_lease(const char* path) {
     static const struct leaf leaves[] = {
         {"address", drend_add_ipaddr_v4_leaf, read_address, NULL},
         {"pool", drend_add_str_leaf, read_pool, NULL},
@@ -132,8 +132,7 @@ static void add_leases(void) {
         {"ends", drend_add_str_leaf, read_end, NULL},
         {"over", drend_add_boolean_leaf, is_over, NULL},
     };
-    drend_add_list("/dhcp/lease", next_lease, NULL);
-    add_leaves("/dhcp/lease", leaves, sizeof leaves / sizeof leaves[0]);
+    add_leaves(path, leaves, sizeof leaves / sizeof leaves[0]);
 }
 
 /* --- pools ------------------------------------------------------------------------- */
@@ -195,8 +194,29 @@ static void add_counters(void) {
     add_leaves("/dhcp/statistics", leaves, sizeof leaves / sizeof leaves[0]);
 }
 
+/* --- what is announced ------------------------------------------------------------- */
+
+/* [announce] */
+static uint64_t announced; /* lease, or 0 */
+
+/* A container with that lease in it, as if it were a row. */
+static int enter_announced(dr_meta_context_s* ctx, const void* data) {
+    (void)data;
+    return give_lease(ctx, announced);
+}
+
+void announce_lease(const char* event, uint64_t number) {
+    announced = number;
+    drx_announce_event(event);
+    announced = 0;
+}
+/* [end] */
+
 void add_model(void) {
     add_pools();
-    add_leases();
+    drend_add_list("/dhcp/lease", next_lease, NULL);
+    add_lease("/dhcp/lease");
+    drend_add_enter("/announced", enter_announced, NULL);
+    add_lease("/announced");
     add_counters();
 }

@@ -3,6 +3,12 @@
 #ifndef LEASESD_MODEL_H
 #define LEASESD_MODEL_H
 
+#include <stdint.h>
+
 void add_model(void);
+
+/* Tells whoever listens what has become of a lease; `event` is the internal name of a
+ * notification, whose definitions find the lease at "/announced". */
+void announce_lease(const char* event, uint64_t number);
 
 #endif

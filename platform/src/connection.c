@@ -132,6 +132,20 @@ static void plan_next_slice(struct connection_s* connection) {
     }
 }
 
+/* In its slice it is planned when that ends; one that has waited for something has it now. A walk
+ * that is not the answer to a request has no turns. */
+static int continue_walk(struct peer_s* peer) {
+    struct connection_s* connection = (struct connection_s*)peer;
+    if (connection->state == CONNECTION_IDLE)
+        return -1;
+    connection->continues_walk = true;
+    if (!slice_is_running(connection)) {
+        connection->slice.has_moved = true;
+        plan_next_slice(connection);
+    }
+    return 0;
+}
+
 void connection_after_slice(struct connection_s* connection) {
     const char* failure = slice_end(connection);
     if (failure != NULL)
@@ -273,8 +287,15 @@ static void free_connection(struct connection_s* connection) {
 }
 
 struct connection_s* connection_open(struct mgmt_server_s* server, int fd) {
-    static const struct peer_ops_s ops = {send_text,     flush_text, close_peer,
-                                          on_walk_ended, note_begin, note_end};
+    static const struct peer_ops_s ops = {
+        .send = send_text,
+        .flush = flush_text,
+        .close = close_peer,
+        .walk_ended = on_walk_ended,
+        .continue_walk = continue_walk,
+        .answer_begins = note_begin,
+        .answer_ends = note_end,
+    };
     struct connection_s* connection = calloc(1, sizeof *connection);
     if (connection == NULL)
         return NULL;

@@ -105,8 +105,8 @@ static int close_local(struct peer_s* peer) {
 }
 
 void* mgmt_sock_open_local(FILE* stream) {
-    static const struct peer_ops_s ops = {send_local, flush_local, close_local,
-                                          NULL,       NULL,        NULL};
+    static const struct peer_ops_s ops = {
+        .send = send_local, .flush = flush_local, .close = close_local};
     struct local_peer_s* local = calloc(1, sizeof *local);
     if (local != NULL) {
         local->peer.ops = &ops;

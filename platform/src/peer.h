@@ -23,6 +23,9 @@ struct peer_ops_s {
     int (*close)(struct peer_s* peer);
     /* The cookie was cleared: its walk has ended. NULL when nobody wants to know. */
     void (*walk_ended)(struct peer_s* peer);
+    /* The walk that the cookie stands for wants to go on. 0 when the peer sees to that. NULL when
+     * it never does. */
+    int (*continue_walk)(struct peer_s* peer);
     /* The render library's methods of answers; NULL for a peer that has text alone. */
     void (*answer_begins)(struct peer_s* peer, const char* media_type);
     int (*answer_ends)(struct peer_s* peer, const drend_answer_end_s* end);

@@ -88,9 +88,10 @@ static void continue_when_idle(void* base, void* walk) {
 /* The reschedule handler: a connection's walk is continued in its turn, any other when idle. */
 static void on_suspended(void* data, void* walk) {
     const struct mgmt_server_s* server = data;
-    if (running != NULL && running->peer.cookie == walk)
-        running->continues_walk = true;
-    else
+    struct peer_s* peer = drend_get_walk_peer(walk);
+    const bool is_peers_own = peer != NULL && peer->cookie == walk;
+    if (!is_peers_own || peer->ops->continue_walk == NULL ||
+        peer->ops->continue_walk(peer) != 0)
         continue_when_idle(server->base, walk);
 }
 

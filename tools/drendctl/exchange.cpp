@@ -14,6 +14,7 @@
 namespace {
 
 constexpr char INTERRUPT = 3;
+constexpr char STREAM[] = "; stream=";            // in a type
 constexpr std::chrono::milliseconds SILENCE{200}; // what has come until then is shown
 constexpr std::size_t NOTE_MAX = 1 << 20;         // bytes of a type or status
 
@@ -82,8 +83,12 @@ outcome_s exchange_c::follow() {
 }
 
 void exchange_c::end(outcome_e what, const std::string& error) {
-    outcome_ = is_interrupted_ ? outcome_s{outcome_e::interrupted, INCOMPLETE_TEXT}
-                               : outcome_s{what, error};
+    if (is_interrupted_) {
+        outcome_ = is_stream() ? outcome_s{outcome_e::answered, ""}
+                               : outcome_s{outcome_e::interrupted, INCOMPLETE_TEXT};
+    } else {
+        outcome_ = outcome_s{what, error};
+    }
 }
 
 void exchange_c::follow_interrupts() {
@@ -102,6 +107,16 @@ void exchange_c::send() {
     }
 }
 
+// Whether the answer has no end: it is silent for as long as nothing happens, and an interrupt
+// leaves nothing of it out.
+bool exchange_c::is_stream() const {
+    return type_.find(STREAM) != std::string::npos;
+}
+
+exchange_c::steady_clock_t::time_point exchange_c::end_of_patience() const {
+    return is_stream() ? patience_.deadline : patience_.end(last_arrival_);
+}
+
 void exchange_c::wait() {
     const bool has_more = is_listening_ && !to_send_.empty();
     const int output = is_interrupted_ ? -1 : options_.watched_output;
@@ -109,7 +124,7 @@ void exchange_c::wait() {
         {connection_.fd(), static_cast<short>(has_more ? POLLIN | POLLOUT : POLLIN), 0},
         {interrupt_fd(), POLLIN, 0},
         {output, 0, 0}};
-    steady_clock_t::time_point end = patience_.end(last_arrival_);
+    steady_clock_t::time_point end = end_of_patience();
     if (options_.on_silence && !is_silence_told_) {
         end = std::min(end, last_arrival_ + SILENCE);
     }
@@ -143,7 +158,7 @@ void exchange_c::tell_silence() {
 // The end of patience, whatever has arrived.
 void exchange_c::stop_waiting() {
     const steady_clock_t::time_point now = steady_clock_t::now();
-    if (!outcome_ && now >= patience_.end(last_arrival_)) {
+    if (!outcome_ && now >= end_of_patience()) {
         end(outcome_e::lost, timeout_text(patience_, now >= patience_.deadline));
     }
 }

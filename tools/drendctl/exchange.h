@@ -38,6 +38,8 @@ class exchange_c {
 
     outcome_s follow();
     void wait();
+    bool is_stream() const;
+    steady_clock_t::time_point end_of_patience() const;
     void stop_waiting();
     void tell_silence();
     void send();
