@@ -1,9 +1,10 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: BSD-2-Clause
-"""NETCONF as clients have it, through OpenSSH: netconf_ssh_test.py ORVEX_NETCONF NETSTATD
+"""NETCONF as clients have it, through OpenSSH: netconf_ssh_test.py ORVEX_NETCONF NETSTATD [PROGRAM]
 
-OpenSSH's server runs on a port of 127.0.0.1 with keys made on the spot; the client is ncclient, of
-Debian's Python. Exits with 77 where one of them is missing.
+OpenSSH's server runs on a port of 127.0.0.1 with keys made on the spot; the clients are ncclient, of
+Debian's Python, yangcli, and PROGRAM, which is made with libnetconf2. Exits with 77 where OpenSSH or
+ncclient is missing; without the others their tests are skipped.
 """
 
 import getpass
@@ -20,19 +21,24 @@ import unittest
 import xml.etree.ElementTree as ET
 
 from fake_daemon import FakeDaemon, flood, says
-from netstatd_yang import errors_of_reply
+from netstatd_yang import SERVER, YANG, errors_of_reply
 
 try:
     from ncclient import manager
     from ncclient.operations.rpc import RPCError
+    from ncclient.xml_ import to_ele
 except ImportError:
     sys.exit(77)
 
 ORVEX_NETCONF, NETSTATD = sys.argv[1:3]
+LIBNETCONF2 = sys.argv[3] if len(sys.argv) > 3 else None
+YANGCLI = shutil.which("yangcli")
 SSHD = shutil.which("sshd", path="/usr/sbin:/usr/bin")
 SKIPPED = 77
 PATIENCE = 120  # seconds; only a fault lasts so long
 BASE = "urn:ietf:params:xml:ns:netconf:base:1.0"
+MONITORING = "urn:ietf:params:xml:ns:yang:ietf-netconf-monitoring"
+NMDA = "urn:ietf:params:xml:ns:yang:ietf-netconf-nmda"
 INTERFACES = "urn:ietf:params:xml:ns:yang:ietf-interfaces"
 CONFIGURATION = """
 ListenAddress 127.0.0.1:{port}
@@ -44,7 +50,7 @@ UsePAM no
 PasswordAuthentication no
 KbdInteractiveAuthentication no
 PermitRootLogin prohibit-password
-Subsystem netconf {program} --run-dir {folder}
+Subsystem netconf {program} --run-dir {folder} --yang-dir {folder}/yang
 """
 
 
@@ -65,6 +71,7 @@ class ThroughSsh(unittest.TestCase):
                            check=True)
         cls.start(NETSTATD, "--socket", cls.folder / "s", "--run-dir", cls.folder,
                   ready="netstatd: serving")
+        cls.copy_modules()
         cls.port = free_port()
         configuration = cls.folder / "sshd_config"
         configuration.write_text(CONFIGURATION.format(
@@ -72,6 +79,19 @@ class ThroughSsh(unittest.TestCase):
         if os.geteuid() == 0:
             os.makedirs("/run/sshd", mode=0o755, exist_ok=True)  # where root's sshd shuts itself in
         cls.start(SSHD, "-D", "-e", "-f", configuration, ready="Server listening")
+
+    @classmethod
+    def copy_modules(cls):
+        """Those that are told, and what they import."""
+        (cls.folder / "yang").mkdir()
+        for place in YANG / "modules/ietf", YANG / "nmda-modules/ietf":
+            for file in place.glob("*@*.yang"):
+                for other in (cls.folder / "yang").glob(file.name.partition("@")[0] + "@*"):
+                    other.unlink()
+                shutil.copy(file, cls.folder / "yang")
+        for file in SERVER:
+            shutil.copy(file, cls.folder / "yang")
+        (cls.folder / "yang/ietf-yang-library@2016-06-21.yang").unlink()
 
     @classmethod
     def start(cls, *command, ready):
@@ -135,13 +155,17 @@ class ThroughSsh(unittest.TestCase):
             self.assertEqual(reply.reply.data_xml.count("</a>"), 1)
         client.async_mode = False
 
+    def ssh(self):
+        """The command of a client that leaves NETCONF to whoever starts it."""
+        return ["ssh", "-F", "none", "-i", self.folder / "user", "-p", str(self.port), "-o",
+                "StrictHostKeyChecking=no", "-o", "UserKnownHostsFile=/dev/null", "-o", "LogLevel=ERROR",
+                "-s", "127.0.0.1", "netconf"]
+
     def test_a_client_that_is_killed_takes_its_session_with_it(self):
         sent = []
         self.daemon("b", flood(sent))
-        client = subprocess.Popen(
-            ["ssh", "-F", "none", "-i", self.folder / "user", "-p", str(self.port), "-o",
-             "StrictHostKeyChecking=no", "-o", "UserKnownHostsFile=/dev/null", "-s", "127.0.0.1",
-             "netconf"], stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
+        client = subprocess.Popen(self.ssh(), stdin=subprocess.PIPE, stdout=subprocess.PIPE,
+                                  stderr=subprocess.DEVNULL)
         with client:
             client.stdin.write((
                 f"<hello xmlns='{BASE}'><capabilities><capability>urn:ietf:params:netconf:base:1.0"
@@ -155,6 +179,68 @@ class ThroughSsh(unittest.TestCase):
             client.kill()
         self.assertTrue(select.select([process], [], [], PATIENCE)[0])
         os.close(process)
+
+    def test_get_data(self):
+        client = self.connect()
+        reply = client.dispatch(to_ele(f"""<get-data xmlns='{NMDA}'>
+            <datastore xmlns:d='urn:ietf:params:xml:ns:yang:ietf-datastores'>d:operational</datastore>
+            <subtree-filter><interfaces xmlns='{INTERFACES}'><interface><name>lo</name></interface></interfaces>
+            </subtree-filter><max-depth>2</max-depth></get-data>""")).xml
+        data, = ET.fromstring(reply)
+        names = [e.tag for e in data[0][0]]
+        self.assertEqual((data.tag, names[0]), (f"{{{NMDA}}}data", f"{{{INTERFACES}}}name"))
+        self.assertNotIn(f"{{{INTERFACES}}}statistics", names)
+
+    def test_get_schema(self):
+        client = self.connect()
+        for name, version in ("ietf-ip", "2018-02-22"), ("ietf-yang-library", "2019-01-04"), ("ietf-origin", None):
+            file, = (self.folder / "yang").glob(f"{name}@*.yang")
+            self.assertEqual(client.get_schema(name, version, "yang").data, file.read_text(encoding="utf-8"))
+        with self.assertRaises(RPCError) as caught:
+            client.get_schema("../user")
+        self.assertEqual(caught.exception.tag, "invalid-value")
+
+    def test_kill_session(self):
+        killed, client = self.connect(), self.connect()
+        process = os.pidfd_open(int(killed.session_id))
+        client.kill_session(killed.session_id)
+        self.assertTrue(select.select([process], [], [], PATIENCE)[0])
+        os.close(process)
+        sessions = ET.fromstring(client.get(("subtree", f"<netconf-state xmlns='{MONITORING}'/>")).data_xml)
+        self.assertNotIn(killed.session_id,
+                         [e.text for e in sessions.iter(f"{{{MONITORING}}}session-id")])
+        with self.assertRaises(RPCError) as caught:
+            client.kill_session(killed.session_id)
+        self.assertEqual(caught.exception.tag, "invalid-value")
+
+    @unittest.skipUnless(LIBNETCONF2, "no client made with libnetconf2")
+    def test_libnetconf2_fetches_the_modules_and_takes_the_whole_reply(self):
+        kernel = {file.parent.name: "up" if int(file.read_text("ascii"), 16) & 1 else "down"
+                  for file in pathlib.Path("/sys/class/net").glob("*/flags")}
+        for operation in [], ["-"]:
+            with tempfile.TemporaryDirectory() as cache:
+                shown = subprocess.run([LIBNETCONF2, cache, *operation, *self.ssh()], check=False,
+                                       capture_output=True, text=True, timeout=PATIENCE)
+                self.assertEqual((shown.returncode, shown.stderr), (0, ""))
+                self.assertEqual(dict(line.split() for line in shown.stdout.splitlines()), kernel)
+                self.assertIn("ietf-interfaces@2018-02-20.yang", os.listdir(cache))
+
+    @unittest.skipUnless(YANGCLI, "no yangcli")
+    def test_yangcli(self):
+        script = self.folder / "script"
+        script.write_text("sget /interfaces\nsget /netconf-state\nlock target=running\nclose-session\nquit\n", encoding="utf-8")
+        shown = subprocess.run(
+            [YANGCLI, "--batch-mode", "--server=127.0.0.1", f"--ncport={self.port}",
+             f"--user={getpass.getuser()}", "--password=-", f"--private-key={self.folder}/user",
+             f"--public-key={self.folder}/user.pub", "--autohistory=false", "--autoaliases=false",
+             "--autouservars=false", f"--run-script={script}"], stdin=subprocess.DEVNULL, check=False,
+            env={**os.environ, "HOME": str(self.folder)}, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
+            text=True, timeout=PATIENCE).stdout
+        self.assertIn("NETCONF session established", shown)
+        self.assertNotIn("invalid reply", shown)
+        for sign in "interface lo {", "transport ncm:netconf-ssh", "error-tag operation-not-supported":
+            before, found, shown = shown.partition(sign)
+            self.assertTrue(found, before + shown)
 
     def test_what_is_not_there_is_refused(self):
         client = self.connect()

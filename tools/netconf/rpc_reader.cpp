@@ -167,15 +167,16 @@ filter_t filter_of(const xmlNode* filter) {
 
 // --- requests ---
 
-// "PREFIX:NAME" or "NAME", as namespaces are declared where it stands.
+// "PREFIX:NAME" as namespaces are declared where it stands, or "NAME" in that of the element.
 qualified_name_s resolved(const xmlNode* element, const std::string& text) {
     const std::size_t colon = text.find(':');
-    const std::string prefix = colon == std::string::npos ? "" : text.substr(0, colon);
-    const xmlNs* ns = xmlSearchNs(
-        element->doc, const_cast<xmlNode*>(element),
-        prefix.empty() ? nullptr : reinterpret_cast<const xmlChar*>(prefix.c_str()));
-    return {ns == nullptr ? "" : text_of(ns->href),
-            colon == std::string::npos ? text : text.substr(colon + 1)};
+    if (colon == std::string::npos) {
+        return {xmlns_of(element), text};
+    }
+    const std::string prefix = text.substr(0, colon);
+    const xmlNs* ns = xmlSearchNs(element->doc, const_cast<xmlNode*>(element),
+                                  reinterpret_cast<const xmlChar*>(prefix.c_str()));
+    return {ns == nullptr ? "" : text_of(ns->href), text.substr(colon + 1)};
 }
 
 parameter_s parameter_of(const xmlNode* element) {
