@@ -40,6 +40,23 @@ std::string_view view_of(const xmlChar* text) {
     return text == nullptr ? "" : reinterpret_cast<const char*>(text);
 }
 
+// Has the errors told to a function that libxml2 tells to no reader: those for want of memory in
+// some of its parts. They are a thread's own.
+class thread_errors_c {
+  public:
+    thread_errors_c(xmlStructuredErrorFunc note, void* data)
+        : before_(xmlStructuredError), data_before_(xmlStructuredErrorContext) {
+        xmlSetStructuredErrorFunc(data, note);
+    }
+    ~thread_errors_c() { xmlSetStructuredErrorFunc(data_before_, before_); }
+    thread_errors_c(const thread_errors_c&) = delete;
+    thread_errors_c& operator=(const thread_errors_c&) = delete;
+
+  private:
+    const xmlStructuredErrorFunc before_;
+    void* const data_before_;
+};
+
 class subtree_reader_c {
   public:
     explicit subtree_reader_c(dr_subtree_node_s& root) : open_{&root} {}
@@ -49,6 +66,7 @@ class subtree_reader_c {
         constexpr int options = XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING |
                                 XML_PARSE_NOCDATA | XML_PARSE_HUGE;
         const int size = static_cast<int>(document.size());
+        const thread_errors_c errors(note_error, this);
         reader_.reset(xmlReaderForMemory(document.data(), size, nullptr, "UTF-8", options));
         if (reader_ == nullptr) {
             dri_throw_no_memory();

@@ -17,6 +17,7 @@
 
 #include <regex.h>
 
+#include "frame/dr_no_memory.h"
 #include "frame/drend_lock.h"
 
 namespace {
@@ -251,7 +252,11 @@ class compiled_pattern_c {
         std::string text = at_front_ ? "\\(" : ".*\\(";
         text += scan.body();
         text += "\\)";
-        compiled_ = regcomp(&regex_, text.c_str(), REG_NOSUB) == 0;
+        const int status = regcomp(&regex_, text.c_str(), REG_NOSUB);
+        if (status == REG_ESPACE) {
+            dri_throw_no_memory(); // what is kept would never match again
+        }
+        compiled_ = status == 0;
     }
     ~compiled_pattern_c() {
         if (compiled_) {
@@ -292,6 +297,10 @@ class compiled_pattern_c {
         const auto length = static_cast<regoff_t>(text.size());
         const auto start = static_cast<regoff_t>(begin);
         const regoff_t matched = re_match(&regex_, text.data(), length, start, nullptr);
+        constexpr regoff_t failed = -2; // for want of memory; -1: no match
+        if (matched == failed) {
+            dri_throw_no_memory();
+        }
         return at_end_ ? matched == length - start : matched >= 0;
     }
 

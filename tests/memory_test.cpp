@@ -3,6 +3,7 @@
 // Memory that runs out at the daemon's edge: no exception passes it, and no answer is silently
 // wrong because an accessor did not look at a result.
 #include <cstdlib>
+#include <utility>
 
 #include "definitions/drend_load.h"
 #include "failing_memory.h"
@@ -119,6 +120,50 @@ TEST_F(memory_test, a_value_that_is_lost_ends_the_answer) {
     for (const auto& row : calls) {
         failing.call = row.call;
         expect_an_error(row.what, failing);
+    }
+}
+
+TEST_F(memory_test, every_form_of_answer_is_whole_or_says_so) {
+    static const std::vector<row_s> rows = {
+        {LONG_TEXT, 1, {{"x", 11}, {"y", 12}}}, {"b", 2, {{"x", 0}}}, {"c", 3}};
+    drend_add_list("/t/row", step_rows, &rows);
+    drend_add_str_leaf("/t/row/name", read_name, nullptr);
+    drend_add_int32_leaf("/t/row/number", read_number, nullptr);
+    drend_add_list("/t/row/item", step_rows_below, nullptr);
+    drend_add_str_leaf("/t/row/item/id", read_name, nullptr);
+    define(R"([{"dc_name": "c", "dc_tag": {"dts_name": "t", "dts_source": "/t",
+        "dts_namespace": "xmlns='urn:t'", "dts_module": "t", "dts_kids": [
+        {"dts_name": "row", "dts_type": "list", "dts_source": "row", "dts_key": ["name"],
+         "dts_kids": [{"dts_name": "name", "dts_type": "leaf", "dts_source": "name"},
+          {"dts_name": "number", "dts_type": "leaf", "dts_source": "number",
+           "dts_map": [["1", "='<'+val('../name')+'>'"], ["*", "*"]]},
+          {"dts_name": "item", "dts_type": "leaf-list", "dts_source": "item", "dts_kids": [
+           {"dts_name": "__zor_leaf_list_value__", "dts_type": "leaf", "dts_source": "id"}]}
+         ]}]}}])");
+    static const std::string forms[] = {
+        "", "as-json", "as-table", "as-ietf-xml", "as-ietf-json", "as-json-lines", "count"};
+    static const std::string wishes[] = {
+        "", "filter=\"/t/row[match(name, '^x') or contains(name, 'b')]\"",
+        "filter='<t><row><number>2</number><item>x</item></row><row><name/></row></t>'",
+        "limit=1", "depth=2 limit=2 cursor=/t/row=b"};
+    for (const std::string& form : forms) {
+        for (const std::string& wish : wishes) {
+            const std::string argument = form + " " + wish;
+            const std::string whole = render("c", argument.c_str());
+            const long failures = with_each_failure([&] {
+                dri_reset_xpath_cache(); // each time as the first time
+                output.text.clear();
+                drend_dump_rpc(nullptr, "c", argument.c_str());
+                const long left = std::exchange(failing_allocation, 0);
+                EXPECT_TRUE(output.text == whole ||
+                            output.text.ends_with("error: out of memory\n"))
+                    << argument << ": " << output.text;
+                failing_allocation = left;
+            });
+            EXPECT_GT(failures, 5) << argument;
+            EXPECT_EQ(dri_inuse_count(), 0U) << argument;
+            EXPECT_EQ(render("c", argument.c_str()), whole);
+        }
     }
 }
 

@@ -49,15 +49,20 @@ static int remove_stale(const struct socket_file_s* file, struct failure_s failu
     const struct sockaddr_un* address = &file->address;
     struct stat found;
     if (lstat(address->sun_path, &found) != 0)
-        return 0;
+        return errno == ENOENT ? 0 : cannot_serve(file, failure, strerror(errno));
     if (!S_ISSOCK(found.st_mode))
         return cannot_serve(file, failure, "the file exists and is no socket");
     const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    if (fd < 0)
+        return cannot_serve(file, failure, strerror(errno));
     const int connected = connect(fd, (const struct sockaddr*)address, sizeof *address);
     const int error = errno;
     close(fd);
-    if (connected == 0 || error != ECONNREFUSED)
+    /* A full backlog (EAGAIN) is somebody's, too. */
+    if (connected == 0 || error == EAGAIN)
         return cannot_serve(file, failure, "another process serves it");
+    if (error != ECONNREFUSED)
+        return cannot_serve(file, failure, strerror(error));
     return unlink(address->sun_path) == 0
                ? 0
                : fail(failure, "cannot replace", address->sun_path, strerror(errno));
@@ -74,8 +79,11 @@ static int bind_socket(struct socket_file_s* file, gid_t group, struct failure_s
     if (bound != 0)
         return cannot_serve(file, failure, strerror(error));
     struct stat own;
-    if (lstat(path, &own) != 0)
-        return cannot_serve(file, failure, strerror(errno));
+    if (lstat(path, &own) != 0) {
+        const int why = errno;
+        unlink(path); /* what was bound just now, under the lock */
+        return cannot_serve(file, failure, strerror(why));
+    }
     file->device = own.st_dev;
     file->inode = own.st_ino;
     if ((group != getegid() && chown(path, (uid_t)-1, group) != 0) ||
