@@ -18,8 +18,8 @@ namespace {
 constexpr std::size_t MESSAGE_MAX = 65536;
 constexpr char BASE_1_0[] = "urn:ietf:params:netconf:base:1.0";
 constexpr char BASE_1_1[] = "urn:ietf:params:netconf:base:1.1";
-const std::string YANG_LIBRARY = "urn:ietf:params:netconf:capability:yang-library:1.1"
-                                 "?revision=2019-01-04&content-id=";
+constexpr char YANG_LIBRARY[] = "urn:ietf:params:netconf:capability:yang-library:1.1"
+                                "?revision=2019-01-04&content-id=";
 
 bool contains(const std::vector<std::string>& texts, const char* text) {
     return std::find(texts.begin(), texts.end(), text) != texts.end();

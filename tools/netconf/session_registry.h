@@ -20,7 +20,7 @@ struct session_counters_s {
 };
 
 struct session_entry_s {
-    pid_t id;
+    pid_t id = 0;
     std::string user;
     std::string host; // the client's address; empty: not known
     std::string login;
