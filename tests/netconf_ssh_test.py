@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: BSD-2-Clause
-"""NETCONF as clients have it, through OpenSSH: netconf_ssh_test.py ORVEX_NETCONF NETSTATD [PROGRAM]
+"""NETCONF as clients have it, through OpenSSH: netconf_ssh_test.py ORVEX_NETCONF NETSTATD LEASESD [PROGRAM]
 
 OpenSSH's server runs on a port of 127.0.0.1 with keys made on the spot; the clients are ncclient, of
 Debian's Python, yangcli, and PROGRAM, which is made with libnetconf2. Exits with 77 where OpenSSH or
@@ -30,9 +30,10 @@ try:
 except ImportError:
     sys.exit(77)
 
-ORVEX_NETCONF, NETSTATD = sys.argv[1:3]
-LIBNETCONF2 = sys.argv[3] if len(sys.argv) > 3 else None
+ORVEX_NETCONF, NETSTATD, LEASESD = sys.argv[1:4]
+LIBNETCONF2 = sys.argv[4] if len(sys.argv) > 4 else None
 YANGCLI = shutil.which("yangcli")
+LEASES = pathlib.Path(__file__).resolve().parent.parent / "examples/leasesd"
 SSHD = shutil.which("sshd", path="/usr/sbin:/usr/bin")
 SKIPPED = 77
 PATIENCE = 120  # seconds; only a fault lasts so long
@@ -241,6 +242,26 @@ class ThroughSsh(unittest.TestCase):
         for sign in "interface lo {", "transport ncm:netconf-ssh", "error-tag operation-not-supported":
             before, found, shown = shown.partition(sign)
             self.assertTrue(found, before + shown)
+
+    def test_notifications(self):
+        with subprocess.Popen(
+                [LEASESD, "--socket", self.folder / "l", "--run-dir", self.folder, "--prefix", LEASES,
+                 "--every", "50"], stdout=subprocess.PIPE, text=True) as daemon:
+            self.addCleanup(daemon.terminate)
+            daemon.stdout.readline()
+            client = self.connect()
+            for word in ":notification", ":interleave":
+                self.assertIn(word, client.server_capabilities)
+            client.create_subscription()
+            for _ in range(3):
+                told = client.take_notification(timeout=PATIENCE).notification_ele
+                self.assertEqual(told[1].tag, "{urn:example:dhcp-leases}lease-granted")
+                pools = client.get(("subtree", "<dhcp xmlns='urn:example:dhcp-leases'><pool/></dhcp>"))
+                self.assertEqual(pools.data_xml.count("</pool>"), 4)
+            daemon.terminate()
+            while told[1].tag != "{urn:orvex:events}event-source-lost":
+                told = client.take_notification(timeout=PATIENCE).notification_ele
+            self.assertEqual(told[1][0].text, "leasesd")
 
     def test_what_is_not_there_is_refused(self):
         client = self.connect()

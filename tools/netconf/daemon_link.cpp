@@ -78,7 +78,7 @@ daemon_link_c::state_e daemon_link_c::take(std::string_view bytes, const text_fn
 daemon_link_c::state_e daemon_link_c::take_data(std::string_view data,
                                                 const text_fn& text) {
     if (chunks_.tag() == '\0' && is_greeted_) {
-        if (type_ != TYPE) {
+        if (type_.substr(0, type_.find(';')) != TYPE) {
             return fail("answers with '" + type_ + "' instead of XML");
         }
         text(data);
@@ -110,6 +110,7 @@ daemon_link_c::state_e daemon_link_c::finish_answer(bool has_more) {
         return fail("malformed answer: it does not say how it ended");
     }
     if (status.end != "complete") {
+        code_ = status.code;
         return fail(status.text);
     }
     return has_more ? fail("malformed answer: more than was asked for") : state_e::complete;

@@ -38,9 +38,13 @@ class daemon_link_c {
     // Reads once what is there. What of it is text of the answer goes to `text`.
     state_e read(const text_fn& text);
 
+    // Whether the answer says what it is: it will have a text, perhaps later.
+    bool has_begun() const { return is_greeted_ && !type_.empty(); }
     const daemon_s& daemon() const { return daemon_; }
     // One line that begins with the daemon's name.
     const std::string& error() const { return error_; }
+    // For programs; empty when it was not the daemon that said so.
+    const std::string& code() const { return code_; }
     state_e fail(const std::string& why);
 
   private:
@@ -59,4 +63,5 @@ class daemon_link_c {
     std::string status_;
     std::string refusal_; // of protocol 2
     std::string error_;
+    std::string code_;
 };

@@ -15,6 +15,7 @@ constexpr operation_s OPERATIONS[] = {
     {NETCONF_BASE, "kill-session", perform_kill_session},
     {NETCONF_NMDA, "get-data", perform_get_data},
     {NETCONF_MONITORING, "get-schema", perform_get_schema},
+    {NETCONF_NOTIFICATION, "create-subscription", perform_create_subscription},
 };
 
 } // namespace
@@ -54,6 +55,13 @@ fault_in_parameters(const client_message_s& rpc,
                ? std::nullopt
                : std::optional(bad_element("protocol", "missing-element", needed,
                                            std::string("there is no ") + needed));
+}
+
+std::optional<rpc_error_s> fault_in_subtree(const parameter_s& filter) {
+    return filter.type.value_or("subtree") == "subtree"
+               ? std::nullopt
+               : std::optional(bad_attribute("protocol", "bad-attribute", "type", "filter",
+                                             "filters are of the type \"subtree\""));
 }
 
 const parameter_s* find_parameter(const client_message_s& rpc, std::string_view name) {

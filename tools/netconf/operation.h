@@ -15,6 +15,9 @@
 
 class session_c;
 
+inline constexpr char NETCONF_NOTIFICATION[] =
+    "urn:ietf:params:xml:ns:netconf:notification:1.0";
+
 struct operation_s {
     const char* xmlns;
     const char* name;
@@ -33,6 +36,8 @@ std::optional<rpc_error_s>
 fault_in_parameters(const client_message_s& rpc,
                     std::initializer_list<std::string_view> known,
                     const char* needed = nullptr);
+// That in a filter that is no subtree.
+std::optional<rpc_error_s> fault_in_subtree(const parameter_s& filter);
 // Null when it was not given.
 const parameter_s* find_parameter(const client_message_s& rpc, std::string_view name);
 
@@ -42,4 +47,5 @@ void perform_get(session_c& session, const client_message_s& rpc);
 void perform_get_data(session_c& session, const client_message_s& rpc);
 void perform_get_schema(session_c& session, const client_message_s& rpc);
 void perform_kill_session(session_c& session, const client_message_s& rpc);
+void perform_create_subscription(session_c& session, const client_message_s& rpc);
 void perform_close_session(session_c& session, const client_message_s& rpc);

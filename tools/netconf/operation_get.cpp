@@ -11,9 +11,8 @@ void perform_get(session_c& session, const client_message_s& rpc) {
     }
     data_request_s request;
     if (const parameter_s* filter = find_parameter(rpc, "filter")) {
-        if (filter->type.value_or("subtree") != "subtree") {
-            session.refuse(bad_attribute("protocol", "bad-attribute", "type", "filter",
-                                         "filters are of the type \"subtree\""));
+        if (const auto fault = fault_in_subtree(*filter)) {
+            session.refuse(*fault);
             return;
         }
         request.filter = filter->filter;

@@ -54,7 +54,7 @@ std::string counted(const session_counters_s& counters) {
     return object({{"in-rpcs", number(counters.in_rpcs)},
                    {"in-bad-rpcs", number(counters.in_bad_rpcs)},
                    {"out-rpc-errors", number(counters.out_rpc_errors)},
-                   {"out-notifications", number(0)}});
+                   {"out-notifications", number(counters.out_notifications)}});
 }
 
 std::string session(const session_entry_s& entry) {

@@ -16,8 +16,11 @@
 namespace {
 
 constexpr std::size_t MESSAGE_MAX = 65536;
+constexpr int OWN_WAITS = 3; // of the client and of the daemon that is asked
 constexpr char BASE_1_0[] = "urn:ietf:params:netconf:base:1.0";
 constexpr char BASE_1_1[] = "urn:ietf:params:netconf:base:1.1";
+constexpr char NOTIFICATION[] = "urn:ietf:params:netconf:capability:notification:1.0";
+constexpr char INTERLEAVE[] = "urn:ietf:params:netconf:capability:interleave:1.0";
 constexpr char YANG_LIBRARY[] = "urn:ietf:params:netconf:capability:yang-library:1.1"
                                 "?revision=2019-01-04&content-id=";
 
@@ -41,13 +44,15 @@ rpc_error_s not_supported(const std::string& operation) {
 session_c::session_c(int in, int out, const session_options_s& options)
     : in_(in), out_(out), options_(options),
       own_data_(options.own_prefix, [this] { return own_facts(); }),
-      relay_(output_, options.patience, own_data_), registry_(options.run_dir),
+      relay_(output_, options.patience, own_data_),
+      events_(options.run_dir, options.patience), registry_(options.run_dir),
       due_(clock_t::now() + options.patience) {}
 
 int session_c::run() {
     greet();
     while (has_more_to_do()) {
         take_input();
+        tell_events();
         wait();
     }
     return status_;
@@ -73,15 +78,17 @@ bool session_c::has_more_to_do() const {
 // Whether a message can be taken: the reply before it is in the output, and that is not too much.
 bool session_c::may_take_input() const {
     return !is_ending_ && !is_over_ && relay_.state() != get_relay_c::state_e::asking &&
-           output_.has_room();
+           !is_subscribing_ && output_.has_room();
 }
 
 // For poll. A daemon's time begins anew with whatever moves, and stands still while it is not read;
 // that of the client's hello, and of the end, does not.
 int session_c::patience_left() const {
+    if (is_subscribing_) {
+        return milliseconds_until(due_);
+    }
     if (relay_.state() == get_relay_c::state_e::asking) {
-        const std::chrono::milliseconds silence = options_.patience;
-        return (relay_.events() & POLLIN) != 0 ? static_cast<int>(silence.count()) : -1;
+        return (relay_.events() & POLLIN) != 0 ? milliseconds_until(due_) : -1;
     }
     return is_greeted_ && !is_ending_ ? -1 : milliseconds_until(due_);
 }
@@ -94,20 +101,30 @@ void session_c::wait() {
     const bool is_asking = relay_.state() == get_relay_c::state_e::asking;
     const short to_write = output_.is_empty() ? 0 : POLLOUT;
     const short to_relay = is_asking ? relay_.events() : short{0};
-    pollfd waits[] = {{may_take_input() ? in_ : -1, POLLIN, 0},
-                      {out_, to_write, 0},
-                      // Not even its end is looked for while it has to wait.
-                      {to_relay != 0 ? relay_.fd() : -1, to_relay, 0}};
-    const bool is_late = poll(waits, std::size(waits), patience_left()) == 0;
+    std::vector<pollfd> waits = {{may_take_input() ? in_ : -1, POLLIN, 0},
+                                 {out_, to_write, 0},
+                                 // Not even its end is looked for while it has to wait.
+                                 {to_relay != 0 ? relay_.fd() : -1, to_relay, 0}};
+    events_.add_waits(waits);
+    poll(waits.data(), waits.size(), patience_left());
+    // What events do is no sign of life of the daemon that is asked.
+    const bool has_moved =
+        std::any_of(waits.begin(), waits.begin() + OWN_WAITS,
+                    [](const pollfd& wait) { return wait.revents != 0; });
+    if (is_asking && (has_moved || (to_relay & POLLIN) == 0)) {
+        due_ = clock_t::now() + options_.patience;
+    }
+    const bool is_late = patience_left() == 0;
     write(waits[1].revents);
     if (waits[0].revents != 0) {
         read();
     }
+    move_events(&waits[OWN_WAITS], is_late);
     if (is_asking) {
         move_relay(waits[2].revents, is_late);
     } else if (is_late && is_ending_) {
         is_over_ = true;
-    } else if (is_late) {
+    } else if (is_late && !is_greeted_) {
         fail("no hello came in time");
     }
 }
@@ -125,6 +142,15 @@ void session_c::move_relay(short events, bool is_late) {
         relay_.on_ready(events);
     }
     settle_relay();
+}
+
+void session_c::move_events(const pollfd* waits, bool is_late) {
+    if (is_late && is_subscribing_) {
+        events_.on_silence();
+    } else {
+        events_.on_ready(waits);
+    }
+    settle_subscription();
 }
 
 void session_c::read() {
@@ -171,7 +197,8 @@ void session_c::greet() {
         fprintf(stderr, "orvex-netconf: %s\n", error.c_str());
     }
     const std::vector<std::string> modules = all_modules(daemons_);
-    capabilities_ = {BASE_1_0, BASE_1_1, YANG_LIBRARY + content_id_of(modules)};
+    capabilities_ = {BASE_1_0, BASE_1_1, NOTIFICATION, INTERLEAVE,
+                     YANG_LIBRARY + content_id_of(modules)};
     capabilities_.insert(capabilities_.end(), modules.begin(), modules.end());
     std::string hello = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<hello xmlns=\"";
     hello += NETCONF_BASE;
@@ -266,8 +293,51 @@ void session_c::relay(const data_request_s& request, const std::string& opening)
     }
     const std::string name = opening.substr(1, opening.find_first_of(" >") - 1);
     closing_ = "</" + name + ">";
+    due_ = clock_t::now() + options_.patience;
     relay_.start(daemons_, request, opening_of(attributes_) + opening);
     settle_relay();
+}
+
+// --- events ---
+
+void session_c::subscribe(const filter_t* filter) {
+    std::string error;
+    if (events_.state() == event_relay_c::state_e::running) {
+        refuse({"protocol", "in-use", "the session has a subscription"});
+    } else if (!read_registry(options_.run_dir, daemons_, error)) {
+        refuse({"application", "operation-failed", error});
+    } else {
+        is_subscribing_ = true;
+        due_ = clock_t::now() + options_.patience;
+        events_.start(daemons_, filter);
+        settle_subscription();
+    }
+}
+
+void session_c::settle_subscription() {
+    if (!is_subscribing_ || events_.state() == event_relay_c::state_e::starting) {
+        return;
+    }
+    is_subscribing_ = false;
+    if (events_.state() == event_relay_c::state_e::running) {
+        reply("<ok/>");
+    } else {
+        refuse(events_.error());
+    }
+}
+
+// Between two messages, and no more than there is room for: the rest stays with the daemons.
+void session_c::tell_events() {
+    const unsigned long before = counters_.out_notifications;
+    std::string event;
+    while (may_take_input() && events_.take(event)) {
+        output_.add(event);
+        output_.end_message();
+        ++counters_.out_notifications;
+    }
+    if (counters_.out_notifications != before) {
+        registry_.update(counters_);
+    }
 }
 
 own_facts_s session_c::own_facts() const {

@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "daemon_registry.h"
+#include "event_relay.h"
 #include "frame_decoder.h"
 #include "get_relay.h"
 #include "message_writer.h"
@@ -48,6 +49,9 @@ class session_c {
     // Data of the daemons, within the element that `opening` opens.
     void relay(const data_request_s& request, const std::string& opening);
 
+    // Events of the daemons, from now on; of what the filter selects, null for all.
+    void subscribe(const filter_t* filter);
+
     // Ends the session, once what waits has gone out.
     void end();
 
@@ -72,6 +76,9 @@ class session_c {
     void take_rpc(const client_message_s& rpc);
     bool is_served(const std::string& xmlns);
     void settle_relay();
+    void move_events(const pollfd* waits, bool is_late);
+    void settle_subscription();
+    void tell_events();
     own_facts_s own_facts() const;
     // Ends it, with a line on standard error. A reply that is under way is not completed.
     void fail(const std::string& why);
@@ -84,6 +91,7 @@ class session_c {
     message_writer_c output_;
     own_data_c own_data_;
     get_relay_c relay_;
+    event_relay_c events_;
     session_registry_c registry_;
     session_counters_s counters_;
     std::vector<std::string> capabilities_; // of the hello
@@ -96,9 +104,10 @@ class session_c {
     std::string attributes_; // of the reply to the rpc that is being done
     std::string closing_;    // of the data that are relayed
 
-    clock_t::time_point due_; // the hello; then the end
-    bool is_greeted_ = false; // by the client
-    bool has_chunks_ = false; // base:1.1 was agreed on
+    clock_t::time_point due_;     // the hello; then the end
+    bool is_greeted_ = false;     // by the client
+    bool is_subscribing_ = false; // the reply is still owed
+    bool has_chunks_ = false;     // base:1.1 was agreed on
     bool is_ending_ = false;
     bool is_over_ = false;
     int status_ = 0;

@@ -85,7 +85,8 @@ std::string text_of(const session_entry_s& entry) {
     out << "user " << entry.user << "\nhost " << entry.host << "\nlogin " << entry.login
         << "\nin-rpcs " << entry.counters.in_rpcs << "\nin-bad-rpcs "
         << entry.counters.in_bad_rpcs << "\nout-rpc-errors "
-        << entry.counters.out_rpc_errors << "\n";
+        << entry.counters.out_rpc_errors << "\nout-notifications "
+        << entry.counters.out_notifications << "\n";
     return out.str();
 }
 
@@ -104,7 +105,8 @@ void take_line(const std::string& line, session_entry_s& entry) {
     const std::pair<const char*, unsigned long*> numbers[] = {
         {"in-rpcs", &entry.counters.in_rpcs},
         {"in-bad-rpcs", &entry.counters.in_bad_rpcs},
-        {"out-rpc-errors", &entry.counters.out_rpc_errors}};
+        {"out-rpc-errors", &entry.counters.out_rpc_errors},
+        {"out-notifications", &entry.counters.out_notifications}};
     for (const auto& [name, text] : texts) {
         *text = word == name ? value : *text;
     }

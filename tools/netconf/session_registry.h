@@ -17,6 +17,7 @@ struct session_counters_s {
     unsigned long in_rpcs = 0; // that were read
     unsigned long in_bad_rpcs = 0;
     unsigned long out_rpc_errors = 0;
+    unsigned long out_notifications = 0;
 };
 
 struct session_entry_s {

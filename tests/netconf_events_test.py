@@ -1,0 +1,217 @@
+#!/usr/bin/env python3
+# SPDX-License-Identifier: BSD-2-Clause
+"""Notifications in a NETCONF session: netconf_events_test.py ORVEX_NETCONF NETSTATD 0 LEASESD"""
+
+import pathlib
+import queue
+import subprocess
+import sys
+import unittest
+import xml.etree.ElementTree as ET
+
+import netconf_test
+from fake_daemon import END_OF_CHUNKS, TYPE, chunks_of, framed, note
+from netconf_test import PATIENCE, get, rpc
+from netstatd_yang import LEASES, errors_of
+
+LEASESD = sys.argv[4]
+PREFIX = pathlib.Path(__file__).resolve().parent.parent / "examples/leasesd"
+NOTIFICATION = "urn:ietf:params:xml:ns:netconf:notification:1.0"
+OK = f'<rpc-reply xmlns="{netconf_test.BASE}" message-id="1"><ok/></rpc-reply>'
+
+
+def subscription(content=""):
+    return rpc(f"<create-subscription xmlns='{NOTIFICATION}'>{content}</create-subscription>")
+
+
+def event(name):
+    return (f'<notification xmlns="{NOTIFICATION}"><eventTime>2026-11-22T08:00:00Z</eventTime>'
+            f'<{name} xmlns="urn:e"/></notification>')
+
+
+class Events(unittest.TestCase):
+    setUp = netconf_test.Sessions.setUp
+    session = netconf_test.Sessions.session
+    daemon = netconf_test.Sessions.daemon
+
+    def announcer(self, name, modules=()):
+        """A daemon; what is put into its queue is a part of its endless answer, None ends that."""
+        said = queue.Queue()
+
+        def script(send, request):
+            if not request.startswith(b"events"):
+                send(framed(b"<got/>"))
+                return True
+            send(note("t", TYPE + b"; stream=events"))
+            while (text := said.get()) is not None:
+                send(chunks_of(text.encode()))
+            return False
+        daemon = self.daemon(name, script, modules)
+        self.addCleanup(said.put, None)
+        return daemon, said
+
+    def leasesd(self, *options):
+        path = pathlib.Path(self.run_dir, "leases")
+        daemon = subprocess.Popen(
+            [LEASESD, "--socket", path, "--run-dir", self.run_dir, "--prefix", PREFIX, *options],
+            stdout=subprocess.PIPE, text=True)
+
+        def end():
+            daemon.terminate()
+            daemon.communicate(timeout=PATIENCE)
+        self.addCleanup(end)
+        daemon.stdout.readline()
+        return daemon
+
+    def told(self, session):
+        """The name of the next notification, and the text of what it holds."""
+        told, = list(ET.fromstring(session.message()))[1:]
+        return told.tag.partition("}")[2], "".join(told.itertext())
+
+    def test_events_of_all_daemons_stand_between_replies(self):
+        _, first = self.announcer("a")
+        _, second = self.announcer("b")
+        nothing = note("s", b"end: refused\ncode: unknown-entry\ntext: no\n") + END_OF_CHUNKS
+        silent = self.daemon("c", lambda send, request: not send(
+            nothing if request.startswith(b"events") else framed(b"<got/>")))
+        session = self.session("0")
+        for word in "notification", "interleave":
+            self.assertIn(f"urn:ietf:params:netconf:capability:{word}:1.0",
+                          [e.text for e in session.hello.iter(f"{{{netconf_test.BASE}}}capability")])
+        self.assertEqual(session.ask(subscription("<stream>NETCONF</stream>")), OK)
+        text = event("one")
+        first.put(text[:50])
+        first.put(text[50:] + "\n" + event("two") + "\n" + event("three")[:9])
+        for name in "one", "two":
+            self.assertEqual(session.message().decode(), event(name))
+        self.assertIn("<got></got>", session.ask(get()))
+        second.put(event("four") + "\n")
+        self.assertEqual(session.message().decode(), event("four"))
+        first.put(event("three")[9:] + "\n")
+        self.assertEqual(session.message().decode(), event("three"))
+        self.assertEqual(session.fault(subscription())[:2], ("protocol", "in-use"))
+        self.assertIn("events as-ietf-xml ascii compact\n", silent.requests)
+
+    def test_nothing_stands_within_a_reply(self):
+        begun, more = queue.Queue(), queue.Queue()
+
+        def slowly(send, request):
+            if request.startswith(b"events"):
+                send(note("t", TYPE))
+            else:
+                send(note("t", TYPE) + chunks_of(b"<long>"))
+                begun.put(None)
+                more.get()
+                send(chunks_of(b"</long>") + note("s", b"end: complete\n") + END_OF_CHUNKS)
+            return True
+        self.daemon("a", slowly)
+        _, said = self.announcer("b")
+        session = self.session()
+        self.assertEqual(session.ask(subscription()), OK)
+        session.send(get())
+        begun.get()
+        said.put(event("one") + "\n" + event("two") + "\n")
+        while b"<long>" not in session.bytes:
+            session.more()
+        more.put(None)
+        self.assertIn(b"<long></long><got></got></data></rpc-reply>", session.message())
+        self.assertEqual([self.told(session)[0] for _ in range(2)], ["one", "two"])
+
+    def test_what_cannot_be_subscribed_to_is_refused(self):
+        daemon, _ = self.announcer("a", ["urn:e?module=e"])
+        session = self.session()
+        for content, error in (
+                ("<stream>other</stream>", ("application", "bad-element", {"bad-element": "stream"})),
+                ("<startTime>2026-01-01T00:00:00Z</startTime>",
+                 ("application", "operation-not-supported", {"bad-element": "startTime"})),
+                ("<stopTime>2026-01-01T00:00:00Z</stopTime>",
+                 ("protocol", "missing-element", {"bad-element": "startTime"})),
+                ("<filter type='xpath' select='/'/>",
+                 ("protocol", "bad-attribute", {"bad-attribute": "type", "bad-element": "filter"})),
+                ("<streams/>", ("protocol", "unknown-element", {"bad-element": "streams"}))):
+            with self.subTest(content=content):
+                self.assertEqual(session.fault(subscription(content))[:3], error)
+        self.assertEqual(daemon.requests, [])
+        # A daemon that ought to be there is not left out in silence, but where it is not concerned.
+        gone = pathlib.Path(self.run_dir, "gone.daemon")
+        gone.write_text(f"name gone\nsocket {self.run_dir}/none\nmodule urn:g?module=g\n")
+        self.assertEqual(session.fault(subscription())[:2], ("application", "operation-failed"))
+        self.assertEqual(session.ask(subscription("<filter><e xmlns='urn:e'/></filter>")), OK)
+        self.assertEqual(daemon.requests[-1],
+                         "events as-ietf-xml ascii compact filter='<e xmlns=\"urn:e\"/>'\n")
+
+    def test_a_daemon_that_says_nothing_is_an_error(self):
+        self.daemon("a", lambda send, request: True)
+        session = self.session("01", "--patience", "1")
+        self.assertEqual(session.fault(subscription())[:2], ("application", "operation-failed"))
+
+    def test_events_are_no_sign_of_life(self):
+        going = netconf_test.threading.Event()
+        self.addCleanup(going.set)
+
+        def endless(send, request):
+            send(note("t", TYPE))
+            while request.startswith(b"events") and not going.wait(0.1):
+                send(chunks_of((event("e") + "\n").encode()))
+            return True
+        self.daemon("a", endless)
+        session = self.session("01", "--patience", "1")
+        self.assertEqual(session.ask(subscription()), OK)
+        session.send(get())
+        while b"rpc-reply" not in (said := session.message()):
+            self.assertEqual(said.decode(), event("e"))
+        self.assertIn(b"says nothing", said)
+
+    def test_daemons_that_go_and_come_are_told(self):
+        daemon, said = self.announcer("a")
+        self.announcer("b")
+        session = self.session()
+        self.assertEqual(session.ask(subscription()), OK)
+        said.put(event("one") + "\n" + event("half")[:20])
+        self.assertEqual(self.told(session)[0], "one")
+        said.put(None)
+        self.assertEqual(self.told(session), ("event-source-lost", "a"))
+        pathlib.Path(self.run_dir, "a.socket").unlink()
+        daemon.listener.close()
+        _, said = self.announcer("a")
+        self.assertEqual(self.told(session), ("event-source-found", "a"))
+        said.put(event("two") + "\n")
+        self.assertEqual(self.told(session)[0], "two")
+        self.assertIn("<got></got>", session.ask(get()))
+
+    def test_a_client_that_takes_nothing_leaves_events_with_their_daemons(self):
+        sent = []
+        line = (event("e") + "\n").encode() * 100
+
+        def flood(send, _):
+            send(note("t", TYPE))
+            while True:
+                send(chunks_of(line))
+                sent.append(len(line))
+        self.daemon("a", flood)
+        session = self.session()
+        self.assertEqual(session.ask(subscription()), OK)
+        while True:
+            before = len(sent)
+            netconf_test.threading.Event().wait(1)
+            if len(sent) == before:
+                break
+        self.assertLess(sum(sent), 2 * 1024 * 1024)
+        while len(sent) == before:
+            self.assertEqual(session.message().decode(), event("e"))
+
+    def test_events_of_the_example_daemon(self):
+        self.leasesd("--leases", "0", "--every", "20", "--lease-time", "1")
+        session = self.session()
+        self.assertEqual(session.ask(subscription()), OK)
+        names = set()
+        while len(names) < 2:
+            message = session.message().decode("ascii")
+            self.assertEqual(errors_of("nc-notif", message, LEASES), "", message)
+            names.add(list(ET.fromstring(message))[1].tag)
+        self.assertEqual(names, {f"{{urn:example:dhcp-leases}}lease-{word}"
+                                 for word in ("granted", "expired")})
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1])
