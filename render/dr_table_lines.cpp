@@ -317,6 +317,27 @@ inline char* dr_table_lines_c::put_cell(char* at, std::string_view text,
 }
 
 // Values of columns that are not shown stand behind the others, with their headings.
+char* dr_table_lines_c::put_left_out(char* at, const dr_table_layout_c& layout,
+                                     std::span<const dr_table_cell_s> cells,
+                                     const char* text) const {
+    size_t blanks = 0;
+    for (size_t i = 0; i < cells.size(); ++i) {
+        const dr_table_column_s& column = layout.columns()[i];
+        if (column.is_shown || cells[i].size == 0) {
+            continue;
+        }
+        at = has_fields_ ? put_field(at, NAME_FIELD) : at;
+        at = dri_copy_text(put_blanks(at, blanks), column.heading);
+        at = dri_copy_text(at, ": ");
+        at = has_fields_ ? put_field(at, letter_of(column)) : at;
+        at = put_cell(at, {text + cells[i].begin, cells[i].size}, cells[i].state);
+        at = put_blanks(at, column.unit.empty() ? 0 : 1);
+        at = dri_copy_text(at, column.unit);
+        blanks = GAP;
+    }
+    return at;
+}
+
 void dr_table_lines_c::send_row(const dr_table_layout_c& layout, int indent,
                                 std::span<const dr_table_cell_s> cells, const char* text,
                                 size_t text_size) {
@@ -345,18 +366,9 @@ void dr_table_lines_c::send_row(const dr_table_layout_c& layout, int indent,
         }
         blanks = GAP + (column.is_right ? 0 : rest);
     }
-    for (size_t i = 0; left_out > 0; ++i) {
-        if (!columns[i].is_shown && i < cells.size() && cells[i].size != 0) {
-            --left_out;
-            at = has_fields_ ? put_field(at, NAME_FIELD) : at;
-            at = dri_copy_text(put_blanks(at, blanks), columns[i].heading);
-            at = dri_copy_text(at, ": ");
-            at = has_fields_ ? put_field(at, letter_of(columns[i])) : at;
-            at = put_cell(at, {text + cells[i].begin, cells[i].size}, cells[i].state);
-            at = put_blanks(at, columns[i].unit.empty() ? 0 : 1);
-            at = dri_copy_text(at, columns[i].unit);
-            blanks = GAP;
-        }
+    if (left_out > 0) {
+        at = put_left_out(put_blanks(at, blanks), layout, cells, text);
+        blanks = GAP;
     }
     if (blanks > 0) {
         end_line(at);

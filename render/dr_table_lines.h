@@ -123,6 +123,8 @@ class dr_table_lines_c {
     void send_row(const dr_table_layout_c& layout, int indent,
                   std::span<const dr_table_cell_s> cells, const char* text,
                   size_t text_size);
+    char* put_left_out(char* at, const dr_table_layout_c& layout,
+                       std::span<const dr_table_cell_s> cells, const char* text) const;
     char* put_cell(char* at, std::string_view text, dr_state_e state) const;
     std::string field(char letter) const;
     void end_line(char* end);
