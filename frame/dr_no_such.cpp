@@ -33,10 +33,14 @@ std::string dri_without_controls(std::string_view word) {
     return shown;
 }
 
+std::string dri_quoted_word(std::string_view word) {
+    return "'" + dri_without_controls(word.substr(0, SHOWN)) +
+           (word.size() > SHOWN ? "...'" : "'");
+}
+
 std::string dri_no_such(std::string_view name, std::string_view place,
                         const std::vector<std::string>& there_are) {
-    std::string text = "no '" + dri_without_controls(name.substr(0, SHOWN));
-    text += name.size() > SHOWN ? "...'" : "'";
+    std::string text = "no " + dri_quoted_word(name);
     if (!place.empty()) {
         text.append(" below ").append(place);
     }

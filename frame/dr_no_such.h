@@ -10,6 +10,8 @@
 
 // A word that a peer sent: what could move a terminal's cursor is shown as its code.
 std::string dri_without_controls(std::string_view word);
+// The same in quotes, and of a long word the beginning.
+std::string dri_quoted_word(std::string_view word);
 
 // "no 'pol' below /dhcp; there are pool, statistics". Without a place: "no 'pol'; there are
 // ...". Of many names only the first are listed.

@@ -17,8 +17,6 @@
 
 namespace {
 
-constexpr size_t WORD_SHOWN = 64; // bytes
-
 using tags_t = std::vector<const drend_tag_c*>;
 using names_t = std::vector<std::string>;
 
@@ -44,10 +42,6 @@ names_t names_of(const tags_t& tags) {
         }
     }
     return names;
-}
-
-std::string shown(const std::string& word) {
-    return "'" + dri_without_controls(word.substr(0, WORD_SHOWN)) + "'";
 }
 
 class filter_check_c {
@@ -175,7 +169,7 @@ class filter_check_c {
         }
         if (dri_xp_next_token(next).code == XP_TOKEN_OPEN) {
             if (dri_find_function(word) == nullptr) {
-                fail("no function " + shown(word), token.start);
+                fail("no function " + dri_quoted_word(word), token.start);
             }
             return;
         }
@@ -197,7 +191,7 @@ class filter_check_c {
         } else if (token.code == XP_TOKEN_END) {
             fail("a predicate that is never closed", token.start);
         } else {
-            fail("unexpected " + shown(token.text()), token.start);
+            fail("unexpected " + dri_quoted_word(token.text()), token.start);
         }
     }
 

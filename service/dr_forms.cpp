@@ -5,6 +5,7 @@
 
 #include <algorithm>
 
+#include "frame/dr_no_such.h"
 #include "frame/str_util.h"
 #include "render/dr_count_cwalker.h"
 #include "render/dr_ietf_json_cwalker.h"
@@ -127,7 +128,7 @@ dr_form_options_s dri_form_options(const drend_tag_c& top_tag,
         if (!dr_json_lines_cwalker_c::has_list(top_tag, options.list) &&
             !options.list.empty()) {
             refusal = "error: arguments: " + std::string(form->word) +
-                      ": the command has no list '" + options.list + "'\n";
+                      ": the command has no list " + dri_quoted_word(options.list) + "\n";
         }
     }
     return options;

@@ -195,6 +195,8 @@ TEST_F(program_forms_test, each_row_of_a_list_is_a_line) {
               "\n");
     EXPECT_EQ(render("c", "as-json-lines=ip"),
               "error: arguments: as-json-lines: the command has no list 'ip'\n");
+    EXPECT_EQ(render("c", "as-json-lines=\"\f\xff\""),
+              "error: arguments: as-json-lines: the command has no list '\\x0c\\xff'\n");
 }
 
 TEST_F(program_forms_test, a_value_has_the_type_that_is_said_or_registered) {
