@@ -59,15 +59,18 @@ const std::vector<dr_subscription_c*>& dr_subscription_c::all() {
 
 void dr_subscription_c::wake_all() {
     std::vector<void*>& to_wake = handles_to_wake();
-    to_wake.clear();
-    for (dr_subscription_c* subscription : subscriptions()) {
+    const auto& all = subscriptions();
+    std::for_each(all.rbegin(), all.rend(), [&](dr_subscription_c* subscription) {
         if (subscription->has_more() && !subscription->is_awake_) {
             to_wake.push_back(subscription->handle_);
             subscription->is_awake_ = true;
         }
-    }
-    for (void* handle : to_wake) {
-        dri_deferred(handle); // which may end any of them
+    });
+    // Who is called may end any of them, or announce something: that wakes all that are left here.
+    while (!to_wake.empty()) {
+        void* const handle = to_wake.back();
+        to_wake.pop_back();
+        dri_deferred(handle);
     }
 }
 

@@ -224,6 +224,33 @@ TEST_F(subscription_test, each_gets_what_is_announced_in_its_form) {
     EXPECT_EQ(late.take(), ""); // what was before is not told again
 }
 
+TEST_F(subscription_test, who_is_to_continue_them_may_subscribe_and_announce) {
+    static listener_c* late = nullptr;
+    listener_c listeners[4];
+    for (listener_c& listener : listeners) {
+        if (&listener != std::end(listeners) - 1) {
+            listener.ask(nullptr);
+        }
+    }
+    late = std::end(listeners) - 1;
+    drend_set_reschedule_handler(
+        [](void*, void* walk) {
+            EXPECT_TRUE(waiting.insert(walk).second);
+            if (late != nullptr) {
+                std::exchange(late, nullptr)->ask(nullptr);
+                announce("b", "");
+            }
+        },
+        nullptr);
+    announce("b", "");
+    EXPECT_EQ(waiting.size(), std::size(listeners));
+    run_idle();
+    for (listener_c& listener : listeners) {
+        const size_t events = &listener == std::end(listeners) - 1 ? 1 : 2;
+        EXPECT_EQ(count_of(listener.take(), "<eventTime>"), events);
+    }
+}
+
 TEST_F(subscription_test, a_filter_chooses_events_and_what_of_them) {
     listener_c one;
     listener_c some;
