@@ -134,7 +134,9 @@ dr_form_options_s dri_form_options(const drend_tag_c& top_tag,
     return options;
 }
 
-std::vector<std::string_view> dri_form_words() {
+namespace {
+
+std::vector<std::string_view> list_form_words() {
     std::vector<std::string_view> words;
     for (const dr_form_s& form : FORMS) {
         if (!form.word.empty()) {
@@ -148,8 +150,15 @@ std::vector<std::string_view> dri_form_words() {
     return words;
 }
 
+} // namespace
+
+const std::vector<std::string_view>& dri_form_words() {
+    static const auto words = list_form_words();
+    return words;
+}
+
 bool dri_is_about_form(const drend_tag_c& top_tag, std::string_view word) {
-    const auto words = dri_form_words();
+    const auto& words = dri_form_words();
     return word != dri_form(DR_FORMAT_JSON).word && !dri_is_parameter(top_tag, word) &&
            std::find(words.begin(), words.end(), word) != words.end();
 }

@@ -68,7 +68,7 @@ dr_form_options_s dri_form_options(const drend_tag_c& top_tag,
 // Whether the command has a parameter of that name: then it is not the library's word.
 bool dri_is_parameter(const drend_tag_c& top_tag, std::string_view word);
 // The words of the forms, of their options and of pages.
-std::vector<std::string_view> dri_form_words();
+const std::vector<std::string_view>& dri_form_words();
 // Whether an argument says how the answer is to look and nothing of what is to be in it: a request
 // that has no others gets the content of one without arguments. "as-json" is none of these.
 bool dri_is_about_form(const drend_tag_c& top_tag, std::string_view word);
