@@ -80,6 +80,17 @@ const std::string_view* dr_scope_c::find(std::string_view name) const {
     return nullptr;
 }
 
+std::optional<std::string_view> dri_declared_namespace(std::string_view attributes,
+                                                       std::string_view prefix) {
+    const std::string name =
+        std::string(XMLNS).append(prefix.empty() ? "" : ":").append(prefix);
+    std::optional<std::string_view> declared;
+    for_each_attribute(attributes, [&](std::string_view attribute, std::string_view value) {
+        declared = attribute == name ? value : declared;
+    });
+    return declared;
+}
+
 std::string_view dri_module_begun(const dr_scope_c* inner, const dr_scope_c* outer) {
     const bool begins = inner != outer && inner != nullptr &&
                         (outer == nullptr || inner->module() != outer->module());

@@ -14,6 +14,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -45,6 +46,11 @@ class dr_scope_c {
     std::vector<attribute_t> declared_; // here; of the tag
     std::string attributes_;
 };
+
+// What `attributes`, as they stand behind a tag's name, declare for `prefix`; the default namespace
+// for an empty one. Nothing when they do not.
+std::optional<std::string_view> dri_declared_namespace(std::string_view attributes,
+                                                       std::string_view prefix);
 
 // The module in whose name a member stands: that of its scope where it is another than around it,
 // else empty.

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "definitions/dr_filter_steps.h"
+#include "definitions/dr_scope.h"
 
 namespace {
 
@@ -22,13 +23,9 @@ struct scope_s {
 
     // Of a prefix, or of none; empty for an unknown one.
     std::string_view find(std::string_view prefix) const {
-        std::string declaration = " xmlns";
-        declaration.append(prefix.empty() ? "" : ":").append(prefix).append("=\"");
         for (const scope_s* scope = this; scope != nullptr; scope = scope->around) {
-            const size_t found = scope->attributes.find(declaration);
-            if (found != std::string_view::npos) {
-                const auto value = scope->attributes.substr(found + declaration.size());
-                return value.substr(0, value.find('"'));
+            if (const auto xmlns = dri_declared_namespace(scope->attributes, prefix)) {
+                return *xmlns;
             }
         }
         return {};

@@ -13,6 +13,7 @@
 
 #include "definitions/dr_current_set.h"
 #include "definitions/dr_format.h"
+#include "definitions/dr_scope.h"
 #include "definitions/drend_lookup.h"
 #include "frame/dr_no_such.h"
 #include "frame/drend_hooks.h"
@@ -91,6 +92,14 @@ const char* kind_word(const drend_tag_c& tag) {
     default:
         return dri_type_word(DRX_CONTAINER);
     }
+}
+
+// That which the element begins; empty when it is in that of what encloses it.
+std::string_view namespace_begun(const drend_tag_c& tag) {
+    const std::string_view name = tag.name();
+    const size_t colon = name.find(':');
+    const auto prefix = name.substr(0, colon == std::string_view::npos ? 0 : colon);
+    return dri_declared_namespace(tag.xmlns(), prefix).value_or("");
 }
 
 class dr_xwalker_c final : public dr_suspendable_c {
@@ -192,7 +201,9 @@ void dr_xwalker_c::show_kids() {
     for (const drend_tag_c* kid : access_.get_kids()) {
         std::string text;
         str_append(text, "%-28s %s", kid->name().c_str(), kind_word(*kid));
-        send("kid", text + (kid->isset_flag(DT_FLAG_KEY) ? ", key" : ""));
+        text += kid->isset_flag(DT_FLAG_KEY) ? ", key" : "";
+        const std::string_view xmlns = namespace_begun(*kid);
+        send("kid", xmlns.empty() ? text : text.append(", xmlns ").append(xmlns));
     }
 }
 

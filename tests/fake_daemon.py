@@ -19,19 +19,21 @@ def chunks_of(*chunks):
     return b"".join(b"\n#%d\n%s" % (len(c), c) for c in chunks)
 
 
-def framed(*chunks, status="end: complete"):
+def framed(*chunks, status="end: complete", media_type=TYPE):
     """An answer of protocol 2."""
-    return note("t", TYPE) + chunks_of(*chunks) + note("s", status.encode() + b"\n") + END_OF_CHUNKS
+    return note("t", media_type) + chunks_of(*chunks) + note("s", status.encode() + b"\n") + END_OF_CHUNKS
 
 
 class FakeDaemon:
     """Registers in RUN_DIR. For each request SCRIPT(send, request) is called, which returns whether the
-    connection stays. The wish for protocol 2 is one only for a daemon without a GREETING."""
+    connection stays. The wish for protocol 2 is one only for a daemon without a GREETING, and so is the
+    question for what it shows at the top, "NAME KIND" or "NAME KIND, xmlns NAMESPACE", without TOPS."""
 
-    def __init__(self, run_dir, name, script, modules=(),
+    def __init__(self, run_dir, name, script, modules=(), tops=("a list",),
                  greeting=note("s", b"end: complete\n") + END_OF_CHUNKS):
         self.requests = []
         self.greeting = greeting
+        self.tops = tops
         self.script = script
         path = pathlib.Path(run_dir, name + ".socket")
         self.entry = pathlib.Path(run_dir, name + ".daemon")
@@ -55,14 +57,18 @@ class FakeDaemon:
                 if line == b"protocol=2\n" and self.greeting:
                     connection.sendall(self.greeting)
                     continue
+                if line == b"xwalker /corvane-netconf-get\n" and self.tops is not None:
+                    connection.sendall(framed("".join(f"kid   {top}\n" for top in self.tops).encode(),
+                                              media_type=b"text/plain"))
+                    continue
                 self.requests.append(line.decode())
                 if not self.script(connection.sendall, line):
                     return
 
 
-def says(*chunks, status="end: complete"):
+def says(*chunks, **more):
     def script(send, _):
-        send(framed(*chunks, status=status))
+        send(framed(*chunks, **more))
         return True
     return script
 

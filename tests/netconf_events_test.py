@@ -1,23 +1,20 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: BSD-2-Clause
-"""Notifications in a NETCONF session: netconf_events_test.py ORVEX_NETCONF NETSTATD 0 LEASESD"""
+"""Notifications in a NETCONF session: netconf_events_test.py ORVEX_NETCONF NETSTATD LEASESD 0"""
 
 import pathlib
 import queue
-import subprocess
 import sys
+import threading
 import unittest
 import xml.etree.ElementTree as ET
 
-import netconf_test
 from fake_daemon import END_OF_CHUNKS, TYPE, chunks_of, framed, note
-from netconf_test import PATIENCE, get, rpc
+from netconf_session import BASE, Sessions, get, rpc
 from netstatd_yang import LEASES, errors_of
 
-LEASESD = sys.argv[4]
-PREFIX = pathlib.Path(__file__).resolve().parent.parent / "examples/leasesd"
 NOTIFICATION = "urn:ietf:params:xml:ns:netconf:notification:1.0"
-OK = f'<rpc-reply xmlns="{netconf_test.BASE}" message-id="1"><ok/></rpc-reply>'
+OK = f'<rpc-reply xmlns="{BASE}" message-id="1"><ok/></rpc-reply>'
 
 
 def subscription(content=""):
@@ -29,11 +26,7 @@ def event(name):
             f'<{name} xmlns="urn:e"/></notification>')
 
 
-class Events(unittest.TestCase):
-    setUp = netconf_test.Sessions.setUp
-    session = netconf_test.Sessions.session
-    daemon = netconf_test.Sessions.daemon
-
+class Events(Sessions):
     def announcer(self, name, modules=()):
         """A daemon; what is put into its queue is a part of its endless answer, None ends that."""
         said = queue.Queue()
@@ -50,19 +43,6 @@ class Events(unittest.TestCase):
         self.addCleanup(said.put, None)
         return daemon, said
 
-    def leasesd(self, *options):
-        path = pathlib.Path(self.run_dir, "leases")
-        daemon = subprocess.Popen(
-            [LEASESD, "--socket", path, "--run-dir", self.run_dir, "--prefix", PREFIX, *options],
-            stdout=subprocess.PIPE, text=True)
-
-        def end():
-            daemon.terminate()
-            daemon.communicate(timeout=PATIENCE)
-        self.addCleanup(end)
-        daemon.stdout.readline()
-        return daemon
-
     def told(self, session):
         """The name of the next notification, and the text of what it holds."""
         told, = list(ET.fromstring(session.message()))[1:]
@@ -77,14 +57,14 @@ class Events(unittest.TestCase):
         session = self.session("0")
         for word in "notification", "interleave":
             self.assertIn(f"urn:ietf:params:netconf:capability:{word}:1.0",
-                          [e.text for e in session.hello.iter(f"{{{netconf_test.BASE}}}capability")])
+                          [e.text for e in session.hello.iter(f"{{{BASE}}}capability")])
         self.assertEqual(session.ask(subscription("<stream>NETCONF</stream>")), OK)
         text = event("one")
         first.put(text[:50])
         first.put(text[50:] + "\n" + event("two") + "\n" + event("three")[:9])
         for name in "one", "two":
             self.assertEqual(session.message().decode(), event(name))
-        self.assertIn("<got></got>", session.ask(get()))
+        self.assertIn("<got/>", session.ask(get()))
         second.put(event("four") + "\n")
         self.assertEqual(session.message().decode(), event("four"))
         first.put(event("three")[9:] + "\n")
@@ -114,7 +94,7 @@ class Events(unittest.TestCase):
         while b"<long>" not in session.bytes:
             session.more()
         more.put(None)
-        self.assertIn(b"<long></long><got></got></data></rpc-reply>", session.message())
+        self.assertIn(b"<long></long><got/></data></rpc-reply>", session.message())
         self.assertEqual([self.told(session)[0] for _ in range(2)], ["one", "two"])
 
     def test_what_cannot_be_subscribed_to_is_refused(self):
@@ -146,7 +126,7 @@ class Events(unittest.TestCase):
         self.assertEqual(session.fault(subscription())[:2], ("application", "operation-failed"))
 
     def test_events_are_no_sign_of_life(self):
-        going = netconf_test.threading.Event()
+        going = threading.Event()
         self.addCleanup(going.set)
 
         def endless(send, request):
@@ -177,7 +157,7 @@ class Events(unittest.TestCase):
         self.assertEqual(self.told(session), ("event-source-found", "a"))
         said.put(event("two") + "\n")
         self.assertEqual(self.told(session)[0], "two")
-        self.assertIn("<got></got>", session.ask(get()))
+        self.assertIn("<got/>", session.ask(get()))
 
     def test_a_client_that_takes_nothing_leaves_events_with_their_daemons(self):
         sent = []
@@ -193,7 +173,7 @@ class Events(unittest.TestCase):
         self.assertEqual(session.ask(subscription()), OK)
         while True:
             before = len(sent)
-            netconf_test.threading.Event().wait(1)
+            threading.Event().wait(1)
             if len(sent) == before:
                 break
         self.assertLess(sum(sent), 2 * 1024 * 1024)

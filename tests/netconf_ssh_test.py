@@ -108,7 +108,8 @@ class ThroughSsh(unittest.TestCase):
 
     def daemon(self, name, script):
         """What only those are answered by who ask for the namespace "urn:NAME"."""
-        daemon = FakeDaemon(self.folder, name, script, [f"urn:{name}?module={name}"])
+        daemon = FakeDaemon(self.folder, name, script, [f"urn:{name}?module={name}"],
+                            [f"{name} list, xmlns urn:{name}"])
         self.addCleanup(daemon.entry.unlink)
         self.addCleanup(daemon.listener.close)
 

@@ -1,31 +1,21 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: BSD-2-Clause
-"""A NETCONF session on pipes: netconf_test.py ORVEX_NETCONF NETSTATD MEASURES_MEMORY
+"""A NETCONF session, and what the server has itself: netconf_test.py ORVEX_NETCONF NETSTATD LEASESD MEASURES_MEMORY"""
 
-The example daemon and daemons that the test plays answer; the framing here is the test's own.
-"""
-
-import contextlib
-import html
 import os
 import pathlib
 import pwd
-import select
 import subprocess
 import sys
-import tempfile
 import threading
 import unittest
 import xml.etree.ElementTree as ET
 
-from fake_daemon import END_OF_CHUNKS, TYPE, FakeDaemon, chunks_of, flood, framed, note, says
+from fake_daemon import flood, says
+from netconf_session import (ANYTHING, BASE, CAPABILITY, END, MEASURES_MEMORY, NETSTATD, PATIENCE, Sessions,
+                             get, hello, rpc)
 from netstatd_yang import errors_of_reply
 
-ORVEX_NETCONF, NETSTATD, MEASURES_MEMORY = sys.argv[1], sys.argv[2], sys.argv[3] == "1"
-PATIENCE = 120  # seconds; only a fault lasts so long
-BASE = "urn:ietf:params:xml:ns:netconf:base:1.0"
-CAPABILITY = "urn:ietf:params:netconf:base:1."
-END = b"]]>]]>"
 CHUNK_MAX = 16384
 MESSAGE_MAX = 65536
 A = f"{{{BASE}}}a"  # what daemons show here declares no namespace
@@ -42,140 +32,7 @@ SCHEMAS = {
 INTERFACES = "urn:ietf:params:xml:ns:yang:ietf-interfaces"
 
 
-def hello(versions="01", more="", capability=CAPABILITY):
-    listed = "".join(f"<capability>{capability}{v}</capability>" for v in versions)
-    return f"<hello xmlns='{BASE}'><capabilities>{listed}</capabilities>{more}</hello>".encode() + END
-
-
-def rpc(content, message_id="1", more=""):
-    return f"<rpc xmlns='{BASE}' message-id='{message_id}'{more}>{content}</rpc>"
-
-
-# What every daemon is asked for that tells no modules
-ANYTHING = "<filter><a/></filter>"
-
-
-def get(content=ANYTHING, message_id="1", more=""):
-    return rpc(f"<get>{content}</get>", message_id, more)
-
-
-class Session:
-    """A client of one orvex-netconf."""
-
-    def __init__(self, run_dir, versions="01", *options):
-        # pylint: disable-next=consider-using-with
-        self.process = subprocess.Popen(
-            [ORVEX_NETCONF, "--run-dir", run_dir, *options], stdin=subprocess.PIPE,
-            stdout=subprocess.PIPE, stderr=subprocess.PIPE, bufsize=0)
-        self.is_chunked = "1" in versions
-        self.bytes = b""
-        self.chunks = []  # their lengths
-        if versions:
-            self.write(hello(versions))
-            self.hello = ET.fromstring(self.until(END))
-
-    def write(self, data):
-        self.process.stdin.write(data)
-
-    def more(self):
-        ready = select.select([self.process.stdout], [], [], PATIENCE)[0]
-        data = os.read(self.process.stdout.fileno(), 65536) if ready else b""
-        if not data:
-            raise EOFError(self.bytes)
-        self.bytes += data
-
-    def until(self, mark):
-        while mark not in self.bytes:
-            self.more()
-        text, _, self.bytes = self.bytes.partition(mark)
-        return text
-
-    def take(self, size):
-        while len(self.bytes) < size:
-            self.more()
-        data, self.bytes = self.bytes[:size], self.bytes[size:]
-        return data
-
-    def message(self):
-        if not self.is_chunked:
-            return self.until(END)
-        text = []
-        while True:
-            assert self.take(2) == b"\n#", text
-            length = self.until(b"\n")
-            if length == b"#":
-                return b"".join(text)
-            self.chunks.append(int(length))
-            text.append(self.take(int(length)))
-
-    def send(self, text):
-        data = text.encode()
-        self.write(b"\n#%d\n%s\n##\n" % (len(data), data) if self.is_chunked else data + END)
-
-    def ask(self, text):
-        """The reply as it came: always in ASCII."""
-        self.send(text)
-        return self.message().decode("ascii")
-
-    def fault(self, text):
-        """Type and tag of the reply's only error, its info, and the reply's attributes."""
-        reply = ET.fromstring(self.ask(text))
-        error, = reply
-        found = {e.tag.partition("}")[2]: e.text for e in error.iter()}
-        assert found["error-severity"] == "error" and found["error-message"]
-        info = {name: text for name, text in found.items() if name.startswith("bad-")}
-        return found["error-type"], found["error-tag"], info, reply.attrib
-
-    def finish(self):
-        """The exit code and standard error of a session that ends by itself."""
-        out, error = self.process.communicate(timeout=PATIENCE)
-        return self.process.returncode, error.decode(), self.bytes + out
-
-    def close(self):
-        with contextlib.suppress(BrokenPipeError):
-            self.process.stdin.close()
-        self.process.kill()
-        self.process.wait()
-        self.process.stdout.close()
-        self.process.stderr.close()
-
-
-class Sessions(unittest.TestCase):
-    def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.run_dir = folder.name
-
-    def session(self, *arguments):
-        session = Session(self.run_dir, *arguments)
-        self.addCleanup(session.close)
-        return session
-
-    def daemon(self, name, script, modules=(), **more):
-        daemon = FakeDaemon(self.run_dir, name, script, modules, **more)
-        self.addCleanup(daemon.listener.close)
-        return daemon
-
-    def netstatd(self, socket="netstatd.socket"):
-        path = pathlib.Path(self.run_dir, socket)
-        daemon = subprocess.Popen([NETSTATD, "--socket", path, "--run-dir", self.run_dir],
-                                  stdout=subprocess.PIPE, text=True)
-
-        def end():
-            daemon.terminate()
-            daemon.communicate(timeout=PATIENCE)
-        self.addCleanup(end)
-        self.assertEqual(daemon.stdout.readline(), f"netstatd: serving {path}\n")
-        return daemon
-
-    def data(self, session, content=ANYTHING):
-        """What is within "data"."""
-        reply = session.ask(get(content))
-        opening = f'<rpc-reply xmlns="{BASE}" message-id="1"><data>'
-        self.assertEqual((reply[:len(opening)], reply[-len("</data></rpc-reply>"):]),
-                         (opening, "</data></rpc-reply>"))
-        return reply[len(opening):-len("</data></rpc-reply>")]
-
+class SessionTest(Sessions):
     # --- the example daemon ---
 
     def test_get_of_the_example_daemon(self):
@@ -318,153 +175,7 @@ class Sessions(unittest.TestCase):
         session.process.stdin.close()
         self.assertEqual(session.process.wait(PATIENCE), 0)
 
-    # --- many daemons ---
-
-    def test_daemons_are_asked_one_after_the_other(self):
-        a = self.daemon("a", says(b"<a>", b"</a>"), ["urn:a?module=a"])
-        b = self.daemon("b", says(status="end: complete\ncode: nothing"), ["urn:b?module=b", "urn:bb"])
-        c = self.daemon("c", says(b"<c>1</c>"))
-        session = self.session()
-        self.assertEqual(self.data(session), "<a></a><c>1</c>")
-        for content, asked in (("<x/>", "abc"), ("<x xmlns='urn:b'/>", "bc"),
-                               ("<x xmlns='urn:bb'/><x xmlns='urn:a'/>", "abc"),
-                               ("<x xmlns='urn:z'/>", "c"), ("", "")):
-            for daemon in a, b, c:
-                daemon.requests.clear()
-            self.data(session, f"<filter>{content}</filter>")
-            self.assertEqual([len(d.requests) for d in (a, b, c)],
-                             [name in asked for name in "abc"], content)
-        self.data(session, "<filter xmlns:p='urn:p'>\n<p:x k='1'> it's \\ <![CDATA[<b>]]>\n"
-                           "</p:x><!-- --><p:y><p:z/><q xmlns=''/></p:y></filter>")
-        self.assertEqual(c.requests[-1], "corvane-netconf-get as-ietf-xml ascii compact filter='"
-                         '<x xmlns="urn:p" attribute="">it&#x27;s &#x5C; &#x3C;b&#x3E;</x>'
-                         '<y xmlns="urn:p"><z/><q xmlns=""/></y>\'\n')
-
-    def test_answers_are_passed_on_however_they_are_cut(self):
-        # Protocol 1 would have taken that for an error.
-        text = b"error: <a>" + b"&#xE9;" * 6000 + b"</a>\nerror: 210\n"
-        for size in 1, 1000, 65536:
-            self.daemon(f"d{size}", says(*(text[i:i + size] for i in range(0, len(text), size))),
-                        [f"urn:{size}"])
-        session = self.session()
-        self.assertTrue(self.data(session) == text.decode() * 3)
-        self.assertLessEqual(max(session.chunks), CHUNK_MAX)
-
-    def test_containers_of_several_daemons_are_joined(self):
-        def shows(**elements):
-            """What the filter asks for, in the daemon's order; cut at each byte."""
-            def script(send, request):
-                text = "".join(text for name, text in elements.items()
-                               if b"filter" not in request or b"<" + name.encode() in request)
-                send(framed(*(c.encode() for c in text)))
-                return True
-            return script
-
-        def p(xmlns, content):
-            return f"<p xmlns='urn:{xmlns}' at='a>b'>{content}</p>"
-        shared = ["urn:s?module=s"]
-        self.daemon("d1", shows(p=p("s", "<l><m>1</m></l>"), q="<q xmlns='urn:s'/>"), shared)
-        self.daemon("d2", shows(q="<q xmlns='urn:s'><m/></q>", p=p("s", "<l/>")), shared)
-        self.daemon("d3", shows(p=p("t", "<l>3</l>"), r="<r><l/></r>" * 2), shared + ["urn:t"])
-        self.daemon("d4", shows(r="<r><l>4</l></r>"), shared)
-        session = self.session()
-        q_joined, p_joined = "<q xmlns='urn:s'><m/></q>", p("s", "<l><m>1</m></l><l/>")
-        rows = "<r><l/></r><r><l/></r><r><l>4</l></r>"
-        for content, expected in (
-                ("<q/>", q_joined), ("<p xmlns='urn:s'><l/></p>", p_joined + p("t", "<l>3</l>")),
-                ("<q/><p><l/></p><r/><p><k/></p>", q_joined + p_joined + p("t", "<l>3</l>") + rows)):
-            self.assertEqual(self.data(session, f"<filter>{content}</filter>"), expected)
-        # What cannot be joined does not stand there twice.
-        session.send(rpc("<get/>"))
-        code, error, out = session.finish()
-        self.assertEqual((code, error), (
-            1, "orvex-netconf: d2: fills 'p', as another daemon does: ask for it alone\n"))
-        self.assertNotIn(b"</rpc-reply>", out)
-
-    def test_what_is_joined_has_to_be_whole(self):
-        self.daemon("a", says(b"<a/>"))
-        for text, reason in ((b"<b>", "its XML is not whole"), (b"<b", "its XML is not whole"),
-                             (b"b", "shows text outside an element"), (b"</b>", "closes what is not open"),
-                             (b"<b " + b"b" * 5000, "a tag is too long"),
-                             (b"".join(b"<b%d/>" % i for i in range(2000)), "shows too many elements")):
-            with contextlib.suppress(FileNotFoundError):
-                pathlib.Path(self.run_dir, "b.socket").unlink()
-            self.daemon("b", says(text))
-            session = self.session()
-            session.send(get())
-            code, error, _ = session.finish()
-            self.assertEqual((code, error), (1, f"orvex-netconf: b: {reason}\n"))
-
-    def test_a_failure_before_the_reply_is_an_error(self):
-        error = ("application", "operation-failed", {}, {"message-id": "1"})
-        self.daemon("b", says(b"<b/>"), ["urn:b"])
-        for script, greeting, reason in (
-                (says(status="end: refused\ncode: c\ntext: not today"), None, "a: not today"),
-                (says(status="end: given-up\ntext: lost it"), None, "a: lost it"),
-                (says(status="code: nothing"), None, "a: malformed answer: it does not say how it ended"),
-                (lambda send, _: send(b"\n#8\n"), None, "a: closed the connection"),
-                (lambda send, _: send(b"hello"), None, "a: malformed answer: byte "),
-                (lambda send, _: send(chunks_of(b"<a/>")), None, "a: answers with '' instead of XML"),
-                (lambda send, _: send(framed() + framed()), None, "a: malformed answer: more than"),
-                (says(), chunks_of(b"error: too many\n") + END_OF_CHUNKS, "a: too many"),
-                (says(), END_OF_CHUNKS, "a: malformed answer: has no protocol 2"),
-                (says(), note("s", b"x" * 10000), "a: says too much")):
-            more = {"greeting": greeting} if greeting else {}
-            daemon = self.daemon("a", script, ["urn:a"], **more)
-            session = self.session()
-            text = session.ask(get())
-            self.assertIn(f">{reason}", html.unescape(text))
-            self.assertEqual(session.fault(get()), error)
-            # It goes on, also with a daemon that is not there at all.
-            daemon.listener.close()
-            self.assertEqual(session.fault(get()), error)
-            pathlib.Path(self.run_dir, "a.socket").unlink()
-            self.assertEqual(session.fault(get()), error)
-            pathlib.Path(self.run_dir, "a.daemon").unlink()
-            self.assertEqual(self.data(session), "<b/>")
-
-    def test_a_failure_within_the_reply_ends_the_session(self):
-        held = threading.Event()
-        self.addCleanup(held.set)
-        begun = b"<a>1234567890</a>"
-        start = note("t", TYPE) + chunks_of(begun)
-
-        def hangs(send, _):
-            send(start)
-            held.wait(PATIENCE)
-
-        for script, reason, options in (
-                (says(begun, status="end: given-up\ntext: lost it"), "a: lost it", ()),
-                (says(begun, status="end: interrupted"), "a: ", ()),
-                (says(begun, status="end:"), "a: malformed answer: it does not say how it ended", ()),
-                (lambda send, _: send(start + END_OF_CHUNKS),
-                 "a: malformed answer: it does not say how it ended", ()),
-                (lambda send, _: send(framed(begun)[:-4]), "a: closed the connection", ()),
-                (hangs, "a: says nothing", ("--patience", "1"))):
-            for versions in "0", "1":
-                with contextlib.suppress(FileNotFoundError):
-                    pathlib.Path(self.run_dir, "a.socket").unlink()
-                self.daemon("a", script)
-                session = self.session(versions, *options)
-                session.send(get())
-                code, error, out = session.finish()
-                self.assertEqual((code, error), (1, f"orvex-netconf: {reason}\n"))
-                self.assertIn(b"<a>123", out)
-                for mark in END, b"\n##\n", b"</rpc-reply>", b"rpc-error":
-                    self.assertNotIn(mark, out)
-
-    def test_a_daemon_that_says_nothing_is_an_error(self):
-        held = threading.Event()
-        self.addCleanup(held.set)
-        self.daemon("a", lambda *_: held.wait(PATIENCE))
-        session = self.session("1", "--patience", "1")
-        self.assertIn("a: says nothing", session.ask(get()))
-
     # --- the server's own data ---
-
-    def own(self, session, content):
-        """The element that is selected."""
-        return ET.fromstring(self.data(session, f"<filter>{content}</filter>"))
 
     def test_modules_are_announced_with_their_features(self):
         def announced(session):

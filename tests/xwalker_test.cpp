@@ -76,7 +76,9 @@ class xwalker_test : public render_test {
                 {"dts_name": "name", "dts_type": "leaf", "dts_source": "name"},
                 {"dts_name": "state", "dts_type": "leaf", "dts_source": "state",
                  "dts_data_type": "uint8"},
-                {"dts_name": "below", "dts_type": "list", "dts_source": "below", "dts_kids": [
+                {"dts_name": "p:far", "dts_namespace": "xmlns:q='urn:q' xmlns:p='urn:p'"},
+                {"dts_name": "below", "dts_type": "list", "dts_source": "below",
+                 "dts_namespace": "xmlns:q='urn:q' xmlns='urn:b'", "dts_kids": [
                   {"dts_name": "number", "dts_type": "leaf", "dts_source": "number"}]}]}]}},
             {"dc_name": "tagless"}])");
         drend_init(nullptr, nullptr, 0, nullptr);
@@ -129,7 +131,8 @@ TEST_F(xwalker_test, shows_what_is_at_a_path) {
         {"/rows/t/row", "path  /rows/t/row\nkind  list\n"
                         "kid   name                         leaf, key\n"
                         "kid   state                        leaf\n"
-                        "kid   below                        list\n"},
+                        "kid   p:far                        container, xmlns urn:p\n"
+                        "kid   below                        list, xmlns urn:b\n"},
         {"rows/t/row[ (name = 'b') and (state = 'up') ]/below[2]/number",
          "path  /rows/t/row[name='b']/below[2]/number\nkind  leaf\ntype  string\nvalue "
          "13\n"},

@@ -8,10 +8,22 @@
 namespace {
 
 constexpr std::size_t TAG_MAX = 4096; // bytes of a tag that is held
-constexpr std::size_t TOPS_MAX = 1024;
+constexpr const char* BLANKS = " \t\r\n";
+constexpr const char* NAME_ENDS = " \t\r\n/>";
 
-std::string name_in(const std::string& opening) {
-    return opening.substr(1, opening.find_first_of(" />") - 1);
+using attribute_t = std::pair<std::string, std::string>; // name; value in its quotes
+
+bool is_prefix(const attribute_t& attribute) {
+    return attribute.first.starts_with("xmlns:");
+}
+
+// Whatever the quotes are.
+bool has(const std::vector<attribute_t>& attributes, const attribute_t& wanted) {
+    return std::any_of(attributes.begin(), attributes.end(), [&](const attribute_t& one) {
+        return one.first == wanted.first &&
+               one.second.substr(1, one.second.size() - 2) ==
+                   wanted.second.substr(1, wanted.second.size() - 2);
+    });
 }
 
 } // namespace
@@ -73,74 +85,86 @@ std::size_t container_joiner_c::take_tag(std::string_view xml) {
 void container_joiner_c::end_tag(bool is_empty) {
     const bool closes = first_ == '/';
     if (depth_ == 0) {
-        closes ? fail("closes what is not open") : begin_top(is_empty);
+        closes ? fail("closes what is not open") : begin_element(is_empty);
         return;
     }
     if (closes && depth_ == 1) {
         closing_ = std::exchange(tag_, "");
     } else if (is_tag_kept()) {
-        out_(tag_);
+        closes ? out_(tag_) : begin_kid();
     }
     depth_ += closes ? std::size_t(-1) : is_empty ? 0 : 1;
 }
 
-void container_joiner_c::begin_top(bool is_empty) {
+// "<NAME ATTRIBUTE="VALUE" ...>", or with a slash at its end. Of what is none, as far as it goes.
+container_joiner_c::tag_s container_joiner_c::parse(const std::string& tag) {
+    std::size_t at = tag.find_first_of(NAME_ENDS);
+    tag_s parsed{tag.substr(1, at - 1), {}};
+    for (;;) {
+        const std::size_t begin = tag.find_first_not_of(BLANKS, at);
+        const std::size_t sign = tag.find('=', at);
+        const std::size_t open = tag.find_first_of("\"'", at);
+        const std::size_t close =
+            open == std::string::npos ? open : tag.find(tag[open], open + 1);
+        if (sign == std::string::npos || close == std::string::npos) {
+            return parsed;
+        }
+        at = close + 1;
+        const std::string name = tag.substr(begin, sign - begin);
+        parsed.attributes.emplace_back(name.substr(0, name.find_first_of(BLANKS)),
+                                       tag.substr(open, at - open));
+    }
+}
+
+void container_joiner_c::begin_element(bool is_empty) {
     if (is_empty) {
         tag_.erase(tag_.size() - 2, 1);
     }
-    if (!take_top(tag_)) {
-        return;
+    const tag_s tag = parse(tag_);
+    if (element_.name.empty()) {
+        element_ = tag;
+        out_(tag_);
+    } else {
+        begin_again(tag);
     }
-    opening_ = tag_;
     if (is_empty) {
-        closing_ = "</" + name_in(opening_) + ">";
+        closing_ = "</" + tag.name + ">";
     } else {
         depth_ = 1;
     }
 }
 
-// Goes on with the element whose closing tag is held, or begins one of its own.
-bool container_joiner_c::take_top(const std::string& opening) {
-    auto top = std::find_if(tops_.begin(), tops_.end(),
-                            [&](const top_s& known) { return known.opening == opening; });
-    const bool is_new = top == tops_.end();
-    if (is_new && tops_.size() == TOPS_MAX) {
-        fail("shows too many elements");
-        return false;
+void container_joiner_c::begin_again(const tag_s& tag) {
+    missing_ = tag.attributes;
+    std::erase_if(missing_, [&](const attribute_t& attribute) {
+        return has(element_.attributes, attribute);
+    });
+    if (tag.name != element_.name) {
+        fail("shows '" + tag.name + "' where it was asked for '" + element_.name + "'");
+    } else if (!std::all_of(missing_.begin(), missing_.end(), is_prefix)) {
+        fail("begins '" + tag.name + "' in another way than another daemon");
     }
-    if (is_new) {
-        top = tops_.insert(top, {opening, true, false});
+}
+
+void container_joiner_c::begin_kid() {
+    const std::vector<attribute_t> own =
+        missing_.empty() ? std::vector<attribute_t>() : parse(tag_).attributes;
+    std::string declared;
+    for (const attribute_t& attribute : missing_) {
+        const bool is_own =
+            std::any_of(own.begin(), own.end(), [&](const attribute_t& other) {
+                return other.first == attribute.first;
+            });
+        declared += is_own ? "" : " " + attribute.first + "=" + attribute.second;
     }
-    top->is_list = top->is_list || (top->is_own && !is_new);
-    const bool is_shared = !top->is_own && !top->is_list;
-    if (is_shared && opening != opening_) {
-        fail("fills '" + name_in(opening) + "', as another daemon does: ask for it alone");
-        return false;
-    }
-    top->is_own = true;
-    if (is_shared) {
-        closing_.clear();
-    } else {
-        release();
-        out_(opening);
-    }
-    return true;
+    out_(tag_.insert(tag_.find_first_of(NAME_ENDS), declared));
 }
 
 bool container_joiner_c::end_answer() {
     if (depth_ > 0 || is_in_tag_) {
         fail("its XML is not whole");
     }
-    for (top_s& top : tops_) {
-        top.is_own = false;
-    }
     return error_.empty();
-}
-
-void container_joiner_c::release() {
-    if (!closing_.empty()) {
-        out_(std::exchange(closing_, ""));
-    }
 }
 
 void container_joiner_c::fail(const std::string& why) {

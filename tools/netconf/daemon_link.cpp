@@ -2,11 +2,16 @@
 
 #include "daemon_link.h"
 
+#include <cerrno>
+
+#include <unistd.h>
+
 #include "tools/drendctl/answer_status.h"
 
 namespace {
 
-constexpr char TYPE[] = "application/yang-data+xml";
+constexpr char XML[] = "application/yang-data+xml";
+constexpr char PLAIN[] = "text/plain";
 constexpr std::string_view ERROR = "error: ";
 constexpr std::size_t NOTE_MAX = 4096; // bytes of a type, a status or a refusal
 
@@ -15,6 +20,7 @@ constexpr std::size_t NOTE_MAX = 4096; // bytes of a type, a status or a refusal
 bool daemon_link_c::open(const patience_s& patience) {
     std::string error;
     if (!connection_.open(daemon_.socket, patience, error)) {
+        is_denied_ = access(daemon_.socket.c_str(), R_OK | W_OK) != 0 && errno == EACCES;
         fail(error);
         return false;
     }
@@ -22,8 +28,13 @@ bool daemon_link_c::open(const patience_s& patience) {
     return true;
 }
 
-void daemon_link_c::ask(const std::string& request) {
+rpc_error_s daemon_link_c::fault() const {
+    return {"application", is_denied_ ? "access-denied" : "operation-failed", error_};
+}
+
+void daemon_link_c::ask(const std::string& request, type_e type) {
     unsent_ += request + "\n";
+    wanted_ = type;
     type_.clear();
     status_.clear();
 }
@@ -78,8 +89,9 @@ daemon_link_c::state_e daemon_link_c::take(std::string_view bytes, const text_fn
 daemon_link_c::state_e daemon_link_c::take_data(std::string_view data,
                                                 const text_fn& text) {
     if (chunks_.tag() == '\0' && is_greeted_) {
-        if (type_.substr(0, type_.find(';')) != TYPE) {
-            return fail("answers with '" + type_ + "' instead of XML");
+        const char* wanted = wanted_ == type_e::xml ? XML : PLAIN;
+        if (type_.substr(0, type_.find(';')) != wanted) {
+            return fail("answers with '" + type_ + "' instead of '" + wanted + "'");
         }
         text(data);
         return state_e::answering;

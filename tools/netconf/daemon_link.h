@@ -13,6 +13,7 @@
 #include <string_view>
 
 #include "daemon_registry.h"
+#include "rpc_error.h"
 #include "tools/drendctl/chunk_decoder.h"
 #include "tools/drendctl/connection.h"
 
@@ -29,8 +30,9 @@ class daemon_link_c {
 
     // Takes no longer than `patience`. False, with error(), when nobody answers there.
     bool open(const patience_s& patience);
-    // Sends `request`, a line without its end.
-    void ask(const std::string& request);
+    // Sends `request`, a line without its end, whose answer has to be XML, or plain text.
+    enum class type_e { xml, plain };
+    void ask(const std::string& request, type_e type = type_e::xml);
 
     int fd() const { return connection_.fd(); }
     bool has_unsent() const { return !unsent_.empty(); }
@@ -43,6 +45,8 @@ class daemon_link_c {
     const daemon_s& daemon() const { return daemon_; }
     // One line that begins with the daemon's name.
     const std::string& error() const { return error_; }
+    // The same for clients: who may not open the socket is told so.
+    rpc_error_s fault() const;
     // For programs; empty when it was not the daemon that said so.
     const std::string& code() const { return code_; }
     state_e fail(const std::string& why);
@@ -57,8 +61,10 @@ class daemon_link_c {
     connection_c connection_;
     chunk_decoder_c chunks_;
     std::string unsent_;
+    bool is_denied_ = false;  // by the kernel
     bool is_greeted_ = false; // the daemon has protocol 2
     // Of the answer that is read
+    type_e wanted_ = type_e::xml;
     std::string type_;
     std::string status_;
     std::string refusal_; // of protocol 2

@@ -57,14 +57,6 @@ bool read_registry(const std::string& run_dir, std::vector<daemon_s>& daemons,
     return !failure;
 }
 
-std::set<std::string> namespaces_of(const daemon_s& daemon) {
-    std::set<std::string> namespaces;
-    for (const std::string& module : daemon.modules) {
-        namespaces.insert(namespace_of(module));
-    }
-    return namespaces;
-}
-
 bool has_namespace(const daemon_s& daemon, const std::string& xmlns) {
     return std::any_of(
         daemon.modules.begin(), daemon.modules.end(),

@@ -4,7 +4,6 @@
 // directory: files NAME.daemon of lines, docs/netconf.md.
 #pragma once
 
-#include <set>
 #include <string>
 #include <vector>
 
@@ -20,9 +19,6 @@ struct daemon_s {
 // with a line in `error`, when the directory cannot be read.
 bool read_registry(const std::string& run_dir, std::vector<daemon_s>& daemons,
                    std::string& error);
-
-// Of its modules.
-std::set<std::string> namespaces_of(const daemon_s& daemon);
 
 // Whether the namespace is that of a module of the daemon.
 bool has_namespace(const daemon_s& daemon, const std::string& xmlns);

@@ -3,7 +3,6 @@
 #include "event_relay.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <ctime>
 #include <utility>
 
@@ -72,10 +71,7 @@ void event_relay_c::start(const std::vector<daemon_s>& daemons, const filter_t* 
     }
     for (const daemon_s& daemon : daemons) {
         if (wants(daemon) && !listen(daemon)) {
-            const bool is_denied =
-                access(daemon.socket.c_str(), R_OK | W_OK) != 0 && errno == EACCES;
-            refuse({"application", is_denied ? "access-denied" : "operation-failed",
-                    sources_.back()->link.error()});
+            refuse(sources_.back()->link.fault());
             return;
         }
     }
@@ -126,7 +122,7 @@ void event_relay_c::on_silence() {
     for (const auto& source : sources_) {
         if (!source->link.has_begun()) {
             source->link.fail("says nothing");
-            refuse({"application", "operation-failed", source->link.error()});
+            refuse(source->link.fault());
             return;
         }
     }
@@ -182,7 +178,7 @@ void event_relay_c::read(source_s& source) {
     }
     const bool has_no_events = !had_begun && source.link.code() == "unknown-entry";
     if (state_ == state_e::starting && !has_no_events) {
-        refuse({"application", "operation-failed", source.link.error()});
+        refuse(source.link.fault());
         return;
     }
     if (had_begun) {

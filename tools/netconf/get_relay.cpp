@@ -3,12 +3,9 @@
 #include "get_relay.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <set>
 #include <utility>
 
 #include <poll.h>
-#include <unistd.h>
 
 namespace {
 
@@ -16,6 +13,7 @@ constexpr char COMMAND[] = "corvane-netconf-get ";
 constexpr char FORM[] = "as-ietf-xml ascii compact";
 constexpr std::size_t COMMAND_SIZE = sizeof COMMAND - 1;
 constexpr std::size_t REQUEST_MAX = 65536; // bytes of a line that a daemon reads
+constexpr std::size_t TOPS_MAX = 65536;    // bytes of what it says of its elements
 
 // The command's arguments.
 std::string question_of(const data_request_s& request, const filter_t* filter) {
@@ -31,10 +29,6 @@ std::string question_of(const data_request_s& request, const filter_t* filter) {
     return question;
 }
 
-bool may_not_open(const std::string& socket) {
-    return access(socket.c_str(), R_OK | W_OK) != 0 && errno == EACCES;
-}
-
 bool is_concerned_by(const daemon_s& daemon, const filter_t* filter) {
     return filter == nullptr || std::any_of(filter->begin(), filter->end(),
                                             [&](const filter_element_s& element) {
@@ -46,33 +40,16 @@ const filter_t* filter_in(const data_request_s& request) {
     return request.filter.has_value() ? &*request.filter : nullptr;
 }
 
-// The filter's elements, those of one name together, in the order of their first ones.
-std::vector<filter_t> by_name(const filter_t& filter) {
-    std::vector<filter_t> groups;
-    for (const filter_element_s& element : filter) {
-        auto group = std::find_if(groups.begin(), groups.end(), [&](const filter_t& known) {
-            return known.front().name.name == element.name.name;
-        });
-        if (group == groups.end()) {
-            group = groups.emplace(group);
-        }
-        group->push_back(element);
-    }
-    return groups;
-}
-
 } // namespace
 
 void get_relay_c::start(const std::vector<daemon_s>& daemons, const data_request_s& request,
                         std::string opening) {
+    forget();
     state_ = state_e::asking;
+    request_ = request;
     opening_ = std::move(opening);
-    questions_.clear();
-    asked_.clear();
-    joiner_.reset();
     if (COMMAND_SIZE + question_of(request, filter_in(request)).size() > REQUEST_MAX) {
-        error_ = {"application", "too-big", "the filter is too long"};
-        state_ = state_e::refused;
+        refuse({"application", "too-big", "the filter is too long"});
         return;
     }
     for (const daemon_s& daemon : daemons) {
@@ -85,75 +62,77 @@ void get_relay_c::start(const std::vector<daemon_s>& daemons, const data_request
         give_up(own_data_c::as_daemon().name + ": " + own_.error());
         return;
     }
-    ask_in_rounds(request);
-    ask_next();
+    ask_for_tops();
+}
+
+void get_relay_c::forget() {
+    asked_.clear();
+    tops_.clear();
+    sources_.clear();
+    questions_.clear();
+    joiner_.reset();
 }
 
 bool get_relay_c::connect(const daemon_s& daemon) {
     asked_.push_back(std::make_unique<daemon_link_c>(daemon));
-    if (asked_.back()->open(patience_s{patience_})) {
-        return true;
+    const bool is_there = asked_.back()->open(patience_s{patience_});
+    if (!is_there) {
+        refuse(asked_.back()->fault());
     }
-    const bool is_denied = may_not_open(daemon.socket);
-    error_ = {"application", is_denied ? "access-denied" : "operation-failed",
-              asked_.back()->error()};
-    state_ = state_e::refused;
-    return false;
+    return is_there;
 }
 
-bool get_relay_c::has_shared_namespace() const {
-    std::set<std::string> found =
-        asks_own_ ? namespaces_of(own_data_c::as_daemon()) : std::set<std::string>();
-    for (const auto& asked : asked_) {
-        const std::set<std::string> own = namespaces_of(asked->daemon());
-        const bool is_unknown = own.empty() && asked_.size() + (asks_own_ ? 1 : 0) > 1;
-        if (is_unknown ||
-            std::any_of(own.begin(), own.end(),
-                        [&](const std::string& xmlns) { return found.count(xmlns) > 0; })) {
-            return true;
-        }
-        found.insert(own.begin(), own.end());
+void get_relay_c::ask_for_tops() {
+    is_planning_ = true;
+    for (std::size_t source = 0; source < asked_.size(); ++source) {
+        questions_.push_back({source, TOP_ELEMENTS_QUESTION, false, false});
     }
-    return false;
+    ask_next();
 }
 
-void get_relay_c::ask_in_rounds(const data_request_s& request) {
-    const filter_t* filter = filter_in(request);
-    if (!has_shared_namespace()) {
-        ask_all(request, filter);
+// All have said what they show at the top.
+void get_relay_c::plan() {
+    is_planning_ = false;
+    if (asks_own_) {
+        sources_.push_back(own_data_c::as_source());
+    }
+    std::string error;
+    const auto parts = plan_reply(sources_, request_.filter, error);
+    if (!parts.has_value()) {
+        give_up(error);
         return;
     }
-    joiner_ = std::make_unique<container_joiner_c>(
-        [this](std::string_view text) { write(text); });
-    if (filter == nullptr) {
-        ask_all(request, filter);
-        return;
-    }
-    for (const filter_t& group : by_name(*filter)) {
-        ask_all(request, &group);
-    }
-}
-
-void get_relay_c::ask_all(const data_request_s& request, const filter_t* filter) {
-    for (const auto& asked : asked_) {
-        if (is_concerned_by(asked->daemon(), filter)) {
-            questions_.push_back({asked.get(), question_of(request, filter)});
+    for (const reply_part_s& part : *parts) {
+        const filter_t* filter = part.filter.has_value() ? &*part.filter : nullptr;
+        for (const std::size_t source : part.sources) {
+            questions_.push_back({source, question_of(request_, filter), part.is_joined,
+                                  source == part.sources.back()});
         }
     }
-    if (asks_own_ && is_concerned_by(own_data_c::as_daemon(), filter)) {
-        questions_.push_back({nullptr, question_of(request, filter)});
-    }
+    ask_next();
 }
 
 void get_relay_c::ask_next() {
-    while (!questions_.empty() && questions_.front().asked == nullptr) {
+    while (!questions_.empty()) {
+        const question_s& question = questions_.front();
+        if (question.is_joined && joiner_ == nullptr) {
+            joiner_ = std::make_unique<container_joiner_c>(
+                [this](std::string_view text) { write(text); });
+        }
+        if (question.source < asked_.size()) {
+            ask_daemon();
+            return;
+        }
         if (!ask_own()) {
             return;
         }
-        questions_.pop_front();
     }
-    if (questions_.empty()) {
-        finish();
+    is_planning_ ? plan() : finish();
+}
+
+void get_relay_c::ask_daemon() {
+    if (is_planning_) {
+        link().ask(questions_.front().text, daemon_link_c::type_e::plain);
     } else {
         link().ask(COMMAND + questions_.front().text);
     }
@@ -163,15 +142,11 @@ void get_relay_c::ask_next() {
 bool get_relay_c::ask_own() {
     const std::optional<std::string> text = own_.answer(questions_.front().text);
     if (!text.has_value()) {
-        give_up(own_data_c::as_daemon().name + ": " + own_.error());
+        fail(own_.error());
         return false;
     }
     take_text(*text);
-    if (joiner_ != nullptr && !joiner_->end_answer()) {
-        give_up(own_data_c::as_daemon().name + ": " + joiner_->error());
-        return false;
-    }
-    return true;
+    return take_end();
 }
 
 short get_relay_c::events() const {
@@ -197,7 +172,9 @@ void get_relay_c::read() {
     case daemon_link_c::state_e::answering:
         break;
     case daemon_link_c::state_e::complete:
-        finish_answer();
+        if (take_end()) {
+            ask_next();
+        }
         return;
     case daemon_link_c::state_e::failed:
         give_up(link().error());
@@ -205,36 +182,43 @@ void get_relay_c::read() {
     }
     if (joiner_ != nullptr && !joiner_->error().empty()) {
         fail(joiner_->error());
+    } else if (tops_.size() > TOPS_MAX) {
+        fail("shows too many elements");
     }
 }
 
 void get_relay_c::take_text(std::string_view text) {
-    if (text.empty()) {
-        return;
-    }
-    if (joiner_ == nullptr) {
-        write(text);
-    } else {
+    if (is_planning_) {
+        tops_ += text;
+    } else if (joiner_ != nullptr) {
         joiner_->add(text);
+    } else if (!text.empty()) {
+        write(text);
     }
 }
 
-void get_relay_c::finish_answer() {
+// The first question is answered. False when that is not what it should be.
+bool get_relay_c::take_end() {
     if (joiner_ != nullptr && !joiner_->end_answer()) {
         fail(joiner_->error());
-        return;
+        return false;
+    }
+    if (is_planning_) {
+        sources_.push_back(
+            {link().daemon().name, read_top_elements(std::exchange(tops_, ""))});
+    }
+    if (joiner_ != nullptr && questions_.front().ends_part) {
+        joiner_->finish();
+        joiner_.reset();
     }
     questions_.pop_front();
-    ask_next();
+    return true;
 }
 
 void get_relay_c::finish() {
-    if (joiner_ != nullptr) {
-        joiner_->finish();
-    }
     write("");
     state_ = state_e::done;
-    asked_.clear();
+    forget();
 }
 
 void get_relay_c::write(std::string_view text) {
@@ -243,12 +227,18 @@ void get_relay_c::write(std::string_view text) {
 }
 
 void get_relay_c::fail(const std::string& why) {
-    give_up(link().daemon().name + ": " + why);
+    const std::size_t source = questions_.front().source;
+    const std::string& name =
+        source < asked_.size() ? link().daemon().name : own_data_c::as_daemon().name;
+    give_up(name + ": " + why);
 }
 
 void get_relay_c::give_up(const std::string& why) {
-    error_ = {"application", "operation-failed", why};
+    refuse({"application", "operation-failed", why});
+}
+
+void get_relay_c::refuse(const rpc_error_s& error) {
+    error_ = error;
     state_ = opening_.empty() ? state_e::broken : state_e::refused;
-    questions_.clear();
-    asked_.clear();
+    forget();
 }

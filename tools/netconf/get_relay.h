@@ -13,8 +13,8 @@
 //     has ended, so that none waits for a client that is still taking another one's answer.
 //  3. A failure before the first byte of the reply is an rpc-error. After it there is no way to say
 //     so in the reply: it is broken off, and must not be ended.
-//  4. Daemons with a namespace in common may fill one container. Each name at the top of a filter
-//     is then a round of questions of its own, so that what is to be joined comes side by side.
+//  4. Each is asked first what it shows at the top, and then in the order of get_plan.h, so that
+//     what is to be joined comes side by side.
 #pragma once
 
 #include <chrono>
@@ -28,6 +28,7 @@
 #include "container_joiner.h"
 #include "daemon_link.h"
 #include "daemon_registry.h"
+#include "get_plan.h"
 #include "message_writer.h"
 #include "own_data.h"
 #include "rpc_error.h"
@@ -71,24 +72,28 @@ class get_relay_c {
 
   private:
     struct question_s {
-        daemon_link_c* asked; // null: the server's own data are asked for
+        std::size_t source; // behind the daemons: the server's own data
         std::string text;
+        bool is_joined;
+        bool ends_part; // of the reply
     };
 
+    void forget();
     bool connect(const daemon_s& daemon);
-    void ask_in_rounds(const data_request_s& request);
-    void ask_all(const data_request_s& request, const filter_t* filter);
-    bool has_shared_namespace() const;
+    void ask_for_tops();
+    void plan();
     void ask_next();
+    void ask_daemon();
     bool ask_own();
     void read();
     void take_text(std::string_view text);
-    void finish_answer();
+    bool take_end();
     void finish();
     void write(std::string_view text);
     void fail(const std::string& why);
     void give_up(const std::string& why);
-    daemon_link_c& link() const { return *questions_.front().asked; }
+    void refuse(const rpc_error_s& error);
+    daemon_link_c& link() const { return *asked_[questions_.front().source]; }
 
     message_writer_c& message_;
     const std::chrono::milliseconds patience_;
@@ -96,9 +101,13 @@ class get_relay_c {
 
     state_e state_ = state_e::idle;
     rpc_error_s error_{"application", "operation-failed", ""};
+    data_request_s request_;
     std::string opening_; // empty: it was written
     std::vector<std::unique_ptr<daemon_link_c>> asked_;
     bool asks_own_ = false;
+    bool is_planning_ = false; // daemons say what they show at the top
+    std::string tops_;         // as far as one of them has said
+    std::vector<source_s> sources_;
     std::deque<question_s> questions_;           // the first is being answered
-    std::unique_ptr<container_joiner_c> joiner_; // when something may have to be joined
+    std::unique_ptr<container_joiner_c> joiner_; // within a part that is joined
 };

@@ -82,6 +82,15 @@ const daemon_s& own_data_c::as_daemon() {
     return own;
 }
 
+// The topmost tags of its definitions.
+const source_s& own_data_c::as_source() {
+    static const source_s own{
+        as_daemon().name,
+        {{{NETCONF_MONITORING, "netconf-state"}, "container"},
+         {{"urn:ietf:params:xml:ns:yang:ietf-yang-library", "yang-library"}, "container"}}};
+    return own;
+}
+
 // Once: a session that asks for nothing of it does not load it.
 bool own_data_c::start() {
     if (is_started_) {

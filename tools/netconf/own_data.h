@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "daemon_registry.h"
+#include "get_plan.h"
 #include "schema_files.h"
 #include "session_registry.h"
 
@@ -44,6 +45,7 @@ class own_data_c {
 
     // As a daemon that is asked, for what filters concern.
     static const daemon_s& as_daemon();
+    static const source_s& as_source();
 
     // Has answers show the facts as they are now. False when it cannot, with a line in error().
     bool refresh();
