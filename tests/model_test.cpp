@@ -415,15 +415,23 @@ TEST_F(model_test, the_suspend_handler_is_asked_after_each_row) {
 
 TEST_F(model_test, ready_made_readers_read_variables) {
     static const int8_t i8 = -8;
+    static const int16_t i16 = INT16_MIN;
+    static const int32_t i32 = INT32_MIN;
     static const int64_t i64 = INT64_MIN;
+    static const uint8_t u8 = 255;
     static const uint16_t u16 = 65535;
+    static const uint32_t u32 = UINT32_MAX;
     static const uint64_t u64 = UINT64_MAX;
     static const bool flag = true;
     static const char* text = "hello";
     static const char* no_text = nullptr;
     static const unsigned char v4[16] = {192, 0, 2, 1};
     drend_add_int8_leaf("i8", drend_get_int8_cb, &i8);
+    drend_add_int16_leaf("i16", drend_get_int16_cb, &i16);
+    drend_add_int32_leaf("i32", drend_get_int32_cb, &i32);
     drend_add_int64_leaf("i64", drend_get_int64_cb, &i64);
+    drend_add_uint8_leaf("u8", drend_get_uint8_cb, &u8);
+    drend_add_uint32_leaf("u32", drend_get_uint32_cb, &u32);
     drend_add_uint16_leaf("u16", drend_get_uint16_cb, &u16);
     drend_add_uint64_leaf("u64", drend_get_uint64_cb, &u64);
     drend_add_boolean_leaf("flag", drend_get_boolean_cb, &flag);
@@ -436,6 +444,8 @@ TEST_F(model_test, ready_made_readers_read_variables) {
         const char* path;
         const char* text;
     } cases[] = {{"/i8", "-8"},         {"/i64", "-9223372036854775808"},
+                 {"/i16", "-32768"},    {"/i32", "-2147483648"},
+                 {"/u8", "255"},        {"/u32", "4294967295"},
                  {"/u16", "65535"},     {"/u64", "18446744073709551615"},
                  {"/flag", "true"},     {"/text", "hello"},
                  {"/no-text", ""},      {"/v4", "192.0.2.1"},

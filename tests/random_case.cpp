@@ -16,7 +16,7 @@ const std::string LEAF_LIST_VALUE = "__zor_leaf_list_value__";
 const std::vector<const char*> VALUES[] = {
     {"two", "1.5", "0", "", "a<b&c>d", "\"q\\\"", "it's", "\x01\t\r\xff", "\u20ac",
      "a/b[c=d]", "\x7f\u00e9\U0001f600\n\xed\xa0\x80\xef\xbf\xbf", "7"},
-    {"0", "1", "5", "-7", "2147483647"},
+    {"0", "1", "5", "-7", "2147483647", "255"},
     {"0.5", "12.75", "-0.25", "0", "3"},
     {"true", "false"}};
 constexpr node_s::form_e DECIMAL_FORMS[] = {node_s::REAL, node_s::REAL, node_s::INTEGER,
@@ -442,6 +442,17 @@ uint64_t dice_c::next() {
     z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9U;
     z = (z ^ (z >> 27)) * 0x94D049BB133111EBU;
     return z ^ (z >> 31);
+}
+
+unsigned node_s::bits_of(const char* integer) const {
+    constexpr unsigned BITS[] = {7, 8, 15, 16, 31, 32, 63, 64};
+    const long long value = atoll(integer);
+    for (unsigned at = id;; ++at) {
+        const unsigned bits = BITS[at % std::size(BITS)];
+        if (value < 0 ? bits % 2 == 1 : bits > 62 || value >> bits == 0) {
+            return bits; // what is negative here fits all of them
+        }
+    }
 }
 
 case_s::case_s(uint64_t seed_) : seed(seed_) {

@@ -66,6 +66,9 @@ struct node_s {
     int entered = 0;
 
     std::string name() const { return "m" + std::to_string(id); }
+    // That the type has, in which an integer is handed over: 8, 16, 32 or 64, signed ones one less.
+    // A leaf keeps to one, but for numbers that this does not have.
+    unsigned bits_of(const char* integer) const;
 };
 
 // An element of a definition.

@@ -4,6 +4,7 @@
 // are the first since the run began.
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdlib>
 
 #include "drend.h"
@@ -56,6 +57,27 @@ int name_kid(dr_meta_context_s* ctx, const void* data) {
                                  : drend_set_attribute_ref(ctx, &node.marks[next]);
 }
 
+int set_integer(dr_meta_context_s* ctx, unsigned bits, long long value) {
+    switch (bits) {
+    case 7:
+        return drend_set_int8_value(ctx, static_cast<int8_t>(value));
+    case 8:
+        return drend_set_uint8_value(ctx, static_cast<uint8_t>(value));
+    case 15:
+        return drend_set_int16_value(ctx, static_cast<int16_t>(value));
+    case 16:
+        return drend_set_uint16_value(ctx, static_cast<uint16_t>(value));
+    case 31:
+        return drend_set_int32_value(ctx, static_cast<int32_t>(value));
+    case 32:
+        return drend_set_uint32_value(ctx, static_cast<uint32_t>(value));
+    case 63:
+        return drend_set_int64_value(ctx, value);
+    default:
+        return drend_set_uint64_value(ctx, static_cast<uint64_t>(value));
+    }
+}
+
 int read(dr_meta_context_s* ctx, const void* data) {
     node_s& leaf = node_of(data);
     const unsigned row = row_of(mark_at(ctx, 0), leaf);
@@ -72,7 +94,7 @@ int read(dr_meta_context_s* ctx, const void* data) {
     const char* value = leaf.owner->value_of(leaf, row);
     switch (leaf.form) {
     case node_s::INTEGER:
-        return drend_set_int32_value(ctx, atoi(value));
+        return set_integer(ctx, leaf.bits_of(value), atoll(value));
     case node_s::REAL:
         return drend_set_decimal64_value(ctx, strtod(value, nullptr));
     case node_s::TRUTH:

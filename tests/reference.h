@@ -129,6 +129,7 @@ struct value_s {
     type_e type = NONE;
     std::string text{};
     bool is_zero = false; // that may be suppressed
+    bool is_long = false; // of 64 bits, which JSON as YANG has it quotes
 };
 
 // Whatever the walk comes to, shown or not.

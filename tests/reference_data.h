@@ -84,6 +84,8 @@ class data_c {
         if (status == DREND_OK && reading.sets_value) {
             out = {static_cast<value_s::type_e>(int{value_s::TEXT} + int{leaf.form}),
                    case_.value_of(leaf, row)};
+            out.is_long =
+                leaf.form == node_s::INTEGER && leaf.bits_of(out.text.c_str()) > 32;
         }
         return status;
     }

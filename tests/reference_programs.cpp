@@ -274,7 +274,8 @@ class ietf_json_c : public program_form_c {
             return false;
         }
         if (tag.data_type.empty()) {
-            return value.type == value_s::WHOLE || value.type == value_s::TRUTH;
+            return (value.type == value_s::WHOLE && !value.is_long) ||
+                   value.type == value_s::TRUTH;
         }
         if (tag.data_type == "boolean") {
             return value.text == "true" || value.text == "false";

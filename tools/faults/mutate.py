@@ -1,0 +1,177 @@
+#!/usr/bin/env python3
+# SPDX-License-Identifier: BSD-2-Clause
+"""Puts small faults into the library, one at a time, and says which of them no unit test notices:
+mutate.py [--count N] [--seed N] [--at-most PERCENT] ROOT
+
+The sources are copied to build/faults and built there once, with all faults in them (faults.py); then
+the test programs run once for each fault, until one of them fails. Fails itself when more of the faults
+survive than PERCENT.
+"""
+
+import argparse
+import concurrent.futures
+import json
+import os
+import pathlib
+import random
+import re
+import resource
+import shutil
+import subprocess
+import sys
+import tempfile
+import time
+
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent))
+from faults import Fault, faults_in, put_in  # noqa: E402
+from project_files import project_files  # noqa: E402
+
+FOLDERS = ("frame/", "model/", "expr/", "definitions/", "render/", "service/", "platform/src/")
+# Which fault is on is read from the environment when the first one is come to. No header may be
+# included here: sources define what they want of the C library before they include any.
+PRELUDE = """\
+#ifdef __cplusplus
+extern "C" char* getenv(const char* name) noexcept;
+extern "C"
+#else
+extern char* getenv(const char* name);
+#endif
+__attribute__((weak, visibility("hidden"))) int dr_chosen_fault(void) {
+    static int chosen = -1;
+    if (chosen < 0) {
+        const char* digits = getenv("DREND_FAULT");
+        for (chosen = 0; digits && *digits; ++digits) {
+            chosen = 10 * chosen + (*digits - '0');
+        }
+    }
+    return chosen;
+}
+#define DREND_FAULT(number) (dr_chosen_fault() == (number))
+"""
+
+
+def choose(root, count, seed):
+    """So many faults, and some more for those that do not compile; one in a line."""
+    places = {}
+    for file in project_files(root):
+        path = str(file.relative_to(root))
+        if path.startswith(FOLDERS) and path.endswith((".c", ".cpp", ".h")):
+            for line, *fault in faults_in(file.read_text()):
+                places.setdefault((path, line), []).append(fault)
+    chance = random.Random(seed)
+    chosen = chance.sample(sorted(places), min(count * 6 // 5, len(places)))
+    return [Fault(number, *place, *chance.choice(places[place]))
+            for number, place in enumerate(chosen, 1)]
+
+
+def copy(root, source):
+    """Brings the copy up to date; what has not changed is not touched, and so not built again."""
+    for file in project_files(root):
+        to = source / file.relative_to(root)
+        to.parent.mkdir(parents=True, exist_ok=True)
+        if not to.exists() or to.read_bytes() != file.read_bytes():
+            shutil.copy(file, to)
+
+
+def write_faults(root, source, paths, faults):
+    for path in paths:
+        text = put_in((root / path).read_text(), [one for one in faults if one.path == path])
+        if (source / path).read_text() != text:
+            (source / path).write_text(text)
+
+
+def build(root, work, faults):
+    """Builds the copy with the faults, without those that do not compile; returns the others."""
+    source = work / "source"
+    copy(root, source)
+    prelude = work / "prelude.h"
+    if not prelude.exists():
+        prelude.write_text(PRELUDE)
+    flags = f"-O1 -w -include {prelude}"
+    subprocess.run(["cmake", "-S", source, "-B", work / "build", "-G", "Ninja", "--log-level=WARNING",
+                    "-DCMAKE_BUILD_TYPE=None", f"-DCMAKE_C_FLAGS={flags}",
+                    f"-DCMAKE_CXX_FLAGS={flags}", "-DDREND_BUILD_TOOLS=OFF",
+                    "-DDREND_BUILD_EXAMPLES=OFF"], check=True)
+    paths = sorted({fault.path for fault in faults})
+    while True:
+        write_faults(root, source, paths, faults)
+        made = subprocess.run(["cmake", "--build", work / "build", "--", "-k", "0"],
+                              capture_output=True, text=True, check=False)
+        if made.returncode == 0:
+            return faults
+        said = {(os.path.relpath(work / "build" / path, source), int(line))
+                for path, line in re.findall(r"^([^:\s]+):(\d+):", made.stdout, re.M)}
+        left = [fault for fault in faults if (fault.path, fault.line) not in said]
+        if len(left) == len(faults):
+            sys.exit(f"mutate: the copy does not build:\n{made.stdout[-4000:]}")
+        faults = left
+
+
+def test_programs(build_directory):
+    """The commands of the tests that are programs built here."""
+    shown = subprocess.run(["ctest", "--test-dir", build_directory, "--show-only=json-v1"], check=True,
+                           capture_output=True, text=True).stdout
+    commands = [test["command"] for test in json.loads(shown)["tests"]]
+    return [command for command in commands if command[0].startswith(str(build_directory / "bin"))]
+
+
+def run(command, number, seconds):
+    """Whether a test passes with a fault, within so many seconds of processor time."""
+    def bound():
+        resource.setrlimit(resource.RLIMIT_CPU, (seconds, seconds))
+        resource.setrlimit(resource.RLIMIT_AS, (4 << 30, 4 << 30))
+        resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
+    environment = dict(os.environ, DREND_FAULT=str(number), DREND_RANDOM_CASES="100",
+                       MGMT_SERVER_TEST_PEERS="30")
+    with tempfile.TemporaryDirectory() as scratch:
+        environment["TMPDIR"] = scratch
+        try:
+            return subprocess.run(command, env=environment, cwd=scratch, preexec_fn=bound,
+                                  stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
+                                  stderr=subprocess.DEVNULL, timeout=30 + 10 * seconds,
+                                  start_new_session=True, check=False).returncode == 0
+        except subprocess.TimeoutExpired:
+            return False
+
+
+def in_order(programs):
+    """The programs, the quickest first, each with the seconds that it may take; all pass."""
+    took = []
+    for command in programs:
+        begin = time.monotonic()
+        if not run(command, 0, 600):
+            sys.exit(f"mutate: {' '.join(command)} fails without a fault")
+        took.append((time.monotonic() - begin, command))
+    return [(command, 5 + 5 * int(seconds)) for seconds, command in sorted(took)]
+
+
+def survives(programs, fault):
+    return all(run(command, fault.number, seconds) for command, seconds in programs)
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    parser.add_argument("--count", type=int, default=200)
+    parser.add_argument("--seed", type=int, default=1)
+    parser.add_argument("--at-most", type=float, default=10, metavar="PERCENT")
+    parser.add_argument("root", type=pathlib.Path)
+    options = parser.parse_args()
+    root = options.root.resolve()
+    work = root / "build" / "faults"
+    faults = build(root, work, choose(root, options.count, options.seed))[:options.count]
+    programs = in_order(test_programs(work / "build"))
+    alive = []
+    with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
+        for fault, survived in zip(faults, pool.map(lambda one: survives(programs, one), faults)):
+            if survived:
+                alive.append(fault)
+                print(f"{fault.path}:{fault.line}: {fault.kind}\n-{fault.before}\n+{fault.after}",
+                      flush=True)
+    share = 100 * len(alive) / max(len(faults), 1)
+    print(f"{len(alive)} of {len(faults)} faults survive {len(programs)} programs: {share:.1f} %"
+          f" (seed {options.seed})")
+    return 0 if faults and share <= options.at_most else 1
+
+
+if __name__ == "__main__":
+    sys.exit(main())
