@@ -192,8 +192,7 @@ int dr_value_c::get_decimal64(str_buf_s* out, unsigned char fraction_digits) con
 int dr_value_c::get_integral(long long& out) const {
     switch (type_) {
     case DRV_INT8:
-        out =
-            stored<int8_t>(); // NOLINT(bugprone-signed-char-misuse,cert-str34-c): a number
+        out = stored<int8_t>(); // NOLINT(bugprone-signed-char-misuse): a number
         return 0;
     case DRV_INT16:
         out = stored<int16_t>();

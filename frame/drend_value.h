@@ -164,7 +164,7 @@ class dr_value_c {
     bool get_whole(int64_t& out) const {
         switch (type_) {
         case DRV_INT8:
-            // NOLINTNEXTLINE(bugprone-signed-char-misuse,cert-str34-c): a number
+            // NOLINTNEXTLINE(bugprone-signed-char-misuse): a number
             out = stored<int8_t>();
             return true;
         case DRV_INT16:

@@ -124,6 +124,7 @@ def run(command, number, seconds):
     environment = dict(os.environ, DREND_FAULT=str(number), DREND_RANDOM_CASES="100",
                        MGMT_SERVER_TEST_PEERS="30")
     with tempfile.TemporaryDirectory() as scratch:
+        os.chmod(scratch, 0o755)  # a test's other users go through it
         environment["TMPDIR"] = scratch
         try:
             return subprocess.run(command, env=environment, cwd=scratch, preexec_fn=bound,
