@@ -3,9 +3,10 @@
 """Puts small faults into the library, one at a time, and says which of them no unit test notices:
 mutate.py [--count N] [--seed N] [--at-most PERCENT] ROOT
 
-The sources are copied to build/faults and built there once, with all faults in them (faults.py); then
-the test programs run once for each fault, until one of them fails. Fails itself when more of the faults
-survive than PERCENT.
+The sources are copied to build/faults and built there with all faults in them (faults.py); then the test
+programs run once for each fault, until one of them fails. What survives that is tried again under
+AddressSanitizer and UndefinedBehaviorSanitizer, where lost memory is noticed, too. Fails itself when more
+of the faults survive both than PERCENT.
 """
 
 import argparse
@@ -50,6 +51,9 @@ __attribute__((weak, visibility("hidden"))) int dr_chosen_fault(void) {
 """
 
 
+PLAIN = "plain"  # the build without sanitizers
+
+
 def choose(root, count, seed):
     """So many faults, and some more for those that do not compile; one in a line."""
     places = {}
@@ -80,26 +84,28 @@ def write_faults(root, source, paths, faults):
             (source / path).write_text(text)
 
 
-def build(root, work, faults):
+def build(root, work, sanitizers, faults):
     """Builds the copy with the faults, without those that do not compile; returns the others."""
     source = work / "source"
+    build_directory = work / (sanitizers or PLAIN)
     copy(root, source)
     prelude = work / "prelude.h"
     if not prelude.exists():
         prelude.write_text(PRELUDE)
     flags = f"-O1 -w -include {prelude}"
-    subprocess.run(["cmake", "-S", source, "-B", work / "build", "-G", "Ninja", "--log-level=WARNING",
+    subprocess.run(["cmake", "-S", source, "-B", build_directory, "-G", "Ninja", "--log-level=WARNING",
                     "-DCMAKE_BUILD_TYPE=None", f"-DCMAKE_C_FLAGS={flags}",
-                    f"-DCMAKE_CXX_FLAGS={flags}", "-DDREND_BUILD_TOOLS=OFF",
-                    "-DDREND_BUILD_EXAMPLES=OFF"], check=True)
+                    f"-DCMAKE_CXX_FLAGS={flags}", f"-DDREND_SANITIZE={sanitizers}",
+                    "-DDREND_BUILD_TOOLS=OFF", "-DDREND_BUILD_EXAMPLES=OFF"],
+                   stdout=subprocess.DEVNULL, check=True)
     paths = sorted({fault.path for fault in faults})
     while True:
         write_faults(root, source, paths, faults)
-        made = subprocess.run(["cmake", "--build", work / "build", "--", "-k", "0"],
+        made = subprocess.run(["cmake", "--build", build_directory, "--", "-k", "0"],
                               capture_output=True, text=True, check=False)
         if made.returncode == 0:
-            return faults
-        said = {(os.path.relpath(work / "build" / path, source), int(line))
+            return build_directory, faults
+        said = {(os.path.relpath(build_directory / path, source), int(line))
                 for path, line in re.findall(r"^([^:\s]+):(\d+):", made.stdout, re.M)}
         left = [fault for fault in faults if (fault.path, fault.line) not in said]
         if len(left) == len(faults):
@@ -119,10 +125,11 @@ def run(command, number, seconds):
     """Whether a test passes with a fault, within so many seconds of processor time."""
     def bound():
         resource.setrlimit(resource.RLIMIT_CPU, (seconds, seconds))
-        resource.setrlimit(resource.RLIMIT_AS, (4 << 30, 4 << 30))
+        if PLAIN in command[0]:  # a sanitizer maps terabytes
+            resource.setrlimit(resource.RLIMIT_AS, (4 << 30, 4 << 30))
         resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
     environment = dict(os.environ, DREND_FAULT=str(number), DREND_RANDOM_CASES="100",
-                       MGMT_SERVER_TEST_PEERS="30")
+                       MGMT_SERVER_TEST_PEERS="30", ASAN_OPTIONS="hard_rss_limit_mb=4096")
     with tempfile.TemporaryDirectory() as scratch:
         os.chmod(scratch, 0o755)  # a test's other users go through it
         environment["TMPDIR"] = scratch
@@ -146,8 +153,11 @@ def in_order(programs):
     return [(command, 5 + 5 * int(seconds)) for seconds, command in sorted(took)]
 
 
-def survives(programs, fault):
-    return all(run(command, fault.number, seconds) for command, seconds in programs)
+def survivors(build_directory, faults, pool):
+    programs = in_order(test_programs(build_directory))
+    alive = pool.map(lambda fault: all(run(command, fault.number, seconds)
+                                       for command, seconds in programs), faults)
+    return [fault for fault, is_alive in zip(faults, alive) if is_alive]
 
 
 def main():
@@ -158,20 +168,20 @@ def main():
     parser.add_argument("root", type=pathlib.Path)
     options = parser.parse_args()
     root = options.root.resolve()
-    work = root / "build" / "faults"
-    faults = build(root, work, choose(root, options.count, options.seed))[:options.count]
-    programs = in_order(test_programs(work / "build"))
-    alive = []
+    faults = choose(root, options.count, options.seed)
+    count = 0
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
-        for fault, survived in zip(faults, pool.map(lambda one: survives(programs, one), faults)):
-            if survived:
-                alive.append(fault)
-                print(f"{fault.path}:{fault.line}: {fault.kind}\n-{fault.before}\n+{fault.after}",
-                      flush=True)
-    share = 100 * len(alive) / max(len(faults), 1)
-    print(f"{len(alive)} of {len(faults)} faults survive {len(programs)} programs: {share:.1f} %"
-          f" (seed {options.seed})")
-    return 0 if faults and share <= options.at_most else 1
+        for sanitizers in ("", "address,undefined"):
+            built, faults = build(root, root / "build" / "faults", sanitizers, faults)
+            faults = faults[:options.count]
+            count = count or len(faults)
+            faults = survivors(built, faults, pool)
+            print(f"mutate: {len(faults)} of {count} faults survive in {built.name}", file=sys.stderr)
+    for fault in faults:
+        print(f"{fault.path}:{fault.line}: {fault.kind}\n-{fault.before}\n+{fault.after}")
+    share = 100 * len(faults) / max(count, 1)
+    print(f"{len(faults)} of {count} faults survive: {share:.1f} % (seed {options.seed})")
+    return 0 if count and share <= options.at_most else 1
 
 
 if __name__ == "__main__":
