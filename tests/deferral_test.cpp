@@ -344,12 +344,15 @@ TEST_F(deferral_test, a_row_suspends_between_its_predicates_if_the_daemon_says_s
 // Whoever always wishes to suspend gets one predicate to a slice.
 TEST_F(deferral_test, each_slice_judges_a_row_further) {
     define_searched();
-    drend_add_walk_handlers(
-        nullptr, [](dr_meta_context_s*, void*) { return 1; }, nullptr);
+    static int starts;
+    starts = 0;
+    drend_add_walk_handlers([](dr_meta_context_s*, void*) { return ++starts; },
+                            [](dr_meta_context_s*, void*) { return 1; }, nullptr);
     drend_set_suspend_on_hidden_rows(1);
     const std::string filter = "filter=\"/top/row" + repeated(1000, "[id='c']") + "/id\"";
     EXPECT_NE(render("searched", filter.c_str()).find("<id>c</id>"), std::string::npos);
     EXPECT_EQ(slices, 1 + 2 + 999); // after each hidden row, then within the third
+    EXPECT_EQ(starts, slices);
     drend_set_suspend_on_hidden_rows(0);
 }
 

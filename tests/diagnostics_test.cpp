@@ -68,6 +68,8 @@ TEST_F(diagnostics_test, each_mistake_that_the_data_shows_is_found) {
     };
     const case_s cases[] = {
         {R"("dts_source": "/rows/row", "dts_type": "list")", {}},
+        {R"("dts_source": "/rows/./row/..", "dts_kids": [{"dts_name": "a", "dts_source": "."}])",
+         {}},
         {R"("dts_source": "/rwos")",
          {"2:34: error: command 'c', tag t: the data has no 'rwos' here; did you mean "
           "'rows'? "
@@ -121,6 +123,38 @@ TEST_F(diagnostics_test, each_mistake_that_the_data_shows_is_found) {
     }
 }
 
+TEST_F(diagnostics_test, a_map_is_judged_by_its_leafs_type) {
+    const struct {
+        int (*add)(const char* path, drend_proc_t proc, const void* data);
+        const char* least;
+        const char* most;
+        const char* too_much;
+    } types[] = {
+        {drend_add_int8_leaf, "-128", "127", "128"},
+        {drend_add_int16_leaf, "-32768", "32767", "-32769"},
+        {drend_add_int32_leaf, "-2147483648", "2147483647", "2147483648"},
+        {drend_add_int64_leaf, "-9223372036854775808", "9223372036854775807",
+         "9223372036854775808"},
+        {drend_add_uint8_leaf, "0", "255", "256"},
+        {drend_add_uint16_leaf, "0", "65535", "-1"},
+        {drend_add_uint32_leaf, "0", "4294967295", "4294967296"},
+        {drend_add_uint64_leaf, "0", "18446744073709551615", "18446744073709551616"},
+    };
+    define("[]");
+    for (const auto& type : types) {
+        const std::string name = "n" + std::string(type.most);
+        type.add(("/" + name).c_str(), read_number, nullptr);
+        for (const char* from : {type.least, type.most, type.too_much, "7x"}) {
+            redefine(0, R"([{"dc_name": "c", "dc_tag": {"dts_name": "t", "dts_type": "leaf",
+                "dts_source": "/)" +
+                            name + R"(", "dts_map": [[")" + from + R"(", "x"]]}}])");
+            dri_reload_json();
+            EXPECT_EQ(found().size(), from == type.least || from == type.most ? 0U : 1U)
+                << name << " " << from;
+        }
+    }
+}
+
 TEST_F(diagnostics_test, parts_of_a_merged_schema_belong_to_applications) {
     define(
         R"([{"dc_name": "corvane-netconf-get", "dc_tag": {"dts_name": "a", "dts_source": "/"}},
@@ -140,7 +174,12 @@ TEST_F(diagnostics_test, check_answers_for_what_is_loaded_and_for_files) {
     EXPECT_THAT(loaded,
                 HasSubstr(".json:1:61: error: command 'c', tag t: the data has no "));
     EXPECT_TRUE(loaded.ends_with("\n1 errors, 0 warnings\n")) << loaded;
+    static std::string media;
+    drend_set_answer_methods([](void*, const char* type) { media = type; },
+                             [](void*, const drend_answer_end_s*) { return 0; });
     EXPECT_THAT(ask("check", "as-json"), HasSubstr("\"id\": \"no-such-source\""));
+    EXPECT_EQ(media, "application/json");
+    drend_set_answer_methods(nullptr, nullptr);
     EXPECT_EQ(
         ask("check", "path='/no/such file'"),
         "/no/such file: error: there is no such file [no-file]\n1 errors, 0 warnings\n");
@@ -167,6 +206,21 @@ TEST_F(diagnostics_test, trace_is_set_and_shown_and_ends) {
     EXPECT_THAT(ask("trace", "wakl"), HasSubstr("error: trace: 'wakl'; there are "));
     EXPECT_EQ(ask("trace"), "trace: walk load error walker\n");
     EXPECT_EQ(ask("trace", "off"), "trace: off\n");
+}
+
+TEST_F(diagnostics_test, filters_are_traced_where_they_are_asked) {
+    define(
+        R"([{"dc_name": "c", "dc_tag": {"dts_name": "t", "dts_source": "/rows", "dts_kids": [
+        {"dts_name": "r", "dts_type": "list", "dts_source": "row", "dts_kids": [
+            {"dts_name": "name", "dts_type": "leaf", "dts_source": "name"}]}]}}])");
+    drend_set_trace_flag(DREND_TRACE_WALK);
+    render("c", "filter=/t/r[name='x']");
+    EXPECT_THAT(traced,
+                testing::Contains(
+                    "DR_TAGS_ACCESS: push_tag:filter: tag: r filter: r [ name = 'x' ]\n"));
+    EXPECT_THAT(traced,
+                testing::Contains(
+                    "DR_TAGS_ACCESS: filter_match: tag: r filter: r [ name = 'x' ]\n"));
 }
 
 TEST_F(diagnostics_test, a_lost_source_is_traced_once_for_each_tag_and_request) {

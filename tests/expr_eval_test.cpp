@@ -174,6 +174,18 @@ TEST(expr_eval, numbers_are_their_digits) {
     EXPECT_EQ(held, 70U); // of 203
 }
 
+TEST(expr_eval, a_text_that_passes_by_can_be_kept) {
+    for (size_t size = 0; size < 200; ++size) {
+        std::string passing(size, '1');
+        dr_xp_value_c value;
+        value.set_passing(passing);
+        value.keep();
+        passing.assign(size, '2');
+        EXPECT_EQ(value.text(), std::string(size, '1'));
+        EXPECT_EQ(value.text().data()[size], '\0');
+    }
+}
+
 TEST(expr_functions, results) {
     for (const char* expression :
          {"contains('abc', 'bc')", "contains('abc', '', 'more')",

@@ -241,6 +241,31 @@ TEST(expr_node, copies_are_deep) {
     EXPECT_EQ(node.text, "");
 }
 
+TEST(expr_node, a_leaf_keeps_all_that_it_has_until_it_is_reset) {
+    const auto path = dri_xpath_get("a[x][-7 > y]");
+    const xp_node_c& second = *path->predicates()[1].node;
+    const xp_node_c* const leaves[] = {second.left.get(), second.right.get()};
+    for (const xp_node_c* leaf : leaves) {
+        const xp_node_c constructed(*leaf);
+        xp_node_c assigned;
+        assigned = constructed;
+        for (const xp_node_c& copy : {constructed, assigned}) {
+            EXPECT_EQ(copy.text, leaf->text);
+            EXPECT_EQ(copy.kind, leaf->kind);
+            EXPECT_EQ(copy.type, XP_NODE_VALUE);
+            EXPECT_EQ(copy.slot, leaf->slot);
+            EXPECT_EQ(copy.number.is_whole, leaf->number.is_whole);
+            EXPECT_EQ(copy.number.value, leaf->number.value);
+        }
+        assigned.reset();
+        EXPECT_EQ(assigned.text, "");
+        EXPECT_EQ(assigned.type, XP_NODE_NONE);
+        EXPECT_EQ(assigned.slot, 0U);
+    }
+    EXPECT_EQ(leaves[0]->number.value, -7);
+    EXPECT_EQ(leaves[1]->slot, 2U); // the number is a word, too
+}
+
 TEST(expr_node, trace_of_a_tree) {
     static std::string traced;
     drend_set_debugtrace_cb([](const char* format, va_list args) {

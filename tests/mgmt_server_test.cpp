@@ -145,7 +145,7 @@ TEST_F(mgmt_server_test, a_status_ends_what_is_cut_off) {
     table_size = 10000000;
     client.send_bytes("show-rows\n");
     ASSERT_TRUE(client.receive(100)); // the answer is under way
-    client.send_bytes("show-rows\nhalf\x03");
+    client.send_bytes("show-rows\n\n \nhalf\x03");
     const std::string first = client.answer_with_status();
     EXPECT_THAT(first, StartsWith("(application/xml)<old-top>\n"));
     EXPECT_THAT(first, EndsWith(">\n" + interrupted));

@@ -250,6 +250,8 @@ TEST_F(program_forms_test, a_value_has_the_type_that_is_said_or_registered) {
         {"`dts_data_type`: `uint16`, `dts_map`: [[`5`, `none`]]", u8, nullptr, "\"none\""},
         {"`dts_data_type`: `uint16`, `dts_map`: [[`5`, `6`]]", u8, nullptr, "6"},
         {"`dts_data_type`: `uint16`, `dts_prefix`: `p:`", u8, nullptr, "\"p:5\""},
+        {"`dts_prefix`: `&#x7f;&#x80;&#x7FF;&#x800;&#65533;&#x1F600;:`", u8, nullptr,
+         "\"\x7f\u0080\u07ff\u0800\ufffd\U0001F600:5\""},
         {"`dts_data_type`: `boolean`", truth, nullptr, "true"},
         {"`dts_data_type`: `boolean`", text, "false", "false"},
         {"`dts_data_type`: `boolean`", u8, nullptr, "\"5\""},

@@ -74,7 +74,8 @@ class service_test : public render_test {
         static auto& served = *new std::vector<drend_menu_entry_s*>;
         menu_ = drend_init(nullptr, menu, count, nullptr);
         served.push_back(menu_);
-        drend_set_flush_method([](void*) { return ++output.flushes, 0; });
+        EXPECT_EQ(drend_set_flush_method([](void*) { return ++output.flushes, 0; }),
+                  ms_peer_flush);
         drend_set_reschedule_handler([](void*, void* walk) { waiting.push_back(walk); },
                                      nullptr);
     }
