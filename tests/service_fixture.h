@@ -116,4 +116,4 @@ class service_test : public render_test {
 };
 
 inline constexpr char ROWS_XML[] = "<t>\n  <row>\n    <name>a</name>\n  </row>\n  <row>\n"
-                            "    <name>b</name>\n  </row>\n</t>\n";
+                                   "    <name>b</name>\n  </row>\n</t>\n";
