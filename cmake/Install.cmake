@@ -129,7 +129,8 @@ if(TARGET orvex-netconf)
   drend_find_beside(orvex-netconf SBINDIR)
   install(DIRECTORY tools/netconf/render/
     DESTINATION ${CMAKE_INSTALL_DATADIR}/orvex-netconf/usr/lib/render COMPONENT tools)
-  install(DIRECTORY DESTINATION ${CMAKE_INSTALL_DATADIR}/orvex-netconf/yang COMPONENT tools)
+  install(DIRECTORY tools/netconf/yang
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/orvex-netconf COMPONENT tools)
   drend_install_compressed(tools/netconf/orvex-netconf.8 ${CMAKE_INSTALL_MANDIR}/man8 tools)
 endif()
 foreach(program drendctl drend-init drend-lint drend-preview)

@@ -152,7 +152,8 @@ class Install(unittest.TestCase):
                 for place, end in (("bin/", ""), ("share/man/man1/", r"\.1"),
                                    ("share/bash-completion/completions/", ""))]
             wanted["orvex-dynamic-render-tools"] += [
-                "sbin/orvex-netconf", r"share/man/man8/orvex-netconf\.8", "share/orvex-netconf/yang/",
+                "sbin/orvex-netconf", r"share/man/man8/orvex-netconf\.8",
+                "share/orvex-netconf/yang/orvex-events@2026-11-22.yang",
                 "share/orvex-netconf/usr/lib/render/orvex-netconf-state.json"]
         lists = {package: run("dpkg-deb", "-c", file) for package, file in self.packages.items()}
         for package, patterns in wanted.items():

@@ -13,7 +13,7 @@ import unittest
 import xml.etree.ElementTree as ET
 
 from fake_daemon import END_OF_CHUNKS, TYPE, chunks_of, framed, note, says
-from netconf_session import END, LEASESD_PREFIX, PATIENCE, Sessions, get, rpc
+from netconf_session import END, LEASESD_PREFIX, PATIENCE, Sessions, get
 from netstatd_yang import LEASES, MODULES, SERVER, errors_of
 
 CHUNK_MAX = 16384

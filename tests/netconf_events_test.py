@@ -4,6 +4,7 @@
 
 import pathlib
 import queue
+import re
 import sys
 import threading
 import unittest
@@ -11,8 +12,10 @@ import xml.etree.ElementTree as ET
 
 from fake_daemon import END_OF_CHUNKS, TYPE, chunks_of, framed, note
 from netconf_session import BASE, Sessions, get, rpc
-from netstatd_yang import LEASES, errors_of
+from netstatd_yang import LEASES, OWN, errors_of
 
+STREAMS = "urn:ietf:params:xml:ns:netmod:notification"
+MONITORING = "urn:ietf:params:xml:ns:yang:ietf-netconf-monitoring"
 NOTIFICATION = "urn:ietf:params:xml:ns:netconf:notification:1.0"
 OK = f'<rpc-reply xmlns="{BASE}" message-id="1"><ok/></rpc-reply>'
 
@@ -71,6 +74,24 @@ class Events(Sessions):
         self.assertEqual(session.message().decode(), event("three"))
         self.assertEqual(session.fault(subscription())[:2], ("protocol", "in-use"))
         self.assertIn("events as-ietf-xml ascii compact\n", silent.requests)
+
+    def test_the_stream_and_its_modules_are_known(self):
+        session = self.session()
+        announced = [e.text for e in session.hello.iter(f"{{{BASE}}}capability")]
+        shown = self.data(session, f"<filter><netconf xmlns='{STREAMS}'/></filter>")
+        self.assertEqual(shown, f'<netconf xmlns="{STREAMS}"><streams><stream><name>NETCONF</name><description>All '
+                                "events of all daemons</description><replaySupport>false</replaySupport></stream>"
+                                "</streams></netconf>")
+        self.assertEqual(errors_of("data", shown, OWN), "")
+        library = self.data(session, "<filter><yang-library/></filter>")
+        for file in OWN:
+            name, _, revision = file.stem.partition("@")
+            text = session.ask(rpc(f"<get-schema xmlns='{MONITORING}'><identifier>{name}</identifier><version>"
+                                   f"{revision}</version></get-schema>"))
+            self.assertEqual(ET.fromstring(text)[0].text, file.read_text(encoding="utf-8"))
+            xmlns = re.search('namespace "(.*)";', file.read_text(encoding="utf-8"))[1]
+            self.assertIn(f"{xmlns}?module={name}&revision={revision}", announced)
+            self.assertIn(f"<module><name>{name}</name><revision>{revision}</revision><namespace>{xmlns}<", library)
 
     def test_nothing_stands_within_a_reply(self):
         begun, more = queue.Queue(), queue.Queue()

@@ -140,6 +140,18 @@ class SessionTest(Sessions):
         self.assertEqual(session.fault(get(more=" a='' x:b=''"))[1:],
                          ("malformed-message", {}, {"message-id": "1"}))
 
+    def test_an_operation_without_a_namespace_is_netconfs(self):
+        self.daemon("a", says(b"<a/>"))
+        session = self.session()
+        for content, expected in (("<get><filter><a/></filter></get>", "<data><a/></data>"),
+                                  ("<n:get><filter><a/></filter></n:get>", "<data><a/></data>"),
+                                  ("<get-data/>", "<error-tag>operation-not-supported<"),
+                                  ("<get><b/></get>", "<error-tag>unknown-element<")):
+            self.assertIn(expected, session.ask(f"<n:rpc xmlns:n='{BASE}' message-id='1'>{content}</n:rpc>"))
+        text = f"<g:get-data xmlns:g='{NMDA}'><datastore/></g:get-data>"
+        self.assertEqual(session.fault(rpc(text).replace("rpc", "n:rpc").replace("xmlns=", "xmlns:n="))[1:3],
+                         ("unknown-namespace", {"bad-element": "datastore", "bad-namespace": None}))
+
     def test_requests_are_answered_in_their_order(self):
         self.daemon("a", says(b"<a/>" * 20000), ["urn:a"])
         session = self.session()

@@ -14,8 +14,11 @@ MODULES = [YANG / name for name in (
     "nmda-modules/ietf/ietf-ipv4-unicast-routing@2018-03-13.yang",
     "nmda-modules/ietf/ietf-ipv6-unicast-routing@2018-03-13.yang",
     "modules/ietf/iana-if-type@2014-05-08.yang")]
-LEASES = sorted((pathlib.Path(__file__).resolve().parent.parent / "examples/leasesd/yang").iterdir())
-SERVER = [YANG / "modules/ietf/ietf-netconf-monitoring@2010-10-04.yang",
+SOURCES = pathlib.Path(__file__).resolve().parent.parent
+OWN = sorted((SOURCES / "tools/netconf/yang").iterdir())
+LEASES = [SOURCES / "examples/leasesd/yang/example-dhcp-leases.yang",
+          *(SOURCES / "tools/netconf/yang").glob("orvex-events@*")]
+SERVER = [*OWN, YANG / "modules/ietf/ietf-netconf-monitoring@2010-10-04.yang",
           YANG / "modules/ietf/ietf-datastores@2018-02-14.yang",
           pathlib.Path("/usr/share/yang/modules/libyang/ietf-yang-library@2019-01-04.yang")]
 # A complete datastore must have something in the obsolete branches of these modules.

@@ -21,6 +21,10 @@ constexpr unsigned SEND_BUFFER = 16384;
 
 constexpr const char* OWN_MODULES[] = {
     "urn:ietf:params:xml:ns:netconf:base:1.0?module=ietf-netconf&revision=2011-06-01",
+    "urn:ietf:params:xml:ns:netconf:notification:1.0?module=notifications"
+    "&revision=2008-07-14",
+    "urn:ietf:params:xml:ns:netmod:notification?module=nc-notifications"
+    "&revision=2008-07-14",
     "urn:ietf:params:xml:ns:yang:ietf-datastores?module=ietf-datastores&revision=2018-02-"
     "14",
     "urn:ietf:params:xml:ns:yang:ietf-netconf-monitoring?module=ietf-netconf-monitoring"
@@ -29,6 +33,7 @@ constexpr const char* OWN_MODULES[] = {
     "&revision=2019-01-07",
     "urn:ietf:params:xml:ns:yang:ietf-yang-library?module=ietf-yang-library"
     "&revision=2019-01-04",
+    "urn:orvex:events?module=orvex-events&revision=2026-11-22",
 };
 
 // What an answer comes to; the library's peer.
@@ -87,6 +92,7 @@ const source_s& own_data_c::as_source() {
     static const source_s own{
         as_daemon().name,
         {{{NETCONF_MONITORING, "netconf-state"}, "container"},
+         {{"urn:ietf:params:xml:ns:netmod:notification", "netconf"}, "container"},
          {{"urn:ietf:params:xml:ns:yang:ietf-yang-library", "yang-library"}, "container"}}};
     return own;
 }

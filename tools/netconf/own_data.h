@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
-// The data that this server has itself: netconf-state (RFC 6022) and yang-library (RFC 8525).
+// The data that this server has itself: netconf-state (RFC 6022), the streams of events (RFC 5277)
+// and yang-library (RFC 8525).
 //
 // It is rendered as that of daemons is: a data set in the place of accessors, and definitions. So
 // filters and levels mean in it what they mean everywhere.

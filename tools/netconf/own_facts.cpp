@@ -80,6 +80,16 @@ std::string netconf_state(const own_facts_s& facts) {
                    {"counters", counted(facts.own.counters)}});
 }
 
+// The one that create-subscription knows.
+std::string streams() {
+    return object(
+        {{"stream", "[" +
+                        object({{"name", quoted("NETCONF")},
+                                {"description", quoted("All events of all daemons")},
+                                {"replay-support", "false"}}) +
+                        "]"}});
+}
+
 // --- yang-library ---
 
 // "NAMESPACE?module=NAME&revision=DATE&features=A,B", taken apart.
@@ -166,6 +176,7 @@ std::string yang_library(const own_facts_s& facts) {
 } // namespace
 
 std::string to_json(const own_facts_s& facts) {
-    return object(
-        {{"netconf-state", netconf_state(facts)}, {"yang-library", yang_library(facts)}});
+    return object({{"netconf-state", netconf_state(facts)},
+                   {"netconf", streams()},
+                   {"yang-library", yang_library(facts)}});
 }

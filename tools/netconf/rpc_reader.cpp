@@ -191,6 +191,11 @@ parameter_s parameter_of(const xmlNode* element) {
     return parameter;
 }
 
+// There are clients that declare no namespace for what is NETCONF's.
+void put_into_base(qualified_name_s& name) {
+    name.xmlns = name.xmlns.empty() ? NETCONF_BASE : name.xmlns;
+}
+
 std::optional<rpc_error_s> read_operation(const xmlNode* rpc, client_message_s& message) {
     const std::vector<const xmlNode*> operations = elements_of(rpc);
     if (operations.empty()) {
@@ -201,8 +206,12 @@ std::optional<rpc_error_s> read_operation(const xmlNode* rpc, client_message_s& 
                            "there is more than one operation");
     }
     message.operation = name_of(operations[0]);
+    put_into_base(message.operation);
     for (const xmlNode* parameter : elements_of(operations[0])) {
         message.parameters.push_back(parameter_of(parameter));
+        if (message.operation.xmlns == NETCONF_BASE) {
+            put_into_base(message.parameters.back().name);
+        }
     }
     return std::nullopt;
 }
