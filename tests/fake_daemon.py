@@ -34,6 +34,7 @@ class FakeDaemon:
         self.requests = []
         self.greeting = greeting
         self.tops = tops
+        self.is_left = threading.Event()  # a client has gone, and what was being said with it
         self.script = script
         path = pathlib.Path(run_dir, name + ".socket")
         self.entry = pathlib.Path(run_dir, name + ".daemon")
@@ -64,6 +65,7 @@ class FakeDaemon:
                 self.requests.append(line.decode())
                 if not self.script(connection.sendall, line):
                     return
+        self.is_left.set()
 
 
 def says(*chunks, **more):

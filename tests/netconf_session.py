@@ -20,6 +20,7 @@ ORVEX_NETCONF, NETSTATD, LEASESD = sys.argv[1:4]
 MEASURES_MEMORY = sys.argv[4] == "1"
 LEASESD_PREFIX = pathlib.Path(__file__).resolve().parent.parent / "examples/leasesd"
 PATIENCE = 120  # seconds; only a fault lasts so long
+SOON = 10  # seconds: far less than the 60 that the daemons and the server are patient for
 BASE = "urn:ietf:params:xml:ns:netconf:base:1.0"
 CAPABILITY = "urn:ietf:params:netconf:base:1."
 END = b"]]>]]>"

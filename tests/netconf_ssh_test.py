@@ -17,10 +17,11 @@ import socket
 import subprocess
 import sys
 import tempfile
+import time
 import unittest
 import xml.etree.ElementTree as ET
 
-from fake_daemon import FakeDaemon, flood, says
+from fake_daemon import FakeDaemon, says
 from netstatd_yang import SERVER, YANG, errors_of_reply
 
 try:
@@ -37,6 +38,7 @@ LEASES = pathlib.Path(__file__).resolve().parent.parent / "examples/leasesd"
 SSHD = shutil.which("sshd", path="/usr/sbin:/usr/bin")
 SKIPPED = 77
 PATIENCE = 120  # seconds; only a fault lasts so long
+SOON = 10  # seconds: far less than anybody's patience
 BASE = "urn:ietf:params:xml:ns:netconf:base:1.0"
 MONITORING = "urn:ietf:params:xml:ns:yang:ietf-netconf-monitoring"
 NMDA = "urn:ietf:params:xml:ns:yang:ietf-netconf-nmda"
@@ -113,6 +115,18 @@ class ThroughSsh(unittest.TestCase):
         self.addCleanup(daemon.entry.unlink)
         self.addCleanup(daemon.listener.close)
 
+    def leasesd(self, *options):
+        # pylint: disable-next=consider-using-with
+        daemon = subprocess.Popen([LEASESD, "--socket", self.folder / "l", "--run-dir", self.folder, "--prefix",
+                                   LEASES, *options], stdout=subprocess.PIPE, text=True)
+
+        def end():
+            daemon.terminate()
+            daemon.communicate(timeout=PATIENCE)
+        self.addCleanup(end)
+        daemon.stdout.readline()
+        return daemon
+
     def connect(self):
         client = manager.connect(
             host="127.0.0.1", port=self.port, username=getpass.getuser(), timeout=PATIENCE,
@@ -163,24 +177,48 @@ class ThroughSsh(unittest.TestCase):
                 "StrictHostKeyChecking=no", "-o", "UserKnownHostsFile=/dev/null", "-o", "LogLevel=ERROR",
                 "-s", "127.0.0.1", "netconf"]
 
-    def test_a_client_that_is_killed_takes_its_session_with_it(self):
-        sent = []
-        self.daemon("b", flood(sent))
+    def within_a_reply(self):
+        """A client that has begun to take a long reply, and takes no more; and its session's process."""
+        # pylint: disable-next=consider-using-with
         client = subprocess.Popen(self.ssh(), stdin=subprocess.PIPE, stdout=subprocess.PIPE,
                                   stderr=subprocess.DEVNULL)
-        with client:
-            client.stdin.write((
-                f"<hello xmlns='{BASE}'><capabilities><capability>urn:ietf:params:netconf:base:1.0"
-                f"</capability></capabilities></hello>]]>]]><rpc xmlns='{BASE}' message-id='1'><get>"
-                "<filter><b xmlns='urn:b'/></filter></get></rpc>]]>]]>").encode())
-            client.stdin.flush()
-            said = b""
-            while b"<a>" not in said:
-                said += client.stdout.read1()
-            process = os.pidfd_open(int(re.search(rb"<session-id>(\d+)<", said)[1]))
+
+        def end():
             client.kill()
-        self.assertTrue(select.select([process], [], [], PATIENCE)[0])
-        os.close(process)
+            client.communicate()
+        self.addCleanup(end)
+        client.stdin.write((
+            f"<hello xmlns='{BASE}'><capabilities><capability>urn:ietf:params:netconf:base:1.0"
+            f"</capability></capabilities></hello>]]>]]><rpc xmlns='{BASE}' message-id='1'><get>"
+            "<filter><dhcp xmlns='urn:example:dhcp-leases'/></filter></get></rpc>]]>]]>").encode())
+        client.stdin.flush()
+        said = b""
+        while b"<lease>" not in said:
+            said += client.stdout.read1()
+        return client, int(re.search(rb"<session-id>(\d+)<", said)[1])
+
+    def test_what_ends_a_session_within_a_reply_ends_the_daemons_walk(self):
+        """The session's process is gone, and the daemon has closed the connection and so dropped the walk that
+        waited for its client, long before anybody's patience of 60 seconds could have ended either."""
+        daemon = self.leasesd("--leases", "100000", "--every", "0")
+
+        def connections():
+            return sum(os.readlink(file).startswith("socket:")
+                       for file in pathlib.Path(f"/proc/{daemon.pid}/fd").iterdir())
+        before = connections()
+        other = self.connect()
+        for ends in (lambda client, _: client.kill(),
+                     lambda _, number: other.kill_session(str(number))):
+            client, number = self.within_a_reply()
+            process = os.pidfd_open(number)
+            self.assertEqual(connections(), before + 1)
+            ends(client, number)
+            self.assertTrue(select.select([process], [], [], SOON)[0])
+            os.close(process)
+            deadline = time.monotonic() + SOON
+            while connections() > before and time.monotonic() < deadline:
+                select.select([], [], [], 0.01)
+            self.assertEqual(connections(), before)
 
     def test_get_data(self):
         client = self.connect()
@@ -248,24 +286,20 @@ class ThroughSsh(unittest.TestCase):
             self.assertIn(sign, shown)
 
     def test_notifications(self):
-        with subprocess.Popen(
-                [LEASESD, "--socket", self.folder / "l", "--run-dir", self.folder, "--prefix", LEASES,
-                 "--every", "50"], stdout=subprocess.PIPE, text=True) as daemon:
-            self.addCleanup(daemon.terminate)
-            daemon.stdout.readline()
-            client = self.connect()
-            for word in ":notification", ":interleave":
-                self.assertIn(word, client.server_capabilities)
-            client.create_subscription()
-            for _ in range(3):
-                told = client.take_notification(timeout=PATIENCE).notification_ele
-                self.assertEqual(told[1].tag, "{urn:example:dhcp-leases}lease-granted")
-                pools = client.get(("subtree", "<dhcp xmlns='urn:example:dhcp-leases'><pool/></dhcp>"))
-                self.assertEqual(pools.data_xml.count("</pool>"), 4)
-            daemon.terminate()
-            while told[1].tag != "{urn:orvex:events}event-source-lost":
-                told = client.take_notification(timeout=PATIENCE).notification_ele
-            self.assertEqual(told[1][0].text, "leasesd")
+        daemon = self.leasesd("--every", "50")
+        client = self.connect()
+        for word in ":notification", ":interleave":
+            self.assertIn(word, client.server_capabilities)
+        client.create_subscription()
+        for _ in range(3):
+            told = client.take_notification(timeout=PATIENCE).notification_ele
+            self.assertEqual(told[1].tag, "{urn:example:dhcp-leases}lease-granted")
+            pools = client.get(("subtree", "<dhcp xmlns='urn:example:dhcp-leases'><pool/></dhcp>"))
+            self.assertEqual(pools.data_xml.count("</pool>"), 4)
+        daemon.terminate()
+        while told[1].tag != "{urn:orvex:events}event-source-lost":
+            told = client.take_notification(timeout=PATIENCE).notification_ele
+        self.assertEqual(told[1][0].text, "leasesd")
 
     def test_what_is_not_there_is_refused(self):
         client = self.connect()

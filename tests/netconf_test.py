@@ -12,8 +12,8 @@ import unittest
 import xml.etree.ElementTree as ET
 
 from fake_daemon import flood, says
-from netconf_session import (ANYTHING, BASE, CAPABILITY, END, MEASURES_MEMORY, NETSTATD, PATIENCE, Sessions,
-                             get, hello, rpc)
+from netconf_session import (ANYTHING, BASE, CAPABILITY, END, MEASURES_MEMORY, NETSTATD, PATIENCE, SOON,
+                             Sessions, get, hello, rpc)
 from netstatd_yang import errors_of_reply
 
 CHUNK_MAX = 16384
@@ -252,14 +252,15 @@ class SessionTest(Sessions):
         self.assertEqual(sorted(os.listdir(pathlib.Path(self.run_dir, "sessions"))), ["1", ids[1]])
 
     def test_a_session_is_killed_within_a_reply(self):
-        self.daemon("a", flood([]))
+        daemon = self.daemon("a", flood([]))
         one, two = self.session(), self.session()
         one.send(get())
         one.take(100)
         number = one.hello.findtext(f"{{{BASE}}}session-id")
         self.assertIn("<ok/>", two.ask(
             rpc(f"<kill-session><session-id>{number}</session-id></kill-session>")))
-        self.assertEqual(one.process.wait(PATIENCE), 1)
+        self.assertEqual(one.process.wait(SOON), 1)
+        self.assertTrue(daemon.is_left.wait(SOON))
 
     def yang_dir(self):
         folder = pathlib.Path(self.run_dir, "yang")
@@ -361,7 +362,7 @@ class SessionTest(Sessions):
 
     def test_a_slow_client_holds_the_daemon_back(self):
         sent = []
-        self.daemon("a", flood(sent))
+        daemon = self.daemon("a", flood(sent))
         session = self.session()
         session.send(get())
         session.take(100)
@@ -374,9 +375,11 @@ class SessionTest(Sessions):
         self.assertLess(sum(sent), 2 * 1024 * 1024)
         while len(sent) == before:
             session.take(CHUNK_MAX)
-        # A client that goes takes the session with it, and that the daemon's answer.
+        # A client that goes takes the session with it, and that the daemon's answer: before anybody's
+        # patience has an end.
         session.process.stdout.close()
-        self.assertEqual(session.process.wait(PATIENCE), 0)
+        self.assertEqual(session.process.wait(SOON), 0)
+        self.assertTrue(daemon.is_left.wait(SOON))
 
 
 if __name__ == "__main__":
