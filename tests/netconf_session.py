@@ -46,10 +46,10 @@ def get(content=ANYTHING, message_id="1", more=""):
 class Session:
     """A client of one orvex-netconf."""
 
-    def __init__(self, run_dir, versions="01", *options):
+    def __init__(self, run_dir, versions="01", *options, starter=()):
         # pylint: disable-next=consider-using-with
         self.process = subprocess.Popen(
-            [ORVEX_NETCONF, "--run-dir", run_dir, *options], stdin=subprocess.PIPE,
+            [*starter, ORVEX_NETCONF, "--run-dir", run_dir, *options], stdin=subprocess.PIPE,
             stdout=subprocess.PIPE, stderr=subprocess.PIPE, bufsize=0)
         self.is_chunked = "1" in versions
         self.bytes = b""
@@ -130,8 +130,8 @@ class Sessions(unittest.TestCase):
         self.addCleanup(folder.cleanup)
         self.run_dir = folder.name
 
-    def session(self, *arguments):
-        session = Session(self.run_dir, *arguments)
+    def session(self, *arguments, **more):
+        session = Session(self.run_dir, *arguments, **more)
         self.addCleanup(session.close)
         return session
 

@@ -30,6 +30,19 @@ SCHEMAS = {
     "alone.yang": "submodule alone {\n  belongs-to nothing {\n}\n}",
     "notes.txt": "module notes {\n  namespace 'urn:n';\n}"}
 INTERFACES = "urn:ietf:params:xml:ns:yang:ietf-interfaces"
+# Starts the program that it is told as on a kernel without pidfd_open, the system call 434: a filter of system
+# calls, each of which is compared with that, says ENOSYS or lets it go on.
+WITHOUT_PIDFDS = """
+import ctypes, os, struct, sys
+steps = ctypes.create_string_buffer(b"".join(struct.pack("HBBI", *step) for step in (
+    (0x20, 0, 0, 0), (0x15, 0, 1, 434), (0x06, 0, 0, 0x50026), (0x06, 0, 0, 0x7fff0000))))
+class Filter(ctypes.Structure):
+    _fields_ = [("length", ctypes.c_ushort), ("steps", ctypes.c_void_p)]
+prctl = ctypes.CDLL(None).prctl
+assert prctl(38, 1, 0, 0, 0) == 0
+assert prctl(22, 2, ctypes.byref(Filter(4, ctypes.addressof(steps)))) == 0
+os.execv(sys.argv[1], sys.argv[1:])
+"""
 
 
 class SessionTest(Sessions):
@@ -250,6 +263,13 @@ class SessionTest(Sessions):
         self.assertEqual(list(sessions()), [ids[1]])
         self.assertEqual(two.fault(kill), invalid)
         self.assertEqual(sorted(os.listdir(pathlib.Path(self.run_dir, "sessions"))), ["1", ids[1]])
+
+    def test_no_session_is_killed_where_the_kernel_cannot_tell_processes_apart(self):
+        one, two = self.session(), self.session(starter=[sys.executable, "-c", WITHOUT_PIDFDS])
+        number = one.hello.findtext(f"{{{BASE}}}session-id")
+        kill = rpc(f"<kill-session><session-id>{number}</session-id></kill-session>")
+        self.assertEqual(two.fault(kill)[:2], ("application", "operation-not-supported"))
+        self.assertEqual(self.data(one), "")
 
     def test_a_session_is_killed_within_a_reply(self):
         daemon = self.daemon("a", flood([]))

@@ -41,5 +41,9 @@ void perform_kill_session(session_c& session, const client_message_s& rpc) {
     case session_registry_c::kill_e::denied:
         session.refuse({"protocol", "access-denied", "that is another user's session"});
         return;
+    case session_registry_c::kill_e::unsupported:
+        session.refuse({"application", "operation-not-supported",
+                        "the kernel cannot say for sure which process that is"});
+        return;
     }
 }

@@ -226,7 +226,7 @@ std::vector<session_entry_s> session_registry_c::all() const {
 // between.
 session_registry_c::kill_e session_registry_c::kill(pid_t id) const {
     const int process = static_cast<int>(syscall(SYS_pidfd_open, id, 0));
-    kill_e outcome = kill_e::unknown;
+    kill_e outcome = process < 0 && errno == ENOSYS ? kill_e::unsupported : kill_e::unknown;
     if (process >= 0 && read_entry(directory_ + "/" + std::to_string(id), id)) {
         const long status = syscall(SYS_pidfd_send_signal, process, SIGTERM, nullptr, 0);
         outcome = status == 0      ? kill_e::killed

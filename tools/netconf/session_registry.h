@@ -44,7 +44,12 @@ class session_registry_c {
     // In the order of their numbers, with the own one.
     std::vector<session_entry_s> all() const;
 
-    enum class kill_e { killed, unknown, denied };
+    enum class kill_e {
+        killed,
+        unknown,
+        denied,
+        unsupported, // by the kernel, or what stands in for it
+    };
     kill_e kill(pid_t id) const;
 
   private:
