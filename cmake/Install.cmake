@@ -103,6 +103,18 @@ function(drend_find_beside program kind)
     endif()" COMPONENT tools)
 endfunction()
 
+# A text that names a program, and what is shared, where this installation has them.
+function(drend_install_placed file program destination)
+  cmake_path(GET file FILENAME name)
+  install(CODE "
+    file(READ \"${PROJECT_SOURCE_DIR}/${file}\" text)
+    string(REPLACE /usr/sbin/${program} \"\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_SBINDIR}/${program}\"
+           text \"\${text}\")
+    string(REPLACE /usr/share/ \"\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_DATADIR}/\" text \"\${text}\")
+    file(WRITE \"${drend_generated}/${name}\" \"\${text}\")" COMPONENT tools)
+  install(FILES ${drend_generated}/${name} DESTINATION ${destination} COMPONENT tools)
+endfunction()
+
 if(TARGET netstatd)
   install(CODE [[
     set(drend_render_dir usr/lib/render)
@@ -115,14 +127,7 @@ if(TARGET netstatd)
     COMPONENT tools)
   drend_install_compressed(docs/man/netstatd.8 ${CMAKE_INSTALL_MANDIR}/man8 tools)
 
-  # The unit names the program where this installation has it.
-  install(CODE "
-    file(READ \"${PROJECT_SOURCE_DIR}/examples/netstatd/netstatd.service\" unit)
-    string(REPLACE /usr/sbin/ \"\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_SBINDIR}/\"
-           unit \"\${unit}\")
-    file(WRITE \"${drend_generated}/netstatd.service\" \"\${unit}\")" COMPONENT tools)
-  install(FILES ${drend_generated}/netstatd.service DESTINATION lib/systemd/system
-    COMPONENT tools)
+  drend_install_placed(examples/netstatd/netstatd.service netstatd lib/systemd/system)
 endif()
 if(TARGET orvex-netconf)
   install(TARGETS orvex-netconf RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT tools)
@@ -131,6 +136,9 @@ if(TARGET orvex-netconf)
     DESTINATION ${CMAKE_INSTALL_DATADIR}/orvex-netconf/usr/lib/render COMPONENT tools)
   install(DIRECTORY tools/netconf/yang
     DESTINATION ${CMAKE_INSTALL_DATADIR}/orvex-netconf COMPONENT tools)
+  drend_install_placed(tools/netconf/sshd/sshd_config orvex-netconf
+    ${CMAKE_INSTALL_DATADIR}/orvex-netconf)
+  drend_install_placed(tools/netconf/sshd/orvex-netconf.service orvex-netconf lib/systemd/system)
   drend_install_compressed(tools/netconf/orvex-netconf.8 ${CMAKE_INSTALL_MANDIR}/man8 tools)
 endif()
 foreach(program drendctl drend-init drend-lint drend-preview)

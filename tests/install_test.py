@@ -106,10 +106,14 @@ class Install(unittest.TestCase):
                     self.assertTrue((document.parent / link).exists(), f"{document}: {link}")
 
     @unittest.skipUnless(shutil.which("systemd-analyze"), "no systemd here")
-    def test_the_unit_is_valid(self):
-        unit = self.prefix / "lib/systemd/system/netstatd.service"
-        self.assertIn(f"ExecStart={self.prefix}/sbin/netstatd ", unit.read_text())
-        run("systemd-analyze", "verify", "--man=no", unit)
+    def test_units_are_valid(self):
+        for name, start in (("netstatd", "sbin/netstatd --socket "),
+                            ("orvex-netconf", "share/orvex-netconf/sshd_config")):
+            unit = self.prefix / f"lib/systemd/system/{name}.service"
+            self.assertRegex(unit.read_text(), f"ExecStart=.*{self.prefix}/{start}")
+            run("systemd-analyze", "verify", "--man=no", unit)
+        configuration = (self.prefix / "share/orvex-netconf/sshd_config").read_text()
+        self.assertIn(f"ForceCommand {self.prefix}/sbin/orvex-netconf\n", configuration)
 
     def fields(self, package):
         return dict(line.split(": ", 1) for line in run(
@@ -153,6 +157,7 @@ class Install(unittest.TestCase):
                                    ("share/bash-completion/completions/", ""))]
             wanted["orvex-dynamic-render-tools"] += [
                 "sbin/orvex-netconf", r"share/man/man8/orvex-netconf\.8",
+                "lib/systemd/system/orvex-netconf.service", "share/orvex-netconf/sshd_config",
                 "share/orvex-netconf/yang/orvex-events@2026-11-22.yang",
                 "share/orvex-netconf/usr/lib/render/orvex-netconf-state.json"]
         lists = {package: run("dpkg-deb", "-c", file) for package, file in self.packages.items()}

@@ -43,6 +43,8 @@ BASE = "urn:ietf:params:xml:ns:netconf:base:1.0"
 MONITORING = "urn:ietf:params:xml:ns:yang:ietf-netconf-monitoring"
 NMDA = "urn:ietf:params:xml:ns:yang:ietf-netconf-nmda"
 INTERFACES = "urn:ietf:params:xml:ns:yang:ietf-interfaces"
+HELLO = (f"<hello xmlns='{BASE}'><capabilities><capability>urn:ietf:params:netconf:base:1.0</capability>"
+         "</capabilities></hello>]]>]]>")
 CONFIGURATION = """
 ListenAddress 127.0.0.1:{port}
 HostKey {folder}/host
@@ -53,8 +55,9 @@ UsePAM no
 PasswordAuthentication no
 KbdInteractiveAuthentication no
 PermitRootLogin prohibit-password
-Subsystem netconf {program} --run-dir {folder} --yang-dir {folder}/yang
 """
+SUBSYSTEM = "Subsystem netconf /usr/sbin/orvex-netconf\n"
+OWN_SSHD = pathlib.Path(__file__).resolve().parent.parent / "tools/netconf/sshd/sshd_config"
 
 
 def free_port():
@@ -75,13 +78,20 @@ class ThroughSsh(unittest.TestCase):
         cls.start(NETSTATD, "--socket", cls.folder / "s", "--run-dir", cls.folder,
                   ready="netstatd: serving")
         cls.copy_modules()
-        cls.port = free_port()
-        configuration = cls.folder / "sshd_config"
-        configuration.write_text(CONFIGURATION.format(
-            port=cls.port, folder=cls.folder, program=os.path.abspath(ORVEX_NETCONF)))
+        cls.port = cls.start_sshd(SUBSYSTEM)
+
+    @classmethod
+    def start_sshd(cls, configuration):
+        """On the port that is returned. Of what is said twice the first counts."""
+        port = free_port()
+        file = cls.folder / f"sshd_config_{port}"
+        file.write_text(CONFIGURATION.format(port=port, folder=cls.folder) + configuration.replace(
+            "/usr/sbin/orvex-netconf",
+            f"{os.path.abspath(ORVEX_NETCONF)} --run-dir {cls.folder} --yang-dir {cls.folder}/yang"))
         if os.geteuid() == 0:
             os.makedirs("/run/sshd", mode=0o755, exist_ok=True)  # where root's sshd shuts itself in
-        cls.start(SSHD, "-D", "-e", "-f", configuration, ready="Server listening")
+        cls.start(SSHD, "-D", "-e", "-f", file, ready="Server listening")
+        return port
 
     @classmethod
     def copy_modules(cls):
@@ -171,11 +181,25 @@ class ThroughSsh(unittest.TestCase):
             self.assertEqual(reply.reply.data_xml.count("</a>"), 1)
         client.async_mode = False
 
-    def ssh(self):
+    def ssh(self, *asked, port=None):
         """The command of a client that leaves NETCONF to whoever starts it."""
-        return ["ssh", "-F", "none", "-i", self.folder / "user", "-p", str(self.port), "-o",
+        return ["ssh", "-F", "none", "-i", self.folder / "user", "-p", str(port or self.port), "-o",
                 "StrictHostKeyChecking=no", "-o", "UserKnownHostsFile=/dev/null", "-o", "LogLevel=ERROR",
-                "-s", "127.0.0.1", "netconf"]
+                *(asked or ("-s", "127.0.0.1", "netconf"))]
+
+    def test_an_sshd_of_its_own_offers_nothing_but_netconf(self):
+        port = self.start_sshd(OWN_SSHD.read_text(encoding="utf-8"))
+        said = HELLO + f"<rpc xmlns='{BASE}' message-id='1'><close-session/></rpc>]]>]]>"
+        for asked in (["-s", "127.0.0.1", "netconf"], ["127.0.0.1"], ["127.0.0.1", "id"]):
+            ended = subprocess.run(self.ssh(*asked, port=port), input=said, capture_output=True, text=True,
+                                   timeout=PATIENCE, check=False)
+            self.assertEqual(ended.returncode, 0, ended.stderr)
+            self.assertRegex(ended.stdout, r"^<\?xml .*\?>\n<hello [^]]*</hello>\]\]>\]\]><rpc-reply [^]]*<ok/>"
+                                           r"</rpc-reply>\]\]>\]\]>$", asked)
+        for refused in ["-tt", "127.0.0.1"], ["-W", f"127.0.0.1:{self.port}", "127.0.0.1"]:
+            ended = subprocess.run(self.ssh(*refused, port=port), input="", capture_output=True, text=True,
+                                   timeout=PATIENCE, check=False)
+            self.assertEqual((ended.returncode, ended.stdout), (255, ""), refused)
 
     def within_a_reply(self):
         """A client that has begun to take a long reply, and takes no more; and its session's process."""
@@ -188,8 +212,7 @@ class ThroughSsh(unittest.TestCase):
             client.communicate()
         self.addCleanup(end)
         client.stdin.write((
-            f"<hello xmlns='{BASE}'><capabilities><capability>urn:ietf:params:netconf:base:1.0"
-            f"</capability></capabilities></hello>]]>]]><rpc xmlns='{BASE}' message-id='1'><get>"
+            HELLO + f"<rpc xmlns='{BASE}' message-id='1'><get>"
             "<filter><dhcp xmlns='urn:example:dhcp-leases'/></filter></get></rpc>]]>]]>").encode())
         client.stdin.flush()
         said = b""
