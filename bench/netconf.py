@@ -25,7 +25,8 @@ MESSAGES = "".join(message + "]]>]]>" for message in (
     "</capabilities></hello>",
     f'<rpc xmlns="{BASE}" message-id="1"><get><filter>{FILTER}</filter></get></rpc>',
     f'<rpc xmlns="{BASE}" message-id="2"><close-session/></rpc>')).encode()
-REPLY = b"<data>"
+BEGIN = b"<synthetic-routes"
+END = (f'</data></rpc-reply>]]>]]><rpc-reply xmlns="{BASE}" message-id="2"><ok/></rpc-reply>]]>]]>').encode()
 READS_BETWEEN_LOOKS = 64  # at the memory of the process
 TARGETS = {"throughput": 0.8, "first byte": 0.05, "server": 16 << 10, "daemon": 4 << 10}  # s, KiB
 
@@ -33,7 +34,7 @@ TARGETS = {"throughput": 0.8, "first byte": 0.05, "server": 16 << 10, "daemon": 
 @dataclass
 class Fetched:
     seconds: float
-    size: int
+    size: int     # of the data
     first: float  # seconds until the first byte of data
     peak: int     # KiB
 
@@ -44,25 +45,34 @@ def peak_of(process):
     return int((status.partition("VmHWM:")[2] or "0").split()[0])
 
 
-def fetch(command, said, begins):
-    """What `command` writes when it is told `said`; data are what comes behind `begins`."""
+def fetch(command, said, end):
+    """What `command` writes when it is told `said`; data are what comes from BEGIN up to `end`."""
     start = time.perf_counter()
     with subprocess.Popen([str(word) for word in command], stdin=subprocess.PIPE,
                           stdout=subprocess.PIPE) as process:
         process.stdin.write(said)
         process.stdin.close()
-        size, first, head, reads, peak = 0, 0, b"", 0, 0
+        size, first, head, tail, reads, peak = 0, 0, b"", b"", 0, 0
         while data := os.read(process.stdout.fileno(), 1 << 16):
             head += data if not first else b""
-            if not first and head.partition(begins)[2]:
+            if not first and head.partition(BEGIN)[2]:
                 first = time.perf_counter() - start
+                size -= head.index(BEGIN)
             size += len(data)
+            tail = (tail + data)[-len(end):] if end else b""
             reads += 1
             peak = max(peak, peak_of(process)) if reads % READS_BETWEEN_LOOKS == 1 else peak
         seconds = time.perf_counter() - start
-    if process.returncode != 0 or not first:
+    if process.returncode != 0 or not first or tail != end:
         sys.exit(f"{command[0]} fails")
-    return Fetched(seconds, size, first, peak)
+    return Fetched(seconds, size - len(end), first, peak)
+
+
+def fetch_both(client, server):
+    direct, through = fetch(client, b"", b""), fetch(server, MESSAGES, END)
+    if direct.size != through.size:
+        sys.exit(f"of {direct.size} bytes of data {through.size} come by NETCONF")
+    return direct, through
 
 
 def write_definitions(folder, build):
@@ -86,10 +96,9 @@ def measure(build, folder, options):
                            "--routes", str(options.routes)], stdout=subprocess.PIPE) as daemon:
         try:
             daemon.stdout.readline()
-            fetch(client, b"", b"<")
+            fetch(client, b"", b"")
             before = peak_of(daemon)
-            rounds = [(fetch(client, b"", b"<"), fetch(server, MESSAGES, REPLY))
-                      for _ in range(options.rounds)]
+            rounds = [fetch_both(client, server) for _ in range(options.rounds)]
             return rounds, peak_of(daemon) - before
         finally:
             daemon.terminate()
