@@ -5,6 +5,8 @@
 // A row is looked for at its own list, so many steps up, and not where it is inherited: a source
 // may lead to a leaf without its row from below a list of the daemon's own, whose rows are not ours
 // to look at.
+#include <algorithm>
+
 #include "model/dr_meta_context.h"
 #include "model/dr_walk_data.h"
 #include "service/dr_data_set.h"
@@ -25,9 +27,7 @@ class wanted_rows_c {
 
     bool has(const dr_data_row_s& row) const {
         for (const wanted_s& one : wanted_) {
-            const std::string* text = one.cell < row.cells.size()
-                                          ? std::get_if<std::string>(&row.cells[one.cell])
-                                          : nullptr;
+            const std::string* text = std::get_if<std::string>(row.find(one.cell));
             if (text != nullptr && *text != *one.text) {
                 return false;
             }
@@ -62,11 +62,10 @@ const dr_data_row_s* row_of(const dr_meta_context_c& context, const dr_data_path
     return sets == nullptr || path.set >= sets->size() ? nullptr : (*sets)[path.set].get();
 }
 
-const dr_data_cell_t* cell_of(const dr_meta_context_c& context,
-                              const dr_data_path_s& path) {
+const dr_data_value_t* value_of(const dr_meta_context_c& context,
+                                const dr_data_path_s& path) {
     const dr_data_row_s* row = row_of(context, path);
-    return row == nullptr || path.cell >= row->cells.size() ? nullptr
-                                                            : &row->cells[path.cell];
+    return row == nullptr ? nullptr : row->find(path.cell);
 }
 
 struct set_value_s {
@@ -78,9 +77,7 @@ struct set_value_s {
     int operator()(const std::string& value) const {
         return drend_set_string_value(ctx, value.c_str());
     }
-    // A row without the member, or with a list where another set had a leaf.
-    int operator()(const std::monostate&) const { return DREND_SKIP_LEAF; }
-    int operator()(const dr_data_rows_t&) const { return DREND_SKIP_LEAF; }
+    int operator()(const dr_data_rows_t&) const { return DREND_SKIP_LEAF; } // no leaf's
 };
 
 const dr_data_row_s* next_row(const dr_data_rows_t& rows, const dr_data_row_s* current,
@@ -95,11 +92,20 @@ const dr_data_row_s* next_row(const dr_data_rows_t& rows, const dr_data_row_s* c
 
 } // namespace
 
+const dr_data_value_t* dr_data_row_s::find(unsigned number) const {
+    if (number < cells.size() && cells[number].number == number) {
+        return &cells[number].value; // every cell before it is there
+    }
+    const auto found = std::lower_bound(
+        cells.begin(), cells.end(), number,
+        [](const dr_data_cell_s& cell, unsigned wanted) { return cell.number < wanted; });
+    return found == cells.end() || found->number != number ? nullptr : &found->value;
+}
+
 int dri_step_data_rows(dr_meta_context_s* ctx, const void* data) {
     const dr_meta_context_c& context = *dri_get_meta_context(ctx);
     const auto& path = *static_cast<const dr_data_path_s*>(data);
-    const dr_data_cell_t* cell = cell_of(context, path);
-    const auto* rows = cell == nullptr ? nullptr : std::get_if<dr_data_rows_t>(cell);
+    const auto* rows = std::get_if<dr_data_rows_t>(value_of(context, path));
     const auto* current = static_cast<const dr_data_row_s*>(context.get_element_offset(0));
     const dr_data_row_s* next =
         rows == nullptr ? nullptr : next_row(*rows, current, wanted_rows_c(context, path));
@@ -109,9 +115,9 @@ int dri_step_data_rows(dr_meta_context_s* ctx, const void* data) {
 
 int dri_read_data_leaf(dr_meta_context_s* ctx, const void* data) {
     const auto& path = *static_cast<const dr_data_path_s*>(data);
-    const dr_data_cell_t* cell = cell_of(*dri_get_meta_context(ctx), path);
-    return cell == nullptr ? static_cast<int>(DREND_SKIP_LEAF)
-                           : std::visit(set_value_s{ctx}, *cell);
+    const dr_data_value_t* value = value_of(*dri_get_meta_context(ctx), path);
+    return value == nullptr ? static_cast<int>(DREND_SKIP_LEAF)
+                            : std::visit(set_value_s{ctx}, *value);
 }
 
 dr_data_path_s* dri_data_path(const dr_meta_node_c& node) {

@@ -5,6 +5,7 @@
 #include "service/dr_data_reader.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include "definitions/dr_json.h"
 #include "service/dr_data_shape.h"
@@ -52,6 +53,10 @@ class shaper_c {
                  "nested deeper than " + std::to_string(DR_DATA_DEPTH_MAX) + " levels");
             return;
         }
+        if (object.repeated_members() != 0) {
+            fail(object.place(), "a name stands twice in this object");
+            return; // the places of its members are in no order
+        }
         object.for_each_member([&](std::string_view name, const dr_json_c& value) {
             if (!is_path_name(name)) {
                 fail(value.name_place(),
@@ -60,9 +65,6 @@ class shaper_c {
                 add_member(shape, name, value, depth);
             }
         });
-        if (object.repeated_members() != 0) {
-            fail(object.place(), "a name stands twice in this object");
-        }
     }
 
   private:
@@ -128,7 +130,7 @@ class shaper_c {
 
 // --- the rows ---
 
-dr_data_cell_t scalar_of(const dr_json_c& value) {
+dr_data_value_t scalar_of(const dr_json_c& value) {
     if (value.is_integer()) {
         return value.integer(0);
     }
@@ -141,30 +143,34 @@ dr_data_cell_t scalar_of(const dr_json_c& value) {
     return std::string(value.text());
 }
 
-void put(dr_data_row_s& row, const dr_data_shape_s& shape, dr_data_cell_t value) {
-    const unsigned cell = shape.path->cell;
-    if (cell >= row.cells.size()) {
-        row.cells.resize(cell + 1);
-    }
-    row.cells[cell] = std::move(value);
-}
-
 dr_data_rows_t rows_of(const dr_data_shape_s& shape, const dr_json_c& array);
 
-void fill(dr_data_row_s& row, const dr_data_shape_s& shape, const dr_json_c& object) {
+void add_cells(dr_data_cells_t& cells, const dr_data_shape_s& shape,
+               const dr_json_c& object) {
     object.for_each_member([&](std::string_view name, const dr_json_c& value) {
         if (value.is_null()) {
             return;
         }
         const dr_data_shape_s& kid = shape.kid(name);
         if (value.is_object()) {
-            fill(row, kid, value);
+            add_cells(cells, kid, value);
         } else if (value.is_array()) {
-            put(row, kid, rows_of(kid, value));
+            cells.push_back({kid.path->cell, rows_of(kid, value)});
         } else {
-            put(row, kid, scalar_of(value));
+            cells.push_back({kid.path->cell, scalar_of(value)});
         }
     });
+}
+
+void fill(dr_data_row_s& row, const dr_data_shape_s& shape, const dr_json_c& object) {
+    dr_data_cells_t cells;
+    add_cells(cells, shape, object);
+    std::sort(cells.begin(), cells.end(),
+              [](const dr_data_cell_s& a, const dr_data_cell_s& b) {
+                  return a.number < b.number;
+              });
+    row.cells.reserve(cells.size()); // it stays for long: no more than it needs
+    std::move(cells.begin(), cells.end(), std::back_inserter(row.cells));
 }
 
 dr_data_rows_t rows_of(const dr_data_shape_s& shape, const dr_json_c& array) {
@@ -173,10 +179,10 @@ dr_data_rows_t rows_of(const dr_data_shape_s& shape, const dr_json_c& array) {
     for (dr_json_elements_c elements(array); !elements.is_at_end();) {
         const dr_json_c element = elements.take();
         if (element.is_object()) {
-            rows.emplace_back().cells.reserve(shape.path->cells);
-            fill(rows.back(), shape, element);
+            fill(rows.emplace_back(), shape, element);
         } else if (!element.is_null()) {
-            put(rows.emplace_back(), shape.kid(DR_DATA_VALUE), scalar_of(element));
+            rows.emplace_back().cells.push_back(
+                {shape.kid(DR_DATA_VALUE).path->cell, scalar_of(element)});
         }
     }
     return rows;

@@ -8,9 +8,10 @@
 //         {"name": "eth0"}]}                        /interface/in/octets     leaf, cell 1 of a row
 //
 // A set is a tree of rows: one for the whole, and one for each object in an array. A row has a cell
-// for each leaf and list that stands below it with no list between; containers have none. Where the
-// value of a path lies in its row is settled when the path is registered, so that reading a leaf is
-// one step.
+// for each leaf and list that stands below it with no list between; containers have none. Which
+// cell of its row a path has is settled when the path is registered. A row has the cells that its
+// object names and no others, so a set takes memory by its text, whatever its rows have in common;
+// reading a leaf is one step in a row that has every cell before, and a binary search in others.
 //
 //  1. Paths are registered once and for good, with records that are never freed: the cells of a row
 //     keep their places, whatever set is loaded later.
@@ -32,12 +33,20 @@
 
 struct dr_data_row_s;
 using dr_data_rows_t = std::vector<dr_data_row_s>;
-// Nothing where the JSON text has no such member, or null.
-using dr_data_cell_t =
-    std::variant<std::monostate, bool, int64_t, double, std::string, dr_data_rows_t>;
+using dr_data_value_t = std::variant<bool, int64_t, double, std::string, dr_data_rows_t>;
+
+struct dr_data_cell_s {
+    unsigned number; // of the path's cell
+    dr_data_value_t value;
+};
+
+using dr_data_cells_t = std::vector<dr_data_cell_s>;
 
 struct dr_data_row_s {
-    std::vector<dr_data_cell_t> cells; // as many as the row has use for
+    dr_data_cells_t cells; // by their numbers
+
+    // Null where the JSON text has no such member, or null.
+    const dr_data_value_t* find(unsigned number) const;
 };
 
 // What the accessors of a path are registered with.

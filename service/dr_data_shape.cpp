@@ -11,6 +11,7 @@ namespace {
 // What one process registers for data sets at most: names of members become paths for good, and
 // there are files in which every row is a member.
 constexpr size_t PATHS_MAX = 65536;
+size_t registered_paths = 0;
 
 // Never freed: the nodes of the meta tree refer to them.
 std::deque<dr_data_path_s>& records() {
@@ -47,7 +48,7 @@ class check_c {
         const std::string quoted = "'" + std::string(name) + "'";
         if (node == nullptr) {
             ++made_;
-            return records().size() + made_ <= PATHS_MAX ||
+            return registered_paths + made_ <= PATHS_MAX ||
                    fail(shape, quoted + " would be one path more than data sets may have");
         }
         if (node->type == shape.kind && shape.kind == DMN_TYPE_CONT) {
@@ -94,6 +95,7 @@ dr_meta_node_c* make_node(dr_meta_node_c& parent, const char* name, dmn_type_e k
                           const level_s& level) {
     dr_data_path_s* path = kind == DMN_TYPE_CONT ? nullptr : new_path(level);
     dr_meta_node_c* node = parent.find_or_add(name);
+    ++registered_paths;
     if (path != nullptr) {
         node->proc = kind == DMN_TYPE_LIST ? dri_step_data_rows : dri_read_data_leaf;
         node->data = path;

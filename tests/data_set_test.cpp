@@ -129,7 +129,11 @@ TEST_F(data_set_test, what_is_wrong_is_said_with_its_place) {
     } cases[] = {
         {"", "test:1:1: '[' or '{' expected near end of file"},
         {"[]", "test:1:1: no object"},
+        {"{" + std::string(64 << 20, ' ') + "}", "test:1:1: larger than 64 MiB"},
         {"{\"a\": 1,\n \"a\": 2}", "test:1:1: a name stands twice in this object"},
+        // Nothing else is looked at in it, for its members have no places that go side by side.
+        {"{\"a\": 1, \"a\": 2, \"b/c\": 3}",
+         "test:1:1: a name stands twice in this object"},
         {"{\"a\": 9223372036854775808}",
          "test:1:25: too big integer near '9223372036854775808'"},
         {"{\"a\": [{\"b\": true},\n       {\"b\": []}]}",
@@ -154,7 +158,7 @@ TEST_F(data_set_test, what_is_wrong_is_said_with_its_place) {
     EXPECT_EQ(load("{\"mine\": {\"row\": [{}], \"leaf\": 1}}"), "");
     const std::string before = paths();
     for (const auto& [text, line] : cases) {
-        EXPECT_EQ(load(text), line) << text;
+        EXPECT_EQ(load(text), line) << text.substr(0, 400);
     }
     EXPECT_EQ(paths(), before);
     EXPECT_EQ(load(deep), "");
@@ -168,6 +172,40 @@ TEST_F(data_set_test, paths_are_bounded) {
     EXPECT_THAT(load(text + "}"),
                 testing::EndsWith("would be one path more than data sets may have"));
     EXPECT_EQ(paths(), "/  container \n\n\n");
+}
+
+// Also those of containers, and of loads before.
+TEST_F(data_set_test, paths_are_bounded_for_good) {
+    const auto load_containers = [](const char* names) {
+        std::string text = "{\"_\": {}";
+        for (int n = 0; n < 40000; ++n) {
+            text += ",\"" + (names + std::to_string(n)) + "\": {}";
+        }
+        return load(text + "}");
+    };
+    const auto in_a_process_of_its_own = [&] {
+        const bool is_first_taken = load_containers("a").empty();
+        const bool is_second_taken = load_containers("b").empty();
+        exit(is_first_taken && !is_second_taken ? 0 : 1);
+    };
+    EXPECT_EXIT(in_a_process_of_its_own(), testing::ExitedWithCode(0), "");
+}
+
+TEST_F(data_set_test, memory_goes_by_the_text) {
+    if (!allocations_can_fail()) {
+        GTEST_SKIP() << "the allocation functions are not this program's";
+    }
+    // Rows of one member each, the last of many that the first row has.
+    std::string text = "{\"wide\": [{\"0\": 1";
+    for (int n = 1; n < 500; ++n) {
+        text += ",\"" + std::to_string(n) + "\":" + std::to_string(n);
+    }
+    text += "}" + repeated(500, ",{\"499\": 1}") + "]}";
+    const size_t before = asked_bytes;
+    EXPECT_EQ(load(text), "");
+    EXPECT_LT(asked_bytes - before, 200 * text.size());
+    EXPECT_TRUE(values().ends_with("/wide/499 : [499]\n" +
+                                   repeated(500, "/wide/499 : [1]\n") + "\n\n"));
 }
 
 TEST_F(data_set_test, files_are_named_in_their_faults) {

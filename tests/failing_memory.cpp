@@ -12,6 +12,7 @@
 #include <regex.h>
 
 thread_local long failing_allocation = 0;
+thread_local size_t asked_bytes = 0;
 
 #if defined(__has_feature)
 #define HAS_FEATURE(name) __has_feature(name)
@@ -31,7 +32,8 @@ thread_local long failing_allocation = 0;
 
 namespace {
 
-bool fails_now() {
+bool fails_now(size_t size) {
+    asked_bytes += size;
     if (failing_allocation > 0 && --failing_allocation == 0) {
         errno = ENOMEM;
         return true;
@@ -65,11 +67,11 @@ int regcomp(regex_t* compiled, const char* pattern, int flags) {
 }
 
 void* malloc(size_t size) {
-    return fails_now() ? nullptr : BEHIND(malloc)(size);
+    return fails_now(size) ? nullptr : BEHIND(malloc)(size);
 }
 
 void* calloc(size_t count, size_t size) {
-    return fails_now() ? nullptr : BEHIND(calloc)(count, size);
+    return fails_now(count * size) ? nullptr : BEHIND(calloc)(count, size);
 }
 }
 

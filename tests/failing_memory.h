@@ -4,8 +4,13 @@
 // links failing_memory.cpp, which the libraries that it uses call, too.
 #pragma once
 
+#include <cstddef>
+
 // The allocation of this thread, counted from 1, that fails; 0: none does. Counts down to 0.
 extern thread_local long failing_allocation;
+
+// Bytes that this thread has asked for, given back or not.
+extern thread_local size_t asked_bytes;
 
 // False under a checker that puts its own allocation functions in place of the program's.
 bool allocations_can_fail();
