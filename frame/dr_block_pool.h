@@ -53,6 +53,15 @@ class dr_block_pool_c {
         ++free_count_;
     }
 
+    // Has this thread return its blocks when it ends. The first block that it gives back does, too:
+    // but the C library ends the process when it has no memory to note it.
+    static void arm() {
+        if (!armed_) {
+            armed_ = true;
+            reaper_.arm();
+        }
+    }
+
   private:
     struct block_s {
         block_s* next;
@@ -72,13 +81,9 @@ class dr_block_pool_c {
         void arm() {}
     };
 
-    // The first block that a thread gives back arms its reaper; blocks then pass without a
-    // check of initialisation.
+    // Blocks pass without a check of initialisation once the reaper is armed.
     static unsigned limit() {
-        if (!armed_) {
-            armed_ = true;
-            reaper_.arm();
-        }
+        arm();
         return limit_;
     }
 
@@ -97,4 +102,5 @@ class dr_pooled_c {
     static void operator delete(void* memory) {
         dr_block_pool_c<sizeof(Derived)>::give(memory);
     }
+    static void arm_pool() { dr_block_pool_c<sizeof(Derived)>::arm(); }
 };

@@ -10,6 +10,7 @@
 #include "definitions/drend_load.h"
 #include "drend.h"
 #include "frame/dr_no_memory.h"
+#include "model/dr_meta_context.h"
 #include "orvex_platform/mgmt_sock.h"
 #include "render/dr_deferral.h"
 #include "service/drend_fixed_commands.h"
@@ -35,6 +36,7 @@ drend_menu_entry_s* extended_menu(const drend_menu_entry_s* menu, unsigned count
 
 drend_menu_entry_s* drend_init(void* event_context, const drend_menu_entry_s* menu,
                                int count, const char* load_arg) {
+    dr_meta_context_c::prepare_thread();
     drend_set_get_cookie_method(mgmt_sock_get_drend_cookie);
     drend_set_set_cookie_method(mgmt_sock_set_drend_cookie);
     drend_set_cleanup_setup_method(mgmt_sock_set_drend_close_method);
@@ -62,9 +64,11 @@ drend_menu_entry_s* drend_init(void* event_context, const drend_menu_entry_s* me
 }
 
 int drend_app_init(const char* load_arg) {
+    dr_meta_context_c::prepare_thread();
     return drend_init_fixed_commands() != 0 ? -1 : dri_load_merged(load_arg);
 }
 
 int drend_dir_init(void) {
+    dr_meta_context_c::prepare_thread();
     return dri_load_merged(nullptr) != 0 ? -1 : static_cast<int>(dri_get_count());
 }

@@ -192,6 +192,10 @@ class dr_meta_context_c : public dr_meta_context_s {
     // Where the running leaf procedure's value goes; null outside a leaf call.
     dr_value_c* value() const { return value_; }
 
+    // For a thread that will make contexts, while it starts: the first one that is dropped then
+    // needs no memory.
+    static void prepare_thread() { frame_s::arm_pool(); }
+
     // Memory ran out in a call that was made from this context: noted by the call, thrown by
     // whoever called the daemon, once it is back.
     void note_no_memory() { no_memory_ = true; }

@@ -2,16 +2,21 @@
 
 // What drendctl makes of texts: requests, framing, answers, and their looks on a terminal.
 #include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstring>
 #include <fstream>
 #include <thread>
 
 #include <gmock/gmock.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
 
 #include "definition_files.h"
 #include "expr/dri_args.h"
+#include "repeated.h"
 #include "tools/drendctl/answer_form.h"
 #include "tools/drendctl/answer_sorter.h"
 #include "tools/drendctl/answer_status.h"
@@ -233,7 +238,7 @@ std::string piped(const char* line, const std::string& answer, size_t size) {
     for (size_t i = 0; i < answer.size(); i += size) {
         EXPECT_TRUE(pipe.add(std::string_view(answer).substr(i, size), take));
     }
-    EXPECT_TRUE(pipe.finish(take));
+    EXPECT_EQ(pipe.finish(take), "");
     return out;
 }
 
@@ -264,6 +269,28 @@ TEST(drendctl_text, pipes) {
     std::ifstream saved(file);
     EXPECT_EQ(std::string(std::istreambuf_iterator<char>(saved), {}), "cd");
     unlink(file.c_str());
+}
+
+TEST(drendctl_text, what_is_saved_is_whole_or_gone) {
+    const std::string file = testing::TempDir() + "saved_" + std::to_string(getpid());
+    const std::pair<std::string, int> cases[] = {{file, EFBIG}, {"/dev/full", ENOSPC}};
+    const auto nowhere = [](std::string_view) { return true; };
+    const auto handler = signal(SIGXFSZ, SIG_IGN);
+    rlimit given{};
+    getrlimit(RLIMIT_FSIZE, &given);
+    const rlimit small{4, given.rlim_max};
+    for (const auto& [path, reason] : cases) {
+        text_pipe_c pipe;
+        std::string error;
+        EXPECT_TRUE(pipe.open({"save " + path}, error)) << error;
+        setrlimit(RLIMIT_FSIZE, &small);
+        pipe.add(repeated(10000, "line\n"), nowhere);
+        error = pipe.finish(nowhere);
+        setrlimit(RLIMIT_FSIZE, &given);
+        EXPECT_EQ(error, "cannot write " + path + ": " + strerror(reason));
+        EXPECT_EQ(access(path.c_str(), F_OK) == 0, path != file);
+    }
+    signal(SIGXFSZ, handler);
 }
 
 TEST(drendctl_text, colours_of_tables) {

@@ -3,6 +3,7 @@
 #define _GNU_SOURCE
 #include "failing_calls.h"
 
+#include <dirent.h>
 #include <dlfcn.h>
 #include <errno.h>
 #include <fcntl.h>
@@ -27,7 +28,7 @@ void take_one_byte(int takes_one) {
     is_one_byte = takes_one;
 }
 
-static int fails_now(const char* name) {
+int call_fails(const char* name) {
     if (next.name == NULL || strcmp(next.name, name) != 0 || next.number <= 0 ||
         --next.number > 0)
         return 0;
@@ -44,9 +45,9 @@ static size_t at_most(size_t size) {
 
 /* The function of that name in what is linked behind this one. */
 #define BEHIND(name) (__extension__(__typeof__(&(name))) dlsym(RTLD_NEXT, #name))
-#define INTERPOSE(type, name, failed, parameters, ...)                \
-    type name parameters {                                            \
-        return fails_now(#name) ? failed : BEHIND(name)(__VA_ARGS__); \
+#define INTERPOSE(type, name, failed, parameters, ...)                 \
+    type name parameters {                                             \
+        return call_fails(#name) ? failed : BEHIND(name)(__VA_ARGS__); \
     }
 
 INTERPOSE(ssize_t, read, -1, (int fd, void* to, size_t size), fd, to, at_most(size))
@@ -67,6 +68,16 @@ INTERPOSE(int, lstat, -1, (const char* path, struct stat* found), path, found)
 INTERPOSE(int, fstat, -1, (int fd, struct stat* found), fd, found)
 INTERPOSE(int, unlink, -1, (const char* path), path)
 INTERPOSE(int, rename, -1, (const char* from, const char* to), from, to)
+INTERPOSE(int, stat, -1, (const char* path, struct stat* found), path, found)
+INTERPOSE(int, mkdir, -1, (const char* path, mode_t mode), path, mode)
+INTERPOSE(DIR*, opendir, NULL, (const char* path), path)
+INTERPOSE(struct dirent*, readdir, NULL, (DIR * directory), directory)
+INTERPOSE(ssize_t, pwrite, -1, (int fd, const void* from, size_t size, off_t at), fd, from,
+          at_most(size), at)
+INTERPOSE(int, shutdown, -1, (int fd, int how), fd, how)
+INTERPOSE(int, setsockopt, -1,
+          (int fd, int level, int name, const void* value, socklen_t size), fd, level, name,
+          value, size)
 INTERPOSE(FILE*, fopen, NULL, (const char* path, const char* mode), path, mode)
 INTERPOSE(int, getsockopt, -1, (int fd, int level, int name, void* value, socklen_t* size),
           fd, level, name, value, size)
@@ -83,5 +94,13 @@ int open(const char* path, int flags, ...) {
     va_start(rest, flags);
     const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(rest, mode_t) : 0;
     va_end(rest);
-    return fails_now("open") ? -1 : BEHIND(open)(path, flags, mode);
+    return call_fails("open") ? -1 : BEHIND(open)(path, flags, mode);
+}
+
+int fcntl(int fd, int command, ...) {
+    va_list rest;
+    va_start(rest, command);
+    void* argument = va_arg(rest, void*);
+    va_end(rest);
+    return call_fails("fcntl") ? -1 : BEHIND(fcntl)(fd, command, argument);
 }

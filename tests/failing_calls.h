@@ -21,6 +21,9 @@ struct failing_call_s {
 struct failing_call_s* failing_call(void); /* of this thread */
 void take_one_byte(int takes_one);         /* in this thread */
 
+/* For further functions: whether this call of one fails, errno being set. */
+int call_fails(const char* name);
+
 #ifdef __cplusplus
 }
 #endif

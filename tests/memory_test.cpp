@@ -3,6 +3,7 @@
 // Memory that runs out at the daemon's edge: no exception passes it, and no answer is silently
 // wrong because an accessor did not look at a result.
 #include <cstdlib>
+#include <thread>
 #include <utility>
 
 #include "definitions/drend_load.h"
@@ -165,6 +166,29 @@ TEST_F(memory_test, every_form_of_answer_is_whole_or_says_so) {
             EXPECT_EQ(render("c", argument.c_str()), whole);
         }
     }
+}
+
+// What the C library notes of a thread when something of it is kept, it notes while the daemon
+// starts: for want of memory it ends the process.
+TEST_F(memory_test, the_first_answer_of_a_thread_needs_no_more) {
+    drend_add_str_leaf("/top/leaf", read_text, "x");
+    define(
+        R"([{"dc_name": "c", "dc_tag": {"dts_name": "top", "dts_source": "/top", "dts_kids": [
+        {"dts_name": "leaf", "dts_type": "leaf", "dts_source": "leaf"}]}}])");
+    long number = 0;
+    bool has_failed = false;
+    const auto answer_first = [&] {
+        EXPECT_GE(drend_dir_init(), 0);
+        failing_allocation = number;
+        drend_dump_rpc(nullptr, "c", nullptr);
+        has_failed = failing_allocation <= 0;
+        failing_allocation = 0;
+    };
+    do {
+        ++number;
+        std::thread(answer_first).join();
+    } while (has_failed);
+    EXPECT_GT(number, 1);
 }
 
 TEST_F(memory_test, a_finished_text_needs_none) {

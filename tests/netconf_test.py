@@ -130,7 +130,8 @@ class SessionTest(Sessions):
                 # Short enough to be read, and longer than a request once it is escaped
                 (get(f"<filter><b>{'é' * 20000}</b></filter>"), ("application", "too-big", {}))):
             self.assertEqual(session.fault(text), (*expected, one), text[:200])
-        for text in " ", "<!DOCTYPE rpc [<!ENTITY b 'b'>]>" + get("&b;"), "<get", "\1":
+        utf16 = "".join(c + "\0" for c in "<?xml version='1.0'?>" + rpc(""))
+        for text in " ", "<!DOCTYPE rpc [<!ENTITY b 'b'>]>" + get("&b;"), "<get", "\1", utf16:
             self.assertEqual(session.fault(text), ("rpc", "malformed-message", {}, {}), text)
         self.assertEqual(session.fault("<b/>")[:3],
                          ("rpc", "unknown-namespace", {"bad-element": "b", "bad-namespace": None}))

@@ -25,7 +25,7 @@ MAY_INCLUDE = {
     "render": {"include", "platform", "frame", "model", "expr", "definitions"},
     "service": {"include", "platform", "frame", "model", "expr", "definitions", "render"},
     "examples": {"include", "platform"},
-    "tools": {"include", "platform"},
+    "tools": {"include", "platform", "tools/common"},
 }
 # Each tool is a program of its own: of the folder "tools", a file may include what its tool has.
 # Some are about definitions themselves.

@@ -3,6 +3,7 @@
 #include "answer_output.h"
 
 #include <algorithm>
+#include <cstring>
 #include <utility>
 
 #include <limits.h>
@@ -124,4 +125,11 @@ bool answer_output_c::write_all(std::string_view bytes) {
     }
     is_whole_ = is_whole_ && bytes.empty();
     return error_ == 0;
+}
+
+outcome_s unwritten(const answer_output_c& output) {
+    return output.error() == 0 || output.has_lost_reader()
+               ? outcome_s{outcome_e::not_wanted, ""}
+               : outcome_s{outcome_e::lost,
+                           std::string("cannot write: ") + strerror(output.error())};
 }

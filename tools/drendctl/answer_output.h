@@ -16,6 +16,7 @@
 #include "control_escaper.h"
 #include "highlighter.h"
 #include "pager.h"
+#include "session.h"
 
 class answer_output_c {
   public:
@@ -67,3 +68,6 @@ class answer_output_c {
     control_escaper_c escaper_;
     highlighter_c highlighter_;
 };
+
+// What became of an answer that could not be written: nobody reads, or it is told why.
+outcome_s unwritten(const answer_output_c& output);

@@ -156,6 +156,10 @@ outcome_e client_c::run_lines(int fd) {
         }
         first = first == outcome_e::answered ? outcome : first;
     }
+    if (lines.error() != 0) {
+        return report(
+            {outcome_e::lost, std::string("cannot read: ") + strerror(lines.error())});
+    }
     return interrupt_count() > 0 ? outcome_e::interrupted : first;
 }
 
@@ -184,10 +188,10 @@ outcome_e client_c::finish(outcome_e outcome, patience_s::time_point_t deadline)
 
 // The outcome with what became of its text.
 outcome_s client_c::printed(const outcome_s& outcome) {
-    const bool is_saved =
+    const std::string fault =
         pipe_.finish([this](std::string_view text) { return output_.write(text); });
-    if (!is_saved) {
-        return {outcome_e::lost, "cannot write what was to be saved"};
+    if (!fault.empty()) {
+        return {outcome_e::lost, fault};
     }
     const bool is_whole = output_.finish();
     if (output_.was_left()) {
@@ -198,10 +202,7 @@ outcome_s client_c::printed(const outcome_s& outcome) {
                    ? outcome
                    : outcome_s{outcome_e::interrupted, INCOMPLETE_TEXT};
     }
-    if (output_.has_lost_reader()) {
-        return {outcome_e::not_wanted, ""};
-    }
-    return {outcome_e::lost, std::string("cannot write: ") + strerror(output_.error())};
+    return unwritten(output_);
 }
 
 outcome_e client_c::report(const outcome_s& outcome) const {

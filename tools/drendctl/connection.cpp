@@ -100,8 +100,12 @@ bool connection_c::ends(patience_s::time_point_t deadline) {
 bool connection_c::send(std::string& bytes) {
     while (!bytes.empty()) {
         const ssize_t sent = ::send(fd_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+        if (sent < 0 && (errno == EAGAIN || errno == EINTR)) {
+            return true;
+        }
         if (sent < 0) {
-            return errno == EAGAIN || errno == EINTR;
+            shutdown(fd_, SHUT_WR); // the daemon is not to wait for the rest
+            return false;
         }
         bytes.erase(0, static_cast<std::size_t>(sent));
     }

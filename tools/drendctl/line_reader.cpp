@@ -25,10 +25,10 @@ bool line_reader_c::next(std::string& line) {
         }
     }
     number_ += has_line ? 1 : 0;
-    return has_line && interrupt_count() == 0;
+    return has_line && interrupt_count() == 0 && error_ == 0;
 }
 
-// Waits for more. False at the end and after an interrupt.
+// Waits for more. False at the end, after an interrupt and when reading fails.
 bool line_reader_c::fill() {
     char bytes[4096];
     while (interrupt_count() == 0) {
@@ -41,9 +41,13 @@ bool line_reader_c::fill() {
             continue;
         }
         const ssize_t size = read(fd_, bytes, sizeof bytes);
-        if (size >= 0 || (errno != EINTR && errno != EAGAIN)) {
-            unread_.assign(bytes, size > 0 ? static_cast<std::size_t>(size) : 0);
+        if (size >= 0) {
+            unread_.assign(bytes, static_cast<std::size_t>(size));
             return size > 0;
+        }
+        if (errno != EINTR && errno != EAGAIN) {
+            error_ = errno;
+            return false;
         }
     }
     return false;

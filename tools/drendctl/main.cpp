@@ -2,13 +2,16 @@
 
 // drendctl: the client of a daemon's management socket (docs/socket.md). See drendctl.1.
 
+#include <cerrno>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <filesystem>
 #include <memory>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include <CLI/CLI.hpp>
@@ -19,6 +22,7 @@
 #include "interrupts.h"
 #include "prompt.h"
 #include "request_text.h"
+#include "tools/common/standard_output.h"
 #include "watch.h"
 
 namespace {
@@ -30,16 +34,21 @@ struct options_s {
     std::string socket = "/run/netstatd/netstatd.sock";
     double timeout = 60;
     std::string filter;
-    bool has_filter = false;
     std::string colour = "auto";
     std::string form_words;
     bool has_form = false;
     std::uint64_t limit = 0;
     std::string watch_seconds; // as they are written
-    bool is_watch = false;
     bool is_list = false;
     std::string begun; // what is to be completed
-    bool is_completion = false;
+    // Whether they are given. To look them up by their names takes memory where none may fail.
+    const CLI::Option* given_filter = nullptr;
+    const CLI::Option* given_watch = nullptr;
+    const CLI::Option* given_completion = nullptr;
+
+    bool has_filter() const { return given_filter->count() > 0; }
+    bool is_watch() const { return given_watch->count() > 0; }
+    bool is_completion() const { return given_completion->count() > 0; }
 };
 
 std::string timeout_fault(const std::string& text) {
@@ -117,20 +126,21 @@ void add_options(CLI::App& app, options_s& options) {
         ->check(CLI::Validator(timeout_fault, ""))
         ->capture_default_str();
     add_form_options(app, options);
-    app.add_option("--filter", options.filter, "Ask for what the filter EXPR fits")
-        ->type_name("EXPR");
-    app.add_flag(
-           "--watch{2}", options.watch_seconds,
-           "Ask again and again, every 2 seconds or every SECONDS (--watch=SECONDS), and "
-           "mark what changes")
-        ->check(CLI::Validator(interval_fault, ""));
+    options.given_filter =
+        app.add_option("--filter", options.filter, "Ask for what the filter EXPR fits")
+            ->type_name("EXPR");
+    options.given_watch = app.add_flag("--watch{2}", options.watch_seconds,
+                                       "Ask again and again, every 2 seconds or every "
+                                       "SECONDS (--watch=SECONDS), and mark what changes")
+                              ->check(CLI::Validator(interval_fault, ""));
     app.add_flag("--list", options.is_list,
                  "Show what there is, or what may follow the words");
     app.add_option("--color", options.colour, "Colour the answers: auto, always or never")
         ->type_name("WHEN")
         ->check(CLI::IsMember({"auto", "always", "never"}))
         ->capture_default_str();
-    app.add_option("--complete", options.begun)->group(""); // for the shell's completion
+    // For the shell's completion.
+    options.given_completion = app.add_option("--complete", options.begun)->group("");
     app.set_version_flag("--version", "drendctl " DREND_VERSION);
     app.get_formatter()->column_width(24);
 }
@@ -159,7 +169,7 @@ session_options_s session_options(const options_s& options) {
     session.patience.silence =
         std::chrono::milliseconds(std::lround(options.timeout * 1000));
     const bool is_apart = isatty(STDERR_FILENO) == 1 && isatty(STDOUT_FILENO) == 0;
-    session.progress_fd = is_apart && !options.is_completion ? STDERR_FILENO : -1;
+    session.progress_fd = is_apart && !options.is_completion() ? STDERR_FILENO : -1;
     session.watched_output = STDOUT_FILENO;
     return session;
 }
@@ -180,7 +190,7 @@ outcome_e print_completions(session_c& session, const std::string& begun) {
 outcome_e run(client_c& client, const options_s& options) {
     const std::vector<std::string>& words = options.words;
     const bool is_typed = words.empty() && isatty(STDIN_FILENO) == 1;
-    if (options.is_completion) {
+    if (options.is_completion()) {
         return print_completions(client.session(), options.begun);
     }
     if (!options.is_list && is_typed) {
@@ -194,7 +204,7 @@ outcome_e run(client_c& client, const options_s& options) {
     if (!request) {
         return client.report({outcome_e::usage, error});
     }
-    if (options.is_watch) {
+    if (options.is_watch()) {
         return client.finish(
             client.watch({*request}, *read_watch_seconds(options.watch_seconds)));
     }
@@ -212,6 +222,9 @@ std::string line_of(FILE* stream) {
     while (text.size() <= REQUEST_MAX && (c = fgetc(stream)) != EOF) {
         text += c == '\n' || c == '\r' ? ' ' : static_cast<char>(c);
     }
+    if (ferror(stream) != 0) {
+        throw std::system_error(errno, std::generic_category(), "cannot read the filter");
+    }
     return text;
 }
 
@@ -222,7 +235,9 @@ std::string filter_text(const std::string& given) {
     }
     const auto close = [](FILE* file) { fclose(file); };
     const std::unique_ptr<FILE, decltype(close)> file(fopen(given.c_str(), "re"), close);
-    const std::string text = file == nullptr ? "" : line_of(file.get());
+    std::error_code failure; // what cannot be looked at is no directory
+    const bool is_text = file != nullptr && !std::filesystem::is_directory(given, failure);
+    const std::string text = is_text ? line_of(file.get()) : "";
     const std::size_t begin = text.find_first_not_of(' ');
     return begin != std::string::npos && text[begin] == '<' ? text.substr(begin) : given;
 }
@@ -230,7 +245,7 @@ std::string filter_text(const std::string& given) {
 outcome_e run(const options_s& options) {
     client_options_s client_options;
     client_options.reports_to_terminal = isatty(STDERR_FILENO) == 1;
-    if (options.has_filter) {
+    if (options.has_filter()) {
         const std::optional<std::string> filter = quoted_value(filter_text(options.filter));
         if (!filter) {
             fprintf(stderr, "drendctl: a filter cannot end in a backslash\n");
@@ -242,7 +257,7 @@ outcome_e run(const options_s& options) {
     client_options.suffix +=
         options.limit > 0 ? " limit=" + std::to_string(options.limit) : "";
     client_options.prefers_tables =
-        (isatty(STDOUT_FILENO) == 1 || options.is_watch) && !options.has_form;
+        (isatty(STDOUT_FILENO) == 1 || options.is_watch()) && !options.has_form;
     answer_output_c output(STDOUT_FILENO, isatty(STDOUT_FILENO) == 1,
                            has_colours(options.colour));
     if (isatty(STDIN_FILENO) == 1) {
@@ -253,6 +268,12 @@ outcome_e run(const options_s& options) {
     session_c session(std::move(in_session));
     client_c client(session, output, client_options);
     return run(client, options);
+}
+
+// The exit code, once what went through the standard stream is written.
+int with_output(outcome_e outcome) {
+    return end_of_output("drendctl", static_cast<int>(outcome),
+                         static_cast<int>(outcome_e::lost));
 }
 
 } // namespace
@@ -269,14 +290,11 @@ int main(int argc, char** argv) try {
         options.words = words_of(app);
     } catch (const CLI::ParseError& error) {
         const bool is_answer = app.exit(error) == 0; // help or version, as asked
-        return static_cast<int>(is_answer ? outcome_e::answered : outcome_e::usage);
+        return with_output(is_answer ? outcome_e::answered : outcome_e::usage);
     }
-    options.has_filter = app.count("--filter") > 0;
-    options.is_completion = app.count("--complete") > 0;
-    options.is_watch = app.count("--watch") > 0;
     keep_standard_streams();
     install_interrupts();
-    return static_cast<int>(run(options));
+    return with_output(run(options));
 } catch (const std::exception& error) {
     fprintf(stderr, "drendctl: %s\n", error.what());
     return static_cast<int>(outcome_e::lost);

@@ -8,6 +8,9 @@
 #include <iterator>
 #include <utility>
 
+#include <sys/stat.h>
+#include <unistd.h>
+
 namespace {
 
 constexpr std::string_view BLANKS = " \t";
@@ -74,6 +77,7 @@ bool text_pipe_c::add_stage(std::string_view stage, std::string& error) {
     }
     stages_.push_back({found->second, word});
     if (found->second == kind_e::save) {
+        path_ = word;
         file_.reset(fopen(word.c_str(), "we"));
         if (file_ == nullptr) {
             error = "cannot write " + word + ": " + strerror(errno);
@@ -114,12 +118,32 @@ bool text_pipe_c::take_line(std::string_view line, std::size_t first, const text
             return true;
         }
         if (stage.kind == kind_e::save) {
-            is_saved_ = fwrite(line.data(), 1, line.size(), file_.get()) == line.size() &&
-                        is_saved_;
-            return is_saved_;
+            return save(line);
         }
     }
     return text(line);
+}
+
+bool text_pipe_c::save(std::string_view line) {
+    if (save_error_ == 0 &&
+        fwrite(line.data(), 1, line.size(), file_.get()) != line.size()) {
+        save_error_ = errno;
+    }
+    return save_error_ == 0;
+}
+
+// Empty, or why it is not whole. What is no regular file, such as a device, stays.
+std::string text_pipe_c::close_file() {
+    struct stat found {};
+    const bool is_regular = file_ != nullptr && fstat(fileno(file_.get()), &found) == 0 &&
+                            S_ISREG(found.st_mode);
+    if (file_ != nullptr && fclose(file_.release()) != 0 && save_error_ == 0) {
+        save_error_ = errno;
+    }
+    if (save_error_ != 0 && is_regular) {
+        unlink(path_.c_str()); // nobody is to take it for all of the answer
+    }
+    return save_error_ == 0 ? "" : "cannot write " + path_ + ": " + strerror(save_error_);
 }
 
 bool text_pipe_c::finish_line(const text_fn& text) {
@@ -127,13 +151,12 @@ bool text_pipe_c::finish_line(const text_fn& text) {
     return line.empty() || take_line(line, 0, text);
 }
 
-bool text_pipe_c::finish(const text_fn& text) {
+std::string text_pipe_c::finish(const text_fn& text) {
     finish_line(text);
     for (std::size_t i = 0; i < stages_.size(); ++i) {
         if (stages_[i].kind == kind_e::count) {
             take_line(std::to_string(stages_[i].count) + "\n", i + 1, text);
         }
     }
-    const bool is_closed = file_ == nullptr || fclose(file_.release()) == 0;
-    return is_saved_ && is_closed;
+    return close_file();
 }

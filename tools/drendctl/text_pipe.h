@@ -29,8 +29,9 @@ class text_pipe_c {
     // Takes a part of an answer and gives what comes out at the end to `text`.
     using text_fn = std::function<bool(std::string_view)>;
     bool add(std::string_view part, const text_fn& text);
-    // The end of an answer: an unfinished line, and counts. False when a file was not written.
-    bool finish(const text_fn& text);
+    // The end of an answer: an unfinished line, and counts. Empty, or a line on why the file was
+    // not written as a whole; it is gone then.
+    std::string finish(const text_fn& text);
 
     bool is_empty() const { return stages_.empty(); }
 
@@ -44,10 +45,13 @@ class text_pipe_c {
 
     bool take_line(std::string_view line, std::size_t first, const text_fn& text);
     bool finish_line(const text_fn& text);
+    bool save(std::string_view line);
+    std::string close_file();
     bool add_stage(std::string_view stage, std::string& error);
 
     std::vector<stage_s> stages_;
     std::unique_ptr<FILE, int (*)(FILE*)> file_{nullptr, fclose};
-    bool is_saved_ = true;
-    std::string begun_; // an unfinished line
+    std::string path_;   // of the file
+    int save_error_ = 0; // errno, of the first write that failed
+    std::string begun_;  // an unfinished line
 };

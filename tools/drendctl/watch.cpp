@@ -94,7 +94,7 @@ outcome_s watch_c::run() {
             shown_[0] = heading(escaped_controls(outcome.error));
         }
         if (!show()) {
-            return {outcome_e::not_wanted, ""};
+            return unwritten(output_);
         }
         if (!wait(asked + interval)) {
             return {outcome_e::interrupted, ""};

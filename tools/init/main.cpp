@@ -11,9 +11,11 @@
 #include <CLI/CLI.hpp>
 
 #include "schema_tags.h"
+#include "tools/common/standard_output.h"
 
 namespace {
 
+constexpr char PROGRAM[] = "drend-init";
 constexpr int FAILED = 1;
 constexpr int USAGE = 2;
 
@@ -54,17 +56,15 @@ int run(const options_s& options) {
         is_module(options.files[0]) ? read_yang_tags(options.files, options.folders)
                                     : read_model_tags(options.files[0]),
         options.skeleton);
-    if (fwrite(text.data(), 1, text.size(), stdout) != text.size() || fflush(stdout) != 0) {
-        throw std::runtime_error("cannot write");
-    }
-    return 0;
+    fputs(text.c_str(), stdout);
+    return end_of_output(PROGRAM, 0, FAILED);
 }
 
 } // namespace
 
 int main(int argc, char** argv) try {
     options_s options;
-    CLI::App app("Begins a definition file, from a schema.", "drend-init");
+    CLI::App app("Begins a definition file, from a schema.", PROGRAM);
     add_options(app, options);
     try {
         app.parse(argc, argv);
@@ -73,10 +73,10 @@ int main(int argc, char** argv) try {
             throw CLI::ValidationError("FILE", fault);
         }
     } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? 0 : USAGE;
+        return app.exit(error) == 0 ? end_of_output(PROGRAM, 0, FAILED) : USAGE;
     }
     return run(options);
 } catch (const std::exception& error) {
-    fprintf(stderr, "drend-init: %s\n", error.what());
+    fprintf(stderr, "%s: %s\n", PROGRAM, error.what());
     return FAILED;
 }

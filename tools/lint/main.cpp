@@ -10,9 +10,12 @@
 
 #include "definitions/dr_check.h"
 #include "sarif.h"
+#include "tools/common/standard_output.h"
 #include "tools/model/model.h"
 
 namespace {
+
+constexpr char PROGRAM[] = "drend-lint";
 
 enum status_e : int { CLEAN = 0, HAS_FINDINGS = 1, FAILED = 2 };
 
@@ -59,35 +62,32 @@ int run(const options_s& options) {
     if (!options.model.empty()) {
         const std::string fault = register_model(options.model);
         if (!fault.empty()) {
-            fprintf(stderr, "drend-lint: %s: %s\n", options.model.c_str(), fault.c_str());
+            fprintf(stderr, "%s: %s: %s\n", PROGRAM, options.model.c_str(), fault.c_str());
             return FAILED;
         }
     }
     dr_findings_c findings;
     dri_check_files(options.paths, findings);
     const std::string text = printed(findings, options.format);
-    if (fwrite(text.data(), 1, text.size(), stdout) != text.size() || fflush(stdout) != 0) {
-        fputs("drend-lint: cannot write\n", stderr);
-        return FAILED;
-    }
+    fputs(text.c_str(), stdout);
     const bool fails =
         findings.errors() > 0 || (options.is_strict && !findings.all().empty());
-    return fails ? HAS_FINDINGS : CLEAN;
+    return end_of_output(PROGRAM, fails ? HAS_FINDINGS : CLEAN, FAILED);
 }
 
 } // namespace
 
 int main(int argc, char** argv) try {
     options_s options;
-    CLI::App app("Says what is wrong with definition files.", "drend-lint");
+    CLI::App app("Says what is wrong with definition files.", PROGRAM);
     add_options(app, options);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? CLEAN : FAILED;
+        return app.exit(error) == 0 ? end_of_output(PROGRAM, CLEAN, FAILED) : FAILED;
     }
     return run(options);
 } catch (const std::exception& error) {
-    fprintf(stderr, "drend-lint: %s\n", error.what());
+    fprintf(stderr, "%s: %s\n", PROGRAM, error.what());
     return FAILED;
 }

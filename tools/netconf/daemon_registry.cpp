@@ -4,14 +4,18 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
+#include <sstream>
 #include <system_error>
+
+#include "regular_file.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::size_t LINES_MAX = 1024; // of a file; what is beyond is passed over
+constexpr std::size_t LINES_MAX = 1024;    // of a file; what is beyond is passed over
+constexpr std::size_t ENTRY_MAX = 1 << 20; // bytes of a file
+constexpr std::size_t FILES_MAX = 10000;
 
 void take_line(const std::string& line, daemon_s& daemon) {
     const std::size_t blank = line.find(' ');
@@ -24,14 +28,24 @@ void take_line(const std::string& line, daemon_s& daemon) {
     }
 }
 
-daemon_s read_entry(const fs::path& file) {
+daemon_s daemon_of(const fs::path& file, const std::string& text) {
     daemon_s daemon{file.stem().string(), "", {}};
-    std::ifstream in(file);
+    std::istringstream in(text);
     std::string line;
     for (std::size_t lines = 0; lines < LINES_MAX && std::getline(in, line); ++lines) {
         take_line(line, daemon);
     }
     return daemon;
+}
+
+// A daemon that has ended since its file was seen is none.
+std::error_code take_entry(const fs::path& file, std::vector<daemon_s>& daemons) {
+    std::string text;
+    const std::error_code failure = read_regular_file(file.string(), ENTRY_MAX, text);
+    if (!failure) {
+        daemons.push_back(daemon_of(file, text));
+    }
+    return failure == std::errc::no_such_file_or_directory ? std::error_code() : failure;
 }
 
 std::string namespace_of(const std::string& module) {
@@ -42,18 +56,19 @@ std::string namespace_of(const std::string& module) {
 
 bool read_registry(const std::string& run_dir, std::vector<daemon_s>& daemons,
                    std::string& error) {
-    std::error_code failure;
+    std::vector<fs::path> files;
+    std::string place = run_dir;
+    std::error_code failure = list_directory(run_dir, FILES_MAX, files);
     daemons.clear();
-    fs::directory_iterator files(run_dir, failure);
-    for (const fs::directory_iterator end; !failure && files != end;
-         files.increment(failure)) {
-        if (files->path().extension() == ".daemon") {
-            daemons.push_back(read_entry(files->path()));
+    for (auto file = files.begin(); !failure && file != files.end(); ++file) {
+        if (file->extension() == ".daemon") {
+            place = file->string();
+            failure = take_entry(*file, daemons);
         }
     }
     std::sort(daemons.begin(), daemons.end(),
               [](const daemon_s& a, const daemon_s& b) { return a.name < b.name; });
-    error = failure ? "cannot read " + run_dir + ": " + failure.message() : "";
+    error = failure ? "cannot read " + place + ": " + failure.message() : "";
     return !failure;
 }
 

@@ -16,7 +16,7 @@ struct daemon_s {
 };
 
 // In the order of their names. A file that says too little is a daemon without a socket. False,
-// with a line in `error`, when the directory cannot be read.
+// with a line in `error`, when the directory or a file cannot be read.
 bool read_registry(const std::string& run_dir, std::vector<daemon_s>& daemons,
                    std::string& error);
 

@@ -14,6 +14,7 @@
 #include <unistd.h>
 
 #include "session.h"
+#include "tools/common/standard_output.h"
 
 namespace {
 
@@ -55,7 +56,11 @@ int main(int argc, char** argv) try {
         ->type_name("SECONDS")
         ->check(CLI::Range(1U, 3600U))
         ->capture_default_str();
-    CLI11_PARSE(app, argc, argv);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return end_of_output("orvex-netconf", app.exit(error), 1);
+    }
     options.patience = std::chrono::seconds(patience);
     signal(SIGPIPE, SIG_IGN); // writing says that nobody reads
     if (!stop_waiting(STDIN_FILENO) || !stop_waiting(STDOUT_FILENO)) {

@@ -18,6 +18,7 @@ constexpr char COMMAND[] = "corvane-netconf-get";
 constexpr char APPLICATION[] = "orvex-netconf";
 constexpr char DATA_SET[] = "own data";
 constexpr unsigned SEND_BUFFER = 16384;
+constexpr const char* TOPS[] = {"/netconf-state", "/yang-library"};
 
 constexpr const char* OWN_MODULES[] = {
     "urn:ietf:params:xml:ns:netconf:base:1.0?module=ietf-netconf&revision=2011-06-01",
@@ -56,6 +57,13 @@ int take_end(void* peer, const drend_answer_end_s* end) {
         static_cast<answer_s*>(peer)->error = end->text;
     }
     return 1;
+}
+
+// The library starts with what it could read: without the rest, answers would lack parts silently.
+bool has_definitions() {
+    return std::all_of(std::begin(TOPS), std::end(TOPS), [](const char* top) {
+        return drend_get_message_id_from_path(top) >= 0;
+    });
 }
 
 } // namespace
@@ -106,7 +114,7 @@ bool own_data_c::start() {
     drend_set_send_method_w_return(take_text);
     drend_set_answer_methods(nullptr, take_end);
     drend_set_send_buffer(SEND_BUFFER);
-    is_started_ = drend_app_init(APPLICATION) == 0;
+    is_started_ = drend_app_init(APPLICATION) == 0 && has_definitions();
     error_ = is_started_ ? "" : "its definitions cannot be read";
     return is_started_;
 }

@@ -79,16 +79,27 @@ struct parsed_s {
     bool is_well_formed;
 };
 
+// What the XML library would take for another encoding begins otherwise, or has bytes of 0.
+bool is_ascii_or_utf8(std::string_view text) {
+    return (text.starts_with('<') || text.starts_with("\xEF\xBB\xBF")) &&
+           text.find('\0') == std::string_view::npos;
+}
+
 parsed_s parse(std::string_view text) {
+    if (!is_ascii_or_utf8(text)) {
+        return {nullptr, false};
+    }
+    // UTF-8, whatever the message says of itself. To name it would have the library convert it, and
+    // crash when memory runs out there.
     constexpr int options = XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING |
-                            XML_PARSE_NOCDATA | XML_PARSE_RECOVER;
+                            XML_PARSE_NOCDATA | XML_PARSE_RECOVER | XML_PARSE_IGNORE_ENC;
     xmlParserCtxt* context = xmlNewParserCtxt();
     if (context == nullptr) {
         throw std::bad_alloc();
     }
     context->sax->internalSubset = refuse_document_type;
     document_t document(xmlCtxtReadMemory(
-        context, text.data(), static_cast<int>(text.size()), nullptr, "UTF-8", options));
+        context, text.data(), static_cast<int>(text.size()), nullptr, nullptr, options));
     const bool is_well_formed = context->wellFormed != 0 && context->nsWellFormed != 0;
     const bool has_no_memory = context->errNo == XML_ERR_NO_MEMORY;
     xmlFreeParserCtxt(context);

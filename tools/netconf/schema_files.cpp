@@ -8,8 +8,11 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <stdexcept>
 #include <system_error>
 #include <tuple>
+
+#include "regular_file.h"
 
 namespace {
 
@@ -50,6 +53,9 @@ void read_statements(schema_file_s& file, std::string& module) {
         take(module, line, "belongs-to");
         take(file.version, line, "revision");
     }
+    if (in.bad() || !in.is_open()) {
+        throw std::runtime_error("cannot read " + file.path);
+    }
     file.is_submodule = !module.empty();
 }
 
@@ -68,12 +74,14 @@ schema_file_s file_of(const fs::path& path) {
 
 std::vector<schema_file_s> named_files(const std::string& directory) {
     std::vector<schema_file_s> files;
-    std::error_code failure;
-    fs::directory_iterator entry(directory, failure);
-    for (const fs::directory_iterator end;
-         !failure && entry != end && files.size() < FILES_MAX; entry.increment(failure)) {
-        if (is_readable(entry->path())) {
-            files.push_back(file_of(entry->path()));
+    std::vector<fs::path> paths;
+    const std::error_code failure = list_directory(directory, FILES_MAX, paths);
+    if (failure && failure != std::errc::no_such_file_or_directory) {
+        throw std::system_error(failure, "cannot read " + directory);
+    }
+    for (const fs::path& path : paths) {
+        if (is_readable(path)) {
+            files.push_back(file_of(path));
         }
     }
     std::sort(files.begin(), files.end(),

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <utility>
 
 #include <poll.h>
@@ -131,8 +132,14 @@ void session_c::wait() {
 
 // When the client has gone, or takes no more, there is nobody to be told.
 void session_c::write(short events) {
-    is_over_ = is_over_ || (events & (POLLERR | POLLHUP | POLLNVAL)) != 0 ||
-               (events != 0 && !output_.write_to(out_));
+    is_over_ = is_over_ || (events & (POLLERR | POLLHUP | POLLNVAL)) != 0;
+    if (events == 0 || is_over_ || output_.write_to(out_)) {
+        return;
+    }
+    is_over_ = true;
+    if (errno != EPIPE) {
+        fail(std::string("cannot write: ") + strerror(errno));
+    }
 }
 
 void session_c::move_relay(short events, bool is_late) {
@@ -157,8 +164,10 @@ void session_c::read() {
     const ssize_t size = ::read(in_, buffer_, sizeof buffer_);
     if (size > 0) {
         unread_ = {buffer_, static_cast<std::size_t>(size)};
-    } else if (size == 0 || (errno != EAGAIN && errno != EINTR)) {
+    } else if (size == 0) {
         end();
+    } else if (errno != EAGAIN && errno != EINTR) {
+        fail(std::string("cannot read: ") + strerror(errno));
     }
 }
 

@@ -23,11 +23,15 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include "regular_file.h"
+
 namespace {
 
 namespace fs = std::filesystem;
 
 constexpr std::size_t ENTRY_MAX = 4096; // bytes of a file
+// What is beyond is passed over: whoever may have a session may make files there.
+constexpr std::size_t FILES_MAX = 10000;
 constexpr mode_t DIRECTORY_MODE = 01777;
 
 char own_path[PATH_MAX]; // for a signal; empty: not registered
@@ -115,19 +119,9 @@ void take_line(const std::string& line, session_entry_s& entry) {
     }
 }
 
-int open_entry(const std::string& path) {
-    const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
-    struct stat found {};
-    if (fd >= 0 && (fstat(fd, &found) != 0 || !S_ISREG(found.st_mode))) {
-        close(fd);
-        return -1;
-    }
-    return fd;
-}
-
 // Nothing when there is no such session.
 std::optional<session_entry_s> read_entry(const std::string& path, pid_t id) {
-    const int fd = open_entry(path);
+    const int fd = open_regular_file(path);
     if (fd < 0) {
         return std::nullopt;
     }
@@ -162,10 +156,15 @@ session_registry_c::session_registry_c(const std::string& run_dir)
                                               {}} {}
 
 session_registry_c::~session_registry_c() {
+    forget(own_path);
+}
+
+void session_registry_c::forget(const char* path) {
     if (fd_ >= 0) {
-        unlink(own_path);
+        unlink(path);
         own_path[0] = '\0';
         close(fd_);
+        fd_ = -1;
     }
 }
 
@@ -180,6 +179,7 @@ bool session_registry_c::open(std::string& error) {
     struct flock lock = whole_file(F_WRLCK);
     if (fd_ < 0 || fcntl(fd_, F_SETLK, &lock) != 0 || fchmod(fd_, 0644) != 0 || !write()) {
         error = "cannot register the session as " + path + ": " + strerror(errno);
+        forget(path.c_str());
         return false;
     }
     snprintf(own_path, sizeof own_path, "%s", path.c_str());
@@ -191,7 +191,15 @@ bool session_registry_c::open(std::string& error) {
 
 bool session_registry_c::write() {
     const std::string text = text_of(own_);
-    return pwrite(fd_, text.data(), text.size(), 0) == static_cast<ssize_t>(text.size());
+    for (std::size_t written = 0; written < text.size();) {
+        const ssize_t size = pwrite(fd_, text.data() + written, text.size() - written,
+                                    static_cast<off_t>(written));
+        if (size <= 0) {
+            return false;
+        }
+        written += static_cast<std::size_t>(size);
+    }
+    return true;
 }
 
 // The counters only grow, and so does the text.
@@ -204,14 +212,15 @@ void session_registry_c::update(const session_counters_s& counters) {
 
 std::vector<session_entry_s> session_registry_c::all() const {
     std::vector<session_entry_s> entries{own_};
-    std::error_code failure;
-    fs::directory_iterator files(directory_, failure);
-    for (const fs::directory_iterator end; !failure && files != end;
-         files.increment(failure)) {
-        const pid_t id = id_of(files->path().filename().string());
+    std::vector<fs::path> files;
+    const std::error_code failure = list_directory(directory_, FILES_MAX, files);
+    if (failure && failure != std::errc::no_such_file_or_directory) {
+        throw std::system_error(failure, "cannot read " + directory_);
+    }
+    for (const fs::path& file : files) {
+        const pid_t id = id_of(file.filename().string());
         const std::optional<session_entry_s> entry =
-            id == 0 || id == own_.id ? std::nullopt
-                                     : read_entry(files->path().string(), id);
+            id == 0 || id == own_.id ? std::nullopt : read_entry(file.string(), id);
         if (entry.has_value()) {
             entries.push_back(*entry);
         }

@@ -54,6 +54,7 @@ class session_registry_c {
 
   private:
     bool write();
+    void forget(const char* path); // the file of that path, which is open
 
     const std::string directory_;
     session_entry_s own_;

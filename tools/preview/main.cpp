@@ -16,10 +16,13 @@
 #include "orvex_platform/mgmt_sock.h"
 #include "sample_data.h"
 #include "serving.h"
+#include "tools/common/standard_output.h"
 #include "watching.h"
 
 namespace {
 
+constexpr char PROGRAM[] = "drend-preview";
+constexpr int FAILED = 1;
 constexpr int NOTHING_SHOWN = 4;
 constexpr int USAGE = 2;
 
@@ -29,7 +32,7 @@ struct options_s {
     std::vector<std::string> arguments;
     std::string data;
     uint32_t seed = 1;
-    bool has_data = false;
+    const CLI::Option* given_data = nullptr; // not to be looked up, which takes memory
     bool is_json = false;
     bool is_table = false;
     bool prints_data = false;
@@ -45,9 +48,10 @@ void add_options(CLI::App& app, options_s& options) {
     app.add_option("COMMAND", options.command,
                    "The command to show; without it all are listed");
     app.add_option("ARGUMENT", options.arguments, "Arguments of the command");
-    auto* data =
+    CLI::Option* data =
         app.add_option("--data", options.data, "Take the data from the JSON file FILE")
             ->type_name("FILE");
+    options.given_data = data;
     app.add_option("--seed", options.seed, "Make up other data, the same for the same N")
         ->type_name("N")
         ->excludes(data);
@@ -127,13 +131,13 @@ int show(const options_s& options) {
     if (!is_shown) {
         fprintf(stderr, "drend-preview: there is nothing to show\n");
     }
-    return fflush(stdout) != 0 ? 1 : is_shown ? 0 : NOTHING_SHOWN;
+    return is_shown ? 0 : NOTHING_SHOWN;
 }
 
 int load_data(const options_s& options, const definitions_folder_c& definitions) {
     char error[512];
     const int status =
-        options.has_data
+        options.given_data->count() > 0
             ? dr_ops_load_from_json_file("preview", options.data.c_str(), error,
                                          sizeof error)
             : dr_ops_load_from_json(
@@ -148,8 +152,8 @@ int load_data(const options_s& options, const definitions_folder_c& definitions)
 int run(const options_s& options) {
     const definitions_folder_c definitions(options.definitions);
     if (options.prints_data) {
-        return puts(make_sample_data(definitions.files(), options.seed).c_str()) < 0 ? 1
-                                                                                     : 0;
+        puts(make_sample_data(definitions.files(), options.seed).c_str());
+        return 0;
     }
     if (load_data(options, definitions) != DREND_OK) {
         return 1;
@@ -168,19 +172,18 @@ int run(const options_s& options) {
 
 int main(int argc, char** argv) try {
     options_s options;
-    CLI::App app("Shows what definitions make of data, without a daemon.", "drend-preview");
+    CLI::App app("Shows what definitions make of data, without a daemon.", PROGRAM);
     add_options(app, options);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? 0 : USAGE;
+        return app.exit(error) == 0 ? end_of_output(PROGRAM, 0, FAILED) : USAGE;
     }
-    options.has_data = app.count("--data") > 0;
     if (!options.is_watching) {
-        return run(options);
+        return end_of_output(PROGRAM, run(options), FAILED);
     }
     std::vector<std::filesystem::path> places{options.definitions};
-    if (options.has_data) {
+    if (options.given_data->count() > 0) {
         places.emplace_back(options.data);
     }
     run_on_changes(places, [&] { return run(options); });
