@@ -711,11 +711,15 @@ DREND_API extern const char* const xpath_false;
 DREND_API int drend_add_fixed_commands(const drend_menu_entry_s* entries, int n);
 
 /*
- * Adds the fixed commands "check" and "trace" to the "drend" menu, once; best before drend_init.
- * "check" answers with what is wrong with the definitions that are loaded, or in "path=PATH",
- * also against what is registered. "trace" shows and sets the trace word: "walk", "load",
- * "error", "walker", "all", "off", and "lines=N" for so many lines. 0, or -1 when memory ran
- * out. Any thread.
+ * Adds the fixed commands "check", "trace" and "statistics" to the "drend" menu, once; best
+ * before drend_init. "check" answers with what is wrong with the definitions that are loaded, or
+ * in "path=PATH", also against what is registered. "trace" shows and sets the trace word: "walk",
+ * "load", "error", "walker", "all", "off", and "lines=N" for so many lines. "statistics" counts
+ * what the library holds, each a line "NAME: NUMBER": "answers" that are suspended, subscriptions
+ * among them, "uses" of root tags by answers under way, "sets" of definitions that exist, those
+ * that wait for their last use to end among them, and their "tags"; and in bytes what the whole
+ * daemon has "allocated" and what is "free" in its heap, where the C library tells. Without answers
+ * there are no uses and one set. 0, or -1 when memory ran out. Any thread.
  */
 DREND_API int drend_add_service_commands(void);
 

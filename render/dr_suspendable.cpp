@@ -42,6 +42,10 @@ dr_suspendable_c* dr_suspendable_c::find(void* handle) {
     return found == kept_answers().end() ? nullptr : found->second.get();
 }
 
+size_t dr_suspendable_c::kept_count() {
+    return kept_answers().size();
+}
+
 bool dr_suspendable_c::is_ready(void* handle) {
     const dr_suspendable_c* answer = find(handle);
     return answer != nullptr && answer->state_ == state_e::SUSPENDED && answer->has_more();

@@ -59,6 +59,8 @@ class dr_suspendable_c {
     static void* peer_of(void* handle);
     // Whether there is such an answer, suspended or in a slice.
     static bool is_kept(void* handle) { return find(handle) != nullptr; }
+    // The number of such answers, for diagnostics.
+    static size_t kept_count();
 
     void* peer() const { return peer_; }
     // Whether nobody waits for this answer any more.

@@ -1,18 +1,22 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
-// The fixed commands "check" and "trace", for those who write definitions and those who look for
-// what is missing in an answer.
+// The fixed commands "check", "trace" and "statistics", for those who write definitions, those who
+// look for what is missing in an answer, and those who look for what a daemon holds and why.
 //
 // They are not part of every menu, for a menu's indices are known to the daemons that count on it:
 // a daemon adds them (drend_add_service_commands).
 #include <cstdlib>
 #include <iterator>
 
+#include <malloc.h>
+
 #include "definitions/dr_check.h"
+#include "definitions/drend_load.h"
 #include "expr/dri_args.h"
 #include "frame/drend_hooks.h"
 #include "frame/drend_trace.h"
 #include "render/dr_answer.h"
+#include "render/dr_suspendable.h"
 #include "service/drend_fixed_commands.h"
 
 namespace {
@@ -123,11 +127,35 @@ int trace(void* peer, const char* argument) {
     return show_trace(peer);
 }
 
+// --- statistics ---
+
+// Of the whole daemon, in bytes: what it has allocated and not freed, and what of the heap's memory
+// is free for it.
+void send_heap(void* peer) {
+#ifdef __GLIBC__
+    const struct mallinfo2 heap = mallinfo2();
+    drend_send(peer, "allocated: %zu\nfree: %zu\n", heap.uordblks + heap.hblkhd,
+               heap.fordblks);
+#else
+    (void)peer;
+#endif
+}
+
+int show_statistics(void* peer, const char* /*argument*/) {
+    drend_send(peer, "answers: %zu\nuses: %u\nsets: %d\ntags: %d\n",
+               dr_suspendable_c::kept_count(), dri_inuse_count(), dri_get_set_count(),
+               dri_get_tag_count());
+    send_heap(peer);
+    return 0;
+}
+
 constexpr drend_menu_entry_s COMMANDS[] = {
     {"check", "Check the definitions: path=PATH as-json", 0, nullptr,
      dri_fixed_handler<check>},
     {"trace", "Show or set the trace: walk load error walker all off lines=N", 0, nullptr,
      dri_fixed_handler<trace>},
+    {"statistics", "Show what is held: suspended answers, uses and sets of definitions", 0,
+     nullptr, dri_fixed_handler<show_statistics>},
 };
 
 } // namespace

@@ -15,6 +15,7 @@ namespace {
 
 using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::StartsWith;
 
 std::vector<row_s> rows(1000);
 std::vector<std::string> traced;
@@ -221,6 +222,29 @@ TEST_F(diagnostics_test, filters_are_traced_where_they_are_asked) {
     EXPECT_THAT(traced,
                 testing::Contains(
                     "DR_TAGS_ACCESS: filter_match: tag: r filter: r [ name = 'x' ]\n"));
+}
+
+TEST_F(diagnostics_test, statistics_tell_what_answers_hold) {
+    drend_add_walk_handlers(
+        nullptr, [](dr_meta_context_s*, void*) { return 1; }, nullptr);
+    define(
+        R"([{"dc_name": "c", "dc_tag": {"dts_name": "t", "dts_source": "/rows", "dts_kids": [
+        {"dts_name": "r", "dts_type": "list", "dts_source": "row", "dts_kids": [
+            {"dts_name": "size", "dts_type": "leaf", "dts_source": "size"}]}]}}])");
+    EXPECT_THAT(ask("statistics"), StartsWith("answers: 0\nuses: 0\nsets: 1\ntags: 3\n"));
+    std::vector<void*> walks;
+    while (walks.size() < 2) {
+        ASSERT_EQ(drend_dump_rpc(nullptr, "c", nullptr), DREND_DEFER);
+        walks.push_back(drend_take_suspended_rpc());
+    }
+    EXPECT_THAT(ask("statistics"), StartsWith("answers: 2\nuses: 2\nsets: 1\ntags: 3\n"));
+    dri_reload_json();
+    EXPECT_THAT(ask("statistics"), StartsWith("answers: 2\nuses: 2\nsets: 2\ntags: 6\n"));
+    drend_drop_walk(walks[0]);
+    EXPECT_THAT(ask("statistics"), StartsWith("answers: 1\nuses: 1\nsets: 2\ntags: 6\n"));
+    while (drend_defer_continue(walks[1]) == 1) {
+    }
+    EXPECT_THAT(ask("statistics"), StartsWith("answers: 0\nuses: 0\nsets: 1\ntags: 3\n"));
 }
 
 TEST_F(diagnostics_test, a_lost_source_is_traced_once_for_each_tag_and_request) {
