@@ -12,6 +12,7 @@ ALLOCATED_SLACK = 256 << 10
 # Of the resident ones, for each peer: walks and connections come and go between what stays, and leave holes
 # of the heap in a page, now in this one and now in that.
 PAGE = 4096
+NOTICED = 15  # seconds, in which a daemon notices that a peer has gone
 
 
 class Holdings:
@@ -23,6 +24,8 @@ class Holdings:
     def ask(self):
         """The statistics, by name."""
         text = documents.KeptText()
+        if not self.connection.is_open:
+            return {}
         self.connection.ask(Request("statistics", "statistics", ends={"complete": ("",)}, document=lambda: text))
         if not self.world.loop.run_until(lambda: text.is_whole, self.world.PATIENCE):
             self.world.tally.fault(f"{self.daemon.name} does not tell its statistics")
@@ -47,7 +50,7 @@ class Holdings:
     def judge_end(self):
         """Peers that are lost are noticed in a moment: waits for it."""
         now = self.look()
-        for _ in range(self.world.PATIENCE * 5):
+        for _ in range(NOTICED * 5):
             if now == self.before:
                 break
             self.world.loop.run_until(lambda: False, 0.2)
@@ -57,6 +60,8 @@ class Holdings:
         print(f"{self.daemon.name}: at the end: {now}")
 
     def judge_memory(self, is_measured, peers):
+        if is_measured and not any(self.allocated):
+            self.world.tally.fault(f"{self.daemon.name} does not tell what it has allocated")
         for what, samples, slack in (("resident", self.resident, peers * PAGE),
                                      ("allocated", self.allocated, ALLOCATED_SLACK)):
             if len(samples) < 4:

@@ -3,7 +3,6 @@
 
 import asked
 from asked import Request
-from connection import Connection
 
 PERIOD = 0.1  # seconds
 BROKEN = b'[{"dc_name": "x",\n'
@@ -21,7 +20,7 @@ class Reloader:
         assert original.count(first) == 1
         self.sets = original, original.replace(first, second)
         self.number = 0
-        self.connection = Connection(world.loop, world.tally, daemon, 2, self.on_answer, lambda: None)
+        self.connection = world.connect(daemon, 2, self.on_answer, lambda: None)
 
     def start(self):
         self.world.loop.every(PERIOD, self.reload)

@@ -16,6 +16,7 @@ import sys
 import tempfile
 import time
 
+from connection import Connection
 from daemon import ROOT, Daemon
 from holdings import Holdings
 from interfaces import Interfaces
@@ -55,6 +56,14 @@ class World:
     def rng(self, *name):
         """Each actor has a sequence of its own, so that it does not depend on the others' pace."""
         return random.Random(f"{self.options.seed} {name}")
+
+    def connect(self, daemon, protocol, on_answer, on_end):
+        """None when there is nobody."""
+        try:
+            return Connection(self.loop, self.tally, daemon, protocol, on_answer, on_end)
+        except OSError as error:
+            self.tally.fault(f"{daemon.name}: {error}")
+            return None
 
     def are_alive(self):
         dead = [daemon.name for daemon in self.daemons if not daemon.is_alive()]

@@ -5,7 +5,7 @@ import time
 
 import asked
 from asked import Request
-from connection import PIECE, Connection
+from connection import PIECE
 
 THINKING = 0.15  # seconds between two requests, on the average
 SLOW_PIECE, SLOW_PAUSE = 2048, 0.05
@@ -38,6 +38,9 @@ class SocketPeer:
             return
         if self.connection is None:
             self.connect()
+            if self.connection is None:
+                self.think()
+                return
             if self.connection.asked and self.rng.random() < 0.8:
                 return
             self.ask()
@@ -52,8 +55,8 @@ class SocketPeer:
 
     def connect(self):
         daemon = self.rng.choice(self.world.daemons)
-        self.connection = Connection(self.world.loop, self.world.tally, daemon,
-                                     1 if self.rng.random() < 0.15 else 2, self.on_answer, self.on_end)
+        protocol = 1 if self.rng.random() < 0.15 else 2
+        self.connection = self.world.connect(daemon, protocol, self.on_answer, self.on_end)
         self.left = self.rng.randrange(1, 40)
         self.next_page = None
         self.world.tally.count("connections", "made")
@@ -219,8 +222,10 @@ class Subscriber:
         if self.world.is_over:
             return
         form = self.rng.choice(("as-ietf-xml", "as-ietf-json"))
-        connection = self.connection = Connection(
-            self.world.loop, self.world.tally, self.daemon, 2, self.on_answer, self.begin)
+        connection = self.connection = self.world.connect(self.daemon, 2, self.on_answer, self.begin)
+        if connection is None:
+            self.world.loop.after(1, self.begin)
+            return
         connection.ask(asked.subscription(form))
         self.world.loop.after(self.rng.uniform(1, 10), lambda: self.stop(connection))
 
