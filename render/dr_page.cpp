@@ -135,6 +135,12 @@ bool dr_page_c::has_one_row(const drend_tag_object_c& tobj) {
     }
     dr_meta_context_c beside(*position_.context(0));
     dr_row_filter_c::hand_off(&tobj, beside);
+    // Copies of a context share an iterator, and the walk's row is where it stands: beside the walk
+    // the list has a new one, which begins with the first row.
+    if (beside.get_top_object()->iterator != nullptr) {
+        beside.set_top_element(nullptr);
+        dr_row_filter_c::step_to_row(beside);
+    }
     return !dr_row_filter_c::step_to_row(beside);
 }
 

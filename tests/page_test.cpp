@@ -2,6 +2,8 @@
 
 // Answers that are less than everything: so many rows, from a row on, so many levels, counts.
 
+#include <tuple>
+
 #include <gmock/gmock.h>
 
 #include "drend.h"
@@ -51,6 +53,30 @@ int step_shops(dr_meta_context_s* ctx, const void*) {
 int read_shop(dr_meta_context_s* ctx, const void* data) {
     ++leaves;
     return read_name(ctx, data);
+}
+
+// Stands on a row, as those do whose leaves take the row from it.
+class below_iterator_c : public drend_iterator_c {
+  public:
+    explicit below_iterator_c(const std::vector<row_s>& below) : rows_(below) {}
+    void first(dr_meta_context_s*) override { at_ = 0; }
+    void next(dr_meta_context_s*) override { ++at_; }
+    bool at_end(dr_meta_context_s*) override { return at_ >= rows_.size(); }
+    const row_s& row() const { return rows_.at(at_); }
+
+  private:
+    const std::vector<row_s>& rows_;
+    size_t at_ = 0;
+};
+
+drend_iterator_c* make_below_iterator(void* shop) {
+    return new below_iterator_c(static_cast<const row_s*>(shop)->below);
+}
+
+int read_iterated_name(dr_meta_context_s* ctx, const void*) {
+    auto* iterator = static_cast<drend_iterator_c*>(drend_get_iterator_c(ctx, 0));
+    return drend_set_string_value(
+        ctx, static_cast<below_iterator_c*>(iterator)->row().name.c_str());
 }
 
 class page_test : public render_test {
@@ -184,6 +210,38 @@ TEST_F(page_test, a_list_of_one_row_is_found_by_asking) {
     EXPECT_EQ(cursor, "/t/shop/item=y");
     EXPECT_EQ(values("limit=2 cursor=" + cursor), "only z n1");
     EXPECT_EQ(cursor, "/t/note#1");
+}
+
+// What is asked beside the walk leaves the iterator alone that the walk's row comes from.
+TEST_F(page_test, a_list_with_an_iterator_has_all_of_its_rows) {
+    drend_add_iterator_list("/t/shop/part", make_below_iterator);
+    drend_add_str_leaf("/t/shop/part/id", read_iterated_name, nullptr);
+    define(
+        R"([{"dc_name": "parts", "dc_tag": {"dts_name": "t", "dts_source": "/t", "dts_kids": [
+            {"dts_name": "shop", "dts_type": "list", "dts_source": "shop",
+             "dts_key": ["name"], "dts_kids": [
+              {"dts_name": "name", "dts_type": "leaf", "dts_source": "name"},
+              {"dts_name": "part", "dts_type": "list", "dts_source": "part",
+               "dts_key": ["id"], "dts_kids": [
+                {"dts_name": "id", "dts_type": "leaf", "dts_source": "id"}]}]}]}}])");
+    const std::vector<row_s> one_part = {{"only", 1, {{"x", 11}}}};
+    const auto ids = [&](const char* argument) {
+        std::string found;
+        const std::string text = render("parts", argument);
+        for (size_t at = text.find("<id>"); at != std::string::npos;
+             at = text.find("<id>", at + 1)) {
+            found += text[at + 4];
+        }
+        return found;
+    };
+    for (const auto& [all, argument, expected] :
+         {std::tuple(&ONE_SHOP, "limit=2", "xy"), std::tuple(&ONE_SHOP, "limit=3", "xyz"),
+          std::tuple(&ONE_SHOP, "limit=2 cursor=/t/shop/part=x", "yz"),
+          std::tuple(&one_part, "limit=2", "x"),
+          std::tuple(&SHOPS, "limit=2 filter=\"/t/shop[name = 'c']\"", "z")}) {
+        shops = all;
+        EXPECT_EQ(ids(argument), expected) << argument;
+    }
 }
 
 // Twenty rows of a million cost what twenty rows cost.

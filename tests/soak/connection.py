@@ -54,7 +54,10 @@ class Connection:
             pass  # the end is read
 
     def interrupt(self):
-        """Everything that was asked before may be interrupted from now on."""
+        """Everything that was asked before may be interrupted from now on; the wish for a protocol is not,
+        for it would not be known which one is spoken."""
+        if any(request.form == "protocol" for request in self.asked):
+            return
         for request in self.asked:
             request.interrupted = True
         self.send(INTERRUPT)

@@ -37,7 +37,7 @@ FLOOD = 5      # seconds between two looks at the memory
 class World:
     """What the actors of a run share."""
 
-    PATIENCE = 60  # seconds; only a fault lasts so long
+    PATIENCE = 180  # seconds; only a fault lasts so long
 
     def __init__(self, options, folder):
         self.folder, self.options = folder, options
