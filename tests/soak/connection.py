@@ -3,6 +3,7 @@
 
 import collections
 import socket
+import time
 
 import framing
 from answers import Answer
@@ -22,10 +23,10 @@ class Connection:
         self.on_answer, self.on_end = on_answer, on_end
         self.reader, self.answer = framing.ChunkReader(), None
         self.asked = collections.deque()
-        self.may_end = False     # the daemon may close it
+        self.may_end = False     # the daemon may close it: it was not read for too long
+        self.read_last = time.monotonic()
         self.awaits_end = False  # and will, behind the answers
         self.piece = PIECE  # as much as is read at once
-        self.taken = 0      # bytes, since the last request
         self.socket = socket.socket(socket.AF_UNIX)
         self.socket.connect(str(daemon.socket))
         self.socket.setblocking(False)
@@ -39,8 +40,9 @@ class Connection:
         return self.socket is not None
 
     def ask(self, request, end=b"\n"):
+        if not self.asked:
+            self.read_last = time.monotonic()
         self.asked.append(request)
-        self.taken = 0
         self.send(request.line.encode() + end)
 
     def send(self, data):
@@ -91,6 +93,10 @@ class Connection:
             self.on_end()
 
     def on_readable(self, _events):
+        """Whether on purpose or because the machine is busy: who takes nothing may be closed."""
+        now = time.monotonic()
+        self.may_end = self.may_end or (self.asked and now - self.read_last > self.daemon.patience / 2)
+        self.read_last = now
         try:
             data = self.socket.recv(self.piece)
         except BlockingIOError:
@@ -100,7 +106,6 @@ class Connection:
         if not data:
             self.on_eof()
             return
-        self.taken += len(data)
         self.tally.count("bytes", self.daemon.name, by=len(data))
         try:
             for kind, piece in self.reader.feed(data):

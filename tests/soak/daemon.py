@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: BSD-2-Clause
 """A daemon under test: started, looked at from outside, and ended."""
 
+import atexit
 import os
 import pathlib
 import re
@@ -35,6 +36,7 @@ class Daemon:
             self.process = subprocess.Popen(
                 [program, "--socket", self.socket, "--run-dir", folder, "--prefix", self.folder, *options],
                 stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=errors, text=True)
+        atexit.register(self.process.kill)  # however this process ends
         said = self.process.stdout.readline()
         if said != f"{name}: serving {self.socket}\n":
             raise SystemExit(f"soak: {name} does not start: {said}{self.errors.read_text('utf-8')}")

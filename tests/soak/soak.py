@@ -12,6 +12,7 @@ have gone, to have given everything back and to end. The exit status is 1 when s
 import argparse
 import pathlib
 import random
+import signal
 import sys
 import tempfile
 import time
@@ -136,14 +137,11 @@ def main():
     parser.add_argument("--without-memory", action="store_true")
     options = parser.parse_args()
     options.bin_dir = options.bin_dir.resolve()
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit(1))
     print(f"soak: seed {options.seed}, {options.minutes:g} minutes", flush=True)
     with tempfile.TemporaryDirectory() as folder:
         world = World(options, pathlib.Path(folder))
-        try:
-            run(world)
-        finally:
-            for daemon in world.daemons:
-                daemon.process.kill()
+        run(world)
     world.tally.report()
     print(f"soak: {world.tally.faults} faults" if world.tally.faults else "soak: passed")
     return 1 if world.tally.faults else 0

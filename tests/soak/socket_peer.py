@@ -200,10 +200,8 @@ class SocketPeer:
         self.ask_big()
 
         def look():
-            silence = time.monotonic() - begun
-            if silence < seconds and not self.world.tide.is_ebb:
+            if time.monotonic() - begun < seconds and not self.world.tide.is_ebb:
                 return False
-            connection.may_end = silence > 0.8 * connection.daemon.patience
             connection.interrupt()
             connection.resume()
             return True
