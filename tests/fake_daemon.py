@@ -75,15 +75,15 @@ def says(*chunks, **more):
     return script
 
 
-def flood(sent, until=lambda: False):
-    """An answer that goes on until told; `sent` has the size of each of its pieces."""
+def flood(sent, until=lambda: False, begin=b"", end=b""):
+    """An answer that goes on until told, and then ends; `sent` has the size of each of its pieces."""
     rows = b"<a>1234567890</a>\n" * 800
 
     def script(send, _):
-        send(note("t", TYPE))
+        send(note("t", TYPE) + chunks_of(begin or b"\n"))
         while not until():
             send(chunks_of(rows))
             sent.append(len(rows))
-        send(note("s", b"end: complete\n") + END_OF_CHUNKS)
+        send(chunks_of(end or b"\n") + note("s", b"end: complete\n") + END_OF_CHUNKS)
         return True
     return script

@@ -364,22 +364,29 @@ class SessionTest(Sessions):
         return int(status.partition("VmHWM:")[2].split()[0])  # KiB
 
     def test_a_long_reply_takes_no_memory(self):
-        sent = []
-        self.daemon("a", flood(sent, lambda: len(sent) >= 450))  # 360,000 rows
-        session = self.session()
-        session.send(get())
-        rows = 0
-        while True:
-            self.assertEqual(session.take(2), b"\n#")
-            length = session.until(b"\n")
-            if length == b"#":
-                break
-            self.assertLessEqual(int(length), CHUNK_MAX)
-            rows += session.take(int(length)).count(b"</a>")
-        # One of them stands in two chunks now and then.
-        self.assertGreater(rows, 355000)
-        if MEASURES_MEMORY:
-            self.assertLess(self.peak(session), 16 * 1024)
+        for name, begin, end in ("a list", b"", b""), ("c container", b"<c>", b"</c>"):
+            for daemon in "de":
+                sent = []
+                self.daemon(name[0] + daemon, flood(sent, lambda sent=sent: len(sent) >= 750, begin, end), [],
+                            [name])
+        for content, elements in ("<a/>", 0), ("<c/>", 1):
+            session = self.session()
+            session.send(get(f"<filter>{content}</filter>"))
+            rows, containers = 0, 0  # of 1,200,000
+            while True:
+                self.assertEqual(session.take(2), b"\n#")
+                length = session.until(b"\n")
+                if length == b"#":
+                    break
+                self.assertLessEqual(int(length), CHUNK_MAX)
+                text = session.take(int(length))
+                rows += text.count(b"</a>")
+                containers += text.count(b"<c>")
+            # One of them stands in two chunks now and then.
+            self.assertGreater(rows, 1190000)
+            self.assertEqual(containers, elements)
+            if MEASURES_MEMORY:
+                self.assertLess(self.peak(session), 16 * 1024)
 
     def test_a_slow_client_holds_the_daemon_back(self):
         sent = []
