@@ -47,7 +47,7 @@ class Reloader:
         return False
 
     def waits_for(self):
-        return [request.line for request in self.connection.asked]
+        return [request.line for request in self.connection.asked] if self.connection.is_open else []
 
     def finish(self):
         """Loads the definitions that the daemon began with."""

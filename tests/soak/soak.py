@@ -66,11 +66,8 @@ class World:
             self.tally.fault(f"{daemon.name}: {error}")
             return None
 
-    def are_alive(self):
-        dead = [daemon.name for daemon in self.daemons if not daemon.is_alive()]
-        for name in dead:
-            self.tally.fault(f"{name} has died")
-        return not dead
+    def is_whole(self):
+        return all(daemon.is_alive() for daemon in self.daemons)
 
 
 def let_all_go(world, peers, subscribers, sessions):
@@ -84,11 +81,16 @@ def let_all_go(world, peers, subscribers, sessions):
 def ebb(world, actors, holdings):
     """Looks at what the daemons hold when nobody waits for an answer. Whether they live."""
     world.tide.is_ebb = True
-    if not world.loop.run_until(lambda: not any(actor.waits_for() for actor in actors), world.PATIENCE):
+    is_quiet = world.loop.run_until(lambda: not world.is_whole() or not any(actor.waits_for() for actor in actors),
+                                    world.PATIENCE)
+    if not world.is_whole():
+        for daemon in world.daemons:
+            print(f"{daemon.name}: {'alive' if daemon.is_alive() else f'died, {daemon.process.returncode}'}")
+        world.tally.fault("a daemon has died")
+        return False
+    if not is_quiet:
         left = [list(actor.waits_for()) for actor in actors if actor.waits_for()]
         world.tally.fault(f"{len(left)} have waited for their answers too long: {left[:3]}")
-    if not world.are_alive():
-        return False
     for holding in holdings:
         holding.sample()
     world.tide.flood()
@@ -118,12 +120,11 @@ def run(world):
     while time.monotonic() < end:
         loop.run_until(lambda: False, FLOOD)
         if not ebb(world, reloaders + peers + sessions, holdings):
-            break
+            return  # what the others hold then says nothing
     let_all_go(world, peers, subscribers, sessions)
     if interfaces:
         interfaces.end()
-    if world.are_alive():
-        finish(world, reloaders, holdings)
+    finish(world, reloaders, holdings)
     for daemon in world.daemons:
         daemon.end(world.tally)
 
