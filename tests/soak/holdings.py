@@ -65,7 +65,8 @@ class Holdings:
         for what, samples, slack in (("resident", self.resident, peers * PAGE),
                                      ("allocated", self.allocated, ALLOCATED_SLACK)):
             if len(samples) < 4:
-                self.world.tally.fault(f"{self.daemon.name}: too short a run to tell whether it grows")
+                if is_measured:
+                    self.world.tally.fault(f"{self.daemon.name}: too short a run to tell whether it grows")
                 return
             means = quarters(samples)
             grown = growth(samples)
