@@ -12,6 +12,11 @@
 
 #include "drend.h"
 
+// A daemon's status, where "suspend" may have to count as "done".
+inline int dri_unless_ignored(int status) {
+    return status == DREND_DEFER && dtc_ignore_defer != 0 ? DREND_OK : status;
+}
+
 // Hands a suspended answer to the reschedule handler. Without a handler it waits for its peer to
 // close.
 void dri_deferred(void* handle);

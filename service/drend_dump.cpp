@@ -10,6 +10,7 @@
 #include "frame/dr_no_such.h"
 #include "frame/str_util.h"
 #include "render/dr_answer.h"
+#include "render/dr_deferral.h"
 
 namespace {
 
@@ -46,10 +47,6 @@ void dump_schema_node(void* peer, const dr_meta_node_c& node, const std::string&
     for (const dr_meta_node_c* child : node.child_list) {
         dump_schema_node(peer, *child, path);
     }
-}
-
-int unless_ignored(int status) {
-    return status == DREND_DEFER && dtc_ignore_defer != 0 ? DREND_OK : status;
 }
 
 } // namespace
@@ -245,11 +242,11 @@ const dr_dump_path_c::component_s* dr_mt_dump_context_c::key_here() const {
 // Has the daemon step to the next row, or go straight to the one of a key.
 int dr_mt_dump_context_c::step_row(const dr_dump_path_c::component_s* key) {
     if (key == nullptr) {
-        return unless_ignored(position_.call_list_proc());
+        return dri_unless_ignored(position_.call_list_proc());
     }
     position_.set_filter_names(std::make_shared<const dr_meta_context_c::names_t>(
         dr_meta_context_c::names_t{{key->key, key->value}}));
-    const int status = unless_ignored(position_.call_list_proc());
+    const int status = dri_unless_ignored(position_.call_list_proc());
     position_.set_filter_names(nullptr);
     return status;
 }
@@ -287,7 +284,7 @@ void dr_mt_dump_context_c::note_rows(const dr_dump_path_c::component_s& key) {
 int dr_mt_dump_context_c::dump_leaf(const std::string& path) {
     frames_.push_back({dr_dump_context_c::LEAF, path});
     dr_value_c value;
-    const int status = unless_ignored(position_.call_leaf_proc(value));
+    const int status = dri_unless_ignored(position_.call_leaf_proc(value));
     if (status == DREND_DEFER) {
         return status;
     }

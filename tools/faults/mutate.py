@@ -54,41 +54,44 @@ __attribute__((weak, visibility("hidden"))) int dr_chosen_fault(void) {
 PLAIN = "plain"  # the build without sanitizers
 
 
-def choose(root, count, seed):
+def copy(root, source):
+    """Brings the copy up to date; what has not changed is not touched, and so not built again. Returns
+    the texts of the sources that faults are put into."""
+    texts = {}
+    for file in project_files(root):
+        path = file.relative_to(root)
+        to = source / path
+        to.parent.mkdir(parents=True, exist_ok=True)
+        if not to.exists() or to.read_bytes() != file.read_bytes():
+            shutil.copy(file, to)
+        if str(path).startswith(FOLDERS) and path.suffix in (".c", ".cpp", ".h"):
+            texts[str(path)] = to.read_text()
+    return texts
+
+
+def choose(texts, count, seed):
     """So many faults, and some more for those that do not compile; one in a line."""
     places = {}
-    for file in project_files(root):
-        path = str(file.relative_to(root))
-        if path.startswith(FOLDERS) and path.endswith((".c", ".cpp", ".h")):
-            for line, *fault in faults_in(file.read_text()):
-                places.setdefault((path, line), []).append(fault)
+    for path, text in texts.items():
+        for line, *fault in faults_in(text):
+            places.setdefault((path, line), []).append(fault)
     chance = random.Random(seed)
     chosen = chance.sample(sorted(places), min(count * 6 // 5, len(places)))
     return [Fault(number, *place, *chance.choice(places[place]))
             for number, place in enumerate(chosen, 1)]
 
 
-def copy(root, source):
-    """Brings the copy up to date; what has not changed is not touched, and so not built again."""
-    for file in project_files(root):
-        to = source / file.relative_to(root)
-        to.parent.mkdir(parents=True, exist_ok=True)
-        if not to.exists() or to.read_bytes() != file.read_bytes():
-            shutil.copy(file, to)
-
-
-def write_faults(root, source, paths, faults):
-    for path in paths:
-        text = put_in((root / path).read_text(), [one for one in faults if one.path == path])
+def write_faults(texts, source, faults):
+    for path in texts:
+        text = put_in(texts[path], [one for one in faults if one.path == path])
         if (source / path).read_text() != text:
             (source / path).write_text(text)
 
 
-def build(root, work, sanitizers, faults):
-    """Builds the copy with the faults, without those that do not compile; returns the others."""
+def build(texts, work, sanitizers, faults):
+    """Builds the copy with the faults, without those that do not compile. Returns where, and the others."""
     source = work / "source"
     build_directory = work / (sanitizers or PLAIN)
-    copy(root, source)
     prelude = work / "prelude.h"
     if not prelude.exists():
         prelude.write_text(PRELUDE)
@@ -98,9 +101,8 @@ def build(root, work, sanitizers, faults):
                     f"-DCMAKE_CXX_FLAGS={flags}", f"-DDREND_SANITIZE={sanitizers}",
                     "-DDREND_BUILD_TOOLS=OFF", "-DDREND_BUILD_EXAMPLES=OFF"],
                    stdout=subprocess.DEVNULL, check=True)
-    paths = sorted({fault.path for fault in faults})
     while True:
-        write_faults(root, source, paths, faults)
+        write_faults(texts, source, faults)
         made = subprocess.run(["cmake", "--build", build_directory, "--", "-k", "0"],
                               capture_output=True, text=True, check=False)
         if made.returncode == 0:
@@ -128,7 +130,7 @@ def run(command, number, seconds):
         if PLAIN in command[0]:  # a sanitizer maps terabytes
             resource.setrlimit(resource.RLIMIT_AS, (4 << 30, 4 << 30))
         resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
-    environment = dict(os.environ, DREND_FAULT=str(number), DREND_RANDOM_CASES="100",
+    environment = dict(os.environ, DREND_FAULT=str(number), DREND_RANDOM_CASES="500",
                        MGMT_SERVER_TEST_PEERS="30", ASAN_OPTIONS="hard_rss_limit_mb=4096")
     with tempfile.TemporaryDirectory() as scratch:
         os.chmod(scratch, 0o755)  # a test's other users go through it
@@ -168,11 +170,13 @@ def main():
     parser.add_argument("root", type=pathlib.Path)
     options = parser.parse_args()
     root = options.root.resolve()
-    faults = choose(root, options.count, options.seed)
+    work = root / "build" / "faults"
+    texts = copy(root, work / "source")
+    faults = choose(texts, options.count, options.seed)
     count = 0
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
         for sanitizers in ("", "address,undefined"):
-            built, faults = build(root, root / "build" / "faults", sanitizers, faults)
+            built, faults = build(texts, work, sanitizers, faults)
             faults = faults[:options.count]
             count = count or len(faults)
             faults = survivors(built, faults, pool)
