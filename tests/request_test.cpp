@@ -17,7 +17,16 @@ using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
 
+namespace {
+
 using request_test = service_test;
+
+struct asked_s {
+    const char* word;
+    const char* argument;
+};
+
+} // namespace
 
 TEST_F(request_test, requests_are_answered_whatever_they_print) {
     start(nullptr, 1);
@@ -294,14 +303,11 @@ TEST_F(request_test, a_peer_that_is_lost_at_any_send_is_told_nothing_more) {
         "dts_source": "row", "dts_kids": [
             {"dts_name": "name", "dts_type": "leaf", "dts_source": "name"}]}]}}])");
     start(nullptr, 1);
-    const struct {
-        const char* word;
-        const char* argument;
-    } requests[] = {{"rows", nullptr},
-                    {"rows", "as-json"},
-                    {"rows", "filter=/none"}, // answered with the bare code
-                    {"corvane-netconf-get", nullptr},
-                    {"corvane-netconf-get", "as-json"}};
+    const asked_s requests[] = {{"rows", nullptr},
+                                {"rows", "as-json"},
+                                {"rows", "filter=/none"}, // answered with the bare code
+                                {"corvane-netconf-get", nullptr},
+                                {"corvane-netconf-get", "as-json"}};
     for (const unsigned buffer : {0U, 100000U}) {
         drend_set_send_buffer(buffer);
         for (const auto& row : requests) {
@@ -334,14 +340,11 @@ TEST_F(request_test, a_peer_that_is_lost_at_any_send_is_told_nothing_more) {
 
 TEST_F(request_test, every_request_may_be_suspended_lost_or_dropped_anywhere) {
     start(nullptr, 1);
-    const struct {
-        const char* word;
-        const char* argument;
-    } requests[] = {{"rows", nullptr},
-                    {"rows", "as-json"},
-                    {"dump", nullptr},
-                    {"dump", "/t/row[name=b]/below/number"},
-                    {"xwalker", "rows/t/row list"}};
+    const asked_s requests[] = {{"rows", nullptr},
+                                {"rows", "as-json"},
+                                {"dump", nullptr},
+                                {"dump", "/t/row[name=b]/below/number"},
+                                {"xwalker", "rows/t/row list"}};
     for (const auto& row : requests) {
         suspend_at = -1;
         rows_seen = 0;
@@ -418,21 +421,19 @@ TEST_F(request_test, memory_that_runs_out_ends_the_request_and_nothing_else) {
              "dts_map": [["*", "='a mapped text that is long enough: '+val('../name')"]]}]}],
         "dts_input_kids": [{"dts_name": "name"}]}}])json");
     start(nullptr, 1);
-    const struct {
-        const char* word;
-        const char* argument;
-    } requests[] = {{"rows", "filter=\"/t/row[contains(name, 'a')]/left\" as-json"},
-                    {"rows", "name=b"},
-                    {"dump", nullptr},
-                    {"dump", "/t/row[name=b]"},
-                    {"dump", "/t/row[name=c]"},
-                    {"xwalker", "rows"},
-                    {"xwalker", "rows/t/row[name='b']/left"},
-                    {"xwalker", "rows/t/row[name='c']"},
-                    {"xwalker", "rows/t/row list"},
-                    {"dump-schema", nullptr},
-                    {"dump-render-tree", "rows"},
-                    {"reload", nullptr}};
+    const asked_s requests[] = {
+        {"rows", "filter=\"/t/row[contains(name, 'a')]/left\" as-json"},
+        {"rows", "name=b"},
+        {"dump", nullptr},
+        {"dump", "/t/row[name=b]"},
+        {"dump", "/t/row[name=c]"},
+        {"xwalker", "rows"},
+        {"xwalker", "rows/t/row[name='b']/left"},
+        {"xwalker", "rows/t/row[name='c']"},
+        {"xwalker", "rows/t/row list"},
+        {"dump-schema", nullptr},
+        {"dump-render-tree", "rows"},
+        {"reload", nullptr}};
     output.text.reserve(1 << 20); // the recording is not what is tested
     failing_allocation = 5;
     EXPECT_EQ(drend_dump_rpc(peer_, "rows", "as-json"), DREND_ERR);
