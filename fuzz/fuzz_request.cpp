@@ -98,7 +98,7 @@ bool is_of_form(const std::string& text, unsigned form) {
 // Whether the argument text may ask for another form than the word in front of it.
 bool asks_for_a_form(const char* argument) {
     return strstr(argument, "as-") != nullptr || strstr(argument, "count") != nullptr ||
-           strstr(argument, "color") != nullptr;
+           strstr(argument, "color") != nullptr || strstr(argument, "fields") != nullptr;
 }
 
 bool start() {
