@@ -177,7 +177,8 @@ TEST_F(service_test, the_menu_holds_while_another_thread_loads) {
     testing::internal::CaptureStderr();
     int found = 0;
     int answered = 0;
-    for (int i = 0; i < 100000; ++i) {
+    // At least until both menus were met: the loader may be slow to get a processor.
+    for (int i = 0; i < 100000 || found == 0 || found == i; ++i) {
         const char* text = drend_menu_get_command_string(index);
         if (text != nullptr && text != last[0].command) {
             ADD_FAILURE() << "not an entry of the menu";
@@ -189,8 +190,6 @@ TEST_F(service_test, the_menu_holds_while_another_thread_loads) {
     stop = true;
     loader.join();
     testing::internal::GetCapturedStderr();
-    EXPECT_GT(found, 0);
-    EXPECT_LT(found, 100000);
     EXPECT_EQ(answered, calls);
 }
 
