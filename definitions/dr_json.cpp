@@ -150,11 +150,15 @@ uint32_t dr_json_c::first_node() const {
 dr_json_c dr_json_c::member_value(void* at, std::string_view name, uint32_t& beside) const {
     const dr_json_places_c& places = document_->places();
     // A name with an escape stands in the text otherwise than here, and where its turn is.
-    const bool is_beside = beside != dr_json_places_c::NONE &&
-                           (places.name(beside) == name ||
-                            places.name(beside).find('\\') != std::string_view::npos);
-    const uint32_t node = is_beside ? beside : places.member(node_, name);
-    beside = places.next(beside);
+    const auto is_other = [&](uint32_t node) {
+        return places.name(node) != name &&
+               places.name(node).find('\\') == std::string_view::npos;
+    };
+    uint32_t node = beside;
+    while (node != dr_json_places_c::NONE && is_other(node)) {
+        node = places.next(node); // names what was named before
+    }
+    beside = places.next(node);
     return {document_, json_object_iter_value(at), node};
 }
 

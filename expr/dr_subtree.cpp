@@ -6,6 +6,7 @@
 
 #include <cassert>
 #include <memory>
+#include <utility>
 
 #include <libxml/xmlreader.h>
 
@@ -38,6 +39,43 @@ std::string_view without_declaration(std::string_view text) {
 
 std::string_view view_of(const xmlChar* text) {
     return text == nullptr ? "" : reinterpret_cast<const char*>(text);
+}
+
+// Behind the comment or CDATA section that begins at `at`; `at` when none does.
+size_t end_of_section(std::string_view text, size_t at) {
+    constexpr std::pair<std::string_view, std::string_view> sections[] = {
+        {"<!--", "-->"}, {"<![CDATA[", "]]>"}};
+    for (const auto& [begin, end] : sections) {
+        if (text.substr(at).starts_with(begin)) {
+            const size_t found = text.find(end, at + begin.size());
+            return found == std::string_view::npos ? found : found + end.size();
+        }
+    }
+    return at;
+}
+
+// Counts the values in the tag that begins at `at`. The tag's end.
+size_t count_values(std::string_view tag, size_t at, size_t& values) {
+    while ((at = tag.find_first_of("\"'>", at)) < tag.size() && tag[at] != '>') {
+        ++values;
+        const size_t close = tag.find(tag[at], at + 1);
+        if (close == std::string_view::npos) {
+            return close;
+        }
+        at = close + 1;
+    }
+    return at;
+}
+
+// The library compares an attribute with all before it in its tag, and prefixes with all that are
+// declared around them, so these are counted before it reads any.
+size_t count_attributes(std::string_view text) {
+    size_t count = 0;
+    for (size_t at = text.find('<'); at < text.size(); at = text.find('<', at)) {
+        const size_t behind = end_of_section(text, at);
+        at = behind == at ? count_values(text, at, count) : behind;
+    }
+    return count;
 }
 
 // Has the errors told to a function that libxml2 tells to no reader: those for want of memory in
@@ -187,6 +225,9 @@ const char* dri_read_subtree(std::string_view text, dr_subtree_node_s& root) {
     }
     std::string document = "<f>";
     document.append(without_declaration(text)).append("</f>");
+    if (count_attributes(document) > DR_SUBTREE_ATTRIBUTES_MAX) {
+        return DR_SUBTREE_NO_FILTER;
+    }
     if (const char* fault = subtree_reader_c(root).read(document)) {
         return fault;
     }

@@ -8,7 +8,7 @@
 //                                '- type  urn:t
 //
 //  1. Whoever sends requests writes filters: at most 64 KiB, 4,096 elements and texts, 256 elements
-//     within one another.
+//     within one another, 1,024 attributes.
 //  2. No document type, and so no entity but XML's own, can stand in a filter, for it is read as
 //     the content of an element. Nothing is ever fetched, from no network and no file.
 //  3. The element "filter" around the whole may be left out.
@@ -23,6 +23,7 @@
 inline constexpr size_t DR_SUBTREE_TEXT_MAX = size_t{64} * 1024;
 inline constexpr size_t DR_SUBTREE_NODES_MAX = 4096;
 inline constexpr int DR_SUBTREE_DEPTH_MAX = 256;
+inline constexpr size_t DR_SUBTREE_ATTRIBUTES_MAX = 1024; // declarations of namespaces, too
 
 // What a peer is told whose filter is well-formed and says what no filter can.
 inline constexpr char DR_SUBTREE_NO_FILTER[] = "Can't convert subtree to xpath.";

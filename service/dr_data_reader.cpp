@@ -55,7 +55,7 @@ class shaper_c {
         }
         if (object.repeated_members() != 0) {
             fail(object.place(), "a name stands twice in this object");
-            return; // the places of its members are in no order
+            return; // nobody knows which of them is meant
         }
         object.for_each_member([&](std::string_view name, const dr_json_c& value) {
             if (!is_path_name(name)) {

@@ -131,7 +131,6 @@ TEST_F(data_set_test, what_is_wrong_is_said_with_its_place) {
         {"[]", "test:1:1: no object"},
         {"{" + std::string(64 << 20, ' ') + "}", "test:1:1: larger than 64 MiB"},
         {"{\"a\": 1,\n \"a\": 2}", "test:1:1: a name stands twice in this object"},
-        // Nothing else is looked at in it, for its members have no places that go side by side.
         {"{\"a\": 1, \"a\": 2, \"b/c\": 3}",
          "test:1:1: a name stands twice in this object"},
         {"{\"a\": 9223372036854775808}",

@@ -375,6 +375,13 @@ TEST_F(subtree_test, what_is_no_filter_is_answered_with_one_line) {
     const std::string no_string = "error: Failed to parse the filter string.\n";
     const std::string no_document = "error: Failed to parse the document.\n";
     const std::string no_filter = "error: Can't convert subtree to xpath.\n";
+    const auto attributes = [](int count) {
+        std::string text = "<depot";
+        for (int n = 0; n < count; ++n) {
+            text += " a" + std::to_string(n) + "=\">\"";
+        }
+        return text + "/>";
+    };
     const auto nested = [](int depth) {
         return repeated(depth, "<a>") + repeated(depth, "</a>");
     };
@@ -401,6 +408,11 @@ TEST_F(subtree_test, what_is_no_filter_is_answered_with_one_line) {
         {nested(257), no_filter},
         {"<depot>" + repeated(4095, "<x/>") + "</depot>", ""},
         {"<depot>" + repeated(4096, "<x/>") + "</depot>", no_filter},
+        {attributes(1024), ""},
+        {attributes(1025), no_filter},
+        {"<?xml \"?><!-- \" -->" + attributes(1025), no_filter},
+        {"<x><![CDATA[\"]]></x>" + attributes(1025), no_filter},
+        {"<depot>" + repeated(1025, "a=\"1\" ") + "</depot>", ""}, // a text
         {"<!--" + std::string(65536 - 15, ' ') + "--><depot/>", ""},
         {"<!--" + std::string(65537 - 15, ' ') + "--><depot/>", no_string},
     };
