@@ -2,12 +2,15 @@
 # SPDX-License-Identifier: BSD-2-Clause
 """Notifications in a NETCONF session: netconf_events_test.py ORVEX_NETCONF NETSTATD LEASESD 0"""
 
+import os
 import pathlib
 import queue
 import re
+import signal
 import sys
 import threading
 import unittest
+import unittest.mock
 import xml.etree.ElementTree as ET
 
 from fake_daemon import END_OF_CHUNKS, TYPE, chunks_of, framed, note
@@ -140,6 +143,32 @@ class Events(Sessions):
         self.assertEqual(session.ask(subscription("<filter><e xmlns='urn:e'/></filter>")), OK)
         self.assertEqual(daemon.requests[-1],
                          "events as-ietf-xml ascii compact filter='<e xmlns=\"urn:e\"/>'\n")
+
+    def test_two_daemons_refuse_at_once(self):
+        asked, answers, answered = queue.Queue(), threading.Event(), queue.Queue()
+
+        def script(send, _):
+            asked.put(None)
+            answers.wait()
+            send(note("s", b"end: refused\ncode: other\ntext: no\n") + END_OF_CHUNKS)
+            answered.put(None)
+            return True
+        for name in "ab":
+            self.daemon(name, script)
+        # What is freed is not what it was.
+        with unittest.mock.patch.dict(os.environ, {"MALLOC_PERTURB_": "165"}):
+            session = self.session()
+        session.send(subscription())
+        for _ in "ab":
+            asked.get()
+        session.process.send_signal(signal.SIGSTOP)
+        os.waitpid(session.process.pid, os.WUNTRACED)
+        answers.set()
+        for _ in "ab":
+            answered.get()
+        session.process.send_signal(signal.SIGCONT)
+        self.assertIn(">a: no<", session.message().decode())
+        self.assertEqual(session.ask(rpc("<close-session/>")), OK)
 
     def test_a_daemon_that_says_nothing_is_an_error(self):
         self.daemon("a", lambda send, request: True)

@@ -154,8 +154,9 @@ void event_relay_c::on_ready(const pollfd* waits) {
             ready.push_back(source.get());
         }
     }
-    for (source_s* source : ready) {
-        read(*source);
+    for (auto source = ready.begin(); state_ != state_e::refused && source != ready.end();
+         ++source) {
+        read(**source); // a refusal leaves no source
     }
     settle_start();
     if (watched != 0) {
@@ -172,9 +173,6 @@ void event_relay_c::read(source_s& source) {
             tell("event-source-found", source.link.daemon().name);
         }
         return;
-    }
-    if (state_ == state_e::refused) {
-        return; // by another one
     }
     const bool has_no_events = !had_begun && source.link.code() == "unknown-entry";
     if (state_ == state_e::starting && !has_no_events) {
