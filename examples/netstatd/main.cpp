@@ -100,6 +100,10 @@ int run_request(const drend_menu_entry_s* menu, const std::string& request,
     ++daemon_counters.requests;
     const std::uint64_t errors_before = daemon_counters.read_errors;
     void* peer = mgmt_sock_open_local(stdout);
+    if (peer == nullptr) {
+        fprintf(stderr, "netstatd: out of memory\n");
+        return 1;
+    }
     ms_parse_context_s parsed{entry->subcode};
     const int status =
         entry->handler(peer, &parsed, argument.empty() ? nullptr : argument.c_str());
