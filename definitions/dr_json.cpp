@@ -6,31 +6,51 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstddef>
 #include <cstdlib>
+#include <functional>
 #include <jansson.h>
 #include <new>
+#include <utility>
 
 #include "frame/drend_lock.h"
 
 namespace {
 
-// Notes the allocations that fail in jansson: it goes on after some of them, with a shorter text.
+// What is in reserve for the piece of a text that is being parsed, besides its longest string.
+constexpr size_t RESERVE = size_t{256} * 1024;
+
+// jansson goes on after some allocations that fail, with a string that lacks its end, and reads on
+// behind it. So they do not fail: a reserve serves them until the parser asks for more of the text,
+// and gets none.
 class json_memory_c {
   public:
-    json_memory_c() : guard_(lock()) {
+    // For a text of that size. Throws std::bad_alloc.
+    explicit json_memory_c(size_t size) : guard_(lock()) {
+        reserve_size_ =
+            2 * size + RESERVE; // a string's memory grows to twice what it holds
+        reserve_ = static_cast<char*>(malloc(reserve_size_)); // mostly not touched
+        if (reserve_ == nullptr) {
+            throw std::bad_alloc();
+        }
+        reserve_used_ = 0;
         has_failed_ = false;
         json_malloc_t found = nullptr;
-        json_get_alloc_funcs(&found, &free_);
+        json_free_t found_free = nullptr;
+        json_get_alloc_funcs(&found, &found_free);
         malloc_.store(found, std::memory_order_relaxed);
-        json_set_alloc_funcs(allocate, free_);
+        free_.store(found_free, std::memory_order_relaxed);
+        json_set_alloc_funcs(allocate, release);
     }
     ~json_memory_c() {
         json_malloc_t now = nullptr;
         json_free_t free_now = nullptr;
         json_get_alloc_funcs(&now, &free_now);
         if (now == allocate) { // the daemon has not set its own meanwhile
-            json_set_alloc_funcs(malloc_.load(std::memory_order_relaxed), free_);
+            json_set_alloc_funcs(malloc_.load(std::memory_order_relaxed),
+                                 free_.load(std::memory_order_relaxed));
         }
+        free(std::exchange(reserve_, nullptr));
     }
     json_memory_c(const json_memory_c&) = delete;
     json_memory_c& operator=(const json_memory_c&) = delete;
@@ -47,14 +67,48 @@ class json_memory_c {
     static void* allocate(size_t size) {
         void* memory = malloc_.load(std::memory_order_relaxed)(size);
         has_failed_ = has_failed_ || memory == nullptr;
-        return memory;
+        return memory == nullptr ? take_reserve(size) : memory;
+    }
+
+    static void* take_reserve(size_t size) {
+        constexpr size_t unit = alignof(std::max_align_t);
+        const size_t taken = (size + unit - 1) / unit * unit;
+        if (reserve_ == nullptr || taken < size || taken > reserve_size_ - reserve_used_) {
+            return nullptr;
+        }
+        reserve_used_ += taken;
+        return reserve_ + (reserve_used_ - taken);
+    }
+
+    static void release(void* memory) {
+        const auto* bytes = static_cast<const char*>(memory);
+        const bool is_reserve = reserve_ != nullptr && !std::less<>()(bytes, reserve_) &&
+                                std::less<>()(bytes, reserve_ + reserve_size_);
+        if (!is_reserve) {
+            free_.load(std::memory_order_relaxed)(memory);
+        }
     }
 
     static inline std::atomic<json_malloc_t> malloc_{malloc};
+    static inline std::atomic<json_free_t> free_{free};
     static inline thread_local bool has_failed_ = false;
+    // Those of the parsing thread; others have none.
+    static inline thread_local char* reserve_ = nullptr;
+    static inline thread_local size_t reserve_size_ = 0;
+    static inline thread_local size_t reserve_used_ = 0;
     drend_lock_guard_c guard_;
-    json_free_t free_ = nullptr;
 };
+
+// The text, a piece at a time; nothing more once memory has run out.
+size_t next_piece(void* buffer, size_t size, void* left) {
+    auto& text = *static_cast<std::string_view*>(left);
+    if (json_memory_c::has_failed()) {
+        return static_cast<size_t>(-1);
+    }
+    const size_t taken = text.copy(static_cast<char*>(buffer), size);
+    text.remove_prefix(taken);
+    return taken;
+}
 
 // jansson's iterators take what they do not change as if they did.
 json_t* changeable(const json_t* value) {
@@ -191,9 +245,11 @@ void dr_json_document_c::release_s::operator()(json_t* value) const {
 
 bool dr_json_document_c::parse(const std::string& text, error_s& error) {
     json_error_t found;
-    const json_memory_c memory;
-    root_.reset(json_loadb(text.data(), text.size(), 0, &found));
+    const json_memory_c memory(text.size());
+    std::string_view left = text;
+    root_.reset(json_load_callback(next_piece, &left, 0, &found));
     if (json_memory_c::has_failed()) {
+        root_.reset(); // it has a part of the reserve
         throw std::bad_alloc();
     }
     if (root_ == nullptr) {

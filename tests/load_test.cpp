@@ -569,8 +569,10 @@ TEST_F(Load, MemoryThatRunsOutAnywhereKeepsTheCurrentSet) {
     EXPECT_EQ(dri_load_merged(nullptr), 0);
     const drend_tag_c* current = dri_get_command_tag_by_name("a command with a long name");
     const int tags = dri_get_tag_count();
-    files.write("all.json", "[{`dc_name`:`new`},{`dc_name`:``,`dc_tag`:{}}," + definitions +
-                                ",{},{`dc_name`:`last`}]");
+    // The first text is as long as makes the parser need memory for its closing quote.
+    files.write("all.json",
+                "[{`fourteen_chars`:1},{`dc_name`:`new`},{`dc_name`:``,`dc_tag`:{}}," +
+                    definitions + ",{},{`dc_name`:`last`}]");
     long failures = 0;
     for (bool has_failed = true; has_failed && !HasFailure(); failures += has_failed) {
         testing::internal::CaptureStderr();
