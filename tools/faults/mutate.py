@@ -91,7 +91,7 @@ def write_faults(texts, source, faults):
 def build(texts, work, sanitizers, faults):
     """Builds the copy with the faults, without those that do not compile. Returns where, and the others."""
     source = work / "source"
-    build_directory = work / (sanitizers or PLAIN)
+    build_directory = work / ("sanitized" if sanitizers else PLAIN)
     prelude = work / "prelude.h"
     if not prelude.exists():
         prelude.write_text(PRELUDE)
@@ -178,9 +178,10 @@ def main():
             faults = faults[:options.count]
             count = count or len(faults)
             faults = survivors(built, faults, pool)
-            print(f"mutate: {len(faults)} of {count} faults survive in {built.name}", file=sys.stderr)
-    for fault in faults:
-        print(f"{fault.path}:{fault.line}: {fault.kind}\n-{fault.before}\n+{fault.after}")
+            print(f"{len(faults)} of {count} faults survive the {built.name} build:")
+            for fault in faults:
+                print(f"{fault.path}:{fault.line}: {fault.kind}\n-{fault.before}\n+{fault.after}",
+                      flush=True)
     share = 100 * len(faults) / max(count, 1)
     print(f"{len(faults)} of {count} faults survive: {share:.1f} % (seed {options.seed})")
     return 0 if count and share <= options.at_most else 1
