@@ -2,6 +2,7 @@
 # SPDX-License-Identifier: BSD-2-Clause
 """Notifications in a NETCONF session: netconf_events_test.py ORVEX_NETCONF NETSTATD LEASESD 0"""
 
+import contextlib
 import os
 import pathlib
 import queue
@@ -197,8 +198,9 @@ class Events(Sessions):
         self.announcer("b")
         session = self.session()
         self.assertEqual(session.ask(subscription()), OK)
-        said.put(event("one") + "\n" + event("half")[:20])
-        self.assertEqual(self.told(session)[0], "one")
+        said.put(event("one") + 9 * "\n" + event("two") + "\n" + event("half")[:20])
+        for name in "one", "two":
+            self.assertEqual(self.told(session)[0], name)
         said.put(None)
         self.assertEqual(self.told(session), ("event-source-lost", "a"))
         pathlib.Path(self.run_dir, "a.socket").unlink()
@@ -208,6 +210,35 @@ class Events(Sessions):
         said.put(event("two") + "\n")
         self.assertEqual(self.told(session)[0], "two")
         self.assertIn("<got/>", session.ask(get()))
+
+    def test_who_comes_and_goes_is_not_looked_for_while_the_client_takes_nothing(self):
+        asked = queue.Queue()
+
+        def script(send, _):
+            send(note("t", TYPE))
+            asked.put(None)
+            return False  # gone again
+        def comes_again():
+            """Whether it is looked for; before its loss was seen it need not be."""
+            for _ in range(100):
+                daemon.entry.write_text(entry, encoding="utf-8")
+                with contextlib.suppress(queue.Empty):
+                    asked.get(timeout=0.03)
+                    return True
+            return False
+        session = self.session()
+        self.assertEqual(session.ask(subscription()), OK)
+        daemon = self.daemon("a", script)
+        asked.get()
+        entry = daemon.entry.read_text(encoding="utf-8")
+        rounds = 1
+        while rounds < 3000 and comes_again():
+            rounds += 1
+        self.assertLess(rounds, 2000)
+        for _ in range(rounds):
+            self.assertEqual(self.told(session), ("event-source-found", "a"))
+            self.assertEqual(self.told(session), ("event-source-lost", "a"))
+        self.assertTrue(comes_again())
 
     def test_a_client_that_takes_nothing_leaves_events_with_their_daemons(self):
         sent = []

@@ -42,8 +42,9 @@ std::string time_of_now() {
     return text;
 }
 
-// The first line of `text`, taken from it; empty when none is whole.
+// The first line of `text` that is not empty, taken from it; empty when none is whole.
 std::string take_line(std::string& text) {
+    text.erase(0, std::min(text.find_first_not_of('\n'), text.size()));
     const std::size_t end = text.find('\n');
     std::string line = end == std::string::npos ? "" : text.substr(0, end);
     text.erase(0, end == std::string::npos ? 0 : end + 1);
@@ -131,7 +132,9 @@ void event_relay_c::on_silence() {
 // --- what comes ---
 
 void event_relay_c::add_waits(std::vector<pollfd>& waits) const {
-    waits.push_back({state_ == state_e::running ? watch_ : -1, POLLIN, 0});
+    // Nobody who comes is looked for while what was told before waits: that stays small so.
+    const bool is_looking = state_ == state_e::running && own_.empty();
+    waits.push_back({is_looking ? watch_ : -1, POLLIN, 0});
     for (const auto& source : sources_) {
         const int reads = source->has_line() ? 0 : POLLIN;
         const int writes = source->link.has_unsent() ? POLLOUT : 0;
