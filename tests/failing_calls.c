@@ -13,6 +13,7 @@
 #include <stdio.h>
 #include <string.h>
 #include <sys/file.h>
+#include <sys/inotify.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -70,6 +71,9 @@ INTERPOSE(int, unlink, -1, (const char* path), path)
 INTERPOSE(int, rename, -1, (const char* from, const char* to), from, to)
 INTERPOSE(int, stat, -1, (const char* path, struct stat* found), path, found)
 INTERPOSE(int, mkdir, -1, (const char* path, mode_t mode), path, mode)
+INTERPOSE(int, inotify_init1, -1, (int flags), flags)
+INTERPOSE(int, inotify_add_watch, -1, (int fd, const char* path, uint32_t mask), fd, path,
+          mask)
 INTERPOSE(DIR*, opendir, NULL, (const char* path), path)
 INTERPOSE(struct dirent*, readdir, NULL, (DIR * directory), directory)
 INTERPOSE(ssize_t, pwrite, -1, (int fd, const void* from, size_t size, off_t at), fd, from,

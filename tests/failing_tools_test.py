@@ -22,7 +22,7 @@ import sys
 import tempfile
 import unittest
 
-from fake_daemon import FakeDaemon, framed
+from fake_daemon import END_OF_CHUNKS, FakeDaemon, framed, note
 
 BIN, PRELOAD = pathlib.Path(sys.argv[1]), sys.argv[2]
 PATIENCE = 30  # seconds; only a fault lasts so long
@@ -73,7 +73,8 @@ def rpc(number, content):
 NETCONF = (f"<hello xmlns='{BASE}'><capabilities><capability>urn:ietf:params:netconf:base:1.0"
            "</capability></capabilities></hello>]]>]]>"
            + rpc(1, "<get><filter><a/></filter></get>") + rpc(2, f"<get><filter>{LIBRARY}</filter></get>")
-           + rpc(3, "<close-session/>"))
+           + rpc(3, "<create-subscription xmlns='urn:ietf:params:xml:ns:netconf:notification:1.0'/>")
+           + rpc(4, "<close-session/>"))
 
 
 @contextlib.contextmanager
@@ -107,6 +108,8 @@ class FailingTools(unittest.TestCase):
     def answer(self, send, line):
         if line.endswith(b"?\n"):
             send(framed(b"show\tShow it\n"))
+        elif line.startswith(b"events"):
+            send(note("s", b"end: refused\ncode: unknown-entry\ntext: no events\n") + END_OF_CHUNKS)
         elif b"check" in line:
             send(framed(f"{self.place}/d.json:2:3: warning: nothing\n".encode()))
         else:
@@ -153,6 +156,11 @@ class FailingTools(unittest.TestCase):
                 for number in self.positions_of(name, call, BETWEEN):
                     for error in errors if number <= FIRST else errors[number % len(errors):][:1]:
                         self.check(name, whole, call, number, error)
+
+    def test_a_subscription_that_would_miss_daemons_is_refused(self):
+        for call, error in (("inotify_init1", errno.EMFILE), ("inotify_add_watch", errno.ENOSPC)):
+            done = self.run_tool("orvex-netconf", DREND_FAILING_CALL=f"{call} 1 {error}")
+            self.assertIn(f"{self.place} cannot be watched: {os.strerror(error)}", done.stdout)
 
     def test_memory_that_runs_out_is_told(self):
         for name in self.cases:

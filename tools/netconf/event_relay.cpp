@@ -3,6 +3,8 @@
 #include "event_relay.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <ctime>
 #include <utility>
 
@@ -65,7 +67,11 @@ void event_relay_c::start(const std::vector<daemon_s>& daemons, const filter_t* 
     state_ = state_e::starting;
     filter_ = filter == nullptr ? std::nullopt : std::optional(*filter);
     sources_.clear();
-    watch();
+    if (!watch()) {
+        refuse({"application", "operation-failed",
+                run_dir_ + " cannot be watched: " + strerror(errno)});
+        return;
+    }
     if (question_of(filter_).size() > REQUEST_MAX) {
         refuse({"application", "too-big", "the filter is too long"});
         return;
@@ -79,12 +85,14 @@ void event_relay_c::start(const std::vector<daemon_s>& daemons, const filter_t* 
     settle_start();
 }
 
-// Nobody who registers from now on is missed.
-void event_relay_c::watch() {
+// Nobody who registers from now on is missed. False, with errno, when that cannot be seen to.
+bool event_relay_c::watch() {
     if (watch_ < 0) {
         watch_ = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
-        inotify_add_watch(watch_, run_dir_.c_str(), IN_MOVED_TO | IN_CLOSE_WRITE);
     }
+    // To watch what is watched already changes nothing.
+    return watch_ >= 0 &&
+           inotify_add_watch(watch_, run_dir_.c_str(), IN_MOVED_TO | IN_CLOSE_WRITE) >= 0;
 }
 
 bool event_relay_c::wants(const daemon_s& daemon) const {

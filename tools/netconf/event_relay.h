@@ -58,7 +58,7 @@ class event_relay_c {
         bool has_line() const { return text.find('\n') != std::string::npos; }
     };
 
-    void watch();
+    bool watch();
     bool listen(const daemon_s& daemon);
     bool wants(const daemon_s& daemon) const;
     bool is_listened_to(const std::string& name) const;
