@@ -168,7 +168,7 @@ class Events(Sessions):
         for _ in "ab":
             answered.get()
         session.process.send_signal(signal.SIGCONT)
-        self.assertIn(">a: no<", session.message().decode())
+        self.assertRegex(session.message().decode(), ">[ab]: no<")  # a greeting may be read with it
         self.assertEqual(session.ask(rpc("<close-session/>")), OK)
 
     def test_a_daemon_that_says_nothing_is_an_error(self):
