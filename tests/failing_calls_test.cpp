@@ -71,16 +71,6 @@ class failing_calls_test : public mgmt_server_test {
         std::filesystem::remove_all(run_dir_);
     }
 
-    // A socket that a daemon left that was killed.
-    void leave_a_socket() const {
-        const int fd = socket(AF_UNIX, SOCK_STREAM, 0);
-        sockaddr_un address{};
-        address.sun_family = AF_UNIX;
-        path_.copy(address.sun_path, sizeof address.sun_path - 1);
-        ASSERT_EQ(bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
-        close(fd);
-    }
-
     // Opens the server with what fails. Whether it is open; if not, says why in `error_`.
     bool opens() {
         memset(error_, 0, sizeof error_);

@@ -112,6 +112,15 @@ class mgmt_server_test : public render_test {
         ASSERT_NE(server_, nullptr) << error;
         thread_ = std::thread([this] { event_base_loop(base(), EVLOOP_NO_EXIT_ON_EMPTY); });
     }
+    // A socket that a daemon left that was killed.
+    void leave_a_socket() const {
+        const int fd = socket(AF_UNIX, SOCK_STREAM, 0);
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        path_.copy(address.sun_path, sizeof address.sun_path - 1);
+        ASSERT_EQ(bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+        close(fd);
+    }
     // Runs in the server's thread, between two events; returns when it has run.
     template <typename Function>
     void on_loop(Function function) {

@@ -309,12 +309,7 @@ TEST_F(mgmt_server_load_test, other_users_need_the_group) {
 }
 
 TEST_F(mgmt_server_load_test, a_stale_socket_is_replaced_and_a_live_one_is_not) {
-    const int stale = socket(AF_UNIX, SOCK_STREAM, 0);
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    path_.copy(address.sun_path, sizeof address.sun_path - 1);
-    ASSERT_EQ(bind(stale, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
-    close(stale);
+    leave_a_socket();
     serve();
     char error[256] = "";
     EXPECT_EQ(mgmt_server_open(loop_, &config_, error, sizeof error), nullptr);
@@ -332,10 +327,8 @@ TEST_F(mgmt_server_load_test, a_stale_socket_is_replaced_and_a_live_one_is_not) 
     close(lock);
     serve();
     // Somebody has put a socket in the place of this one.
-    const int other = socket(AF_UNIX, SOCK_STREAM, 0);
     unlink(path_.c_str());
-    ASSERT_EQ(bind(other, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
-    close(other);
+    leave_a_socket();
     stop();
     EXPECT_TRUE(std::filesystem::remove(path_));
 

@@ -252,12 +252,7 @@ class Events(Sessions):
         self.daemon("a", flood)
         session = self.session()
         self.assertEqual(session.ask(subscription()), OK)
-        while True:
-            before = len(sent)
-            threading.Event().wait(1)
-            if len(sent) == before:
-                break
-        self.assertLess(sum(sent), 2 * 1024 * 1024)
+        before = self.held_back(sent)
         while len(sent) == before:
             self.assertEqual(session.message().decode(), event("e"))
 

@@ -11,6 +11,7 @@ import select
 import subprocess
 import sys
 import tempfile
+import threading
 import unittest
 import xml.etree.ElementTree as ET
 
@@ -46,10 +47,10 @@ def get(content=ANYTHING, message_id="1", more=""):
 class Session:
     """A client of one orvex-netconf."""
 
-    def __init__(self, run_dir, versions="01", *options, starter=()):
+    def __init__(self, run_dir, versions="01", *options, starter=(), program=ORVEX_NETCONF):
         # pylint: disable-next=consider-using-with
         self.process = subprocess.Popen(
-            [*starter, ORVEX_NETCONF, "--run-dir", run_dir, *options], stdin=subprocess.PIPE,
+            [*starter, program, "--run-dir", run_dir, *options], stdin=subprocess.PIPE,
             stdout=subprocess.PIPE, stderr=subprocess.PIPE, bufsize=0)
         self.is_chunked = "1" in versions
         self.bytes = b""
@@ -134,6 +135,16 @@ class Sessions(unittest.TestCase):
         session = Session(self.run_dir, *arguments, **more)
         self.addCleanup(session.close)
         return session
+
+    def held_back(self, sent):
+        """Waits until a daemon stops: what is under way between it and the client is what sockets hold.
+        How many pieces that are."""
+        while True:
+            before = len(sent)
+            threading.Event().wait(1)
+            if len(sent) == before:
+                self.assertLess(sum(sent), 2 * 1024 * 1024)
+                return before
 
     def daemon(self, name, script, *more, **options):
         daemon = FakeDaemon(self.run_dir, name, script, *more, **options)

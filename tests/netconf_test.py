@@ -5,6 +5,7 @@
 import os
 import pathlib
 import pwd
+import shutil
 import subprocess
 import sys
 import threading
@@ -12,8 +13,8 @@ import unittest
 import xml.etree.ElementTree as ET
 
 from fake_daemon import flood, says
-from netconf_session import (ANYTHING, BASE, CAPABILITY, END, MEASURES_MEMORY, NETSTATD, PATIENCE, SOON,
-                             Sessions, get, hello, rpc)
+from netconf_session import (ANYTHING, BASE, CAPABILITY, END, MEASURES_MEMORY, NETSTATD, ORVEX_NETCONF,
+                             PATIENCE, SOON, Sessions, get, hello, rpc)
 from netstatd_yang import errors_of_reply
 
 CHUNK_MAX = 16384
@@ -388,19 +389,34 @@ class SessionTest(Sessions):
             if MEASURES_MEMORY:
                 self.assertLess(self.peak(session), 16 * 1024)
 
+    def test_nothing_is_left_out_that_cannot_be_read(self):
+        """Of what the program comes with, and of the registrations."""
+        own = pathlib.Path(ORVEX_NETCONF).resolve().parent.parent / "share/orvex-netconf/usr/lib/render"
+        files = sorted(own.glob("*.json"))
+        self.assertEqual(len(files), 3)
+        for missing in files:
+            place = pathlib.Path(self.run_dir, missing.stem)
+            render = place / "share/orvex-netconf/usr/lib/render"
+            render.mkdir(parents=True)
+            (place / "bin").mkdir()
+            program = shutil.copy(ORVEX_NETCONF, place / "bin")
+            for file in files:
+                if file != missing:
+                    shutil.copy(file, render)
+            session = self.session(program=program)
+            self.assertEqual(session.fault(get())[:2], ("application", "operation-failed"), missing)
+        session = self.session()
+        for number in range(10000):
+            pathlib.Path(self.run_dir, str(number)).symlink_to("none")
+        self.assertEqual(session.fault(get())[:2], ("application", "operation-failed"))
+
     def test_a_slow_client_holds_the_daemon_back(self):
         sent = []
         daemon = self.daemon("a", flood(sent))
         session = self.session()
         session.send(get())
         session.take(100)
-        # The daemon stops: what is under way between it and the client is what sockets hold.
-        while True:
-            before = len(sent)
-            threading.Event().wait(1)
-            if len(sent) == before:
-                break
-        self.assertLess(sum(sent), 2 * 1024 * 1024)
+        before = self.held_back(sent)
         while len(sent) == before:
             session.take(CHUNK_MAX)
         # A client that goes takes the session with it, and that the daemon's answer: before anybody's

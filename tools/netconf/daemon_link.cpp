@@ -17,6 +17,17 @@ constexpr std::size_t NOTE_MAX = 4096; // bytes of a type, a status or a refusal
 
 } // namespace
 
+std::string filter_argument(const filter_t* filter) {
+    if (filter == nullptr) {
+        return "";
+    }
+    std::string argument = " filter='";
+    for (const filter_element_s& element : *filter) {
+        argument += element.text;
+    }
+    return argument + "'";
+}
+
 bool daemon_link_c::open(const patience_s& patience) {
     std::string error;
     if (!connection_.open(daemon_.socket, patience, error)) {

@@ -17,6 +17,12 @@
 #include "tools/drendctl/chunk_decoder.h"
 #include "tools/drendctl/connection.h"
 
+inline constexpr std::size_t REQUEST_MAX = 65536; // bytes of a line that a daemon reads
+
+// The argument of a request that has a daemon show what the filter selects, with a blank in front;
+// empty for a filter that is null.
+std::string filter_argument(const filter_t* filter);
+
 class daemon_link_c {
   public:
     enum class state_e {

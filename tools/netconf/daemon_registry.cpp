@@ -13,9 +13,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::size_t LINES_MAX = 1024;    // of a file; what is beyond is passed over
 constexpr std::size_t ENTRY_MAX = 1 << 20; // bytes of a file
-constexpr std::size_t FILES_MAX = 10000;
 
 void take_line(const std::string& line, daemon_s& daemon) {
     const std::size_t blank = line.find(' ');
@@ -32,7 +30,7 @@ daemon_s daemon_of(const fs::path& file, const std::string& text) {
     daemon_s daemon{file.stem().string(), "", {}};
     std::istringstream in(text);
     std::string line;
-    for (std::size_t lines = 0; lines < LINES_MAX && std::getline(in, line); ++lines) {
+    while (std::getline(in, line)) {
         take_line(line, daemon);
     }
     return daemon;
@@ -58,7 +56,7 @@ bool read_registry(const std::string& run_dir, std::vector<daemon_s>& daemons,
                    std::string& error) {
     std::vector<fs::path> files;
     std::string place = run_dir;
-    std::error_code failure = list_directory(run_dir, FILES_MAX, files);
+    std::error_code failure = list_directory(run_dir, files);
     daemons.clear();
     for (auto file = files.begin(); !failure && file != files.end(); ++file) {
         if (file->extension() == ".daemon") {
@@ -78,7 +76,10 @@ bool has_namespace(const daemon_s& daemon, const std::string& xmlns) {
         [&](const std::string& module) { return namespace_of(module) == xmlns; });
 }
 
-bool is_concerned(const daemon_s& daemon, const filter_element_s& element) {
-    return element.name.xmlns.empty() || daemon.modules.empty() ||
-           has_namespace(daemon, element.name.xmlns);
+bool is_concerned(const daemon_s& daemon, const filter_t* filter) {
+    const auto may_select = [&](const filter_element_s& element) {
+        return element.name.xmlns.empty() || daemon.modules.empty() ||
+               has_namespace(daemon, element.name.xmlns);
+    };
+    return filter == nullptr || std::any_of(filter->begin(), filter->end(), may_select);
 }

@@ -23,5 +23,5 @@ bool read_registry(const std::string& run_dir, std::vector<daemon_s>& daemons,
 // Whether the namespace is that of a module of the daemon.
 bool has_namespace(const daemon_s& daemon, const std::string& xmlns);
 
-// Whether the element may select something of what the daemon has.
-bool is_concerned(const daemon_s& daemon, const filter_element_s& element);
+// Whether the filter may select something of what the daemon has; one that is null does of each.
+bool is_concerned(const daemon_s& daemon, const filter_t* filter);

@@ -19,21 +19,8 @@ constexpr char COMMAND[] = "events as-ietf-xml ascii compact";
 constexpr char OPENING[] =
     "<notification xmlns=\"urn:ietf:params:xml:ns:netconf:notification:1.0\">";
 constexpr char CLOSING[] = "</notification>";
-constexpr std::size_t REQUEST_MAX = 65536; // bytes of a line that a daemon reads
 constexpr std::size_t LINE_MAX_SIZE =
     std::size_t{4} * 65536; // far more than a daemon sends
-
-std::string question_of(const std::optional<filter_t>& filter) {
-    std::string question = COMMAND;
-    if (filter.has_value()) {
-        question += " filter='";
-        for (const filter_element_s& element : *filter) {
-            question += element.text;
-        }
-        question += "'";
-    }
-    return question;
-}
 
 std::string time_of_now() {
     const time_t now = time(nullptr);
@@ -66,13 +53,14 @@ event_relay_c::~event_relay_c() {
 void event_relay_c::start(const std::vector<daemon_s>& daemons, const filter_t* filter) {
     state_ = state_e::starting;
     filter_ = filter == nullptr ? std::nullopt : std::optional(*filter);
+    question_ = COMMAND + filter_argument(filter);
     sources_.clear();
     if (!watch()) {
         refuse({"application", "operation-failed",
                 run_dir_ + " cannot be watched: " + strerror(errno)});
         return;
     }
-    if (question_of(filter_).size() > REQUEST_MAX) {
+    if (question_.size() > REQUEST_MAX) {
         refuse({"application", "too-big", "the filter is too long"});
         return;
     }
@@ -96,10 +84,7 @@ bool event_relay_c::watch() {
 }
 
 bool event_relay_c::wants(const daemon_s& daemon) const {
-    return !filter_.has_value() || std::any_of(filter_->begin(), filter_->end(),
-                                               [&](const filter_element_s& element) {
-                                                   return is_concerned(daemon, element);
-                                               });
+    return is_concerned(daemon, filter_.has_value() ? &*filter_ : nullptr);
 }
 
 bool event_relay_c::listen(const daemon_s& daemon) {
@@ -108,7 +93,7 @@ bool event_relay_c::listen(const daemon_s& daemon) {
     if (!source.link.open(patience_s{patience_})) {
         return false;
     }
-    source.link.ask(question_of(filter_));
+    source.link.ask(question_);
     return true;
 }
 

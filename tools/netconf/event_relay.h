@@ -73,7 +73,8 @@ class event_relay_c {
     state_e state_ = state_e::idle;
     rpc_error_s error_{"application", "operation-failed", ""};
     std::optional<filter_t> filter_;
-    int watch_ = -1; // of the run directory
+    std::string question_; // that each daemon is asked
+    int watch_ = -1;       // of the run directory
     std::vector<std::unique_ptr<source_s>> sources_;
     std::string own_; // notifications of its own
 };

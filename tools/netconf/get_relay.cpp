@@ -12,28 +12,13 @@ namespace {
 constexpr char COMMAND[] = "corvane-netconf-get ";
 constexpr char FORM[] = "as-ietf-xml ascii compact";
 constexpr std::size_t COMMAND_SIZE = sizeof COMMAND - 1;
-constexpr std::size_t REQUEST_MAX = 65536; // bytes of a line that a daemon reads
-constexpr std::size_t TOPS_MAX = 65536;    // bytes of what it says of its elements
+constexpr std::size_t TOPS_MAX = 65536; // bytes of what a daemon says of its elements
 
 // The command's arguments.
 std::string question_of(const data_request_s& request, const filter_t* filter) {
     std::string question = FORM;
     question += request.levels.empty() ? "" : " depth=" + request.levels;
-    if (filter != nullptr) {
-        question += " filter='";
-        for (const filter_element_s& element : *filter) {
-            question += element.text;
-        }
-        question += "'";
-    }
-    return question;
-}
-
-bool is_concerned_by(const daemon_s& daemon, const filter_t* filter) {
-    return filter == nullptr || std::any_of(filter->begin(), filter->end(),
-                                            [&](const filter_element_s& element) {
-                                                return is_concerned(daemon, element);
-                                            });
+    return question + filter_argument(filter);
 }
 
 const filter_t* filter_in(const data_request_s& request) {
@@ -53,11 +38,11 @@ void get_relay_c::start(const std::vector<daemon_s>& daemons, const data_request
         return;
     }
     for (const daemon_s& daemon : daemons) {
-        if (is_concerned_by(daemon, filter_in(request)) && !connect(daemon)) {
+        if (is_concerned(daemon, filter_in(request)) && !connect(daemon)) {
             return;
         }
     }
-    asks_own_ = is_concerned_by(own_data_c::as_daemon(), filter_in(request));
+    asks_own_ = is_concerned(own_data_c::as_daemon(), filter_in(request));
     if (asks_own_ && !own_.refresh()) {
         give_up(own_data_c::as_daemon().name + ": " + own_.error());
         return;

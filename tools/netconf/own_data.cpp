@@ -18,7 +18,6 @@ constexpr char COMMAND[] = "corvane-netconf-get";
 constexpr char APPLICATION[] = "orvex-netconf";
 constexpr char DATA_SET[] = "own data";
 constexpr unsigned SEND_BUFFER = 16384;
-constexpr const char* TOPS[] = {"/netconf-state", "/yang-library"};
 
 constexpr const char* OWN_MODULES[] = {
     "urn:ietf:params:xml:ns:netconf:base:1.0?module=ietf-netconf&revision=2011-06-01",
@@ -61,8 +60,9 @@ int take_end(void* peer, const drend_answer_end_s* end) {
 
 // The library starts with what it could read: without the rest, answers would lack parts silently.
 bool has_definitions() {
-    return std::all_of(std::begin(TOPS), std::end(TOPS), [](const char* top) {
-        return drend_get_message_id_from_path(top) >= 0;
+    const std::vector<top_element_s>& tops = own_data_c::as_source().tops;
+    return std::all_of(tops.begin(), tops.end(), [](const top_element_s& top) {
+        return drend_get_message_id_from_path(("/" + top.name.name).c_str()) >= 0;
     });
 }
 

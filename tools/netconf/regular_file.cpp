@@ -12,6 +12,8 @@
 
 namespace {
 
+constexpr std::size_t FILES_MAX = 10000;
+
 // 0, or why not.
 int read_all(int fd, std::size_t most, std::string& text) {
     char bytes[4096];
@@ -31,7 +33,7 @@ int read_all(int fd, std::size_t most, std::string& text) {
 } // namespace
 
 // The C++ library's own iterator ends the program when memory runs out.
-std::error_code list_directory(const std::string& directory, std::size_t most,
+std::error_code list_directory(const std::string& directory,
                                std::vector<std::filesystem::path>& files) {
     const std::unique_ptr<DIR, int (*)(DIR*)> opened(opendir(directory.c_str()), closedir);
     if (opened == nullptr) {
@@ -39,11 +41,11 @@ std::error_code list_directory(const std::string& directory, std::size_t most,
     }
     errno = 0;
     const dirent* entry = nullptr;
-    while (files.size() < most && (entry = readdir(opened.get())) != nullptr) {
+    while ((entry = readdir(opened.get())) != nullptr && files.size() < FILES_MAX) {
         files.push_back(std::filesystem::path(directory) / entry->d_name);
         errno = 0;
     }
-    return {entry == nullptr ? errno : 0, std::generic_category()};
+    return {entry == nullptr ? errno : EFBIG, std::generic_category()};
 }
 
 int open_regular_file(const std::string& path) {

@@ -10,9 +10,9 @@
 #include <system_error>
 #include <vector>
 
-// Adds what is in a directory to `files`, `most` of them at most. The reason when it cannot be
-// read.
-std::error_code list_directory(const std::string& directory, std::size_t most,
+// Adds what is in a directory to `files`. The reason when it cannot be read, which file_too_large
+// is, too: there are more than those that were added.
+std::error_code list_directory(const std::string& directory,
                                std::vector<std::filesystem::path>& files);
 
 // Opens a regular file for reading, by no symbolic link. -1, with errno, when it cannot.

@@ -19,7 +19,6 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::uintmax_t TEXT_MAX = 4 << 20;
-constexpr std::size_t FILES_MAX = 10000;
 constexpr const char* BLANKS = " \t\r";
 
 // What stands behind the keyword on a line that begins with it, without quotes.
@@ -75,7 +74,7 @@ schema_file_s file_of(const fs::path& path) {
 std::vector<schema_file_s> named_files(const std::string& directory) {
     std::vector<schema_file_s> files;
     std::vector<fs::path> paths;
-    const std::error_code failure = list_directory(directory, FILES_MAX, paths);
+    const std::error_code failure = list_directory(directory, paths);
     if (failure && failure != std::errc::no_such_file_or_directory) {
         throw std::system_error(failure, "cannot read " + directory);
     }

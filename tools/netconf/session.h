@@ -104,7 +104,7 @@ class session_c {
     std::string attributes_; // of the reply to the rpc that is being done
     std::string closing_;    // of the data that are relayed
 
-    clock_t::time_point due_;     // the hello; then the end
+    clock_t::time_point due_;     // the hello; then what daemons say, or the end
     bool is_greeted_ = false;     // by the client
     bool is_subscribing_ = false; // the reply is still owed
     bool has_chunks_ = false;     // base:1.1 was agreed on

@@ -30,8 +30,6 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::size_t ENTRY_MAX = 4096; // bytes of a file
-// What is beyond is passed over: whoever may have a session may make files there.
-constexpr std::size_t FILES_MAX = 10000;
 constexpr mode_t DIRECTORY_MODE = 01777;
 
 char own_path[PATH_MAX]; // for a signal; empty: not registered
@@ -213,8 +211,10 @@ void session_registry_c::update(const session_counters_s& counters) {
 std::vector<session_entry_s> session_registry_c::all() const {
     std::vector<session_entry_s> entries{own_};
     std::vector<fs::path> files;
-    const std::error_code failure = list_directory(directory_, FILES_MAX, files);
-    if (failure && failure != std::errc::no_such_file_or_directory) {
+    const std::error_code failure = list_directory(directory_, files);
+    // Too many are passed over: whoever may have a session may make files there.
+    if (failure && failure != std::errc::no_such_file_or_directory &&
+        failure != std::errc::file_too_large) {
         throw std::system_error(failure, "cannot read " + directory_);
     }
     for (const fs::path& file : files) {
