@@ -26,11 +26,5 @@ endforeach()
 # What has no level 3 takes it for 2.
 add_compile_options(-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=3)
 
-# What takes all of that back for the library's own code: it made each leaf 4 % dearer. The library
-# has the linker's part.
-set(DREND_UNHARDENED -fno-stack-protector -fno-stack-clash-protection -U_FORTIFY_SOURCE)
-if(DREND_HAS_fcf_protection)
-  list(APPEND DREND_UNHARDENED -fcf-protection=none)
-endif()
 set(DREND_IS_HARDENED ON)
 add_link_options(LINKER:-z,relro LINKER:-z,now LINKER:-z,noexecstack)

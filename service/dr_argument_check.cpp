@@ -19,15 +19,6 @@ std::string line_of(const std::string& what) {
     return "error: " + what + "\n";
 }
 
-std::string check_syntax(const dr_read_args_s& read) {
-    if (read.fault.what == nullptr) {
-        return {};
-    }
-    const std::string_view before(read.text, read.fault.at);
-    const std::string at = std::to_string(dri_count_characters(before) + 1);
-    return line_of("arguments: " + std::string(read.fault.what) + " at character " + at);
-}
-
 std::string check_known(const drend_tag_c& top_tag,
                         const std::vector<dr_argument_s>& args) {
     std::vector<std::string> known;
@@ -97,8 +88,17 @@ std::string check_filter(const drend_tag_c& top_tag,
 
 } // namespace
 
+std::string dri_check_syntax(const dr_read_args_s& read) {
+    if (read.fault.what == nullptr) {
+        return {};
+    }
+    const std::string_view before(read.text, read.fault.at);
+    const std::string at = std::to_string(dri_count_characters(before) + 1);
+    return line_of("arguments: " + std::string(read.fault.what) + " at character " + at);
+}
+
 std::string dri_check_arguments(const drend_tag_c& top_tag, const dr_read_args_s& read) {
-    std::string fault = check_syntax(read);
+    std::string fault = dri_check_syntax(read);
     if (fault.empty()) {
         fault = check_known(top_tag, read.args);
     }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
-// What is wrong with a request's arguments: for strict requests, whose peers are told.
+// What is wrong with a request's arguments: for strict requests, and for subscriptions.
 #pragma once
 
 #include <string>
@@ -16,4 +16,5 @@ struct dr_read_args_s {
 };
 
 // Empty when nothing is wrong; else what is, as a line for the peer.
+std::string dri_check_syntax(const dr_read_args_s& read);
 std::string dri_check_arguments(const drend_tag_c& top_tag, const dr_read_args_s& read);

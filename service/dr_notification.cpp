@@ -13,6 +13,7 @@
 #include "expr/dri_args.h"
 #include "frame/dr_collected_sends.h"
 #include "frame/escape.h"
+#include "service/dr_argument_check.h"
 #include "service/dr_request.h"
 
 namespace {
@@ -114,7 +115,8 @@ bool dri_read_event_form(const char* argument, dr_event_form_s& form,
                          std::string& refusal) {
     form.args = argument == nullptr ? "" : argument;
     std::vector<dr_argument_s> arguments;
-    dri_read_args(form.args.c_str(), arguments);
+    const dr_args_fault_s fault = dri_read_args(form.args.c_str(), arguments);
+    refusal = dri_check_syntax({form.args.c_str(), arguments, fault});
     for (const dr_argument_s& word : arguments) {
         if (std::find(std::begin(WORDS), std::end(WORDS), word.name) == std::end(WORDS)) {
             refusal = "error: events: '" + std::string(word.name) +
@@ -127,8 +129,9 @@ bool dri_read_event_form(const char* argument, dr_event_form_s& form,
         form.is_ietf =
             form.is_ietf || word.name == "as-ietf-xml" || word.name == "as-ietf-json";
         form.is_compact = form.is_compact || word.name == "compact";
-        if (word.name == "filter") {
-            form.has_filter = true;
+        // The first one counts.
+        if (word.name == "filter" && !std::exchange(form.has_filter, true) &&
+            refusal.empty()) {
             refusal = fault_in_filter(std::string(dri_strip_quotes(word.value)));
         }
     }

@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: BSD-2-Clause
-"""What built files have against exploited faults: check_hardening.py FILE... [--linked FILE...]
+"""What built files have against exploited faults: check_hardening.py FILE...
 
-Of files behind "--linked" only the linker's part is asked for. Prints each breach as "file: what is missing" and fails when there is one. Relies on readelf.
+Prints each breach as "file: not what it should be" and fails when there is one. Relies on readelf.
 """
 
 import re
@@ -21,7 +21,7 @@ def segment_flags(segments, name):
     return found and found[1].replace(" ", "")
 
 
-def missing(file, is_compiled_so):
+def missing(file):
     header, segments, dynamic, symbols = (
         readelf(option, file)
         for option in ("--file-header", "--segments", "--dynamic", "--dyn-syms"))
@@ -36,19 +36,15 @@ def missing(file, is_compiled_so):
         "a stack that is not executable": segment_flags(segments, "GNU_STACK") == "RW",
         "segments that are written or executed":
             not re.search(r"^\s+LOAD\s.*\bRWE\b", segments, re.MULTILINE),
+        "protected stacks": "__stack_chk_fail" in imports,
+        "checked sizes": any(re.fullmatch(r"__\w+_chk", name) for name in imports),
     }
-    if is_compiled_so:
-        checks["protected stacks"] = "__stack_chk_fail" in imports
-        checks["checked sizes"] = any(re.fullmatch(r"__\w+_chk", name) for name in imports)
     return [what for what, holds in checks.items() if not holds]
 
 
 def main():
     files = sys.argv[1:]
-    linked = files[files.index("--linked") + 1:] if "--linked" in files else []
-    files = [file for file in files if file != "--linked"]
-    breaches = [f"{file}: not {what}" for file in files
-                for what in missing(file, file not in linked)]
+    breaches = [f"{file}: not {what}" for file in files for what in missing(file)]
     print(*breaches, sep="\n", end="\n" if breaches else "")
     return 1 if breaches or not files else 0
 
