@@ -34,7 +34,8 @@ enum class dr_words_e : uint8_t {
     ALIGNS,
     ROWS,
     STATES,
-    COUNTERS
+    COUNTERS,
+    CONFIGS
 };
 
 // NOLINTNEXTLINE(clang-analyzer-optin.performance.Padding): columns in the order of reading
@@ -107,6 +108,7 @@ enum dr_tag_member_e : unsigned {
     DR_MEMBER_MANDATORY,
     DR_MEMBER_NAMESPACE,
     DR_MEMBER_MODULE,
+    DR_MEMBER_CONFIG,
     DR_MEMBER_PREFIX,
     DR_MEMBER_STYLE,
     DR_MEMBER_FID,
@@ -151,6 +153,10 @@ inline constexpr dr_member_s DR_TAG_MEMBERS[] = {
      "[attributes](#namespaces-and-prefixes) of the opening tag"},
     {"dts_module", dr_json_kind_e::TEXT, "that of the tag around it",
      "[the YANG module](#modules) that the element and those inside belong to"},
+    {"dts_config", dr_json_kind_e::TEXT, "that of the tag around it; at the top \"false\"",
+     "\"true\" or \"false\": whether the element and those inside are "
+     "[configuration](#configuration-and-state)",
+     dr_words_e::CONFIGS},
     {"dts_prefix", dr_json_kind_e::TEXT, "empty",
      "[what stands in front](#namespaces-and-prefixes) of the value"},
     {"dts_style", dr_json_kind_e::TEXTS, "none",
@@ -267,6 +273,16 @@ inline constexpr dr_counter_word_s DR_COUNTER_WORDS[] = {
     {"false", dr_counter_e::NO},
 };
 
+struct dr_config_word_s {
+    std::string_view word;
+    bool is_config;
+};
+
+inline constexpr dr_config_word_s DR_CONFIG_WORDS[] = {
+    {"true", true},
+    {"false", false},
+};
+
 // The word of a dt_data_type_e; "string" for a number that is none.
 constexpr std::string_view dri_data_type_word(int32_t code) {
     for (const dr_data_type_word_s& row : DR_DATA_TYPE_WORDS) {
@@ -319,6 +335,9 @@ constexpr void dri_for_each_word(dr_words_e words, Use use) {
         break;
     case dr_words_e::COUNTERS:
         use_each(DR_COUNTER_WORDS);
+        break;
+    case dr_words_e::CONFIGS:
+        use_each(DR_CONFIG_WORDS);
         break;
     }
 }

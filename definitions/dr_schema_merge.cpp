@@ -136,7 +136,7 @@ class tree_merge_c {
     // Puts `tag` below `parent`. The combined tag below which its kids have to be merged, or
     // null when it came along with its kids.
     drend_tag_c* merge(drend_tag_c* tag, drend_tag_c* parent, drend_command_s* owner) {
-        parent->set_flags(tag->dt_flags & DT_FLAG_SOURCE_CHILD);
+        parent->add_what_is_in(*tag);
         own(*parent, owner);
         places_s* places = index_.find(parent, tag->name());
         if (places == nullptr) {
@@ -151,7 +151,7 @@ class tree_merge_c {
             kid->set_source(tag->source());
             kid->set_flags(DT_FLAG_SOURCE_CHILD);
         }
-        parent->set_flags(kid->dt_flags & DT_FLAG_SOURCE_CHILD);
+        parent->add_what_is_in(*kid);
         return kid;
     }
 

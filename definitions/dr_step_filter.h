@@ -41,6 +41,8 @@ struct dr_entry_s {
 
 // Belongs to no way: nothing could be shown within such a one.
 inline constexpr size_t DR_WITHIN_NONE = SIZE_MAX;
+// Belongs to each of them.
+inline constexpr size_t DR_WITHIN_ANY = SIZE_MAX - 1;
 
 // One way to pass a step.
 struct dr_step_filter_s {
@@ -81,6 +83,7 @@ struct dr_filter_node_s {
     const drend_tag_c* tag = nullptr; // null: any
     bool is_empty =
         false; // a path's step without a text: filters nothing, is not given back
+    bool is_passage = false; // what it takes is shown for what is in it alone
     std::vector<dr_step_filter_s> ways;
     const dr_filter_node_s* above =
         nullptr; // null: this is no step, but what the first are below

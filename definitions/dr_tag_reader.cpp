@@ -142,6 +142,17 @@ void set_types(drend_tag_c& tag, const dr_tag_members_t& members) {
     }
 }
 
+// Says which kind of data a tag is, within one that is configuration or not.
+void set_content(drend_tag_c& tag, const dr_tag_members_t& members, bool is_within_config) {
+    const auto* said = dri_find_word(DR_CONFIG_WORDS, members[DR_MEMBER_CONFIG].text());
+    tag.dt_is_config = said == nullptr ? is_within_config : said->is_config;
+    const bool is_data = tag.dt_type == DT_TYPE_LEAF || tag.dt_type == DT_TYPE_LEAF_LIST ||
+                         tag.has_presence();
+    if (is_data) {
+        tag.dt_content = tag.dt_is_config ? DT_CONTENT_CONFIG : DT_CONTENT_STATE;
+    }
+}
+
 // A value behind a prefix is a text.
 dr_json_typing_c typing_of(const drend_tag_c& tag) {
     if (!tag.dt_prefix.empty()) {
@@ -240,7 +251,7 @@ void tell_parent(drend_tag_c& kid, drend_tag_c& parent) {
         const bool has_own_type = kid.dt_has_data_type || !parent.dt_has_data_type;
         kid.dt_json_typing = has_own_type ? typing_of(kid) : parent.dt_json_typing;
     } else {
-        parent.set_flags(kid.dt_flags & DT_FLAG_SOURCE_CHILD);
+        parent.add_what_is_in(kid);
     }
 }
 
@@ -285,6 +296,7 @@ drend_tag_c* dr_tag_reader_c::read_tag(const dr_json_c& object, size_t position,
     dr_tag_members_t members;
     dri_sort_members(object, DR_TAG_MEMBERS, members, report_);
     drend_tag_c& tag = add_tag(*set_.tags, members);
+    set_content(tag, members, !levels_.empty() && levels_.back().tag->dt_is_config);
     tag.dt_place = {&set_.files.back(), object.place(), members[DR_MEMBER_SOURCE].place()};
     const fault_s fault =
         is_input_kid ? fault_of_styles(tag) : fault_of(tag, levels_.empty());

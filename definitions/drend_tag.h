@@ -80,6 +80,13 @@ enum dt_flag_e : uint32_t {
     DT_FLAG_MANDATORY = 0x80,        // printed even when empty
 };
 
+// Kinds of data.
+enum dt_content_e : uint8_t {
+    DT_CONTENT_CONFIG = 0x1,
+    DT_CONTENT_STATE = 0x2, // all that is not configuration
+    DT_CONTENT_ALL = 0x3,
+};
+
 // The pseudo-tag that carries each value of a leaf-list.
 inline constexpr char DT_LEAF_LIST_VALUE[] = "__zor_leaf_list_value__";
 // Names that begin so make a tag internal.
@@ -105,6 +112,11 @@ class drend_tag_c {
     // Stores a namespace text in its pasted form.
     void set_namespace(std::string_view text);
     void set_flags(uint32_t flags) { dt_flags |= flags; }
+    // Says of the tag what it has below it with such a kid.
+    void add_what_is_in(const drend_tag_c& kid) {
+        set_flags(kid.dt_flags & DT_FLAG_SOURCE_CHILD);
+        dt_content |= kid.dt_content;
+    }
 
     // --- what walks read ---
 
@@ -190,6 +202,8 @@ class drend_tag_c {
     dr_json_typing_c dt_json_typing;
     int32_t dt_fid = -1;
     uint32_t dt_flags = 0;
+    bool dt_is_config = false; // said by the definition, of the tag or of one around it
+    uint8_t dt_content = 0;    // dt_content_e bits: what the tag and those below it show
     std::shared_ptr<const dr_value_map_c> dt_map;   // null: values are shown as they are
     std::shared_ptr<const dr_table_tag_s> dt_table; // null: nothing is said for tables
     std::vector<std::string> dt_keys;

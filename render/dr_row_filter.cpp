@@ -55,6 +55,9 @@ bool dr_row_filter_c::way_match(const drend_tag_object_c* tobj,
 
 bool dr_row_filter_c::is_within_passed(const drend_tag_object_c* tobj,
                                        const dr_step_filter_s& way) const {
+    if (way.within == DR_WITHIN_ANY) {
+        return true;
+    }
     const dr_filter_node_s* above = tobj->dto_filter->above;
     size_t n = 1;
     while (position_.tag(n) != nullptr && position_.tag(n)->dto_filter != above) {

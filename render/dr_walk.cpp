@@ -217,7 +217,9 @@ void dr_walk_c::open_cont(drend_tag_object_c* tobj) {
         if (!reader_.presence_on(tag)) {
             return;
         }
-        tobj->set_flags(DTO_FLAG_PRESENT);
+        if (tobj->dto_filter == nullptr || !tobj->dto_filter->is_passage) {
+            tobj->set_flags(DTO_FLAG_PRESENT);
+        }
     }
     begin_kids(tobj);
 }

@@ -52,3 +52,23 @@ std::string dri_read_page(const drend_tag_c& top_tag,
     }
     return {};
 }
+
+std::string dri_read_content(const drend_tag_c& top_tag,
+                             const std::vector<dr_argument_s>& args, uint8_t& content) {
+    struct kind_s {
+        std::string_view word;
+        uint8_t content;
+    };
+    static constexpr kind_s KINDS[] = {{"all", DT_CONTENT_ALL},
+                                       {"config", DT_CONTENT_CONFIG},
+                                       {"nonconfig", DT_CONTENT_STATE}};
+    const dr_argument_s* given = find_word(top_tag, args, "content");
+    const std::string_view text = given == nullptr ? "all" : dri_strip_quotes(given->value);
+    const auto* kind = std::find_if(std::begin(KINDS), std::end(KINDS),
+                                    [&](const kind_s& row) { return row.word == text; });
+    if (kind == std::end(KINDS)) {
+        return "content: \"config\", \"nonconfig\" or \"all\" is wanted";
+    }
+    content = kind->content;
+    return {};
+}

@@ -68,6 +68,7 @@ constexpr word_help_s WORD_HELPS[] = {
     {"limit=", "At most so many rows"},
     {"cursor=", "Go on behind the row of this token"},
     {"depth=", "No deeper than so many levels"},
+    {"content=", "Only configuration (config), or all else (nonconfig)"},
     {"count", "How many rows there are"},
     {"as-json", "JSON, each value a text"},
     {"as-ietf-json", "JSON as YANG has it (RFC 7951)"},

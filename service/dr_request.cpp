@@ -30,11 +30,15 @@ std::string dr_request_c::apply(const dr_request_s& asked) {
     media_type_ = form.media_type;
     std::string refusal = meaning->refusal;
     requested_style = meaning->style;
-    if (meaning->filter != nullptr) {
-        set_filter(meaning->filter);
-    } else if (asked.filter != nullptr && refusal.empty()) {
-        set_filter(dri_read_filter(*top_tag_, asked.filter, refusal));
+    dr_filter_t filter = meaning->filter;
+    if (filter == nullptr && refusal.empty()) {
+        filter = asked.filter == nullptr
+                     ? nullptr
+                     : dri_read_filter(*top_tag_, asked.filter, refusal);
+        filter =
+            dri_filter_of_content(*top_tag_, std::move(filter), meaning->content, refusal);
     }
+    set_filter(std::move(filter));
     return refusal;
 }
 

@@ -9,6 +9,7 @@
 #include <cstring>
 #include <utility>
 
+#include "definitions/dr_content_filter.h"
 #include "definitions/dr_filter_steps.h"
 #include "definitions/dr_subtree_filter.h"
 #include "expr/dr_subtree.h"
@@ -73,9 +74,12 @@ meaning_t read_meaning(const drend_tag_c& top_tag, const char* text) {
         }
     }
     meaning->form = dri_find_form(top_tag, args);
-    const std::string page_fault = dri_read_page(top_tag, args, meaning->page);
-    if (!page_fault.empty()) {
-        meaning->refusal = "error: " + page_fault + "\n";
+    std::string fault_of_page = dri_read_page(top_tag, args, meaning->page);
+    if (fault_of_page.empty()) {
+        fault_of_page = dri_read_content(top_tag, args, meaning->content);
+    }
+    if (!fault_of_page.empty()) {
+        meaning->refusal = "error: " + fault_of_page + "\n";
         return meaning;
     }
     meaning->options = dri_form_options(top_tag, args, meaning->refusal);
@@ -91,6 +95,10 @@ meaning_t read_meaning(const drend_tag_c& top_tag, const char* text) {
     if (meaning->filter == nullptr && given != nullptr) {
         const std::string filter(dri_strip_quotes(given->value));
         meaning->filter = dri_read_filter(top_tag, filter, meaning->refusal);
+    }
+    if (meaning->filter != nullptr) {
+        meaning->filter = dri_filter_of_content(top_tag, std::move(meaning->filter),
+                                                meaning->content, meaning->refusal);
     }
     return meaning;
 }
@@ -144,4 +152,14 @@ dr_filter_t dri_read_filter(const drend_tag_c& top_tag, const std::string& text,
         refusal = filter == nullptr ? "error: the filter is too large\n" : "";
     }
     return filter;
+}
+
+dr_filter_t dri_filter_of_content(const drend_tag_c& top_tag, dr_filter_t filter,
+                                  uint8_t content, std::string& refusal) {
+    if (content == DT_CONTENT_ALL || !refusal.empty()) {
+        return filter;
+    }
+    dr_filter_t less = dri_content_filter(top_tag, filter, content);
+    refusal = less == nullptr ? "error: content: the filter has an empty step\n" : "";
+    return less;
 }

@@ -27,13 +27,15 @@ def framed(*chunks, status="end: complete", media_type=TYPE):
 class FakeDaemon:
     """Registers in RUN_DIR. For each request SCRIPT(send, request) is called, which returns whether the
     connection stays. The wish for protocol 2 is one only for a daemon without a GREETING, and so is the
-    question for what it shows at the top, "NAME KIND" or "NAME KIND, xmlns NAMESPACE", without TOPS."""
+    question for what it shows at the top, "NAME KIND" or "NAME KIND, xmlns NAMESPACE", without TOPS. WORDS are
+    those that its command says it takes."""
 
     def __init__(self, run_dir, name, script, modules=(), tops=("a list",),
-                 greeting=note("s", b"end: complete\n") + END_OF_CHUNKS):
+                 greeting=note("s", b"end: complete\n") + END_OF_CHUNKS, words=("depth", "content")):
         self.requests = []
         self.greeting = greeting
         self.tops = tops
+        self.words = words
         self.is_left = threading.Event()  # a client has gone, and what was being said with it
         self.script = script
         path = pathlib.Path(run_dir, name + ".socket")
@@ -61,6 +63,10 @@ class FakeDaemon:
                 if line == b"xwalker /corvane-netconf-get\n" and self.tops is not None:
                     connection.sendall(framed("".join(f"kid   {top}\n" for top in self.tops).encode(),
                                               media_type=b"text/plain"))
+                    continue
+                if line == b"corvane-netconf-get ?\n":
+                    connection.sendall(framed(*(f"{word}=\t\tvalue\t\n".encode() for word in self.words),
+                                              media_type=b"text/tab-separated-values"))
                     continue
                 self.requests.append(line.decode())
                 if not self.script(connection.sendall, line):

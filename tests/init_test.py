@@ -149,7 +149,7 @@ class Init(unittest.TestCase):
         modules = self.write("shelf.yang", SHELF), self.write("fan.yang", FAN)
         file, entries = self.skeleton(*modules, "--app", "shelfd", "--command", "get")
         states = [["-1", "off"], ["4", "on"]]
-        own = {"namespace": "xmlns='urn:a?b&amp;&apos;c'", "module": "shelf"}
+        own = {"namespace": "xmlns='urn:a?b&amp;&apos;c'", "module": "shelf", "config": "true"}
         fan = {"namespace": "xmlns='urn:fan'", "module": "fan"}
         card = around(
             "card", leaf("slot", data_type="int8"), leaf("side"),
@@ -161,7 +161,7 @@ class Init(unittest.TestCase):
             leaf("lamps", data_type="bits"), leaf("blob", data_type="binary"),
             leaf("either", data_type="union"), leaf("there", data_type="empty"),
             leaf_list("port", "uint16"), leaf_list("seen", map=states), card,
-            around("log", leaf("text"), type="list", source="log"),
+            around("log", leaf("text"), type="list", source="log", config="false"),
             around("power", around("mains", leaf("mains", data_type="int64"), type="case"),
                    around("battery", leaf("volts", data_type="uint32"), type="case"),
                    around("solar", leaf("watts", data_type="uint8", **fan), type="case"),

@@ -22,7 +22,8 @@ import unittest
 import xml.etree.ElementTree as ET
 
 from fake_daemon import FakeDaemon, says
-from netstatd_yang import SERVER, YANG, errors_of_reply
+from netstatd_yang import LEASES as LEASE_MODULES
+from netstatd_yang import MODULES, SERVER, YANG, errors_of_reply, kinds_of_nodes
 
 try:
     from ncclient import manager
@@ -254,6 +255,32 @@ class ThroughSsh(unittest.TestCase):
         names = [e.tag for e in data[0][0]]
         self.assertEqual((data.tag, names[0]), (f"{{{NMDA}}}data", f"{{{INTERFACES}}}name"))
         self.assertNotIn(f"{{{INTERFACES}}}statistics", names)
+
+    def test_configuration_and_state_are_what_the_modules_say(self):
+        self.leasesd("--leases", "3")
+        client = self.connect()
+        kinds = kinds_of_nodes(MODULES + SERVER + LEASE_MODULES)
+        found = {}
+        for asked in "true", "false", None:
+            data, = ET.fromstring(client.dispatch(to_ele(f"""<get-data xmlns='{NMDA}'>
+                <datastore xmlns:d='urn:ietf:params:xml:ns:yang:ietf-datastores'>d:operational</datastore>
+                {f"<config-filter>{asked}</config-filter>" if asked else ""}</get-data>""")).xml)
+            leaves, places = set(), [("", data)]
+            while places:
+                above, element = places.pop()
+                for kid in element:
+                    path = above + "/" + kid.tag.partition("}")[2]
+                    (places.append((path, kid)) if len(kid) else leaves.add(path))
+            found[asked] = leaves
+        self.assertEqual({kinds[path] for path in found["true"]}, {"rw", "key"})
+        self.assertEqual({kinds[path] for path in found["false"]}, {"ro", "key"})
+        self.assertEqual(found["true"] | found["false"], found[None])
+        self.assertEqual({path.split("/")[1] for path in found["true"]}, {"interfaces", "routing"})
+        self.assertEqual({path.split("/")[1] for path in found["false"]}, {
+            "interfaces", "routing", "dhcp", "netconf", "netconf-state", "yang-library"})
+        for kind, wanted in ("true", "rw"), ("false", "ro"):
+            self.assertEqual({path for path in found[None] if kinds[path] == wanted},
+                             {path for path in found[kind] if kinds[path] != "key"})
 
     def test_get_schema(self):
         client = self.connect()

@@ -31,6 +31,13 @@ SCHEMAS = {
     "alone.yang": "submodule alone {\n  belongs-to nothing {\n}\n}",
     "notes.txt": "module notes {\n  namespace 'urn:n';\n}"}
 INTERFACES = "urn:ietf:params:xml:ns:yang:ietf-interfaces"
+
+
+def get_data(content, datastore="d:operational", xmlns=""):
+    return rpc(f"<get-data xmlns='{NMDA}' xmlns:d='urn:ietf:params:xml:ns:yang:ietf-datastores'>"
+               f"<datastore{xmlns}>{datastore}</datastore>{content}</get-data>")
+
+
 # Starts the program that it is told as on a kernel without pidfd_open, the system call 434: a filter of system
 # calls, each of which is compared with that, says ENOSYS or lets it go on.
 WITHOUT_PIDFDS = """
@@ -321,10 +328,6 @@ class SessionTest(Sessions):
     def test_get_data(self):
         daemon = self.daemon("a", says(b"<a/>"), ["urn:a"])
         session = self.session()
-
-        def get_data(content, datastore="d:operational", xmlns=""):
-            return rpc(f"<get-data xmlns='{NMDA}' xmlns:d='urn:ietf:params:xml:ns:yang:ietf-datastores'>"
-                       f"<datastore{xmlns}>{datastore}</datastore>{content}</get-data>")
         self.assertEqual(session.ask(get_data("<subtree-filter><a/></subtree-filter>")),
                          f'<rpc-reply xmlns="{BASE}" message-id="1"><data xmlns="{NMDA}"><a/></data></rpc-reply>')
         # Levels are counted from what is selected.
@@ -346,7 +349,8 @@ class SessionTest(Sessions):
                 (get_data("<origin-filter>o</origin-filter>"), "unknown-element", "origin-filter"),
                 (get_data("<with-origin/>"), "unknown-element", "with-origin"),
                 (get_data("<with-defaults>trim</with-defaults>"), "invalid-value", "with-defaults"),
-                (get_data("<config-filter>true</config-filter>"), "operation-not-supported", "config-filter"),
+                (get_data("<config-filter>yes</config-filter>"), "invalid-value", "config-filter"),
+                (get_data("<config-filter/>"), "invalid-value", "config-filter"),
                 (get_data("<max-depth>0</max-depth>"), "invalid-value", "max-depth"),
                 (get_data("<max-depth>65536</max-depth>"), "invalid-value", "max-depth"),
                 (get_data("<max-depth>1 </max-depth><max-depth>1</max-depth>"), "bad-element", "max-depth"),
@@ -357,6 +361,31 @@ class SessionTest(Sessions):
         self.assertEqual(session.fault(rpc(f"<edit-data xmlns='{NMDA}'/>"))[:2],
                          ("protocol", "operation-not-supported"))
         self.assertEqual(len(daemon.requests), asked)
+
+    def test_get_data_of_configuration(self):
+        daemon = self.daemon("a", says(b"<a/>"), ["urn:a"])
+        session = self.session()
+        empty = f'<rpc-reply xmlns="{BASE}" message-id="1"><data xmlns="{NMDA}"></data></rpc-reply>'
+        for value, asked in ("true", "content=config"), ("false", "content=nonconfig"):
+            session.ask(get_data(f"<max-depth>2</max-depth><config-filter>{value}</config-filter>"
+                                 "<subtree-filter><a/></subtree-filter>"))
+            self.assertEqual(daemon.requests[-1],
+                             f"corvane-netconf-get as-ietf-xml ascii compact depth=2 {asked} filter='<a/>'\n")
+            own = session.ask(get_data(f"""<config-filter>{value}</config-filter><subtree-filter>
+                <netconf-state xmlns='{MONITORING}'><statistics/></netconf-state>
+                <yang-library xmlns='{LIBRARY[1:-1]}'><content-id/></yang-library></subtree-filter>"""))
+            self.assertEqual(own == empty, value == "true", own)
+            self.assertEqual(("</statistics>" in own, "</content-id>" in own), (value == "false",) * 2)
+        # Who does not know the word would show everything.
+        asked = len(daemon.requests)
+        for words in (), ("depth",):
+            daemon.words = words
+            self.assertEqual(
+                session.fault(get_data("<config-filter>true</config-filter><subtree-filter><a/></subtree-filter>")),
+                ("application", "operation-not-supported", {}, {"message-id": "1"}))
+            session.ask(get_data("<subtree-filter><a/></subtree-filter>"))
+            asked += 1
+            self.assertEqual(len(daemon.requests), asked)
 
     # --- long replies ---
 

@@ -3,6 +3,7 @@
 server's own data, and the check against them."""
 
 import pathlib
+import re
 import subprocess
 import tempfile
 
@@ -58,3 +59,24 @@ def errors_of_reply(content):
     modules = MODULES + SERVER
     return errors_of("get", content, modules) or errors_of(
         "data", content + OBSOLETE + OBSOLETE_OF_SERVER, modules)
+
+
+def kinds_of_nodes(modules):
+    """What the modules' trees say of the data nodes, by path: "rw", "ro" or "key". Paths are without namespaces,
+    choices and cases."""
+    command = ["yanglint", "-f", "tree", "-p", YANG / "nmda-modules/ietf", "-p", YANG / "modules/ietf"]
+    tree = subprocess.run(command + modules, stdout=subprocess.PIPE, text=True, check=True).stdout
+    kinds, keys, ways, is_repeated = {}, set(), [], False
+    for line in tree.splitlines():
+        # What a module adds to others stands in its place there, and once more by itself.
+        is_repeated = line.startswith("  augment ") or (is_repeated and not line.startswith("module:"))
+        node = re.match(r"  ([ |]*)[+xo]--(?:(rw|ro) |:)(?:[\w-]+:)?([\w-]*)(?:\* \[(.*)\])?", line)
+        if node is None or is_repeated:
+            continue
+        ways = [way for way in ways if way[0] < len(node[1])]
+        path = (ways[-1][1] if ways else "") + ("/" + node[3] if node[3] else "")
+        ways.append((len(node[1]), path))
+        if node[3]:
+            kinds[path] = node[2]
+            keys.update(path + "/" + key for key in (node[4] or "").split())
+    return {path: "key" if path in keys else kind for path, kind in kinds.items()}

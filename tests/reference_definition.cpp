@@ -302,8 +302,9 @@ request_s read_request(const tag_s& top, const std::string& text) {
         {"as-table", TABLE},       {"as-ietf-json", IETF_JSON},
         {"as-ietf-xml", IETF_XML}, {"as-json-lines", LINES}};
     static const std::set<std::string> no_content = {
-        "count",  "as-table", "as-ietf-json", "as-ietf-xml", "as-json-lines", "limit",
-        "cursor", "depth",    "wide",         "color",       "ascii",         "compact"};
+        "count", "as-table", "as-ietf-json", "as-ietf-xml", "as-json-lines",
+        "limit", "cursor",   "depth",        "wide",        "color",
+        "ascii", "compact",  "content"};
     const arguments_t arguments = read_arguments(text);
     request_s request;
     for (const auto& [word, form] : forms) {

@@ -69,6 +69,7 @@ pieces_t pieces_of(const skeleton_tag_s& tag) {
     add_text(pieces, DR_MEMBER_PRESENCE, tag.has_presence ? "true" : "");
     add_text(pieces, DR_MEMBER_NAMESPACE, tag.attributes);
     add_text(pieces, DR_MEMBER_MODULE, tag.module);
+    add_text(pieces, DR_MEMBER_CONFIG, tag.config);
     add_text(pieces, DR_MEMBER_PREFIX, tag.prefix);
     add_map(pieces, tag);
     return pieces;

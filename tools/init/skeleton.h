@@ -19,6 +19,7 @@ struct skeleton_tag_s {
     bool has_presence = false;
     std::string attributes{}; // namespaces, between single quotes
     std::string module{};
+    std::string config{};
     std::string prefix{};
     std::vector<skeleton_tag_s> kids{};
 };

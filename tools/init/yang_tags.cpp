@@ -146,12 +146,28 @@ void add_kind(skeleton_tag_s& tag, const lysc_node& node) {
     }
 }
 
+bool is_config(const lysc_node* node) {
+    return node != nullptr && (node->flags & LYS_CONFIG_W) != 0;
+}
+
+// What an element says that is configuration within one that is not, or the other way round. That
+// around it is the next one that is printed.
+std::string config_of(const lysc_node& node) {
+    const lysc_node* around = node.parent;
+    while (around != nullptr && (around->nodetype & HIDDEN) != 0) {
+        around = around->parent;
+    }
+    const bool begins = is_config(&node) != is_config(around);
+    return !begins ? "" : is_config(&node) ? "true" : "false";
+}
+
 skeleton_tag_s tag_of(const lysc_node& node, const lys_module* module, size_t level) {
     const bool is_printed = (node.nodetype & HIDDEN) == 0;
     skeleton_tag_s tag;
     tag.name = node.name;
     if (is_printed) {
         tag.source = (node.parent == nullptr ? "/" : "") + tag.name;
+        tag.config = config_of(node);
     }
     if (is_printed && node.module != module) {
         module = node.module;

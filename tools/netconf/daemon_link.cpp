@@ -10,8 +10,9 @@
 
 namespace {
 
-constexpr char XML[] = "application/yang-data+xml";
-constexpr char PLAIN[] = "text/plain";
+// In the order of daemon_link_c::type_e.
+constexpr const char* TYPES[] = {"application/yang-data+xml", "text/plain",
+                                 "text/tab-separated-values"};
 constexpr std::string_view ERROR = "error: ";
 constexpr std::size_t NOTE_MAX = 4096; // bytes of a type, a status or a refusal
 
@@ -100,7 +101,7 @@ daemon_link_c::state_e daemon_link_c::take(std::string_view bytes, const text_fn
 daemon_link_c::state_e daemon_link_c::take_data(std::string_view data,
                                                 const text_fn& text) {
     if (chunks_.tag() == '\0' && is_greeted_) {
-        const char* wanted = wanted_ == type_e::xml ? XML : PLAIN;
+        const char* wanted = TYPES[static_cast<std::size_t>(wanted_)];
         if (type_.substr(0, type_.find(';')) != wanted) {
             return fail("answers with '" + type_ + "' instead of '" + wanted + "'");
         }

@@ -36,8 +36,9 @@ class daemon_link_c {
 
     // Takes no longer than `patience`. False, with error(), when nobody answers there.
     bool open(const patience_s& patience);
-    // Sends `request`, a line without its end, whose answer has to be XML, or plain text.
-    enum class type_e { xml, plain };
+    // Sends `request`, a line without its end, whose answer has to be XML, plain text, or a
+    // table, a line for each row and tabs in it.
+    enum class type_e { xml, plain, table };
     void ask(const std::string& request, type_e type = type_e::xml);
 
     int fd() const { return connection_.fd(); }

@@ -3,6 +3,7 @@
 #include "get_relay.h"
 
 #include <algorithm>
+#include <sstream>
 #include <utility>
 
 #include <poll.h>
@@ -12,17 +13,31 @@ namespace {
 constexpr char COMMAND[] = "corvane-netconf-get ";
 constexpr char FORM[] = "as-ietf-xml ascii compact";
 constexpr std::size_t COMMAND_SIZE = sizeof COMMAND - 1;
-constexpr std::size_t TOPS_MAX = 65536; // bytes of what a daemon says of its elements
+constexpr char WORDS_QUESTION[] = "corvane-netconf-get ?";
+constexpr std::size_t KNOWN_MAX = 65536; // bytes of what a daemon says of its elements
 
 // The command's arguments.
 std::string question_of(const data_request_s& request, const filter_t* filter) {
     std::string question = FORM;
     question += request.levels.empty() ? "" : " depth=" + request.levels;
+    question += request.content.empty() ? "" : " content=" + request.content;
     return question + filter_argument(filter);
 }
 
 const filter_t* filter_in(const data_request_s& request) {
     return request.filter.has_value() ? &*request.filter : nullptr;
+}
+
+// Whether the word "content" is among the command's arguments as the library's own: a parameter of
+// that name has a type.
+bool knows_content(const std::string& words) {
+    std::istringstream lines(words);
+    for (std::string line; std::getline(lines, line);) {
+        if (line.starts_with("content=\t") && line.ends_with("\tvalue\t")) {
+            return true;
+        }
+    }
+    return false;
 }
 
 } // namespace
@@ -47,12 +62,12 @@ void get_relay_c::start(const std::vector<daemon_s>& daemons, const data_request
         give_up(own_data_c::as_daemon().name + ": " + own_.error());
         return;
     }
-    ask_for_tops();
+    ask_before();
 }
 
 void get_relay_c::forget() {
     asked_.clear();
-    tops_.clear();
+    known_.clear();
     sources_.clear();
     questions_.clear();
     joiner_.reset();
@@ -67,10 +82,13 @@ bool get_relay_c::connect(const daemon_s& daemon) {
     return is_there;
 }
 
-void get_relay_c::ask_for_tops() {
+void get_relay_c::ask_before() {
     is_planning_ = true;
     for (std::size_t source = 0; source < asked_.size(); ++source) {
-        questions_.push_back({source, TOP_ELEMENTS_QUESTION, false, false});
+        if (!request_.content.empty()) {
+            questions_.push_back({source, WORDS_QUESTION, daemon_link_c::type_e::table});
+        }
+        questions_.push_back({source, TOP_ELEMENTS_QUESTION, daemon_link_c::type_e::plain});
     }
     ask_next();
 }
@@ -90,7 +108,8 @@ void get_relay_c::plan() {
     for (const reply_part_s& part : *parts) {
         const filter_t* filter = part.filter.has_value() ? &*part.filter : nullptr;
         for (const std::size_t source : part.sources) {
-            questions_.push_back({source, question_of(request_, filter), part.is_joined,
+            questions_.push_back({source, COMMAND + question_of(request_, filter),
+                                  daemon_link_c::type_e::xml, part.is_joined,
                                   source == part.sources.back()});
         }
     }
@@ -105,7 +124,7 @@ void get_relay_c::ask_next() {
                 [this](std::string_view text) { write(text); });
         }
         if (question.source < asked_.size()) {
-            ask_daemon();
+            link().ask(question.text, question.type);
             return;
         }
         if (!ask_own()) {
@@ -115,17 +134,10 @@ void get_relay_c::ask_next() {
     is_planning_ ? plan() : finish();
 }
 
-void get_relay_c::ask_daemon() {
-    if (is_planning_) {
-        link().ask(questions_.front().text, daemon_link_c::type_e::plain);
-    } else {
-        link().ask(COMMAND + questions_.front().text);
-    }
-}
-
 // Short, and there at once.
 bool get_relay_c::ask_own() {
-    const std::optional<std::string> text = own_.answer(questions_.front().text);
+    const std::optional<std::string> text =
+        own_.answer(questions_.front().text.substr(COMMAND_SIZE));
     if (!text.has_value()) {
         fail(own_.error());
         return false;
@@ -167,14 +179,14 @@ void get_relay_c::read() {
     }
     if (joiner_ != nullptr && !joiner_->error().empty()) {
         fail(joiner_->error());
-    } else if (tops_.size() > TOPS_MAX) {
+    } else if (known_.size() > KNOWN_MAX) {
         fail("shows too many elements");
     }
 }
 
 void get_relay_c::take_text(std::string_view text) {
     if (is_planning_) {
-        tops_ += text;
+        known_ += text;
     } else if (joiner_ != nullptr) {
         joiner_->add(text);
     } else if (!text.empty()) {
@@ -188,15 +200,27 @@ bool get_relay_c::take_end() {
         fail(joiner_->error());
         return false;
     }
-    if (is_planning_) {
-        sources_.push_back(
-            {link().daemon().name, read_top_elements(std::exchange(tops_, ""))});
+    if (is_planning_ && !take_what_is_known()) {
+        return false;
     }
     if (joiner_ != nullptr && questions_.front().ends_part) {
         joiner_->finish();
         joiner_.reset();
     }
     questions_.pop_front();
+    return true;
+}
+
+bool get_relay_c::take_what_is_known() {
+    const std::string known = std::exchange(known_, "");
+    const std::string& name = link().daemon().name;
+    if (questions_.front().type == daemon_link_c::type_e::plain) {
+        sources_.push_back({name, read_top_elements(known)});
+    } else if (!knows_content(known)) {
+        refuse({"application", "operation-not-supported",
+                name + ": does not know what is configuration"});
+        return false;
+    }
     return true;
 }
 

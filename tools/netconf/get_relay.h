@@ -14,7 +14,8 @@
 //  3. A failure before the first byte of the reply is an rpc-error. After it there is no way to say
 //     so in the reply: it is broken off, and must not be ended.
 //  4. Each is asked first what it shows at the top, and then in the order of get_plan.h, so that
-//     what is to be joined comes side by side.
+//     what is to be joined comes side by side; and whether it can tell configuration from the rest
+//     when that is asked for, since a daemon may pass over words that it does not know.
 #pragma once
 
 #include <chrono>
@@ -36,6 +37,7 @@
 struct data_request_s {
     std::optional<filter_t> filter; // without one, everything
     std::string levels;             // so many from the top; empty: all
+    std::string content;            // "config" or "nonconfig"; empty: both
 };
 
 class get_relay_c {
@@ -74,20 +76,21 @@ class get_relay_c {
     struct question_s {
         std::size_t source; // behind the daemons: the server's own data
         std::string text;
-        bool is_joined;
-        bool ends_part; // of the reply
+        daemon_link_c::type_e type = daemon_link_c::type_e::xml; // others: before the reply
+        bool is_joined = false;
+        bool ends_part = false; // of the reply
     };
 
     void forget();
     bool connect(const daemon_s& daemon);
-    void ask_for_tops();
+    void ask_before();
     void plan();
     void ask_next();
-    void ask_daemon();
     bool ask_own();
     void read();
     void take_text(std::string_view text);
     bool take_end();
+    bool take_what_is_known();
     void finish();
     void write(std::string_view text);
     void fail(const std::string& why);
@@ -105,8 +108,8 @@ class get_relay_c {
     std::string opening_; // empty: it was written
     std::vector<std::unique_ptr<daemon_link_c>> asked_;
     bool asks_own_ = false;
-    bool is_planning_ = false; // daemons say what they show at the top
-    std::string tops_;         // as far as one of them has said
+    bool is_planning_ = false; // daemons say what they show at the top, and know
+    std::string known_;        // as far as one of them has said
     std::vector<source_s> sources_;
     std::deque<question_s> questions_;           // the first is being answered
     std::unique_ptr<container_joiner_c> joiner_; // within a part that is joined

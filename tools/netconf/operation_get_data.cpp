@@ -34,11 +34,20 @@ std::optional<rpc_error_s> fault_in_features(const client_message_s& rpc) {
     if (find_parameter(rpc, "with-defaults") != nullptr) {
         return not_here("invalid-value", "with-defaults", "there are no defaults here");
     }
-    if (find_parameter(rpc, "config-filter") != nullptr) {
-        return not_here("operation-not-supported", "config-filter",
-                        "what is configuration is not known here");
-    }
     return std::nullopt;
+}
+
+std::optional<rpc_error_s> read_content(const client_message_s& rpc,
+                                        data_request_s& request) {
+    const parameter_s* filter = find_parameter(rpc, "config-filter");
+    if (filter == nullptr) {
+        return std::nullopt;
+    }
+    request.content = filter->text == "true" ? "config" : "nonconfig";
+    return filter->text == "true" || filter->text == "false"
+               ? std::nullopt
+               : std::optional(not_here("invalid-value", "config-filter",
+                                        "it is \"true\" or \"false\""));
 }
 
 // 0: unbounded; nothing for what is no number of levels.
@@ -88,6 +97,7 @@ void perform_get_data(session_c& session, const client_message_s& rpc) {
     if (const parameter_s* filter = find_parameter(rpc, "subtree-filter")) {
         request.filter = filter->filter;
     }
+    fault = fault ? fault : read_content(rpc, request);
     fault = fault ? fault : read_levels(rpc, request);
     if (fault) {
         session.refuse(*fault);
