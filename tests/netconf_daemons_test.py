@@ -5,15 +5,17 @@
 import contextlib
 import html
 import json
+import os
 import pathlib
 import re
+import subprocess
 import sys
 import threading
 import unittest
 import xml.etree.ElementTree as ET
 
 from fake_daemon import END_OF_CHUNKS, TYPE, chunks_of, framed, note, says
-from netconf_session import END, LEASESD_PREFIX, PATIENCE, Sessions, get
+from netconf_session import END, LEASESD_PREFIX, ORVEX_NETCONF, PATIENCE, Sessions, get
 from netstatd_yang import LEASES, MODULES, SERVER, errors_of
 
 CHUNK_MAX = 16384
@@ -130,7 +132,8 @@ class ManyDaemons(Sessions):
 
     def test_what_is_joined_has_to_be_whole(self):
         self.daemon("a", says(b"<a x='1'/>"), [], ["a container"])
-        for text, reason in ((b"<a>", "its XML is not whole"), (b"<a", "its XML is not whole"),
+        for text, reason in ((b"<a>", "its XML is not whole"), (b"<a><!--</a>--></a>", "shows what is no element"),
+                             (b"<a", "its XML is not whole"),
                              (b"a", "shows text outside an element"), (b"</a>", "closes what is not open"),
                              (b"<a " + b"a" * 5000, "a tag is too long"),
                              (b"<a\"b c=\"d\">\">", "shows 'a\"b' where it was asked for 'a'"),
@@ -176,6 +179,24 @@ class ManyDaemons(Sessions):
             self.assertEqual(session.fault(get()), error)
             pathlib.Path(self.run_dir, "a.daemon").unlink()
             self.assertEqual(self.data(session), "<b/>")
+
+    def test_who_may_not_open_a_socket_is_told_so(self):
+        self.daemon("a", says(b"<a/>"), ["urn:a"])
+        self.daemon("b", says(b"<b/>"), ["urn:b"], ["b container, xmlns urn:b"])
+        socket = pathlib.Path(self.run_dir, "a.socket")
+        os.chmod(self.run_dir, 0o1777)
+        os.chmod(pathlib.Path(self.run_dir, "b.socket"), 0o666)
+        # Nothing is closed to root.
+        starter = ["setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"] if os.geteuid() == 0 else []
+        if subprocess.run([*starter, "test", "-x", ORVEX_NETCONF], check=False).returncode != 0:
+            self.skipTest("another user cannot start the program here")
+        session = self.session(starter=starter)
+        os.chmod(socket, 0)
+        self.assertEqual(session.fault(get())[:2], ("application", "access-denied"))
+        self.assertIn(">a: ", session.ask(get()))
+        self.assertEqual(self.data(session, "<filter><b xmlns='urn:b'/></filter>"), "<b/>")
+        os.chmod(socket, 0o666)
+        self.assertEqual(self.data(session), "<a/>")
 
     def test_a_failure_within_the_reply_ends_the_session(self):
         held = threading.Event()

@@ -15,7 +15,7 @@ import xml.etree.ElementTree as ET
 from fake_daemon import flood, says
 from netconf_session import (ANYTHING, BASE, CAPABILITY, END, MEASURES_MEMORY, NETSTATD, ORVEX_NETCONF,
                              PATIENCE, SOON, Sessions, get, hello, rpc)
-from netstatd_yang import errors_of_reply
+from netstatd_yang import SERVER, errors_of, errors_of_reply
 
 CHUNK_MAX = 16384
 MESSAGE_MAX = 65536
@@ -24,7 +24,7 @@ LIBRARY = "{urn:ietf:params:xml:ns:yang:ietf-yang-library}"
 MONITORING = "urn:ietf:params:xml:ns:yang:ietf-netconf-monitoring"
 NMDA = "urn:ietf:params:xml:ns:yang:ietf-netconf-nmda"
 SCHEMAS = {
-    "types.yang": "// é < & ]]> \"\nmodule types {\n\tnamespace 'urn:t';\n\tprefix t;\n  revision 2026-01-01;\n}\n",
+    "types.yang": "// é < & ]]> \"\nmodule types {\n\tnamespace 'urn:t';\n\tprefix t;\n  include sub;\n  revision 2026-01-01;\n}\n",
     "part.yang": "module part {\n  namespace urn:t;\n}",
     "part@2026-01-02.yang": "module part {\n  namespace \"urn:t\";\n  revision \"2026-01-02\" {}\n}",
     "sub@2026-01-03.yang": "submodule sub {\n  belongs-to types {\n}\n}",
@@ -38,6 +38,15 @@ def get_data(content, datastore="d:operational", xmlns=""):
                f"<datastore{xmlns}>{datastore}</datastore>{content}</get-data>")
 
 
+# A module, and what belongs to it: "k-c" is included by none of them.
+PARTS = {
+    "k@2026-02-01.yang": "module k {\n  namespace urn:k;\n  prefix k;\n  include \"k-a\" {\n  }\n"
+                         "  revision 2026-02-01;\n  description 'See\n  include k-c'; \n}",
+    "k-a@2026-02-02.yang": "submodule k-a {\n  belongs-to k { prefix k; }\n  include k-b;\n  include none;\n"
+                           "  revision 2026-02-02;\n}",
+    "k-a@2026-01-01.yang": "submodule k-a {\n  belongs-to k { prefix k; }\n  revision 2026-01-01;\n}",
+    "k-b.yang": "submodule k-b {\n  belongs-to k { prefix k; }\n}",
+    "k-c.yang": "submodule k-c {\n  belongs-to k { prefix k; }\n}"}
 # Starts the program that it is told as on a kernel without pidfd_open, the system call 434: a filter of system
 # calls, each of which is compared with that, says ENOSYS or lets it go on.
 WITHOUT_PIDFDS = """
@@ -216,7 +225,10 @@ class SessionTest(Sessions):
             return [e.text for e in session.hello.iter(f"{{{BASE}}}capability")]
 
         self.daemon("a", says(), ["urn:m?module=m&revision=2026-01-02&features=f,g", "urn:n", "urn:k?module=k"])
-        session = self.session("1", "--yang-dir", self.yang_dir())
+        folder = self.yang_dir()
+        for name, text in PARTS.items():
+            pathlib.Path(folder, name).write_text(text, encoding="utf-8")
+        session = self.session("1", "--yang-dir", folder)
         library = [c for c in announced(session) if ":yang-library:1.1?" in c]
         content_id = library[0].partition("?revision=2019-01-04&content-id=")[2]
         self.assertEqual((len(library), len(content_id)), (1, 16))
@@ -236,6 +248,14 @@ class SessionTest(Sessions):
         self.assertEqual([e.text for e in self.own(session, f"<netconf-state xmlns='{MONITORING}'>"
                                                             "<capabilities/></netconf-state>")[0]],
                          announced(session))
+        submodules = {}
+        for module in [*shown.iter(f"{LIBRARY}module"), *shown.iter(f"{LIBRARY}import-only-module")]:
+            for part in module.findall(f"{LIBRARY}submodule"):
+                submodules.setdefault(module.findtext(f"{LIBRARY}name"), {})[
+                    part.findtext(f"{LIBRARY}name")] = part.findtext(f"{LIBRARY}revision")
+        library_alone = "<filter><yang-library/></filter>"
+        self.assertEqual(errors_of("get", self.data(session, library_alone), SERVER), "")
+        self.assertEqual(submodules, {"k": {"k-a": "2026-02-02", "k-b": None}, "types": {"sub": "2026-01-03"}})
         # Other modules, another id
         self.daemon("b", says(), ["urn:m?module=m&revision=2026-01-02&features=h"])
         other = self.session()

@@ -76,6 +76,8 @@ std::size_t container_joiner_c::take_tag(std::string_view xml) {
     }
     if (is_tag_kept() && tag_.size() > TAG_MAX) {
         fail("a tag is too long");
+    } else if (first_ == '!' || first_ == '?') {
+        fail("shows what is no element"); // whose end is not that of a tag
     } else if (!is_in_tag_) {
         end_tag(last_ == '/');
     }

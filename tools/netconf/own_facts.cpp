@@ -132,12 +132,49 @@ std::map<std::string, module_s> modules_of(const own_facts_s& facts) {
     return modules;
 }
 
-std::string library_module(const std::pair<const std::string, module_s>& module) {
-    const std::string& revision = module.second.revision;
-    return object({{"name", quoted(module.first)},
-                   {"revision", revision.empty() ? "null" : quoted(revision)},
-                   {"namespace", quoted(module.second.xmlns)},
-                   {"feature", array(module.second.features, quoted)}});
+std::string revision_of(const std::string& revision) {
+    return revision.empty() ? "null" : quoted(revision);
+}
+
+// The submodules that files of a module include, by their names: of several revisions the latest.
+// Included is what that revision of the module says, and its submodules.
+std::map<std::string, std::string> submodules_of(const own_facts_s& facts,
+                                                 const std::string& module,
+                                                 const std::string& revision) {
+    std::set<std::string> included;
+    for (const schema_file_s& file : facts.schemas) {
+        const bool is_module =
+            file.identifier == module && (revision.empty() || file.version == revision);
+        if (is_module || file.module == module) {
+            included.insert(file.includes.begin(), file.includes.end());
+        }
+    }
+    std::map<std::string, std::string> submodules;
+    for (const schema_file_s& file : facts.schemas) {
+        if (file.module == module && included.count(file.identifier) > 0) {
+            std::string& latest = submodules[file.identifier];
+            latest = std::max(latest, file.version);
+        }
+    }
+    return submodules;
+}
+
+std::string submodule(const std::pair<const std::string, std::string>& entry) {
+    return object({{"name", quoted(entry.first)}, {"revision", revision_of(entry.second)}});
+}
+
+std::string submodules(const own_facts_s& facts, const std::string& module,
+                       const std::string& revision) {
+    return array(submodules_of(facts, module, revision), submodule);
+}
+
+std::string library_module(const own_facts_s& facts, const std::string& name,
+                           const module_s& module) {
+    return object({{"name", quoted(name)},
+                   {"revision", revision_of(module.revision)},
+                   {"namespace", quoted(module.xmlns)},
+                   {"submodule", submodules(facts, name, module.revision)},
+                   {"feature", array(module.features, quoted)}});
 }
 
 // What the modules may import besides one another is in files alone.
@@ -145,17 +182,18 @@ std::vector<schema_file_s> only_imported(const own_facts_s& facts,
                                          const std::map<std::string, module_s>& modules) {
     std::vector<schema_file_s> files;
     for (const schema_file_s& file : facts.schemas) {
-        if (!file.is_submodule && modules.count(file.identifier) == 0) {
+        if (!file.is_submodule() && modules.count(file.identifier) == 0) {
             files.push_back(file);
         }
     }
     return files;
 }
 
-std::string imported_module(const schema_file_s& file) {
+std::string imported_module(const own_facts_s& facts, const schema_file_s& file) {
     return object({{"name", quoted(file.identifier)},
                    {"revision", quoted(file.version)},
-                   {"namespace", quoted(file.xmlns)}});
+                   {"namespace", quoted(file.xmlns)},
+                   {"submodule", submodules(facts, file.identifier, file.version)}});
 }
 
 std::string yang_library(const own_facts_s& facts) {
@@ -163,8 +201,13 @@ std::string yang_library(const own_facts_s& facts) {
     const std::string name = quoted(SET_NAME);
     const std::string set = object(
         {{"name", name},
-         {"module", array(modules, library_module)},
-         {"import-only-module", array(only_imported(facts, modules), imported_module)}});
+         {"module", array(modules,
+                          [&](const auto& module) {
+                              return library_module(facts, module.first, module.second);
+                          })},
+         {"import-only-module",
+          array(only_imported(facts, modules),
+                [&](const schema_file_s& file) { return imported_module(facts, file); })}});
     return object(
         {{"module-set", "[" + set + "]"},
          {"schema", "[" + object({{"name", name}, {"module-set", "[" + name + "]"}}) + "]"},

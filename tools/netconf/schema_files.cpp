@@ -11,6 +11,7 @@
 #include <stdexcept>
 #include <system_error>
 #include <tuple>
+#include <utility>
 
 #include "regular_file.h"
 
@@ -42,20 +43,25 @@ void take(std::string& text, const std::string& line, const char* keyword) {
     text = text.empty() ? argument_in(line, keyword) : text;
 }
 
-// Until all is known; `module` is that of a submodule.
-void read_statements(schema_file_s& file, std::string& module) {
+// Until all is known: what is included stands in front of revisions.
+void read_statements(schema_file_s& file) {
+    const std::string named = std::exchange(file.version, "");
     std::ifstream in(file.path);
     std::string line;
-    while ((file.version.empty() || (file.xmlns.empty() && module.empty())) &&
+    while ((file.version.empty() || (file.xmlns.empty() && file.module.empty())) &&
            std::getline(in, line)) {
         take(file.xmlns, line, "namespace");
-        take(module, line, "belongs-to");
+        take(file.module, line, "belongs-to");
         take(file.version, line, "revision");
+        const std::string included = argument_in(line, "include");
+        if (!included.empty()) {
+            file.includes.push_back(included);
+        }
     }
+    file.version = named.empty() ? file.version : named;
     if (in.bad() || !in.is_open()) {
         throw std::runtime_error("cannot read " + file.path);
     }
-    file.is_submodule = !module.empty();
 }
 
 bool is_readable(const fs::path& path) {
@@ -67,7 +73,7 @@ bool is_readable(const fs::path& path) {
 schema_file_s file_of(const fs::path& path) {
     const std::string stem = path.stem().string();
     const std::size_t at = std::min(stem.find('@'), stem.size());
-    return {stem.substr(0, at), stem.substr(std::min(at + 1, stem.size())), "", false,
+    return {stem.substr(0, at), stem.substr(std::min(at + 1, stem.size())), "",
             path.string()};
 }
 
@@ -94,16 +100,13 @@ std::vector<schema_file_s> named_files(const std::string& directory) {
 
 std::vector<schema_file_s> schema_files(const std::string& directory) {
     std::vector<schema_file_s> files = named_files(directory);
-    std::vector<std::string> modules(files.size());
-    for (std::size_t i = 0; i < files.size(); ++i) {
-        read_statements(files[i], modules[i]);
-    }
-    for (std::size_t i = 0; i < files.size(); ++i) {
+    std::for_each(files.begin(), files.end(), read_statements);
+    for (schema_file_s& part : files) {
         const auto module =
             std::find_if(files.begin(), files.end(), [&](const schema_file_s& file) {
-                return !modules[i].empty() && file.identifier == modules[i];
+                return part.is_submodule() && file.identifier == part.module;
             });
-        files[i].xmlns = module == files.end() ? files[i].xmlns : module->xmlns;
+        part.xmlns = module == files.end() ? part.xmlns : module->xmlns;
     }
     const auto is_none = [](const schema_file_s& file) { return file.xmlns.empty(); };
     files.erase(std::remove_if(files.begin(), files.end(), is_none), files.end());
@@ -122,8 +125,7 @@ std::vector<schema_file_s> schema_files_of(const std::string& directory,
         if (file.identifier != identifier) {
             continue;
         }
-        std::string module;
-        read_statements(file, module);
+        read_statements(file);
         if (version.empty() || version == file.version) {
             found.push_back(file);
         }

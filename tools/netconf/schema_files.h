@@ -11,8 +11,11 @@ struct schema_file_s {
     std::string identifier;
     std::string version; // the revision; empty: none
     std::string xmlns;   // of a submodule that of its module, if that is there; else empty
-    bool is_submodule;
     std::string path;
+    std::string module{}; // that a submodule belongs to; empty: it is a module
+    std::vector<std::string> includes{}; // the names of submodules
+
+    bool is_submodule() const { return !module.empty(); }
 };
 
 // In the order of their names, each revision once; none without a namespace. None at all when the
