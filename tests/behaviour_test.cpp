@@ -533,7 +533,9 @@ TEST_F(behaviour_test, a_walk_keeps_its_walker_and_val_keeps_the_raw_flag) {
     EXPECT_EQ(walk.get_value(&walker), DREND_ERR); // no tag
     walk.push_tag(tag);
     EXPECT_EQ(walk.get_value(nullptr), DREND_OK);
-    EXPECT_EQ(output.text, "<t>\n  <a>x</a>\n</t>\n");
+    walk.set_raw_values(true);
+    EXPECT_EQ(walk.get_value(nullptr), DREND_OK);
+    EXPECT_EQ(output.text, "<t>\n  <a>x</a>\n</t>\n<t>\n  <a>1</a>\n</t>\n");
 
     ASSERT_EQ(walk.push("a"), DREND_OK);
     for (const bool raw : {false, true}) {

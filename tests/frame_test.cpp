@@ -13,6 +13,7 @@
 #include "frame/dr_str_buf.h"
 #include "frame/drend_lock.h"
 #include "frame/drend_value.h"
+#include "frame/escape.h"
 #include "frame/str_util.h"
 
 using testing::ElementsAre;
@@ -348,6 +349,15 @@ TEST(plain_text, padded_texts_are_copied_whole) {
     }
 }
 
+TEST(plain_text, nothing_behind_a_text_is_escaped_with_it) {
+    for (const size_t size : {0U, 1U, 7U, 8U, 9U}) {
+        const std::string longer(size + 20, 'x');
+        std::string out;
+        EXPECT_TRUE(dri_xml_escaper.append(out, {longer.data(), size}, std::string::npos));
+        EXPECT_EQ(out, longer.substr(0, size));
+    }
+}
+
 TEST(value, prints_each_type) {
     dr_value_c value;
     EXPECT_EQ(text_of(value), "DREND_ERR");
@@ -408,6 +418,35 @@ TEST(value, number_conversions_are_lenient_in_stated_ways) {
     EXPECT_EQ(value.get_double(real), DRV_NO_CONVERSION);
     set(value, DRV_BOOLEAN, 1);
     EXPECT_EQ(value.get_uint64(u64), DRV_NO_CONVERSION);
+}
+
+TEST(value, whole_numbers_are_those_of_at_most_64_bits_signed) {
+    dr_value_c value;
+    int64_t whole = 0;
+    const auto expect = [&](int64_t number) {
+        EXPECT_TRUE(value.get_whole(whole)) << number;
+        EXPECT_EQ(whole, number);
+    };
+    set(value, DRV_INT8, int8_t{-8});
+    expect(-8);
+    set(value, DRV_INT16, int16_t{-16});
+    expect(-16);
+    set(value, DRV_INT32, int32_t{-32});
+    expect(-32);
+    set(value, DRV_INT64, INT64_MIN);
+    expect(INT64_MIN);
+    set(value, DRV_UINT8, uint8_t{208});
+    expect(208);
+    set(value, DRV_UINT16, uint16_t{60016});
+    expect(60016);
+    set(value, DRV_UINT32, UINT32_MAX);
+    expect(UINT32_MAX);
+    set(value, DRV_UINT64, uint64_t{INT64_MAX});
+    expect(INT64_MAX);
+    set(value, DRV_UINT64, uint64_t{INT64_MAX} + 1);
+    EXPECT_FALSE(value.get_whole(whole));
+    set(value, DRV_DOUBLE, 1.0);
+    EXPECT_FALSE(value.get_whole(whole));
 }
 
 TEST(value, booleans_decimals_and_zeros) {

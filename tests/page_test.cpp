@@ -202,6 +202,16 @@ TEST_F(page_test, an_answer_says_how_many_rows_it_shows) {
             EXPECT_EQ(rows, expected) << argument;
         }
     }
+    // The row that its list's source selects counts, unless it is hidden.
+    define(
+        R"([{"dc_name": "one", "dc_tag": {"dts_name": "t", "dts_source": "/t", "dts_kids": [
+        {"dts_name": "shop", "dts_type": "list", "dts_source": "shop[name=c]", "dts_kids": [
+          {"dts_name": "number", "dts_type": "leaf", "dts_source": "number"}]}]}}])");
+    for (const auto& [argument, expected] :
+         {std::pair("", 1), {"filter=\"/t/shop[number = '4']\"", 0}}) {
+        render("one", argument);
+        EXPECT_EQ(rows, expected) << argument;
+    }
 }
 
 TEST_F(page_test, a_list_of_one_row_is_found_by_asking) {

@@ -328,17 +328,27 @@ TEST_F(json_test, a_decimal64_is_shown_alike_as_key_and_as_leaf) {
 
 TEST_F(json_test, text_has_a_line_for_each_value) {
     define(IFS);
-    const drend_tag_c* tag = dri_acquire_command_tag("ifs");
-    {
-        dr_tags_access_context_c context(nullptr);
-        dr_string_cwalker_c walker(context);
-        context.push_tag(tag);
-        context.get_value(&walker);
-        EXPECT_EQ(walker.text(), "top if name lo\ntop if index 0\ntop if addr ip a/b\n"
-                                 "top if addr len 1\ntop if addr ip it's\n"
-                                 "top if addr len 2\ntop if name eth0\ntop if index 7");
+    define(R"([{"dc_name": "ls", "dc_tag": {"dts_name": "top", "dts_kids": [
+        {"dts_name": "l", "dts_type": "leaf-list", "dts_source": "/ifs/if", "dts_kids": [
+          {"dts_name": "__zor_leaf_list_value__", "dts_type": "leaf",
+           "dts_source": "name"}]},
+        {"dts_name": "if", "dts_type": "list", "dts_source": "/ifs/if", "dts_kids": [
+          {"dts_name": "i", "dts_type": "leaf", "dts_source": "index"}]}]}}])");
+    for (const auto& [command, text] :
+         {std::pair("ifs", "top if name lo\ntop if index 0\ntop if addr ip a/b\n"
+                           "top if addr len 1\ntop if addr ip it's\n"
+                           "top if addr len 2\ntop if name eth0\ntop if index 7"),
+          {"ls", "top l lo\ntop l eth0\ntop if i 0\ntop if i 7"}}) {
+        const drend_tag_c* tag = dri_acquire_command_tag(command);
+        {
+            dr_tags_access_context_c context(nullptr);
+            dr_string_cwalker_c walker(context);
+            context.push_tag(tag);
+            context.get_value(&walker);
+            EXPECT_EQ(walker.text(), text);
+        }
+        dri_release_command_tag(tag);
     }
-    dri_release_command_tag(tag);
 }
 
 TEST_F(json_test, input_parameters_filter_and_select_a_style) {

@@ -285,6 +285,19 @@ TEST_F(subtree_test, selection_and_content_matches) {
     }
 }
 
+// Where it is judged by its entries, too.
+TEST_F(subtree_test, a_leaf_list_that_is_entered_is_left) {
+    static std::string log;
+    const auto note = [](dr_meta_context_s*, const void* sign) {
+        return log += static_cast<const char*>(sign), 0;
+    };
+    drend_add_enter("/depot/engine/duty", note, "+");
+    drend_add_exit("/depot/engine/duty", note, "-");
+    log.clear();
+    within("<engines><engine><duty>none</duty></engine></engines>");
+    EXPECT_EQ(log, "+-+-+-"); // once for each engine
+}
+
 TEST_F(subtree_test, namespaces_select) {
     const std::string works = engines_of(
         "<engine><plate "

@@ -50,7 +50,7 @@ __attribute__((weak, visibility("hidden"))) int dr_chosen_fault(void) {
 """
 
 
-PLAIN = "plain"  # the build without sanitizers
+PLAIN, SANITIZED = "debug", "asan"  # the presets of the two builds
 MEMORY_MIB = 4096
 
 
@@ -88,19 +88,19 @@ def write_faults(texts, source, faults):
             (source / path).write_text(text)
 
 
-def build(texts, work, sanitizers, faults):
+def build(texts, work, preset, faults):
     """Builds the copy with the faults, without those that do not compile. Returns where, and the others."""
     source = work / "source"
-    build_directory = work / ("sanitized" if sanitizers else PLAIN)
+    build_directory = work / preset
     prelude = work / "prelude.h"
     if not prelude.exists():
         prelude.write_text(PRELUDE)
     flags = f"-O1 -w -include {prelude}"
-    subprocess.run(["cmake", "-S", source, "-B", build_directory, "-G", "Ninja", "--log-level=WARNING",
+    subprocess.run(["cmake", "--preset", preset, "-B", build_directory, "--log-level=WARNING",
                     "-DCMAKE_BUILD_TYPE=None", f"-DCMAKE_C_FLAGS={flags}",
-                    f"-DCMAKE_CXX_FLAGS={flags}", f"-DDREND_SANITIZE={sanitizers}",
+                    f"-DCMAKE_CXX_FLAGS={flags}",
                     "-DDREND_BUILD_TOOLS=OFF", "-DDREND_BUILD_EXAMPLES=OFF"],
-                   stdout=subprocess.DEVNULL, check=True)
+                   cwd=source, stdout=subprocess.DEVNULL, check=True)
     while True:
         write_faults(texts, source, faults)
         made = subprocess.run(["cmake", "--build", build_directory, "--", "-k", "0"],
@@ -173,8 +173,8 @@ def main():
     faults = choose(texts, options.count, options.seed)
     count = 0
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
-        for sanitizers in ("", "address,undefined"):
-            built, faults = build(texts, work, sanitizers, faults)
+        for preset in (PLAIN, SANITIZED):
+            built, faults = build(texts, work, preset, faults)
             faults = faults[:options.count]
             count = count or len(faults)
             faults = survivors(built, faults, pool)
