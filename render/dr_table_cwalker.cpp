@@ -327,9 +327,13 @@ void dr_table_cwalker_c::add_late_cell(const level_s& level, const dr_table_kid_
 
 // A container in a row that is there and in which nothing is shown.
 void dr_table_cwalker_c::add_presence(const drend_tag_c& tag) {
+    const dr_table_kid_s* kid = top().layout->find(tag, top().cursor);
+    if (kid == nullptr) {
+        return; // it stands for a leaf-list's value, and has none
+    }
     dr_value_c value;
     value.set_string(PRESENT);
-    add_cell(top(), *top().layout->find(tag, top().cursor), value);
+    add_cell(top(), *kid, value);
 }
 
 // Puts a value into a cell of a row, behind those that are there.

@@ -170,6 +170,18 @@ b     8         -       2          v6:::1   -         8
 )");
 }
 
+TEST_F(table_test, a_value_that_is_a_container_is_none) {
+    drend_add_list("/t/row/many", step_below, nullptr);
+    define_kids(
+        list("row",
+             leaf("name", "0") + "," +
+                 with_kids("`dts_name`: `l`, `dts_type`: `leaf-list`, `dts_source`: `many`",
+                           with_kids("`dts_name`: `__zor_leaf_list_value__`, "
+                                     "`dts_source`: `/t/on`, `dts_presence`: `true`",
+                                     ""))));
+    EXPECT_EQ(table({{{"a"}, {{{"x"}}}}, {{"b"}}}), "\nname\na\nb\n");
+}
+
 TEST_F(table_test, leaves_of_a_container_are_pairs_and_its_containers_have_titles) {
     define_kids(leaf("host-name", "host") + "," +
                 leaf("at", "taken", "`dts_unit`: `h`, `dts_heading`: `taken at`") + "," +
