@@ -418,6 +418,9 @@ TEST(value, number_conversions_are_lenient_in_stated_ways) {
     EXPECT_EQ(value.get_double(real), DRV_NO_CONVERSION);
     set(value, DRV_BOOLEAN, 1);
     EXPECT_EQ(value.get_uint64(u64), DRV_NO_CONVERSION);
+    set(value, DRV_DOUBLE, 1.5);
+    EXPECT_EQ(value.get_double(real), 0);
+    EXPECT_EQ(real, 1.5);
 }
 
 TEST(value, whole_numbers_are_those_of_at_most_64_bits_signed) {

@@ -481,9 +481,9 @@ TEST_F(Load, OnlyRegularFilesAreRead) {
     files.write("elsewhere", "[{`dc_name`:`linked`}]");
     files.write("render/directory.json/b.json", "[{`dc_name`:`b`}]");
     mkfifo(in_render("pipe.json").c_str(), 0600);
-    symlink("../elsewhere", in_render("link.json").c_str());
-    symlink("nowhere", in_render("dangling.json").c_str());
-    symlink("loop.json", in_render("loop.json").c_str());
+    std::filesystem::create_symlink("../elsewhere", in_render("link.json").c_str());
+    std::filesystem::create_symlink("nowhere", in_render("dangling.json").c_str());
+    std::filesystem::create_symlink("loop.json", in_render("loop.json").c_str());
     dri_set_dir_path((files.directory() + "/render").c_str());
     for (int loaded = 0; loaded < 2; ++loaded) { // at the start, and when a set is current
         testing::internal::CaptureStderr();
@@ -508,7 +508,8 @@ TEST_F(Load, WhatCannotBeReadKeepsTheCurrentSet) {
     files.write("app.json", "[{`dc_name`:`own`}]");
     files.write("render/app-1.json", "[{`dc_name`:`one`}]");
     dri_set_dir_path("render");
-    symlink("/proc/self/mem", "render/app-2.json"); // opens, and cannot be read
+    std::filesystem::create_symlink("/proc/self/mem",
+                                    "render/app-2.json"); // opens, and cannot be read
     const char error[] =
         "render/app-2.json: error: cannot be read: Input/output error [unreadable]\n";
     const auto load = [](auto&& function, int status, unsigned count) {

@@ -21,6 +21,7 @@ inline std::vector<void*> waiting;
 inline bool suspend_rows = false;
 inline int suspend_at = -1;
 inline int rows_seen = 0;
+inline int event_context; // what drend_init is given for one
 
 class service_test : public render_test {
   protected:
@@ -57,7 +58,7 @@ class service_test : public render_test {
     void start(const drend_menu_entry_s* menu, int count) {
         // A menu lives as long as the process.
         static auto& served = *new std::vector<drend_menu_entry_s*>;
-        menu_ = drend_init(nullptr, menu, count, nullptr);
+        menu_ = drend_init(&event_context, menu, count, nullptr);
         served.push_back(menu_);
         EXPECT_EQ(drend_set_flush_method([](void*) { return ++output.flushes, 0; }),
                   ms_peer_flush);

@@ -30,6 +30,7 @@ TEST_F(service_test, start_up_adds_an_entry_to_the_daemons_menu) {
                                      "dump-render-tree", "xwalker", "reload"));
     for (const int count : {0, 1}) {
         start(nullptr, count);
+        EXPECT_EQ(drend_get_event_context(), &event_context);
         EXPECT_STREQ(menu_[0].command, "drend");
         EXPECT_EQ(menu_[1].command, nullptr);
     }
@@ -103,7 +104,7 @@ TEST_F(service_test, reload_says_what_it_left_out) {
                             directory +
                             "/0.json:1:50: error: Neither a command nor a notification, "
                             "moving on to next entry [not-an-entry]\nfinish reloading\n");
-    symlink("/proc/self/mem", (directory + "/1.json").c_str());
+    std::filesystem::create_symlink("/proc/self/mem", directory + "/1.json");
     redefine(0, "[]");
     EXPECT_EQ(reload(),
               directory +
@@ -282,6 +283,19 @@ TEST_F(service_test, dumps_show_schema_values_and_trees) {
     EXPECT_EQ(take_text().substr(0, tree.size()), tree);
     request("dump-render-tree", "");
     EXPECT_EQ(take_text(), "Couldn't find 'corvane-netconf-get'\n");
+    static std::string entered;
+    const auto note = [](dr_meta_context_s*, const void* sign) {
+        return entered += static_cast<const char*>(sign), 0;
+    };
+    for (const char* path : {"/t", "/t/row"}) {
+        drend_add_enter(path, note, path == std::string("/t") ? "(" : "[");
+        drend_add_exit(path, note, path == std::string("/t") ? ")" : "]");
+    }
+    entered.clear();
+    request("dump");
+    EXPECT_EQ(take_text(), values);
+    EXPECT_EQ(entered, "([])");
+
     dmn_reset_root();
     EXPECT_EQ(drend_dump_schema(nullptr), 0);
     EXPECT_EQ(take_text(), "/  container \n\n\n");

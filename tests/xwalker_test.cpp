@@ -164,7 +164,9 @@ TEST_F(xwalker_test, shows_what_is_at_a_path) {
     for (const auto& row : questions) {
         for (const bool is_suspended : {false, true}) {
             suspends = is_suspended;
+            output.flushes = 0;
             EXPECT_EQ(answer("xwalker", row.question), row.answer) << row.question;
+            EXPECT_GT(output.flushes, 0) << row.question;
         }
     }
     suspends = false;
