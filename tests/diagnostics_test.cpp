@@ -216,12 +216,13 @@ TEST_F(diagnostics_test, filters_are_traced_where_they_are_asked) {
             {"dts_name": "name", "dts_type": "leaf", "dts_source": "name"}]}]}}])");
     drend_set_trace_flag(DREND_TRACE_WALK);
     render("c", "filter=/t/r[name='x']");
-    EXPECT_THAT(traced,
-                testing::Contains(
-                    "DR_TAGS_ACCESS: push_tag:filter: tag: r filter: r [ name = 'x' ]\n"));
-    EXPECT_THAT(traced,
-                testing::Contains(
-                    "DR_TAGS_ACCESS: filter_match: tag: r filter: r [ name = 'x' ]\n"));
+    for (const char* line :
+         {"DR_TAGS_ACCESS: push_tag:filter: tag: r filter: r [ name = 'x' ]\n",
+          "DR_TAGS_ACCESS: filter_match: tag: t filter: t\n",
+          "DR_TAGS_ACCESS: filter_match: tag: r filter: r [ name = 'x' ]\n",
+          "DR_TAGS_ACCESS: t[/rows]/r[row]\n"}) {
+        EXPECT_THAT(traced, testing::Contains(line));
+    }
 }
 
 TEST_F(diagnostics_test, statistics_tell_what_answers_hold) {

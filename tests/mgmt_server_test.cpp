@@ -135,6 +135,21 @@ TEST_F(mgmt_server_test, a_status_says_how_an_answer_ended) {
     EXPECT_EQ(old_client.ask("show-rows"), rows);
 }
 
+TEST_F(mgmt_server_test, many_sends_are_few_chunks) {
+    serve();
+    table_size = 2000;
+    socket_client_c client(path_);
+    client.send_bytes("show-rows\n");
+    size_t chunks = 0;
+    std::string text;
+    client.answer_to([&](std::string_view chunk) {
+        ++chunks;
+        text += chunk;
+    });
+    EXPECT_EQ(text, document("old", 2000));
+    EXPECT_LT(chunks, 200u); // of 2,000 rows or more sends
+}
+
 // Its end is known to a reader that has not looked at the text, wherever the answer was cut off.
 TEST_F(mgmt_server_test, a_status_ends_what_is_cut_off) {
     serve();

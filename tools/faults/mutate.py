@@ -6,7 +6,7 @@ mutate.py [--count N] [--seed N] [--at-most PERCENT] ROOT
 The sources are copied to build/faults and built there with all faults in them (faults.py); then the test
 programs run once for each fault, until one of them fails. What survives that is tried again under
 AddressSanitizer and UndefinedBehaviorSanitizer, where lost memory is noticed, too. Fails itself when more
-of the faults survive both than PERCENT.
+of the faults survive both than PERCENT, without those that judged.txt says are none.
 """
 
 import argparse
@@ -160,6 +160,18 @@ def survivors(build_directory, faults, pool):
     return [fault for fault, is_alive in zip(faults, alive) if is_alive]
 
 
+def shown(fault):
+    return f"{fault.path}:{fault.line}: {fault.kind}\n-{fault.before}\n+{fault.after}"
+
+
+def is_judged(fault, source):
+    """Whether it is known to be none: in a line that stands in its file once, wherever that is now."""
+    judged = pathlib.Path(__file__).with_name("judged.txt").read_text().split("\n\n")
+    text = f"{fault.path}: {fault.kind}\n-{fault.before}\n+{fault.after}\n"
+    return (source.splitlines().count(fault.before) == 1 and
+            any(entry.startswith(text) for entry in judged))
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("--count", type=int, default=200)
@@ -179,11 +191,13 @@ def main():
             count = count or len(faults)
             faults = survivors(built, faults, pool)
             print(f"{len(faults)} of {count} faults survive the {built.name} build:")
-            for fault in faults:
-                print(f"{fault.path}:{fault.line}: {fault.kind}\n-{fault.before}\n+{fault.after}",
-                      flush=True)
+            print("\n".join(map(shown, faults)), flush=True)
+    survived = len(faults)
+    faults = [fault for fault in faults if not is_judged(fault, texts[fault.path])]
     share = 100 * len(faults) / max(count, 1)
-    print(f"{len(faults)} of {count} faults survive: {share:.1f} % (seed {options.seed})")
+    print(f"{survived} of {count} faults survive, {survived - len(faults)} of which are none. What tests "
+          f"lack, {share:.1f} % (seed {options.seed}):")
+    print("\n".join(map(shown, faults)))
     return 0 if count and share <= options.at_most else 1
 
 
