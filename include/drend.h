@@ -628,14 +628,13 @@ DREND_API int drend_add_cmd_handlers(drend_cmd_handler_t start, drend_cmd_handle
                                      void* user_data);
 
 /*
- * Runs the command `name` for `peer` and sends its answer as XML, or in the form that the
- * argument text names: as-json, as-ietf-json, as-ietf-xml, as-json-lines,
- * as-table, count
- * (docs/output-forms.md). `argument` is the request's argument text, or NULL; it may
- * hold a filter, filter='/interfaces/interface[name="lo"]', and the command's input
- * parameters, name=lo. Returns 0 when the answer is complete, or when the command is unknown
- * or a send failed (one line each on standard error), DREND_DEFER when it was suspended; the
- * walk then waits to be taken; -1 when memory ran out, which the peer was told.
+ * Runs the command `name` for `peer` and sends its answer as XML, or in the form that the argument
+ * text names: as-json, as-ietf-json, as-ietf-xml, as-json-lines, as-table, count
+ * (docs/output-forms.md). `argument` is the request's argument text, or NULL; it may hold a filter,
+ * filter='/interfaces/interface[name="lo"]', and the command's input parameters, name=lo. Returns 0
+ * when the answer is complete, or when the command is unknown or a send failed (one line each on
+ * standard error), DREND_DEFER when it was suspended; the walk then waits to be taken; -1 when
+ * memory ran out, which the peer was told.
  */
 DREND_API int drend_dump_rpc(void* peer, const char* name, const char* argument);
 
