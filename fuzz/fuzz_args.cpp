@@ -1,14 +1,26 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
-// Argument texts of any bytes.
+// Argument texts of any bytes, of requests and of subscriptions.
 //
-// Asserted: a search finds what parsing finds first, also before an error.
+// Asserted: a search finds what parsing finds first, also before an error; a subscription is taken,
+// or refused with one plain line.
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <string>
 
 #include "expr/dri_args.h"
+#include "service/dr_notification.h"
+
+namespace {
+
+bool is_one_line(const std::string& text) {
+    const bool is_plain = std::all_of(text.begin(), text.end() - 1,
+                                      [](char c) { return c >= ' ' && c <= '~'; });
+    return is_plain && text.starts_with("error: ") && text.ends_with("\n");
+}
+
+} // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     constexpr size_t INPUT_MAX = 4096;
@@ -23,6 +35,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
                 dri_args_field_value(pairs, pairs[i].first, expected) == 1 &&
                 found == expected;
     }
+    dr_event_form_s form;
+    std::string refusal;
+    const bool is_taken = dri_read_event_form(text.c_str(), form, refusal);
+    holds = holds && (is_taken ? refusal.empty() : is_one_line(refusal));
     if (!holds) {
         abort();
     }

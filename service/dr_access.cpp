@@ -152,8 +152,8 @@ void dr_access_c::forget_filter(level_s& level) {
 
 int dr_access_c::enter_step(const dr_step_filter_s& step) {
     if (step.parsed == nullptr || step.parsed->steps().front().text.empty()) {
-        return fail(DREND_ERR, "'" + dri_without_controls(dri_step_text(step)) +
-                                   "' is no component of a path");
+        return fail(DREND_ERR,
+                    dri_quoted_word(dri_step_text(step)) + " is no component of a path");
     }
     const std::string& name = step.parsed->steps().front().text;
     std::vector<const drend_tag_c*> way;

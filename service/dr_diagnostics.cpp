@@ -13,6 +13,7 @@
 #include "definitions/dr_check.h"
 #include "definitions/drend_load.h"
 #include "expr/dri_args.h"
+#include "frame/dr_no_such.h"
 #include "frame/drend_hooks.h"
 #include "frame/drend_trace.h"
 #include "render/dr_answer.h"
@@ -100,8 +101,8 @@ int show_trace(void* peer) {
 
 int refuse_trace(void* peer, const std::string& word) {
     dri_refuse(peer, "invalid-request",
-               "error: trace: '" + word +
-                   "'; there are walk, load, error, walker, all, off and lines=NUMBER\n");
+               "error: trace: " + dri_quoted_word(word) +
+                   "; there are walk, load, error, walker, all, off and lines=NUMBER\n");
     return -1;
 }
 

@@ -41,7 +41,7 @@ std::string dr_dump_path_c::read(const char* text) {
             continue;
         }
         if (!parse(piece, component)) {
-            return "'" + dri_without_controls(piece) + "' is no component of a path";
+            return dri_quoted_word(piece) + " is no component of a path";
         }
         if (std::string error = check(component, node); !error.empty()) {
             return error;

@@ -12,6 +12,7 @@
 #include "expr/dr_subtree.h"
 #include "expr/dri_args.h"
 #include "frame/dr_collected_sends.h"
+#include "frame/dr_no_such.h"
 #include "frame/escape.h"
 #include "service/dr_argument_check.h"
 #include "service/dr_request.h"
@@ -119,8 +120,8 @@ bool dri_read_event_form(const char* argument, dr_event_form_s& form,
     refusal = dri_check_syntax({form.args.c_str(), arguments, fault});
     for (const dr_argument_s& word : arguments) {
         if (std::find(std::begin(WORDS), std::end(WORDS), word.name) == std::end(WORDS)) {
-            refusal = "error: events: '" + std::string(word.name) +
-                      "'; there are as-json, as-ietf-json, as-ietf-xml, compact, ascii and "
+            refusal = "error: events: " + dri_quoted_word(word.name) +
+                      "; there are as-json, as-ietf-json, as-ietf-xml, compact, ascii and "
                       "filter\n";
             return false;
         }

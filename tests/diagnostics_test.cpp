@@ -205,6 +205,8 @@ TEST_F(diagnostics_test, trace_is_set_and_shown_and_ends) {
               "error: trace: 'lines'; there are walk, load, error, walker, all, off and "
               "lines=NUMBER\n");
     EXPECT_THAT(ask("trace", "wakl"), HasSubstr("error: trace: 'wakl'; there are "));
+    EXPECT_THAT(ask("trace", "\033[2J"),
+                StartsWith("error: trace: '\\x1b[2J'; there are "));
     EXPECT_EQ(ask("trace"), "trace: walk load error walker\n");
     EXPECT_EQ(ask("trace", "off"), "trace: off\n");
 }

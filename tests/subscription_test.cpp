@@ -277,11 +277,14 @@ TEST_F(subscription_test, a_filter_chooses_events_and_what_of_them) {
 }
 
 TEST_F(subscription_test, other_arguments_are_refused) {
-    for (const char* arguments : {"as-table", "limit=1", "name", "count", "filter=/e1",
-                                  "filter='<e1>' filter='<e1/>'", "filter='<e1/>"}) {
+    for (const char* arguments :
+         {"as-table", "limit=1", "name", "count", "filter=/e1",
+          "filter='<e1>' filter='<e1/>'", "filter='<e1/>", "\033[2J"}) {
         listener_c listener;
         listener.ask(arguments);
-        EXPECT_THAT(listener.take(), StartsWith("error: ")) << arguments;
+        const std::string refusal = listener.take();
+        EXPECT_THAT(refusal, StartsWith("error: ")) << arguments;
+        EXPECT_EQ(std::count_if(refusal.begin(), refusal.end(), iscntrl), 1) << arguments;
         EXPECT_EQ(listener.walk(), nullptr);
     }
 }
