@@ -32,7 +32,7 @@ class args_reader_c {
                 if (state_ != state_e::between) {
                     return true;
                 }
-                name.clear();
+                drop_name();
             } else if (*cursor_ == '\'' || *cursor_ == '"') {
                 if (!quoted()) {
                     return false;
@@ -42,6 +42,9 @@ class args_reader_c {
             } else {
                 ordinary();
             }
+        }
+        if (state_ == state_e::between) {
+            drop_name();
         }
         return !has_failed() && state_ != state_e::between;
     }
@@ -54,22 +57,31 @@ class args_reader_c {
   private:
     enum class state_e { between, in_name, in_value };
 
-    bool has_failed() const { return fault_.what != nullptr; }
+    bool has_failed() const { return fault_.is_error; }
+
+    // A quoted text that no more of a name follows.
+    void drop_name() {
+        if (!name.empty() && fault_.what == nullptr) {
+            fault_ = {"a quoted text is no argument", quoted_at_, false};
+        }
+        name.clear();
+    }
 
     // Leaves the cursor at the closing quote, or wherever the quoted text breaks off.
     bool quoted() {
         const char* const begin = cursor_;
         if (state_ == state_e::in_name) {
-            fault_ = {"a quote in a name", begin};
+            fault_ = {"a quote in a name", begin, true};
             return false;
         }
         if (!dri_find_end_quote(begin, cursor_)) {
-            fault_ = {"a quote that is never closed", begin};
+            fault_ = {"a quote that is never closed", begin, true};
             return false;
         }
         const std::string text = dri_unquoted(std::string_view(begin + 1, cursor_), *begin);
         if (state_ == state_e::between) {
             name = text;
+            quoted_at_ = begin;
         } else {
             value.reserve(value.size() + text.size() + 2);
             value += *begin;
@@ -90,6 +102,7 @@ class args_reader_c {
 
     const char* cursor_;
     state_e state_ = state_e::between;
+    const char* quoted_at_ = nullptr; // what the name begins with
     dr_args_fault_s fault_{};
 };
 
@@ -113,7 +126,7 @@ const dr_argument_s* dri_find_arg(const std::vector<dr_argument_s>& args,
 int dri_args_parse(const char* text, dr_args_t& out) {
     out.clear();
     std::vector<dr_argument_s> args;
-    const bool is_right = dri_read_args(text, args).what == nullptr;
+    const bool is_right = !dri_read_args(text, args).is_error;
     for (const dr_argument_s& arg : args) {
         out.emplace_back(arg.name.c_str(), arg.value.c_str());
     }

@@ -28,10 +28,11 @@ struct dr_argument_s {
 struct dr_args_fault_s {
     const char* what; // null: nothing
     const char* at;   // in the text
+    bool is_error;    // otherwise what is there was dropped, and the rest was read
 };
 
-// Reads all arguments in one pass. What was read before an error is in `out` in any case; what is
-// dropped without being one is no fault.
+// Reads all arguments in one pass. What was read before an error is in `out` in any case. Of what
+// is wrong the error is told, or else what was dropped first.
 dr_args_fault_s dri_read_args(const char* text, std::vector<dr_argument_s>& out);
 // The first argument of that name, or null.
 const dr_argument_s* dri_find_arg(const std::vector<dr_argument_s>& args,

@@ -279,7 +279,7 @@ TEST_F(subscription_test, a_filter_chooses_events_and_what_of_them) {
 TEST_F(subscription_test, other_arguments_are_refused) {
     for (const char* arguments :
          {"as-table", "limit=1", "name", "count", "filter=/e1",
-          "filter='<e1>' filter='<e1/>'", "filter='<e1/>", "\033[2J"}) {
+          "filter='<e1>' filter='<e1/>'", "filter='<e1/>", "\033[2J", "'as-json'"}) {
         listener_c listener;
         listener.ask(arguments);
         const std::string refusal = listener.take();
