@@ -52,6 +52,7 @@ __attribute__((weak, visibility("hidden"))) int dr_chosen_fault(void) {
 
 PLAIN, SANITIZED = "debug", "asan"  # the presets of the two builds
 MEMORY_MIB = 4096
+SUPPRESSIONS = pathlib.Path(__file__).resolve().with_name("lsan.supp")
 
 
 def copy(root, source):
@@ -129,7 +130,8 @@ def run(command, number, seconds):
     if f"/{PLAIN}/bin/" in command[0]:  # a sanitizer maps terabytes, and has a limit of its own
         limits.append(f"--as={MEMORY_MIB << 20}")
     environment = dict(os.environ, DREND_FAULT=str(number), DREND_RANDOM_CASES="500",
-                       MGMT_SERVER_TEST_PEERS="30", ASAN_OPTIONS=f"hard_rss_limit_mb={MEMORY_MIB}")
+                       MGMT_SERVER_TEST_PEERS="30", ASAN_OPTIONS=f"hard_rss_limit_mb={MEMORY_MIB}",
+                       LSAN_OPTIONS=f"suppressions={SUPPRESSIONS}:print_suppressions=0")
     with tempfile.TemporaryDirectory() as scratch:
         os.chmod(scratch, 0o755)  # a test's other users go through it
         environment["TMPDIR"] = scratch
