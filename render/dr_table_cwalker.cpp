@@ -329,7 +329,7 @@ void dr_table_cwalker_c::add_late_cell(const level_s& level, const dr_table_kid_
 void dr_table_cwalker_c::add_presence(const drend_tag_c& tag) {
     const dr_table_kid_s* kid = top().layout->find(tag, top().cursor);
     if (kid == nullptr) {
-        return; // it stands for a leaf-list's value, and has none
+        return; // of no column: internal, or in the place of a leaf-list's value
     }
     dr_value_c value;
     value.set_string(PRESENT);
