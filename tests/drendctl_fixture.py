@@ -190,9 +190,7 @@ class Terminal:
 
 class Case(unittest.TestCase):
     def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.folder = folder.name
+        self.folder = self.enterContext(tempfile.TemporaryDirectory())
         self.env = {"HOME": self.folder, "XDG_STATE_HOME": self.folder + "/state",
                     "TERM": "xterm", "LC_ALL": "C.UTF-8", "PATH": os.environ["PATH"],
                     "DRENDCTL_SOCKET": self.folder + "/socket"}

@@ -18,8 +18,6 @@
 #include "expr/dri_args.h"
 #include "repeated.h"
 #include "tools/drendctl/answer_form.h"
-#include "tools/drendctl/answer_sorter.h"
-#include "tools/drendctl/answer_status.h"
 #include "tools/drendctl/checked_answer.h"
 #include "tools/drendctl/chunk_decoder.h"
 #include "tools/drendctl/control_escaper.h"
@@ -58,22 +56,6 @@ std::string decoded(std::string_view bytes, size_t size) {
         }
     }
     return events;
-}
-
-// What the sorter hands on of these chunks, "|", what it says of them and the error.
-std::string sorted(const std::vector<std::string>& chunks, size_t size) {
-    std::string text;
-    answer_sorter_c sorter([&text](std::string_view part) { text += part; });
-    for (const std::string& chunk : chunks) {
-        sorter.chunk_begins();
-        for (size_t i = 0; i < chunk.size(); i += size) {
-            sorter.data(std::string_view(chunk).substr(i, size));
-        }
-    }
-    static constexpr const char* names[] = {"answered", "nothing", "refused:", "broken:"};
-    const answer_e what = sorter.end();
-    const bool is_error = what == answer_e::refused || what == answer_e::broken_off;
-    return text + "|" + names[static_cast<int>(what)] + (is_error ? sorter.error() : "");
 }
 
 // The text with colours as <n>, n being the terminal's number of the colour.
@@ -134,69 +116,6 @@ TEST(drendctl_text, framing) {
         for (size_t size = 1; size <= bytes.size(); ++size) {
             EXPECT_EQ(decoded(bytes, size), events) << bytes << " by " << size;
         }
-    }
-}
-
-TEST(drendctl_text, how_answers_ended) {
-    const auto told = [](const answer_status_s& status) {
-        return status.end + "," + status.code + "," + status.text + "," + status.cursor +
-               "," + status.rows;
-    };
-    const std::pair<const char*, const char*> cases[] = {
-        {"", ",,,,"},
-        {"end: complete\n", "complete,,,,"},
-        {"end: complete\ncursor: a: b\nlater: 3\nrows: 3\n", "complete,,,a: b,3"},
-        {"end: refused\ncode: x\ntext: no 'x' \n", "refused,x,no 'x' ,,"},
-        {"end\ncode:x\n: \nend: given-up", "given-up,,,,"},
-    };
-    for (const auto& [lines, expected] : cases) {
-        EXPECT_EQ(told(read_status(lines)), expected);
-    }
-    EXPECT_TRUE(knows_no_status("error: 'protocol=2' is no command; there are: a"));
-    EXPECT_FALSE(knows_no_status("error: there are too many peers"));
-}
-
-TEST(drendctl_text, kinds_of_answers) {
-    const std::string long_line = "\nerror: " + std::string(answer_sorter_c::HELD_MAX, 'x');
-    const std::pair<std::vector<std::string>, std::string> cases[] = {
-        {{}, "|answered"},
-        {{"<a/>"}, "<a/>|answered"},
-        {{"error"}, "error|answered"},
-        {{"210\n"}, "|nothing"},
-        {{"2", "10", "\n"}, "|nothing"},
-        {{"210"}, "210|answered"},
-        {{"210\n", "<a>"}, "210\n<a>|answered"},
-        {{"error: no\n"}, "|refused:error: no"},
-        {{"err", "or: ", "no"}, "|refused:error: no"},
-        {{"<a>", "\nerror: gone\n"}, "<a>|broken:error: gone"},
-        {{"<a>\nerror: text"}, "<a>\nerror: text|answered"},
-        {{"<a>", "\nerror: a", "\nerror: b"}, "<a>\nerror: a|broken:error: b"},
-        {{"<a>", "\nerror: a\nb"}, "<a>\nerror: a\nb|answered"},
-        {{"<a>", "\nerror"}, "<a>\nerror|answered"},
-        {{"<a>", long_line}, "<a>" + long_line + "|answered"},
-    };
-    for (const auto& [chunks, expected] : cases) {
-        EXPECT_EQ(sorted(chunks, 1), expected);
-        EXPECT_EQ(sorted(chunks, 8192), expected);
-    }
-}
-
-TEST(drendctl_text, words_of_requests) {
-    const std::pair<std::vector<std::string>, std::string> cases[] = {
-        {{"show", "a=1"}, "show a=1"},
-        {{"show a=b c"}, "show a=b c"},
-        {{"a=b c"}, "a='b c'"},
-        {{"a=b,c", "=b c", "a"}, "a='b,c' =b c a"},
-        {{"a='b c'", "a=\"b\\\" c\""}, "a='b c' a=\"b\\\" c\""},
-        {{"a='b' 'c'"}, "a=\"'b' 'c'\""},
-        {{"a=it's"}, "a=\"it's\""},
-        {{"a", "/b[c='d e']/f", "g[h='i']"}, "a /b[c='d e']/f g[h='i']"}, // paths
-        {{"a=b\\"}, "a=b\\"},
-        {{"a=b \\"}, "none: cannot be quoted, as it ends in a backslash: a=b \\"},
-    };
-    for (const auto& [words, expected] : cases) {
-        std::string error;
-        EXPECT_EQ(join_words(words, error).value_or("none: " + error), expected);
     }
 }
 
@@ -471,12 +390,18 @@ TEST(drendctl_text, errors_of_a_check) {
     for (const auto& [answer, has_errors] : cases) {
         EXPECT_EQ(checked(answer, 3).ends_with("!"), has_errors) << answer;
     }
-    for (const char* request : {"check", " drend  check path=a as-json"}) {
-        EXPECT_TRUE(is_check(request)) << request;
-    }
-    for (const char* request :
-         {"", "drend", "checks", "show check", "drend drend check", "check?"}) {
-        EXPECT_FALSE(is_check(request)) << request;
+    const std::pair<const char*, bool> requests[] = {
+        {"check", true},
+        {" drend  check path=a as-json", true},
+        {"", false},
+        {"drend", false},
+        {"checks", false},
+        {"show check", false},
+        {"drend drend check", false},
+        {"check?", false},
+    };
+    for (const auto& [request, is_one] : requests) {
+        EXPECT_EQ(is_check(request), is_one) << request;
     }
 }
 

@@ -39,9 +39,41 @@ const fault_s OPENING[] = {
     {"rename", {EACCES, EDQUOT, EIO, ENOSPC, EROFS}},
 };
 
-// A call that fails so is made again.
-bool is_passing(int error) {
-    return error == EINTR || error == EAGAIN;
+// A call that fails with an error; without a call, an allocation.
+struct failure_s {
+    const char* call = nullptr;
+    int error = 0;
+
+    void begin(long number) const {
+        if (call == nullptr) {
+            failing_allocation = number;
+        } else {
+            *failing_call() = {call, number, error, nullptr};
+        }
+    }
+    // Whether it has come to that.
+    bool end() const {
+        const bool has_failed =
+            call == nullptr ? failing_allocation <= 0 : failing_call()->number == 0;
+        *failing_call() = {};
+        failing_allocation = 0;
+        return has_failed;
+    }
+    // Such a call is made again.
+    bool is_passing() const { return error == EINTR || error == EAGAIN; }
+    std::string name() const {
+        return call == nullptr ? "allocation " : std::string(call) + " " + strerror(error);
+    }
+};
+
+// Does it with the first one failing, the second and so on, until there are no more. How often.
+template <typename Do>
+long for_each_failure(const Do& does) {
+    long number = 1;
+    while (does(number)) {
+        ++number;
+    }
+    return number;
 }
 
 const fault_s SERVING[] = {
@@ -71,15 +103,6 @@ class failing_calls_test : public mgmt_server_test {
         std::filesystem::remove_all(run_dir_);
     }
 
-    // Opens the server with what fails. Whether it is open; if not, says why in `error_`.
-    bool opens() {
-        memset(error_, 0, sizeof error_);
-        server_ = mgmt_server_open(loop_, &config_, error_, sizeof error_);
-        *failing_call() = {};
-        failing_allocation = 0;
-        return server_ != nullptr;
-    }
-
     // What may be there after an opening that failed, and is gone after one that did not.
     void expect_nothing_left(const std::string& when, bool was_there, long open_before) {
         size_t files = 0;
@@ -94,23 +117,20 @@ class failing_calls_test : public mgmt_server_test {
         EXPECT_EQ(descriptors(), open_before) << when;
     }
 
-    // Opens and closes with the n-th of something failing. Whether it was as many.
-    template <typename Fail, typename Has>
-    bool open_with(const std::string& what, bool is_stale, const char* why, Fail fail,
-                   Has has_failed) {
+    // Opens and closes with the n-th call, or allocation, failing. Whether it was as many.
+    bool open_with(const failure_s& failure, long number, bool is_stale) {
         if (is_stale) {
             leave_a_socket();
         }
+        const std::string what = failure.name() + std::to_string(number);
         const long open_before = descriptors();
-        fail();
-        // NOLINTNEXTLINE(bugprone-use-after-move): it counts down
+        failure.begin(number);
         memset(error_, 0, sizeof error_);
         server_ = mgmt_server_open(loop_, &config_, error_, sizeof error_);
-        const bool failed = has_failed();
-        *failing_call() = {};
-        failing_allocation = 0;
+        const bool has_failed = failure.end();
         if (server_ == nullptr) {
-            EXPECT_TRUE(failed) << error_;
+            const char* why = failure.call == nullptr ? "" : strerror(failure.error);
+            EXPECT_TRUE(has_failed) << error_;
             EXPECT_THAT(error_, testing::AllOf(testing::HasSubstr(why), testing::Ne("")))
                 << what;
             expect_nothing_left(what, is_stale, open_before);
@@ -119,14 +139,13 @@ class failing_calls_test : public mgmt_server_test {
             expect_nothing_left("an opening without " + what, false, open_before);
         }
         std::filesystem::remove(path_);
-        return failed;
+        return has_failed;
     }
 
-    // Answers of a loop in which something fails. Whether it did.
-    template <typename Fail, typename Has>
-    bool ask_with(const std::string& what, bool may_be_marked, Fail fail, Has has) {
+    // Answers of a loop in which the n-th one fails. Whether it did.
+    bool ask_with(const failure_s& failure, long number) {
         const std::string whole = document("old", 3);
-        on_loop(fail);
+        on_loop([&] { failure.begin(number); });
         std::string answers[2];
         {
             socket_client_c client(path_);
@@ -137,18 +156,14 @@ class failing_calls_test : public mgmt_server_test {
         }
         wait_for_peers(0);
         bool has_failed = false;
-        on_loop([&] {
-            has_failed = has();
-            *failing_call() = {};
-            failing_allocation = 0;
-        });
+        on_loop([&] { has_failed = failure.end(); });
         for (const std::string& answer : answers) {
             const bool is_marked =
                 answer.ends_with(LOST) || answer.find("error: ") != std::string::npos;
-            EXPECT_TRUE(answer == whole || (is_marked && may_be_marked))
-                << what << ": " << answer;
+            EXPECT_TRUE(answer == whole || (is_marked && !failure.is_passing()))
+                << failure.name() << number << ": " << answer;
         }
-        EXPECT_EQ(socket_client_c(path_).ask("drend show-rows"), whole) << what;
+        EXPECT_EQ(socket_client_c(path_).ask("drend show-rows"), whole) << failure.name();
         wait_for_peers(0);
         return has_failed;
     }
@@ -161,17 +176,10 @@ TEST_F(failing_calls_test, a_server_opens_or_leaves_nothing_behind) {
     for (const bool is_stale : {false, true}) {
         for (const fault_s& fault : OPENING) {
             for (const int error : fault.errors) {
-                long number = 0;
-                do {
-                    ++number;
-                } while (open_with(
-                    std::string(fault.call) + " " + std::to_string(number), is_stale,
-                    strerror(error),
-                    [&] {
-                        *failing_call() = {fault.call, number, error, nullptr};
-                    },
-                    [] { return failing_call()->number == 0; }));
-                EXPECT_TRUE(number > 1 || !is_stale) << fault.call << " is called";
+                const long times = for_each_failure([&](long number) {
+                    return open_with({fault.call, error}, number, is_stale);
+                });
+                EXPECT_TRUE(times > 1 || !is_stale) << fault.call << " is called";
             }
         }
     }
@@ -181,13 +189,8 @@ TEST_F(failing_calls_test, so_it_does_when_memory_runs_out) {
     if (!allocations_can_fail()) {
         GTEST_SKIP() << "the allocation functions are not this program's";
     }
-    long number = 0;
-    do {
-        ++number;
-    } while (open_with(
-        "allocation " + std::to_string(number), false, "",
-        [&] { failing_allocation = number; }, [] { return failing_allocation <= 0; }));
-    EXPECT_GT(number, 3);
+    EXPECT_GT(for_each_failure([&](long number) { return open_with({}, number, false); }),
+              3);
 }
 
 TEST_F(failing_calls_test, an_answer_is_whole_or_marked_whatever_fails) {
@@ -195,18 +198,11 @@ TEST_F(failing_calls_test, an_answer_is_whole_or_marked_whatever_fails) {
     const long open_before = descriptors();
     for (const fault_s& fault : SERVING) {
         for (const int error : fault.errors) {
-            long number = 0;
-            bool has_failed = true;
-            while (has_failed) {
-                ++number;
-                has_failed = ask_with(
-                    std::string(fault.call) + " " + strerror(error), !is_passing(error),
-                    [&] {
-                        *failing_call() = {fault.call, number, error, nullptr};
-                    },
-                    [] { return failing_call()->number == 0; });
-            }
-            EXPECT_GT(number, 1) << fault.call << " is called";
+            EXPECT_GT(for_each_failure([&](long number) {
+                          return ask_with({fault.call, error}, number);
+                      }),
+                      1)
+                << fault.call << " is called";
         }
     }
     EXPECT_EQ(descriptors(), open_before);
@@ -218,15 +214,7 @@ TEST_F(failing_calls_test, memory_that_runs_out_costs_its_peer_alone) {
     }
     serve();
     const long open_before = descriptors();
-    long number = 0;
-    bool has_failed = true;
-    while (has_failed) {
-        ++number;
-        has_failed = ask_with(
-            "allocation " + std::to_string(number), true,
-            [&] { failing_allocation = number; }, [] { return failing_allocation <= 0; });
-    }
-    EXPECT_GT(number, 10);
+    EXPECT_GT(for_each_failure([&](long number) { return ask_with({}, number); }), 10);
     EXPECT_EQ(descriptors(), open_before);
 }
 
