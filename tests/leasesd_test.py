@@ -23,9 +23,7 @@ MANY = 100000
 
 class Leases(unittest.TestCase):
     def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.folder = pathlib.Path(folder.name)
+        self.folder = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory()))
         self.socket = self.folder / "s"
 
     def start(self, *options):

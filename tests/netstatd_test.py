@@ -101,23 +101,6 @@ def lasting(root):
     return ET.tostring(root, encoding="unicode").strip()
 
 
-def content(of):
-    """What an element, or a JSON value, holds that lasts, as pairs of a name and what is below.
-    Left out of both are zeros and what is empty, which only JSON has, and the prefixes of values,
-    which only XML has."""
-    if isinstance(of, dict):
-        members = [(name, row) for name, value in of.items()
-                   for row in (value if isinstance(value, list) else [value])]
-    elif isinstance(of, ET.Element) and len(of) > 0:
-        members = [(child.tag, child) for child in of]
-    else:
-        text = of if isinstance(of, str) else re.sub(
-            "^(iana-if-type|ietf-routing):", "", of.text or "")
-        return [] if text.isspace() else text
-    held = [(name, content(value)) for name, value in members if name not in FLEETING]
-    return [(name, value) for name, value in held if value not in ("0", [])]
-
-
 def converted(request, kind_of_file, form):
     """What yanglint makes of an answer in another form; of none there is none."""
     text = answer(request)
@@ -219,20 +202,15 @@ class Answers(unittest.TestCase):
                 ("show-interfaces", "interface-information", "interface", "name"),
                 ("show-neighbors", "neighbor-information", "neighbor", "interface"),
                 ("show-routes", "route-information", "table", "name")):
+            def part(request, row=row, key=key, value=None):
+                return [lasting(element) for element in tree(answer(request)).findall(row)
+                        if value is None or element.findtext(key) == value]
             whole = tree(answer(command))
-            by_filter = f"{command} filter='/{top}/{row}[{key}=\"%s\"]'"
-            by_argument = f"{command} {key}='%s'"
-
-            def part(request):
-                return [lasting(element) for element in tree(answer(request)).findall(row)]
-
-            def expected(value):
-                return [lasting(element) for element in tree(answer(command)).findall(row)
-                        if element.findtext(key) == value]
-            for request in by_filter, by_argument:
+            for argument in f"filter='/{top}/{row}[{key}=\"%s\"]'", f"{key}='%s'":
+                request = f"{command} {argument}"
                 for value in {element.findtext(key) for element in whole.findall(row)}:
-                    self.assert_agree(lambda r=request, v=value: part(r % v),
-                                      lambda v=value: expected(v))
+                    self.assert_agree(lambda r=request, p=part, v=value: p(r % v),
+                                      lambda c=command, p=part, v=value: p(c, value=v))
                 self.assertEqual(answer(request % "nothing of that name"), NOTHING)
 
     def test_arguments_select_at_every_level(self):
@@ -257,29 +235,9 @@ class Answers(unittest.TestCase):
         for command, details, rest in (
                 ("show-interfaces", {"index", "mtu", "statistics", "scope"}, {"name", "ip"}),
                 ("show-routes", {"origin", "scope"}, {"name", "destination", "type"})):
-            whole, brief = (tree(answer(command + style)) for style in ("", " brief"))
-            self.assertEqual([e for e in brief.iter() if e.tag in details], [])
-            self.assert_agree(
-                lambda c=command, r=rest: [e.text for e in tree(answer(c + " brief")).iter()
-                                           if e.tag in r],
-                lambda c=command, r=rest: [e.text for e in tree(answer(c)).iter() if e.tag in r])
-            style = {"{http://example.org/netstatd/style}style": "brief"}
-            self.assertEqual((whole.attrib, brief.attrib),
-                             ({}, {} if brief.tag == "nothing" else style))
-
-    def test_json_holds_what_xml_holds(self):
-        def from_json(request):
-            text = answer(request + " as-json")
-            return [] if text == NOTHING else content(json.loads(text))
-
-        def from_xml(request):
-            root = tree(answer(request))
-            return [] if root.tag == "nothing" else content(
-                root if root.tag == "data" else {root.tag: root})
-        for request in *COMMANDS, "show-interfaces brief", "show-interfaces name=lo", \
-                "show-routes name=ipv4-main brief":
-            self.assert_agree(lambda r=request: from_json(r), lambda r=request: from_xml(r))
-        self.assertIn("host-name", dict(dict(from_json("show-daemon"))["daemon-information"]))
+            whole, brief = ({e.tag for e in tree(answer(command + style)).iter()}
+                            for style in ("", " brief"))
+            self.assertEqual(brief & (details | rest), whole & rest)
 
     def test_suspending_after_every_row_changes_nothing(self):
         for command in COMMANDS:
@@ -309,19 +267,12 @@ class Answers(unittest.TestCase):
                     converted(f"{c} as-ietf-xml ascii compact", "xml", "xml")))
 
     def test_jq_reads_types(self):
-        def chosen(request, program):
-            return subprocess.run(["jq", "-c", program], input=answer(request), text=True,
-                                  stdout=subprocess.PIPE, check=True).stdout.splitlines()
-        names = chosen("show-interfaces as-json-lines", "select(.mtu > 3000) | .name")
+        names = subprocess.run(
+            ["jq", "-c", "select(.mtu > 3000) | .name"], input=answer("show-interfaces as-json-lines"),
+            text=True, stdout=subprocess.PIPE, check=True).stdout.splitlines()
         self.assert_agree(lambda: names, lambda: [
             json.dumps(i["ifname"]) for i in sorted(kernel("link"), key=lambda i: i["ifindex"])
             if i["mtu"] > 3000])
-        self.assertEqual(
-            chosen("corvane-netconf-get as-ietf-json",
-                   '.["ietf-interfaces:interfaces"].interface[] | select(.enabled) | .name'),
-            [json.dumps(i.findtext("name"))
-             for i in tree(answer("corvane-netconf-get")).iterfind("interfaces/interface")
-             if i.findtext("enabled") == "true"])
         for line in answer("show-routes as-json-lines=route").replace(NOTHING, "").splitlines():
             self.assertRegex(json.loads(line)["table/name"], "^ipv[46]-")
 
@@ -365,10 +316,9 @@ class Answers(unittest.TestCase):
             lines = run("--once", "dump", *options).stdout.splitlines()
             return [re.fullmatch(r"(\S+) +:  \[(.*)\]", line).groups() for line in lines if line]
         self.assertEqual({schema.get(path) for path, _ in dumped()}, {"leaf"})
-        for options in (), ("--rows-per-slice", "1"):
-            self.assert_agree(lambda o=options: sorted(value for path, value in dumped(*o)
-                                                       if path == "/interfaces/interface/name"),
-                              lambda: sorted(i["ifname"] for i in kernel("link")))
+        self.assert_agree(lambda: sorted(value for path, value in dumped("--rows-per-slice", "1")
+                                         if path == "/interfaces/interface/name"),
+                          lambda: sorted(i["ifname"] for i in kernel("link")))
         around = run("--once", "show-neighbors", "--once", "reload", "--once", "show-neighbors")
         self.assertRegex(around.stdout, r"\A(?s:(.*))finish reloading\n\1\Z")
 
