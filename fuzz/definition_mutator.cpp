@@ -21,40 +21,14 @@ namespace {
 using json_owner_t = std::unique_ptr<json_t, void (*)(json_t*)>;
 using dice_t = std::minstd_rand;
 
-constexpr const char* WORDS[] = {"",
-                                 "top",
-                                 "row",
-                                 "/top",
-                                 "..",
-                                 "name",
-                                 "number",
-                                 "words",
-                                 "value",
-                                 "in",
-                                 "fields",
-                                 "alpha",
-                                 "late",
-                                 "leaf",
-                                 "list",
-                                 "leaf-list",
-                                 "choice",
-                                 "case",
-                                 "container",
-                                 "true",
-                                 "decimal64",
-                                 "uint64",
-                                 "int32",
-                                 "boolean",
-                                 "string",
-                                 "*",
-                                 "='x'+val('.')",
-                                 "__zor_leaf_list_value__",
-                                 "__zor_internal_x",
-                                 "xmlns='urn:x'",
-                                 "a b",
-                                 "show",
-                                 "corvane-netconf-get",
-                                 "/top/row[name='a']"};
+constexpr const char* WORDS[] = {
+    "",          "top",    "row",       "/top",      "='x'+val('.')",
+    "..",        "name",   "number",    "words",     "__zor_leaf_list_value__",
+    "value",     "in",     "fields",    "alpha",     "__zor_internal_x",
+    "late",      "leaf",   "list",      "leaf-list", "xmlns='urn:x'",
+    "choice",    "case",   "container", "true",      "corvane-netconf-get",
+    "decimal64", "uint64", "int32",     "boolean",   "/top/row[name='a']",
+    "string",    "*",      "a b",       "show"};
 
 template <typename Choices>
 const auto& one_of(dice_t& dice, const Choices& choices) {
@@ -121,17 +95,17 @@ void change_object(dice_t& dice, json_t* object, const std::vector<json_t*>& all
     json_object_foreach(object, name, member) {
         names.emplace_back(name);
     }
-    switch (dice() % 6) {
+    const unsigned what = dice() % 6;
+    if (what < 2 && names.empty()) {
+        return;
+    }
+    switch (what) {
     case 0:
-        if (!names.empty()) {
-            json_object_del(object, one_of(dice, names).c_str());
-        }
+        json_object_del(object, one_of(dice, names).c_str());
         break;
     case 1:
-        if (!names.empty()) {
-            json_object_set_new(object, one_of(dice, names).c_str(),
-                                json_deep_copy(one_of(dice, all)));
-        }
+        json_object_set_new(object, one_of(dice, names).c_str(),
+                            json_deep_copy(one_of(dice, all)));
         break;
     case 2:
         add_member(dice, object, DR_COMMAND_MEMBERS);
@@ -146,19 +120,15 @@ void change_object(dice_t& dice, json_t* object, const std::vector<json_t*>& all
 
 void change_array(dice_t& dice, json_t* array, const std::vector<json_t*>& all) {
     const size_t place = json_array_size(array) == 0 ? 0 : dice() % json_array_size(array);
-    switch (dice() % 4) {
-    case 0:
+    const unsigned what = dice() % 4;
+    if (what == 0) {
         json_array_remove(array, place);
-        break;
-    case 1:
-        json_array_insert_new(array, place, command(dice));
-        break;
-    case 2:
-        json_array_insert_new(array, place, tag(dice));
-        break;
-    default:
-        json_array_insert_new(array, place, json_deep_copy(one_of(dice, all)));
+        return;
     }
+    json_array_insert_new(array, place,
+                          what == 1   ? command(dice)
+                          : what == 2 ? tag(dice)
+                                      : json_deep_copy(one_of(dice, all)));
 }
 
 void change(dice_t& dice, json_t* root) {

@@ -6,10 +6,7 @@
 // leaf, and asked of "xwalker" and "dump". Asserted: what is entered is left; a path that fails
 // says why in one line, and leaves the context where it was; the path of where a path has led
 // leads there again; an answer to a path is whole lines.
-#include <algorithm>
 #include <cstdarg>
-#include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -19,6 +16,7 @@
 #include <unistd.h>
 
 #include "drend.h"
+#include "fuzz_target.h"
 #include "service/drend_dump.h"
 #include "service/drend_xwalker.h"
 
@@ -32,12 +30,6 @@ constexpr row_s ROWS[] = {{"a", "it's"}, {"b/c", "]"}, {"d\\", "x"}, {"", "[1]"}
 
 int inside = 0;
 std::string sent;
-
-void require(bool holds) {
-    if (!holds) {
-        abort();
-    }
-}
 
 int step(dr_meta_context_s* ctx, const void*) {
     const auto* row = static_cast<const row_s*>(drend_get_element_ref(ctx));
@@ -134,8 +126,7 @@ void ask(void* (*function)(void* peer, const char* path), const std::string& lin
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     [[maybe_unused]] static const bool started = start();
     constexpr size_t INPUT_MAX = 2048;
-    std::istringstream lines(
-        std::string(reinterpret_cast<const char*>(data), std::min(size, INPUT_MAX)));
+    std::istringstream lines(text_of(data, size, INPUT_MAX));
     drx_context_s* context = nullptr;
     require(drx_create_context("show", &context) == DREND_OK);
     for (std::string line; std::getline(lines, line);) {

@@ -5,12 +5,11 @@
 // Asserted: whatever the bytes are cut into, the same comes out; nothing but the text of chunks is
 // handed on, nothing of it is lost, and what is shown has no control character but colours.
 #include <algorithm>
-#include <cstdint>
-#include <cstdlib>
 #include <memory>
 #include <string>
 #include <utility>
 
+#include "fuzz_target.h"
 #include "tools/drendctl/answer_sorter.h"
 #include "tools/drendctl/answer_status.h"
 #include "tools/drendctl/chunk_decoder.h"
@@ -20,12 +19,6 @@
 namespace {
 
 constexpr size_t INPUT_MAX = 16384;
-
-void require(bool holds) {
-    if (!holds) {
-        abort();
-    }
-}
 
 // What became of the bytes: the answers' kinds, errors and texts, and what was not framed.
 struct result_s {
@@ -101,9 +94,7 @@ class reader_c {
 
 result_s read_in_pieces(std::string_view bytes, size_t size) {
     reader_c reader;
-    for (; !bytes.empty(); bytes.remove_prefix(std::min(size, bytes.size()))) {
-        reader.add(bytes.substr(0, size));
-    }
+    in_pieces(bytes, size, [&](std::string_view piece) { reader.add(piece); });
     return reader.result();
 }
 
@@ -130,7 +121,7 @@ void require_safe(const std::string& text) {
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    const std::string bytes(reinterpret_cast<const char*>(data), std::min(size, INPUT_MAX));
+    const std::string bytes = text_of(data, size, INPUT_MAX);
     const result_s whole = read_in_pieces(bytes, bytes.size());
     require(whole == read_in_pieces(bytes, 1) && whole == read_in_pieces(bytes, 7));
     require(whole.text.size() <= whole.data.size());

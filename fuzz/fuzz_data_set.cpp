@@ -5,9 +5,7 @@
 // Asserted: a refused text is said to be so with a place, on one line; one that is taken can be
 // taken again, and has the same values. (After 65,536 different paths a text with a new one is
 // refused.)
-#include <algorithm>
 #include <cstdarg>
-#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -15,6 +13,7 @@
 #include <utility>
 
 #include "drend.h"
+#include "fuzz_target.h"
 #include "model/drend_meta_tree.h"
 
 namespace {
@@ -54,14 +53,11 @@ bool can_be_taken_again(const char* text) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     constexpr size_t INPUT_MAX = 4096;
-    const std::string text(reinterpret_cast<const char*>(data), std::min(size, INPUT_MAX));
+    const std::string text = text_of(data, size, INPUT_MAX);
     drend_set_send_method_w_return(collect);
     char error[256];
     const int status = dr_ops_load_from_json("fuzz", text.c_str(), error, sizeof error);
-    const bool holds = status == 0 ? can_be_taken_again(text.c_str()) : is_fault(error);
+    require(status == 0 ? can_be_taken_again(text.c_str()) : is_fault(error));
     dmn_reset_root(); // another text may have other kinds
-    if (!holds) {
-        abort();
-    }
     return 0;
 }

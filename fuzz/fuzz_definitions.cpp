@@ -6,7 +6,6 @@
 // whole answers that are documents; loading it again finds the same; a set that nobody uses is
 // gone.
 #include <algorithm>
-#include <cstdint>
 #include <cstring>
 #include <string>
 
@@ -67,7 +66,7 @@ bool start() {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     [[maybe_unused]] static const bool started = start();
     constexpr size_t INPUT_MAX = 16384;
-    const std::string file(reinterpret_cast<const char*>(data), std::min(size, INPUT_MAX));
+    const std::string file = text_of(data, size, INPUT_MAX);
     define_fuzzed(file);
     const unsigned commands = dri_get_count();
     for (unsigned command = 0; command < std::min(commands, COMMANDS_MAX); ++command) {

@@ -6,25 +6,18 @@
 // Asserted: whatever the answers are cut into, the same comes out, or the same error; and where
 // each of them is an element of XML, what comes out is one, too, unless it is an error.
 #include <algorithm>
-#include <cstdint>
-#include <cstdlib>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include <libxml/parser.h>
 
+#include "fuzz_target.h"
 #include "tools/netconf/container_joiner.h"
 
 namespace {
 
 constexpr size_t INPUT_MAX = 8192;
-
-void require(bool holds) {
-    if (!holds) {
-        abort();
-    }
-}
 
 bool is_xml(const std::string& text) {
     const int options = XML_PARSE_NOERROR | XML_PARSE_NOWARNING | XML_PARSE_NONET;
@@ -41,11 +34,7 @@ bool is_xml(const std::string& text) {
 std::vector<std::string> lines_of(const std::string& text) {
     std::vector<std::string> lines(1);
     for (const char c : text) {
-        if (c == '\n') {
-            lines.emplace_back();
-        } else {
-            lines.back() += c;
-        }
+        c == '\n' ? lines.emplace_back() : lines.back() += c;
     }
     return lines;
 }
@@ -60,9 +49,7 @@ joined_s join(const std::vector<std::string>& answers, size_t size) {
     joined_s joined;
     container_joiner_c joiner([&](std::string_view text) { joined.text += text; });
     for (const std::string& answer : answers) {
-        for (size_t at = 0; at < answer.size(); at += size) {
-            joiner.add(std::string_view(answer).substr(at, size));
-        }
+        in_pieces(answer, size, [&](std::string_view piece) { joiner.add(piece); });
         joiner.end_answer();
     }
     joiner.finish();
@@ -75,7 +62,7 @@ joined_s join(const std::vector<std::string>& answers, size_t size) {
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    const std::string text(reinterpret_cast<const char*>(data), std::min(size, INPUT_MAX));
+    const std::string text = text_of(data, size, INPUT_MAX);
     const std::vector<std::string> answers = lines_of(text);
     const joined_s whole = join(answers, INPUT_MAX);
     require(whole == join(answers, 1));

@@ -5,11 +5,10 @@
 // Asserted: a request either means an entry, with its argument within the request, or gets an
 // answer that is whole lines of plain characters, or such a sentence.
 #include <algorithm>
-#include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <string>
 
+#include "fuzz_target.h"
 #include "platform/src/menu_match.h"
 
 namespace {
@@ -45,8 +44,7 @@ bool is_entry(const menu_match_s& found, const std::string& text, const char* be
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     constexpr size_t INPUT_MAX = 4096;
-    const std::string request(reinterpret_cast<const char*>(data),
-                              std::min(size, INPUT_MAX));
+    const std::string request = text_of(data, size, INPUT_MAX);
     const char* begin = request.c_str();
     char area[256];
     str_buf_s* text = nullptr;
@@ -54,13 +52,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     menu_match_s found{};
     const menu_match_e result = menu_match(menu, begin, &found, text);
     const std::string said = sbuf_str(text);
-    const bool holds = result == MENU_MATCH_REFUSED ? !said.empty() && is_plain(said, "")
-                       : result == MENU_MATCH_ANSWER
-                           ? said.ends_with('\n') && is_plain(said, "\n\t")
-                           : is_entry(found, said, begin);
+    require(result == MENU_MATCH_REFUSED  ? !said.empty() && is_plain(said, "")
+            : result == MENU_MATCH_ANSWER ? said.ends_with('\n') && is_plain(said, "\n\t")
+                                          : is_entry(found, said, begin));
     sbuf_reset(text);
-    if (!holds) {
-        abort();
-    }
     return 0;
 }

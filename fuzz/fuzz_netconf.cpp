@@ -6,24 +6,17 @@
 // a message goes on to a daemon, or back to the client, is well-formed, and nothing in it ends the
 // argument of a request.
 #include <algorithm>
-#include <cstdint>
-#include <cstdlib>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "fuzz_target.h"
 #include "tools/netconf/frame_decoder.h"
 #include "tools/netconf/rpc_reader.h"
 
 namespace {
 
 constexpr size_t INPUT_MAX = 16384;
-
-void require(bool holds) {
-    if (!holds) {
-        abort();
-    }
-}
 
 // The messages, what came of the last one, and why no more came.
 std::vector<std::string> messages_of(std::string_view bytes, size_t size, bool is_chunked) {
@@ -83,7 +76,7 @@ void read_one(const std::string& text) {
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    const std::string bytes(reinterpret_cast<const char*>(data), std::min(size, INPUT_MAX));
+    const std::string bytes = text_of(data, size, INPUT_MAX);
     for (const bool is_chunked : {false, true}) {
         const std::vector<std::string> whole = messages_of(bytes, bytes.size(), is_chunked);
         require(whole == messages_of(bytes, 1, is_chunked));

@@ -6,7 +6,6 @@
 // Asserted: the answer is whole, and is a document of its form or one line of error; a request that
 // comes again gets the same bytes.
 #include <algorithm>
-#include <cstdint>
 #include <cstring>
 #include <sstream>
 #include <string>
@@ -117,8 +116,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         return 0;
     }
     const unsigned form = (*data & (STRICT - 1U)) % FORMS;
-    std::string rest(reinterpret_cast<const char*>(data + 1),
-                     std::min(size - 1, INPUT_MAX));
+    std::string rest = text_of(data + 1, size - 1, INPUT_MAX);
     rest.resize(strlen(rest.c_str()));
     const std::string argument = FORM_WORDS[form] + rest;
     drend_set_strict((*data & STRICT) != 0 ? 1 : 0);

@@ -4,22 +4,15 @@
 //
 // Asserted: what is read keeps its bounds, holds no text beside elements, and is nothing when it is
 // refused; every step belongs to a tag and every way to one above, or to none.
-#include <cstdint>
-#include <cstdlib>
 #include <deque>
 #include <string>
 
 #include "definitions/dr_subtree_filter.h"
 #include "definitions/drend_tag.h"
 #include "expr/dr_subtree.h"
+#include "fuzz_target.h"
 
 namespace {
-
-void require(bool holds) {
-    if (!holds) {
-        abort();
-    }
-}
 
 size_t count(const dr_subtree_node_s& node, int depth) {
     require(depth <= DR_SUBTREE_DEPTH_MAX);

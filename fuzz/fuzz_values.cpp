@@ -9,9 +9,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
-#include <cstdint>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <limits>
 #include <memory>
@@ -252,7 +250,7 @@ void check_text(const std::string& text) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     constexpr size_t INPUT_MAX = 1024;
     constexpr size_t HEAD = 2 + sizeof(uint64_t);
-    const std::string text(reinterpret_cast<const char*>(data), std::min(size, INPUT_MAX));
+    const std::string text = text_of(data, size, INPUT_MAX);
     const auto check_from = [&text](size_t at) { // a text ends at its first NUL
         check_text(text.substr(at, text.find('\0', at) - at));
     };

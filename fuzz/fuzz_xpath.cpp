@@ -5,9 +5,6 @@
 // The input is a filter, and also a value-map expression. Asserted: short texts come from the cache
 // the second time, a copy prints what the original prints, truth is one of two texts, and neither a
 // path nor all steps of a filter together hold more than they may.
-#include <algorithm>
-#include <cstdint>
-#include <cstdlib>
 #include <map>
 #include <string>
 
@@ -16,16 +13,11 @@
 #include "expr/dr_map_expr.h"
 #include "expr/dr_xp_eval.h"
 #include "expr/dr_xp_parser.h"
+#include "fuzz_target.h"
 
 namespace {
 
 constexpr size_t INPUT_MAX = 16384;
-
-void require(bool holds) {
-    if (!holds) {
-        abort();
-    }
-}
 
 std::string dump(const std::vector<xp_node_c>& steps) {
     dr_str_buf_c text;
@@ -64,7 +56,7 @@ void cut(const std::string& filter) {
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    const std::string text(reinterpret_cast<const char*>(data), std::min(size, INPUT_MAX));
+    const std::string text = text_of(data, size, INPUT_MAX);
     std::vector<dr_map_term_s> terms;
     require((dri_map_expr_parse(text.c_str(), terms) == 0) == !terms.empty());
 

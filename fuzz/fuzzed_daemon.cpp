@@ -5,8 +5,6 @@
 #include "fuzzed_daemon.h"
 
 #include <cstdarg>
-#include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -58,15 +56,13 @@ int step(dr_meta_context_s* ctx, const void*) {
     return row == std::end(ROWS) ? DREND_NO_EL : DREND_OK;
 }
 
-int read_name(dr_meta_context_s* ctx, const void*) {
+template <auto Set, auto Field>
+int read(dr_meta_context_s* ctx, const void*) {
     const auto* row = static_cast<const row_s*>(drend_get_element_ref(ctx));
-    return row == nullptr ? DREND_ERR : drend_set_string_value(ctx, row->name);
+    return row == nullptr ? DREND_ERR : Set(ctx, row->*Field);
 }
-
-int read_number(dr_meta_context_s* ctx, const void*) {
-    const auto* row = static_cast<const row_s*>(drend_get_element_ref(ctx));
-    return row == nullptr ? DREND_ERR : drend_set_int32_value(ctx, row->number);
-}
+constexpr drend_proc_t read_name = read<drend_set_string_value, &row_s::name>;
+constexpr drend_proc_t read_number = read<drend_set_int32_value, &row_s::number>;
 
 int name_field(dr_meta_context_s* ctx, const void*) {
     void* reached = nullptr;
@@ -92,6 +88,11 @@ void print_address(const void* data, unsigned int length, str_buf_s* out) {
     }
 }
 
+template <auto Set, auto Value>
+int give(dr_meta_context_s* ctx, const void*) {
+    return Set(ctx, Value);
+}
+
 void add_values() {
     drend_add_str_leaf(
         "/top/text",
@@ -99,20 +100,9 @@ void add_values() {
             return drend_set_string_value(ctx, "a<b&c>\"'\\\x01\t\xff\u20ac\n]]>");
         },
         nullptr);
-    drend_add_int32_leaf(
-        "/top/number",
-        [](dr_meta_context_s* ctx, const void*) { return drend_set_int32_value(ctx, -7); },
-        nullptr);
-    drend_add_uint64_leaf(
-        "/top/big",
-        [](dr_meta_context_s* ctx, const void*) {
-            return drend_set_uint64_value(ctx, UINT64_MAX);
-        },
-        nullptr);
-    drend_add_boolean_leaf(
-        "/top/truth",
-        [](dr_meta_context_s* ctx, const void*) { return drend_set_boolean_value(ctx, 1); },
-        nullptr);
+    drend_add_int32_leaf("/top/number", give<drend_set_int32_value, -7>, nullptr);
+    drend_add_uint64_leaf("/top/big", give<drend_set_uint64_value, UINT64_MAX>, nullptr);
+    drend_add_boolean_leaf("/top/truth", give<drend_set_boolean_value, 1>, nullptr);
     drend_add_decimal64_leaf(
         "/top/ratio",
         [](dr_meta_context_s* ctx, const void*) {
@@ -178,12 +168,6 @@ const std::filesystem::path& render_directory() {
 }
 
 } // namespace
-
-void require(bool holds) {
-    if (!holds) {
-        abort();
-    }
-}
 
 void serve_fuzzed_data() {
     add_values();

@@ -12,10 +12,7 @@
 // it ends.
 #pragma once
 
-#include <string>
-
-// Ends the process, which is how a target says that something does not hold.
-void require(bool holds);
+#include "fuzz_target.h"
 
 // Registers the data, and the peer's methods.
 void serve_fuzzed_data();

@@ -41,6 +41,7 @@ class FakeDaemon:
         path = pathlib.Path(run_dir, name + ".socket")
         self.entry = pathlib.Path(run_dir, name + ".daemon")
         self.listener = socket.socket(socket.AF_UNIX)
+        path.unlink(missing_ok=True)  # that of one before
         self.listener.bind(str(path))
         self.listener.listen()
         self.entry.write_text(

@@ -2,7 +2,6 @@
 # SPDX-License-Identifier: BSD-2-Clause
 """One <get>, many daemons: netconf_daemons_test.py ORVEX_NETCONF NETSTATD LEASESD MEASURES_MEMORY"""
 
-import contextlib
 import html
 import json
 import os
@@ -140,8 +139,6 @@ class ManyDaemons(Sessions):
                              (b"<a/><b/>", "shows 'b' where it was asked for 'a'"),
                              (b"<a x='2'/>", "begins 'a' in another way than another daemon"),
                              (b"<a xmlns='2'/>", "begins 'a' in another way than another daemon")):
-            with contextlib.suppress(FileNotFoundError):
-                pathlib.Path(self.run_dir, "b.socket").unlink()
             self.daemon("b", says(text), [], ["a container"])
             session = self.session()
             session.send(get())
@@ -217,8 +214,6 @@ class ManyDaemons(Sessions):
                 (lambda send, _: send(framed(begun)[:-4]), "a: closed the connection", ()),
                 (hangs, "a: says nothing", ("--patience", "1"))):
             for versions in "0", "1":
-                with contextlib.suppress(FileNotFoundError):
-                    pathlib.Path(self.run_dir, "a.socket").unlink()
                 self.daemon("a", script)
                 session = self.session(versions, *options)
                 session.send(get())

@@ -36,6 +36,10 @@ def rpc(content, message_id="1", more=""):
     return f"<rpc xmlns='{BASE}' message-id='{message_id}'{more}>{content}</rpc>"
 
 
+def kill_session(number):
+    return rpc(f"<kill-session><session-id>{number}</session-id></kill-session>")
+
+
 # What every daemon that the tests play has at the top, unless it says something else
 ANYTHING = "<filter><a/></filter>"
 
@@ -58,6 +62,8 @@ class Session:
         if versions:
             self.write(hello(versions))
             self.hello = ET.fromstring(self.until(END))
+            self.number = self.hello.findtext(f"{{{BASE}}}session-id")
+            self.announced = [e.text for e in self.hello.iter(f"{{{BASE}}}capability")]
 
     def write(self, data):
         self.process.stdin.write(data)
@@ -127,9 +133,7 @@ class Session:
 
 class Sessions(unittest.TestCase):
     def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.run_dir = folder.name
+        self.run_dir = self.enterContext(tempfile.TemporaryDirectory())
 
     def session(self, *arguments, **more):
         session = Session(self.run_dir, *arguments, **more)

@@ -14,7 +14,7 @@ import xml.etree.ElementTree as ET
 
 from fake_daemon import flood, says
 from netconf_session import (ANYTHING, BASE, CAPABILITY, END, MEASURES_MEMORY, NETSTATD, ORVEX_NETCONF,
-                             PATIENCE, SOON, Sessions, get, hello, rpc)
+                             PATIENCE, SOON, Sessions, get, hello, kill_session, rpc)
 from netstatd_yang import SERVER, errors_of, errors_of_reply
 
 CHUNK_MAX = 16384
@@ -71,11 +71,10 @@ class SessionTest(Sessions):
         self.assertTrue(entry.exists())
         for versions in "0", "1", "01":
             session = self.session(versions)
-            announced = [e.text for e in session.hello.iter(f"{{{BASE}}}capability")]
-            self.assertEqual(announced[:2], [CAPABILITY + "0", CAPABILITY + "1"])
-            self.assertIn(
-                INTERFACES + "?module=ietf-interfaces&revision=2018-02-20&features=if-mib", announced)
-            self.assertEqual(int(session.hello.findtext(f"{{{BASE}}}session-id")), session.process.pid)
+            self.assertEqual(session.announced[:2], [CAPABILITY + "0", CAPABILITY + "1"])
+            self.assertIn(INTERFACES + "?module=ietf-interfaces&revision=2018-02-20&features=if-mib",
+                          session.announced)
+            self.assertEqual(int(session.number), session.process.pid)
             whole = self.data(session, "")
             self.assertEqual(errors_of_reply(whole), "", whole)
             one = self.data(session, f"""<filter type='subtree'>
@@ -90,32 +89,32 @@ class SessionTest(Sessions):
         daemon.wait(PATIENCE)
         self.assertFalse(entry.exists())
 
-    def test_a_daemon_that_cannot_register_does_not_serve(self):
+    def refused(self, run_dir):
+        """What a netstatd says that cannot register, and does not serve."""
         path = pathlib.Path(self.run_dir, "s")
-        entry = pathlib.Path(self.run_dir, "none/netstatd.daemon")
-        ended = subprocess.run([NETSTATD, "--socket", path, "--run-dir", entry.parent],
+        ended = subprocess.run([NETSTATD, "--socket", path, "--run-dir", run_dir],
                                capture_output=True, text=True, timeout=PATIENCE, check=False)
-        self.assertEqual((ended.returncode, ended.stdout, ended.stderr),
-                         (1, "", f"netstatd: cannot write {entry}: No such file or directory\n"))
-        self.assertFalse(path.exists())
+        self.assertEqual((ended.returncode, ended.stdout, path.exists()), (1, "", False))
+        return ended.stderr
+
+    def test_a_daemon_that_cannot_register_does_not_serve(self):
+        run_dir = self.run_dir + "/none"
+        self.assertEqual(self.refused(run_dir), f"netstatd: cannot write {run_dir}/netstatd.daemon: "
+                                                "No such file or directory\n")
 
     def test_of_daemons_of_one_name_the_first_is_registered(self):
         first = self.netstatd()
         entry = pathlib.Path(self.run_dir, "netstatd.daemon")
         registered = entry.read_text(encoding="utf-8")
-        path = pathlib.Path(self.run_dir, "s")
-        second = [NETSTATD, "--socket", path, "--run-dir", self.run_dir]
-        ended = subprocess.run(second, capture_output=True, text=True, timeout=PATIENCE, check=False)
-        self.assertEqual((ended.returncode, ended.stdout, ended.stderr), (
-            1, "", f"netstatd: cannot write {entry}: another process has that name\n"))
-        self.assertFalse(path.exists())
+        self.assertEqual(self.refused(self.run_dir),
+                         f"netstatd: cannot write {entry}: another process has that name\n")
         self.assertEqual(entry.read_text(encoding="utf-8"), registered)
         # What one leaves that was killed is replaced.
         first.kill()
         first.wait(PATIENCE)
         self.assertTrue(entry.exists())
         self.netstatd("s")
-        self.assertIn(f"socket {path}\n", entry.read_text(encoding="utf-8"))
+        self.assertIn(f"socket {self.run_dir}/s\n", entry.read_text(encoding="utf-8"))
 
     # --- requests ---
 
@@ -221,15 +220,12 @@ class SessionTest(Sessions):
     # --- the server's own data ---
 
     def test_modules_are_announced_with_their_features(self):
-        def announced(session):
-            return [e.text for e in session.hello.iter(f"{{{BASE}}}capability")]
-
         self.daemon("a", says(), ["urn:m?module=m&revision=2026-01-02&features=f,g", "urn:n", "urn:k?module=k"])
         folder = self.yang_dir()
         for name, text in PARTS.items():
             pathlib.Path(folder, name).write_text(text, encoding="utf-8")
         session = self.session("1", "--yang-dir", folder)
-        library = [c for c in announced(session) if ":yang-library:1.1?" in c]
+        library = [c for c in session.announced if ":yang-library:1.1?" in c]
         content_id = library[0].partition("?revision=2019-01-04&content-id=")[2]
         self.assertEqual((len(library), len(content_id)), (1, 16))
         # The daemons' and the server's own, all in the same words
@@ -242,12 +238,12 @@ class SessionTest(Sessions):
             uri = f"{values['namespace']}?module={values['name']}"
             uri += f"&revision={values['revision']}" if values["revision"] else ""
             modules.append(uri + (f"&features={','.join(features)}" if features else ""))
-        self.assertEqual([*announced(session)[:5], *sorted([*modules, "urn:n"])], announced(session))
+        self.assertEqual([*session.announced[:5], *sorted([*modules, "urn:n"])], session.announced)
         self.assertEqual([e.findtext(f"{LIBRARY}name") for e in shown.iter(f"{LIBRARY}import-only-module")],
                          ["part", "part", "types"])
         self.assertEqual([e.text for e in self.own(session, f"<netconf-state xmlns='{MONITORING}'>"
                                                             "<capabilities/></netconf-state>")[0]],
-                         announced(session))
+                         session.announced)
         submodules = {}
         for module in [*shown.iter(f"{LIBRARY}module"), *shown.iter(f"{LIBRARY}import-only-module")]:
             for part in module.findall(f"{LIBRARY}submodule"):
@@ -259,14 +255,14 @@ class SessionTest(Sessions):
         # Other modules, another id
         self.daemon("b", says(), ["urn:m?module=m&revision=2026-01-02&features=h"])
         other = self.session()
-        self.assertNotIn(library[0], announced(other))
+        self.assertNotIn(library[0], other.announced)
         shown = self.own(other, "<yang-library><module-set><module><name>m</name></module></module-set>"
                                 "</yang-library>")
         self.assertEqual([e.text for e in shown.iter(f"{LIBRARY}feature")], ["f", "g", "h"])
 
     def test_sessions_are_known(self):
         one, two = self.session(), self.session()
-        ids = [session.hello.findtext(f"{{{BASE}}}session-id") for session in (one, two)]
+        ids = [one.number, two.number]
         pathlib.Path(self.run_dir, "sessions", "1").write_text("user x\n", encoding="utf-8")
         one.fault("<get")
         one.fault(rpc("<lock/>"))
@@ -283,10 +279,9 @@ class SessionTest(Sessions):
         self.assertRegex(shown[ids[0]]["login-time"], r"^\d{4}(-\d\d){2}T\d\d(:\d\d){2}Z$")
         invalid = ("protocol", "invalid-value", {"bad-element": "session-id"}, {"message-id": "1"})
         for number in "1", ids[1], "0", "-1", "x", "99999999999":
-            self.assertEqual(two.fault(rpc(f"<kill-session><session-id>{number}</session-id></kill-session>")),
-                             invalid, number)
+            self.assertEqual(two.fault(kill_session(number)), invalid, number)
         self.assertEqual(two.fault(rpc("<kill-session/>"))[1], "missing-element")
-        kill = rpc(f"<kill-session><session-id>{ids[0]}</session-id></kill-session>")
+        kill = kill_session(one.number)
         self.assertIn("<ok/>", two.ask(kill))
         self.assertEqual(one.finish(), (1, "orvex-netconf: killed\n", b""))
         self.assertEqual(list(sessions()), [ids[1]])
@@ -295,9 +290,7 @@ class SessionTest(Sessions):
 
     def test_no_session_is_killed_where_the_kernel_cannot_tell_processes_apart(self):
         one, two = self.session(), self.session(starter=[sys.executable, "-c", WITHOUT_PIDFDS])
-        number = one.hello.findtext(f"{{{BASE}}}session-id")
-        kill = rpc(f"<kill-session><session-id>{number}</session-id></kill-session>")
-        self.assertEqual(two.fault(kill)[:2], ("application", "operation-not-supported"))
+        self.assertEqual(two.fault(kill_session(one.number))[:2], ("application", "operation-not-supported"))
         self.assertEqual(self.data(one), "")
 
     def test_a_session_is_killed_within_a_reply(self):
@@ -305,9 +298,7 @@ class SessionTest(Sessions):
         one, two = self.session(), self.session()
         one.send(get())
         one.take(100)
-        number = one.hello.findtext(f"{{{BASE}}}session-id")
-        self.assertIn("<ok/>", two.ask(
-            rpc(f"<kill-session><session-id>{number}</session-id></kill-session>")))
+        self.assertIn("<ok/>", two.ask(kill_session(one.number)))
         self.assertEqual(one.process.wait(SOON), 1)
         self.assertTrue(daemon.is_left.wait(SOON))
 
@@ -441,18 +432,14 @@ class SessionTest(Sessions):
     def test_nothing_is_left_out_that_cannot_be_read(self):
         """Of what the program comes with, and of the registrations."""
         own = pathlib.Path(ORVEX_NETCONF).resolve().parent.parent / "share/orvex-netconf/usr/lib/render"
-        files = sorted(own.glob("*.json"))
+        files = [file.name for file in own.glob("*.json")]
         self.assertEqual(len(files), 3)
         for missing in files:
-            place = pathlib.Path(self.run_dir, missing.stem)
-            render = place / "share/orvex-netconf/usr/lib/render"
-            render.mkdir(parents=True)
-            (place / "bin").mkdir()
-            program = shutil.copy(ORVEX_NETCONF, place / "bin")
-            for file in files:
-                if file != missing:
-                    shutil.copy(file, render)
-            session = self.session(program=program)
+            place = pathlib.Path(self.run_dir, missing, "bin")
+            render = shutil.copytree(own, place.parent / "share/orvex-netconf/usr/lib/render")
+            (render / missing).unlink()
+            place.mkdir()
+            session = self.session(program=shutil.copy(ORVEX_NETCONF, place))
             self.assertEqual(session.fault(get())[:2], ("application", "operation-failed"), missing)
         session = self.session()
         for number in range(10000):
