@@ -18,7 +18,6 @@
 
 using testing::EndsWith;
 using testing::HasSubstr;
-using testing::Not;
 using testing::StartsWith;
 
 TEST_F(mgmt_server_test, requests_find_their_entries) {
