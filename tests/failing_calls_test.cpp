@@ -4,6 +4,7 @@
 // each allocation of its opening. What is left is a server, or none and nothing else.
 
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -216,6 +217,27 @@ TEST_F(failing_calls_test, memory_that_runs_out_costs_its_peer_alone) {
     const long open_before = descriptors();
     EXPECT_GT(for_each_failure([&](long number) { return ask_with({}, number); }), 10);
     EXPECT_EQ(descriptors(), open_before);
+}
+
+// The socket stays readable; nothing is tried again before a fifth of a second is over.
+TEST_F(failing_calls_test, a_server_without_descriptors_waits_for_some) {
+    static int tries;
+    static const std::function<void()> none_is_left = [] {
+        *failing_call() = {"accept4", 1, EMFILE, [] { ++tries, none_is_left(); }};
+    };
+    tries = 0;
+    serve();
+    on_loop([] { none_is_left(); });
+    const auto begin = std::chrono::steady_clock::now();
+    socket_client_c client(path_);
+    client.send_bytes("drend show-rows\n");
+    for (int i = 0; i < 20 || tries == 0; ++i) {
+        on_loop([] {});
+    }
+    on_loop([] { *failing_call() = {}; });
+    EXPECT_LE(tries, 1 + (std::chrono::steady_clock::now() - begin) /
+                             std::chrono::milliseconds(200));
+    EXPECT_EQ(client.answer(), document("old", 3));
 }
 
 TEST_F(failing_calls_test, single_bytes_make_the_same_answers) {
