@@ -160,13 +160,14 @@ TEST_F(table_test, what_stands_in_containers_and_leaf_lists_is_in_the_row) {
             "," +
             with_kids("`dts_name`: `dns`, `dts_type`: `leaf-list`, `dts_source`: `many`",
                       leaf("__zor_leaf_list_value__", "v")) +
-            "," + leaf("flag", "1", "`dts_data_type`: `empty`")));
+            "," + leaf("flag", "1", "`dts_data_type`: `empty`") + "," +
+            with_kids("`dts_name`: `here`, `dts_presence`: `yes`", leaf("mark", "2"))));
     EXPECT_EQ(table({{{"a", "", "1", "2", "4.4.4.4"}, {{{"x"}}, {{""}}, {{"z"}}}},
                      {{"b", "8", nullptr, "2", nullptr, "::1"}}}),
               R"(
-name  in bytes  errors  out bytes  addr     dns       flag
-a     ""        1       2          4.4.4.4  x, "", z  yes
-b     8         -       2          v6:::1   -         8
+name  in bytes  errors  out bytes  addr     dns       flag  here     mark
+a     ""        1       2          4.4.4.4  x, "", z  yes   -        1
+b     8         -       2          v6:::1   -         8     present  -
 )");
 }
 
@@ -310,13 +311,20 @@ TEST_F(table_test, widths_are_those_of_the_first_rows) {
 TEST_F(table_test, rows_go_out_once_widths_are_known) {
     drend_add_list("/t/noted", note_row, &rows_);
     drend_add_str_leaf("/t/noted/0", read_cell, &NUMBERS[0]);
-    for (const bool has_widths : {false, true}) {
+    drend_add_list("/t/noted/below", step_below, nullptr);
+    drend_add_str_leaf("/t/noted/below/0", read_cell, &NUMBERS[0]);
+    const std::string below = list("below", leaf("sub", "0")) + ",";
+    const std::string fixed = "`dts_width`: 3";
+    for (const auto& [kids, has_widths] :
+         {std::pair(leaf("a", "0"), false), std::pair(leaf("a", "0", fixed), true),
+          std::pair(below + leaf("a", "0"), false)}) {
         sent_at_row.clear();
-        define_kids(list("noted", leaf("a", "0", has_widths ? "`dts_width`: 3" : "")));
-        table(records_t(300, {{"1"}}));
-        EXPECT_EQ(sent_at_row[50] > 0, has_widths);
+        define_kids(list("noted", kids));
+        const std::string text = table(records_t(300, {{"1"}, {{{"x"}}}}));
+        EXPECT_THAT(text, StartsWith("\na\n1\n"));
+        EXPECT_EQ(sent_at_row[30] > 0, has_widths);
         EXPECT_GT(sent_at_row[120], 0U);
-        EXPECT_GT(sent_at_row[299], sent_at_row[298]);
+        EXPECT_GT(sent_at_row[299], sent_at_row[298]) << kids;
     }
 }
 
@@ -436,9 +444,10 @@ TEST_F(table_test, what_follows_a_row_has_fields_too) {
 
 TEST_F(table_test, the_width_of_texts) {
     const std::pair<const char*, size_t> cases[] = {
-        {"", 0},       {"abc", 3},    {"\u00e9", 1},     {"e\u0301", 1},
-        {"\u4e2d", 2}, {"\uff21", 2}, {"\U0001F600", 2}, {"\u200b", 0},
-        {"\uac00", 2}, {"\uFFFD", 1}, {"\U00020000", 2}, {"\u2603\ufe0f", 1},
+        {"", 0},           {"abc", 3},    {"\u00e9", 1},     {"e\u0301", 1},
+        {"\u4e2d", 2},     {"\uff21", 2}, {"\U0001F600", 2}, {"\u200b", 0},
+        {"\uac00", 2},     {"\uFFFD", 1}, {"\U00020000", 2}, {"\u2603\ufe0f", 1},
+        {"\U000F0000", 1},
     };
     for (const auto& [text, width] : cases) {
         EXPECT_EQ(dri_text_width(text), width) << text;
