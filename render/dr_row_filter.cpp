@@ -200,9 +200,7 @@ bool dr_row_filter_c::find_entry(std::string_view text) {
     list.call_enter_proc(DMN_TYPE_LIST);
     bool is_found = false;
     while (!is_found && step_to_row(list)) {
-        list.call_enter_proc(DMN_TYPE_CONT);
         is_found = has_value(position_.tag(0), text);
-        list.call_exit_proc(DMN_TYPE_CONT);
     }
     list.call_exit_proc(DMN_TYPE_LIST);
     return is_found;

@@ -353,6 +353,8 @@ TEST_F(access_test, a_wrong_path_says_what_there_is_and_moves_nothing) {
         {"address/ip", DREND_NO_EL, "which element of " + here + "/address?"},
         {"address[ip='x']", DREND_NO_EL,
          "no 'address[ip='x']' below " + here + "; there are address[1], address[2]"},
+        {"address[ ip = 'x = (y)' ]", DREND_NO_EL,
+         "no 'address[ip='x = (y)']' below " + here + "; there are address[1], address[2]"},
         {"/interfaces/interface[name='lo0']/mtu", DREND_NO_EL,
          "no 'interface[name='lo0']' below /interfaces; there are interface[name='lo'], "
          "interface[name='it\\'s']"},

@@ -285,6 +285,7 @@ TEST_F(data_set_test, an_access_context_holds_its_rows) {
     EXPECT_EQ(drx_get_leaf_value(context, "octets", &value), DREND_OK) << drx_get_error();
     EXPECT_EQ(value.as.int_value, 7);
     EXPECT_EQ(render("c"), "");
+    EXPECT_EQ(drx_push_path(context, "/top/if[name='eth0']"), DREND_OK) << drx_get_error();
     EXPECT_EQ(drx_push_path(context, "/top"), DREND_OK) << drx_get_error();
     EXPECT_EQ(drx_get_leaf_value(context, "host", &value), DREND_OK) << drx_get_error();
     EXPECT_STREQ(value.text, "r1");

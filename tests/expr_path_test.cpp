@@ -160,11 +160,14 @@ TEST(expr_parser, size_is_bounded) {
         EXPECT_EQ(dri_xpath_get(with(c.most + 1).c_str()), nullptr) << c.open << c.each;
         EXPECT_EQ(dri_xpath_get(with(100000).c_str()), nullptr) << c.open << c.each;
     }
-    dr_xp_size_s together;
-    for (int i = 0; i < 3; ++i) {
-        EXPECT_NE(dri_xpath_make(("a" + repeated(600, "[x]")).c_str(), together), nullptr);
+    for (const std::string& path : {repeated(600, "[x]"), repeated(80, "[match(x, y)]"),
+                                    repeated(5, "[match(x, 'a\\{256\\}')]")}) {
+        dr_xp_size_s together;
+        for (int i = 0; i < 3; ++i) {
+            EXPECT_NE(dri_xpath_make(("a" + path).c_str(), together), nullptr) << path;
+        }
+        EXPECT_EQ(dri_xpath_make(("a" + path).c_str(), together), nullptr) << path;
     }
-    EXPECT_EQ(dri_xpath_make(("a" + repeated(600, "[x]")).c_str(), together), nullptr);
 }
 
 TEST(expr_parser, facts_about_predicates) {

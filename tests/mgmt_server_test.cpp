@@ -60,8 +60,10 @@ TEST_F(mgmt_server_test, requests_find_their_entries) {
 
 // The same requests in both protocols: in the second the text is the answer and nothing else.
 TEST_F(mgmt_server_test, a_status_says_how_an_answer_ended) {
+    static drend_menu_entry_s below[] = {{"inner", nullptr, 0, nullptr, nullptr}, {}};
     static const drend_menu_entry_s own[] = {
         {"fails", nullptr, 0, nullptr, [](void*, void*, const char*) { return -1; }},
+        {"both", "Has more", 0, below, [](void*, void*, const char*) { return -1; }},
         {"fails-late", nullptr, 0, nullptr,
          [](void* peer, void*, const char*) { return mgmt_sock_send(peer, "x\n") - 1; }},
         {}};
@@ -96,6 +98,7 @@ TEST_F(mgmt_server_test, a_status_says_how_an_answer_ended) {
         {"xwalker /show-rows/x", "error: no 'x' below /show-rows; there are old-top\n",
          "[end: refused\ncode: invalid-path\n"
          "text: no 'x' below /show-rows; there are old-top\n]"},
+        {"bot?", "both\tHas more\n", "(text/plain)both\tHas more\n" + complete},
         {"no", "error: 'no' is no command; there are: fails,",
          "[end: refused\ncode: unknown-entry\ntext: 'no' is no command; there are: fails,"},
         {"dump-", "error: 'dump-' is ambiguous: dump-schema, dump-render-tree\n",

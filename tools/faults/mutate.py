@@ -10,11 +10,13 @@ of the faults survive both than PERCENT, without those that judged.txt says are 
 """
 
 import argparse
+import collections
 import concurrent.futures
+import hashlib
+import itertools
 import json
 import os
 import pathlib
-import random
 import re
 import shutil
 import subprocess
@@ -70,16 +72,24 @@ def copy(root, source):
     return texts
 
 
+def drawn(*what):
+    return int.from_bytes(hashlib.sha256("\0".join(map(str, what)).encode()).digest()[:8], "big")
+
+
 def choose(texts, count, seed):
-    """So many faults, and some more for those that do not compile; one in a line."""
+    """So many faults, and some more for those that do not compile; one in a line. They are drawn by what
+    the lines say, not by where they are: a change of the sources leaves the other faults what they were."""
     places = {}
     for path, text in texts.items():
-        for line, *fault in faults_in(text):
-            places.setdefault((path, line), []).append(fault)
-    chance = random.Random(seed)
-    chosen = chance.sample(sorted(places), min(count * 6 // 5, len(places)))
-    return [Fault(number, *place, *chance.choice(places[place]))
-            for number, place in enumerate(chosen, 1)]
+        before = collections.Counter()
+        for line, of_line in itertools.groupby(faults_in(text), key=lambda fault: fault[0]):
+            faults = [fault[1:] for fault in of_line]
+            said = faults[0][1]
+            before[said] += 1
+            places[drawn(seed, path, said, before[said])] = (path, line, faults)
+    chosen = [places[rank] for rank in sorted(places)[:count * 6 // 5]]
+    return [Fault(number, path, line, *faults[drawn(seed, path, faults) % len(faults)])
+            for number, (path, line, faults) in enumerate(chosen, 1)]
 
 
 def write_faults(texts, source, faults):
