@@ -176,6 +176,13 @@ class Terminal:
         self.seen = found + len(text)
         return between
 
+    def talk(self, *turns):
+        """Types the first text of each turn, and waits until the others are shown."""
+        for typed, *shown in turns:
+            self.type(typed)
+            for text in shown:
+                self.expect(text)
+
     def finish(self):
         """The exit code, all of the text having been read."""
         while self.read():

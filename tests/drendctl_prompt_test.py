@@ -8,12 +8,12 @@ COMPLETION is the file with bash's completion.
 import os
 import pathlib
 import socket
-import subprocess
 import sys
 import time
 import unittest
 
-from drendctl_fixture import DRENDCTL, PATIENCE, Case, Terminal, answer, chunk, menu_answer
+from bash_completion import completed
+from drendctl_fixture import DRENDCTL, Case, Terminal, answer, chunk, menu_answer
 
 COMPLETION = sys.argv.pop(1)
 
@@ -31,30 +31,16 @@ class Prompt(Case):
     def test_a_session(self):
         with self.daemon(self.reply) as daemon:
             terminal = self.terminal("--color", "never")
-            terminal.expect("drendctl> ")
-            terminal.type("show-i\t")
-            terminal.expect("nterfaces ")
-            terminal.type("\n")
-            terminal.expect("<a>1</a>\r\n")
-            terminal.expect("drendctl> ")
-            terminal.type("sh\t\t")  # the common beginning, then what there is
-            terminal.expect("ow-")
-            terminal.expect("drend show-interfaces  Network interfaces\r\n")
-            terminal.expect("drend show-routes      Routing \\x1b[2Jtables\r\n")
-            terminal.type("r?")
-            terminal.expect("drend show-routes  Routing")
-            terminal.type("\t\t")
-            terminal.expect("outes ")
-            terminal.expect("\x07")  # there is nothing behind it
-            terminal.type("?")
-            terminal.expect("nothing can follow\r\n")
-            terminal.type("\n")
-            terminal.expect("nothing to show\r\n")
-            terminal.type("show x='a?'\n")
-            terminal.expect("error: no show x='a?'\r\n")
-            terminal.type("x?")
-            terminal.expect("nothing can follow\r\n")
-            terminal.type("\x03quit\n")
+            terminal.talk(
+                ("", "drendctl> "), ("show-i\t", "nterfaces "), ("\n", "<a>1</a>\r\n", "drendctl> "),
+                # The common beginning, then what there is.
+                ("sh\t\t", "ow-", "drend show-interfaces  Network interfaces\r\n",
+                 "drend show-routes      Routing \\x1b[2Jtables\r\n"),
+                ("r?", "drend show-routes  Routing"),
+                ("\t\t", "outes ", "\x07"),  # there is nothing behind it
+                ("?", "nothing can follow\r\n"), ("\n", "nothing to show\r\n"),
+                ("show x='a?'\n", "error: no show x='a?'\r\n"),
+                ("x?", "nothing can follow\r\n"), ("\x03quit\n",))
             self.assertEqual(terminal.finish(), 0)
             self.assertEqual(daemon.connections, 1)
         self.assertNotIn("\x1b[2J", terminal.text)
@@ -66,18 +52,14 @@ class Prompt(Case):
         with self.daemon(self.reply):
             for keys in ("show-routes\n", "\x1b[A\n"):
                 terminal = self.terminal()
-                terminal.expect("drendctl> ")
-                terminal.type(keys)
-                terminal.expect("nothing to show\r\n")
-                terminal.expect("drendctl> ")  # before, the terminal would take the key itself
-                terminal.type("\x04")
+                # Before the second prompt the terminal would take the key itself.
+                terminal.talk(("", "drendctl> "), (keys, "nothing to show\r\n", "drendctl> "), ("\x04",))
                 self.assertEqual(terminal.finish(), 0)
             self.assertIn("show-routes", history.read_text())
             self.assertEqual(history.stat().st_mode & 0o077, 0)
             self.env["XDG_STATE_HOME"] = "/dev/null"
             terminal = self.terminal()
-            terminal.type("show-routes\nexit\n")
-            terminal.expect("nothing to show\r\n")
+            terminal.talk(("show-routes\nexit\n", "nothing to show\r\n"))
             self.assertEqual(terminal.finish(), 0)
 
     def test_interrupts_lead_back_to_the_prompt(self):
@@ -91,32 +73,19 @@ class Prompt(Case):
             self.assertIsNone(peer.line())
         with self.daemon(serve=serve):
             terminal = self.terminal("--color", "never")
-            terminal.expect("drendctl> ")
-            terminal.type("unfinished")
-            terminal.expect("unfinished")
-            terminal.type("\x03")
-            terminal.expect("drendctl> ")
-            terminal.type("long\n")
-            terminal.expect("<a>")
-            terminal.type("\x03")
-            terminal.expect("drendctl: interrupted: the answer is incomplete\r\n")
-            terminal.expect("drendctl> ")
-            terminal.type("again\n")
-            terminal.expect("done\r\n")
-            terminal.type("exit\n")
+            terminal.talk(
+                ("", "drendctl> "), ("unfinished", "unfinished"), ("\x03", "drendctl> "),
+                ("long\n", "<a>"),
+                ("\x03", "drendctl: interrupted: the answer is incomplete\r\n", "drendctl> "),
+                ("again\n", "done\r\n"), ("exit\n",))
             self.assertEqual(terminal.finish(), 0)
         self.assertNotIn("never-shown", terminal.text)
 
     def test_a_daemon_that_comes_back(self):
         with self.daemon(lambda request: None if request == "die" else answer("fine")) as daemon:
             terminal = self.terminal()
-            terminal.type("die\n")
-            terminal.expect("drendctl: connection lost\r\n")
-            terminal.type("show\n")
-            terminal.expect("fine\r\n")
-        terminal.type("show\n")
-        terminal.expect("drendctl: cannot connect")
-        terminal.type("exit\n")
+            terminal.talk(("die\n", "drendctl: connection lost\r\n"), ("show\n", "fine\r\n"))
+        terminal.talk(("show\n", "drendctl: cannot connect"), ("exit\n",))
         self.assertEqual(terminal.finish(), 0)
         self.assertEqual(daemon.connections, 2)
 
@@ -140,12 +109,7 @@ class Completion(Case):
         self.assertEqual(self.run_it("--complete", "drend show-i"), (3, "", ""))
 
     def completed(self, *words):
-        script = f"source {COMPLETION}; compopt() {{ :; }}; COMP_WORDS=(\"$@\"); COMP_CWORD=$(($# - 1)); "
-        script += "_drendctl; printf '%s\\n' \"${COMPREPLY[@]}\""
-        done = subprocess.run(["bash", "--norc", "-euc", script, "bash", DRENDCTL, *words],
-                              env=self.env, capture_output=True, timeout=PATIENCE, text=True)
-        self.assertEqual((done.returncode, done.stderr), (0, ""))
-        return done.stdout.splitlines() if done.stdout != "\n" else []
+        return completed(COMPLETION, DRENDCTL, *words, env=self.env)
 
     def test_bash(self):
         shows = ["show-interfaces", "show-routes"]

@@ -57,11 +57,8 @@ class Watching(StatusCase):
     def test_a_terminal_is_drawn_anew_and_given_back(self):
         with self.daemon(self.reply):
             terminal = self.terminal("show-x", "--watch=0.1", "--color", "never")
-            terminal.expect(ENTER)
-            terminal.expect("\x1b[7m200\x1b[0m")
-            terminal.expect("+ p\\x1b]0;x\\x07")
-            terminal.expect("\x1b[2m- p\\x1b]0;x")
-            terminal.type("x\x03")
+            terminal.talk(("", ENTER, "\x1b[7m200\x1b[0m", "+ p\\x1b]0;x\\x07", "\x1b[2m- p\\x1b]0;x"),
+                          ("x\x03",))
             self.assertEqual(terminal.finish(), 130)
         self.assertEqual(set(self.asked), {"show-x as-table fields limit=40"})
         self.assertTrue(terminal.text.endswith("\x1b[?7h\x1b[?25h" + LEAVE), terminal.text[-40:])
@@ -107,19 +104,10 @@ class Watching(StatusCase):
     def test_at_the_prompt(self):
         with self.daemon(self.reply):
             terminal = self.terminal("--color", "never")
-            terminal.expect("drendctl> ")
-            terminal.type("watch 0.1 show-x as-t\t")
-            terminal.expect("able ")
-            terminal.type("\n")
-            terminal.expect("200")
-            terminal.type("\x03")
-            terminal.expect(LEAVE)
-            terminal.expect("drendctl> ")
-            terminal.type("watch show-x | count\n")
-            terminal.expect("what is watched cannot be piped")
-            terminal.type("help\n")
-            terminal.expect("watch [SECONDS] REQUEST")
-            terminal.type("exit\n")
+            terminal.talk(("", "drendctl> "), ("watch 0.1 show-x as-t\t", "able "), ("\n", "200"),
+                          ("\x03", LEAVE, "drendctl> "),
+                          ("watch show-x | count\n", "what is watched cannot be piped"),
+                          ("help\n", "watch [SECONDS] REQUEST"), ("exit\n",))
             self.assertEqual(terminal.finish(), 0)
 
 

@@ -34,9 +34,7 @@ def steps():
 
 class Guide(unittest.TestCase):
     def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.place = pathlib.Path(folder.name)
+        self.place = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory()))
         for name in ("include", "platform"):
             (self.place / name).symlink_to(ROOT / name)
         (self.place / "build").mkdir()

@@ -13,6 +13,8 @@ import sys
 import tempfile
 import unittest
 
+from bash_completion import completed
+
 LINT, NETSTATD, ROOT = sys.argv.pop(1), sys.argv.pop(1), pathlib.Path(sys.argv.pop(1))
 
 MISTAKES = """[
@@ -39,9 +41,7 @@ def lint(*arguments):
 
 class Lint(unittest.TestCase):
     def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.folder = pathlib.Path(folder.name)
+        self.folder = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory()))
         self.file = self.write("show.json", MISTAKES)
 
     def write(self, name, text):
@@ -53,11 +53,7 @@ class Lint(unittest.TestCase):
         return "".join(f"{self.file}:{finding}\n" for finding in findings)
 
     def completed(self, *words):
-        script = (f"source {ROOT}/tools/lint/drend-lint.bash; compopt() {{ :; }}\n"
-                  "COMP_WORDS=(drend-lint \"$@\"); COMP_CWORD=$#; _drend_lint\n"
-                  "printf '%s\\n' \"${COMPREPLY[@]}\"")
-        return subprocess.run(["bash", "--norc", "-euc", script, "bash", *words], check=True,
-                              capture_output=True, text=True).stdout.split()
+        return completed(ROOT / "tools/lint/drend-lint.bash", "drend-lint", *words)
 
     def test_bash_completes_options_and_files(self):
         options = re.findall(r"--[a-z]+", lint("--help")[1])
@@ -73,16 +69,13 @@ class Lint(unittest.TestCase):
         folders = sorted({file.parent for folder in ("examples", "tests/data")
                           for file in (ROOT / folder).rglob("*.json")})
         self.assertGreater(len(folders), 3)
-        status, printed, errors = lint("--strict", *folders)
-        self.assertEqual((status, printed, errors), (0, "", ""))
+        self.assertEqual(lint("--strict", *folders), (0, "", ""))
 
     def test_an_example_fits_its_daemon(self):
         dump = subprocess.run([NETSTATD, "--once", "dump-schema"], capture_output=True,
                               text=True, check=True).stdout
-        model = self.write("dump", dump)
-        definitions = ROOT / "examples/netstatd/render"
-        status, printed, errors = lint("--strict", "--model", model, definitions)
-        self.assertEqual((status, printed, errors), (0, "", ""))
+        self.assertEqual(lint("--strict", "--model", self.write("dump", dump),
+                              ROOT / "examples/netstatd/render"), (0, "", ""))
 
     def test_a_model_is_a_dump_or_data(self):
         self.assertEqual(lint(self.file), (1, self.lines(WORD), ""))

@@ -37,9 +37,7 @@ CPU = """<sensors>
 
 class Preview(unittest.TestCase):
     def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.folder = pathlib.Path(folder.name)
+        self.folder = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory()))
         self.render = self.folder / "render"
         self.render.mkdir()
         self.file = self.render / "sensors.json"
