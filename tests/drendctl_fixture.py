@@ -20,6 +20,9 @@ import threading
 import time
 import unittest
 
+from fake_daemon import END_OF_CHUNKS as END
+from fake_daemon import chunks_of, note
+
 # What is ignored here would be ignored by the program, too.
 signal.signal(signal.SIGINT, signal.default_int_handler)
 
@@ -31,18 +34,11 @@ MENU = "drend show-interfaces\tNetwork interfaces\ndrend show-routes\tRouting \x
 
 def chunk(text):
     data = text if isinstance(text, bytes) else text.encode()
-    return b"\n#%d\n%s" % (len(data), data) if data else b""
-
-
-END = b"\n##\n"
-
-
-def note(tag, text):
-    return b"\n#%c%d\n%s" % (tag, len(text), text.encode())
+    return chunks_of(data) if data else b""
 
 
 def status_answer(text, status="end: complete\n", media_type="application/xml"):
-    return note(b"t", media_type) * bool(text) + chunk(text) + note(b"s", status) + END
+    return note("t", media_type.encode()) * bool(text) + chunk(text) + note("s", status.encode()) + END
 
 
 def answer(*texts):
@@ -214,10 +210,11 @@ class Case(unittest.TestCase):
         return done.returncode, done.stdout.decode("latin1"), done.stderr.decode()
 
     def start(self, *words, **more):
-        process = subprocess.Popen([DRENDCTL, *words], env=self.env, stdin=subprocess.DEVNULL,
-                                   stdout=subprocess.PIPE, stderr=subprocess.PIPE, **more)
-        self.addCleanup(process.stdout.close)
-        self.addCleanup(process.stderr.close)
+        streams = {"stdin": subprocess.DEVNULL, "stdout": subprocess.PIPE, "stderr": subprocess.PIPE}
+        process = subprocess.Popen([DRENDCTL, *words], env=self.env, **{**streams, **more})
+        for stream in (process.stdout, process.stderr):
+            if stream:
+                self.addCleanup(stream.close)
         self.addCleanup(process.kill)
         return process
 

@@ -74,11 +74,11 @@ class Terminals(Case):
         def serve(peer):
             peer.greeting = status_answer("")
             peer.line()
-            peer.send(note(b"t", "text/plain"))
+            peer.send(note("t", b"text/plain"))
             end = time.monotonic() + PATIENCE
             while not is_seen.wait(0.1) and time.monotonic() < end:
                 peer.send(chunk("x" * 1000))
-            peer.send(note(b"s", "end: complete\nrows: 7\n") + END)
+            peer.send(note("s", b"end: complete\nrows: 7\n") + END)
 
         is_seen = threading.Event()
         with self.daemon(serve=serve):

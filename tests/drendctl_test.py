@@ -247,12 +247,9 @@ class Lines(Case):
             peer.line()
             peer.send(answer("1"))
         with self.daemon(serve=serve) as daemon:
-            process = subprocess.Popen([DRENDCTL], env=self.env, stdin=subprocess.PIPE,
-                                       stdout=subprocess.PIPE)
-            self.addCleanup(process.kill)
+            process = self.start(stdin=subprocess.PIPE, bufsize=0)
             for count in (1, 2):
                 process.stdin.write(b"a\n")
-                process.stdin.flush()
                 self.assertEqual(process.stdout.read(1), b"1")
                 self.wait_for(lambda count=count: daemon.closed == count)
             process.communicate(timeout=PATIENCE)
@@ -286,11 +283,8 @@ class Lines(Case):
 
             is_read, is_sent = threading.Event(), threading.Event()
             with self.daemon(serve=serve):
-                process = subprocess.Popen([DRENDCTL], env=self.env, stdin=subprocess.PIPE,
-                                           stdout=subprocess.PIPE, stderr=subprocess.PIPE)
-                self.addCleanup(process.kill)
+                process = self.start(stdin=subprocess.PIPE, bufsize=0)
                 process.stdin.write(b"a\n")
-                process.stdin.flush()
                 self.assertEqual(process.stdout.read(1), b"1")
                 is_read.set()
                 self.assertTrue(is_sent.wait(PATIENCE))
@@ -369,9 +363,7 @@ class Interrupts(Case):
             peer.receive()
 
         with self.daemon(serve=serve):
-            process = subprocess.Popen([DRENDCTL, "show-x"], env=self.env, stdout=write_end,
-                                       stderr=subprocess.PIPE)
-            self.addCleanup(process.kill)
+            process = self.start("show-x", stdout=write_end)
             os.close(write_end)
             self.assertTrue(is_read.wait(PATIENCE))
             process.send_signal(signal.SIGINT)
@@ -381,14 +373,11 @@ class Interrupts(Case):
     def test_waiting_for_requests(self):
         read_end, write_end = os.pipe()
         with self.daemon(lambda _: answer("1")):
-            process = subprocess.Popen([DRENDCTL], env=self.env, stdin=read_end,
-                                       stdout=subprocess.PIPE)
-            self.addCleanup(process.kill)
+            process = self.start(stdin=read_end)
             os.write(write_end, b"a\n")
             self.assertEqual(process.stdout.read(1), b"1")
             process.send_signal(signal.SIGINT)
             self.assertEqual(process.wait(PATIENCE), 130)
-            process.stdout.close()
         os.close(read_end)
         os.close(write_end)
 

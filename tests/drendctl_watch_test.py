@@ -25,7 +25,7 @@ class Watching(StatusCase):
         self.asked.append(request)
         count = len(self.asked)
         if self.fails_from is not None and count >= self.fails_from:
-            return note(b"s", "end: refused\ncode: x\ntext: no \x1b]0;table\n") + END
+            return note("s", b"end: refused\ncode: x\ntext: no \x1b]0;table\n") + END
         rows = "\x1fkp1  \x1fv up  \x1fc %5d\x1fr         -\n" % (100 * count)
         if count == 2:
             rows += "\x1fkp\x1b]0;x\x07\x1fv up  \x1fc     0\x1fr         -\n"

@@ -1,12 +1,13 @@
 # SPDX-License-Identifier: BSD-2-Clause
-"""Daemons that a test plays: a registration, a management socket, and what is said on it."""
+"""Daemons that a test starts, or plays: a registration, a management socket, and what is said on it."""
 
 import contextlib
 import pathlib
 import socket
+import subprocess
 import threading
 
-
+PATIENCE = 120  # seconds; only a fault lasts so long
 TYPE = b"application/yang-data+xml"
 END_OF_CHUNKS = b"\n##\n"
 
@@ -22,6 +23,20 @@ def chunks_of(*chunks):
 def framed(*chunks, status="end: complete", media_type=TYPE):
     """An answer of protocol 2."""
     return note("t", media_type) + chunks_of(*chunks) + note("s", status.encode() + b"\n") + END_OF_CHUNKS
+
+
+def started(command, ready, at_end, **more):
+    """A real one, when it has written a line that begins so. `at_end(function)` has it ended."""
+    # pylint: disable-next=consider-using-with
+    daemon = subprocess.Popen(command, stdout=subprocess.PIPE, text=True, **more)
+
+    def end():
+        daemon.terminate()
+        daemon.communicate(timeout=PATIENCE)
+    at_end(end)
+    line = daemon.stdout.readline()
+    assert line.startswith(ready), line + daemon.stdout.read()
+    return daemon
 
 
 class FakeDaemon:

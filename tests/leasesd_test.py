@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: BSD-2-Clause
-"""The example daemon with leases: leasesd_test.py LEASESD DRENDCTL MEASURES_MEMORY"""
+"""The example daemon with leases: leasesd_test.py LEASESD DRENDCTL"""
 
 import json
 import pathlib
@@ -12,13 +12,11 @@ import tempfile
 import unittest
 import xml.etree.ElementTree as ET
 
+from fake_daemon import PATIENCE, started
 from netstatd_yang import LEASES, errors_of
 
-LEASESD, DRENDCTL, MEASURES_MEMORY = sys.argv[1], sys.argv[2], sys.argv[3] == "1"
+LEASESD, DRENDCTL = sys.argv[1:3]
 PREFIX = pathlib.Path(__file__).resolve().parent.parent / "examples/leasesd"
-PATIENCE = 120  # seconds; only a fault lasts so long
-GROWTH_MAX = 4096  # KiB
-MANY = 100000
 
 
 class Leases(unittest.TestCase):
@@ -27,19 +25,12 @@ class Leases(unittest.TestCase):
         self.socket = self.folder / "s"
 
     def start(self, *options):
-        # pylint: disable-next=consider-using-with
-        daemon = subprocess.Popen(
+        def is_gone():
+            self.assertEqual((daemon.returncode, list(self.folder.glob("leasesd*"))), (0, []))
+        self.addCleanup(is_gone)
+        daemon = started(
             [LEASESD, "--socket", self.socket, "--run-dir", self.folder, "--prefix", PREFIX, *options],
-            stdout=subprocess.PIPE, text=True)
-
-        def stop():
-            daemon.terminate()
-            daemon.communicate(timeout=PATIENCE)
-            self.assertEqual(daemon.returncode, 0)
-            self.assertEqual(list(self.folder.glob("leasesd*")), [])
-        self.addCleanup(stop)
-        self.assertEqual(daemon.stdout.readline(), f"leasesd: serving {self.socket}\n")
-        return daemon
+            f"leasesd: serving {self.socket}\n", self.addCleanup)
 
     def ask(self, *request):
         """The answer; "" for nothing."""
@@ -79,15 +70,6 @@ class Leases(unittest.TestCase):
         for kind in "get", "data":
             self.assertEqual(errors_of(kind, content, LEASES), "")
         self.assertEqual(len(list(ET.fromstring(content).iter("{urn:example:dhcp-leases}lease"))), 50)
-
-    def test_many_leases_take_no_memory_to_show(self):
-        daemon = self.start("--leases", str(MANY), "--every", "0")
-        last = f"10.12.{(MANY // 4) >> 8 & 255}.{MANY // 4 & 255}"
-        self.assertEqual(self.addresses("address=" + last), [last])
-        before = peak_of(daemon)
-        self.assertEqual(self.ask("show-leases").count("<lease>"), MANY)
-        if MEASURES_MEMORY:
-            self.assertLess(peak_of(daemon) - before, GROWTH_MAX)
 
     def listen(self, *form):
         # pylint: disable-next=consider-using-with
@@ -140,11 +122,6 @@ class Leases(unittest.TestCase):
             asked = subprocess.run([LEASESD, *arguments], capture_output=True, text=True, check=False)
             self.assertEqual(asked.returncode, 2)
             self.assertIn(line, asked.stderr)
-
-
-def peak_of(daemon):
-    status = pathlib.Path(f"/proc/{daemon.pid}/status").read_text(encoding="ascii")
-    return int(status.partition("VmHWM:")[2].split()[0])  # KiB
 
 
 if __name__ == "__main__":

@@ -7,6 +7,7 @@
 #include <latch>
 #include <string>
 #include <thread>
+#include <tuple>
 
 #include <event2/event.h>
 #include <fcntl.h>
@@ -71,50 +72,39 @@ TEST_F(mgmt_server_test, a_status_says_how_an_answer_ended) {
     serve();
     const std::string rows = document("old", 3);
     const std::string complete = "[end: complete\n]";
-    const std::string three = "[end: complete\nrows: 3\n]";
+    const std::string nothing = "[end: complete\ncode: nothing\n]";
     const struct {
         std::string request;
         std::string text; // in protocol 1
         std::string answer;
     } cases[] = {
-        {"show-rows", rows, "(application/xml)" + rows + three},
+        {"show-rows", rows, "(application/xml)" + rows + "[end: complete\nrows: 3\n]"},
         {"show-rows as-json filter='/old-top[0=1]'", "210\n",
-         "(application/json)[end: complete\ncode: nothing\n]"},
-        {"show-rows filter='/old-top[0=1]'", "210\n",
-         "(application/xml)[end: complete\ncode: nothing\n]"},
+         "(application/json)" + nothing},
+        {"show-rows filter='/old-top[0=1]'", "210\n", "(application/xml)" + nothing},
         {"show-rows ?", "210\n", "(text/tab-separated-values)filter=\tOnly what"},
         {"show-rows filter='/none ?", "210\n", "(text/tab-separated-values)filter="},
-        {"reload ?", "210\n", "[end: complete\ncode: nothing\n]"},
-        {"show-rows filter='<'", "error: Failed to parse the document.\n",
-         "[end: refused\ncode: invalid-request\ntext: Failed to parse the document.\n]"},
+        {"reload ?", "210\n", nothing},
         {"drend sho?", "drend show-rows\tRows\n",
          "(text/plain)drend show-rows\tRows\n" + complete},
         {"reload", "finish reloading\n", "(text/plain)finish reloading\n" + complete},
-        {"dump x", "error: no 'x' below /; there are t\n",
-         "[end: refused\ncode: invalid-path\ntext: no 'x' below /; there are t\n]"},
-        {"xwalker /old", "error: no 'old' below /; there are show-rows\n",
-         "[end: refused\ncode: unknown-command\n"
-         "text: no 'old' below /; there are show-rows\n]"},
-        {"xwalker /show-rows/x", "error: no 'x' below /show-rows; there are old-top\n",
-         "[end: refused\ncode: invalid-path\n"
-         "text: no 'x' below /show-rows; there are old-top\n]"},
         {"bot?", "both\tHas more\n", "(text/plain)both\tHas more\n" + complete},
-        {"no", "error: 'no' is no command; there are: fails,",
-         "[end: refused\ncode: unknown-entry\ntext: 'no' is no command; there are: fails,"},
-        {"dump-", "error: 'dump-' is ambiguous: dump-schema, dump-render-tree\n",
-         "[end: refused\ncode: ambiguous-entry\n"
-         "text: 'dump-' is ambiguous: dump-schema, dump-render-tree\n]"},
-        {"drend", "error: 'drend' needs one more word: show-rows",
-         "[end: refused\ncode: incomplete-entry\ntext: 'drend' needs one more word: show"},
-        {"fails", "error: the request failed\n",
-         "[end: refused\ncode: failed\ntext: the request failed\n]"},
         {"fails-late", "x\n",
          "(text/plain)x\n[end: given-up\ncode: failed\ntext: the request failed\n]"},
-        {std::string("a\0b", 3), "error: a request holds no NUL bytes\n",
-         "[end: refused\ncode: nul-byte\ntext: a request holds no NUL bytes\n]"},
-        {"protocol=3", "error: there are the protocols 1 and 2\n",
-         "[end: refused\ncode: unknown-protocol\n"
-         "text: there are the protocols 1 and 2\n]"},
+    };
+    const std::tuple<std::string, std::string, std::string> refused[] = {
+        {"show-rows filter='<'", "invalid-request", "Failed to parse the document.\n"},
+        {"dump x", "invalid-path", "no 'x' below /; there are t\n"},
+        {"xwalker /old", "unknown-command", "no 'old' below /; there are show-rows\n"},
+        {"xwalker /show-rows/x", "invalid-path",
+         "no 'x' below /show-rows; there are old-top\n"},
+        {"no", "unknown-entry", "'no' is no command; there are: fails,"},
+        {"dump-", "ambiguous-entry",
+         "'dump-' is ambiguous: dump-schema, dump-render-tree\n"},
+        {"drend", "incomplete-entry", "'drend' needs one more word: show-rows"},
+        {"fails", "failed", "the request failed\n"},
+        {std::string("a\0b", 3), "nul-byte", "a request holds no NUL bytes\n"},
+        {"protocol=3", "unknown-protocol", "there are the protocols 1 and 2\n"},
     };
     socket_client_c old_client(path_);
     socket_client_c client(path_);
@@ -122,6 +112,11 @@ TEST_F(mgmt_server_test, a_status_says_how_an_answer_ended) {
     for (const auto& [request, text, answer] : cases) {
         EXPECT_THAT(old_client.ask(request), StartsWith(text));
         EXPECT_THAT(client.ask_for_status(request), StartsWith(answer));
+    }
+    for (const auto& [request, code, text] : refused) {
+        EXPECT_THAT(old_client.ask(request), StartsWith("error: " + text));
+        EXPECT_THAT(client.ask_for_status(request),
+                    StartsWith("[end: refused\ncode: " + code + "\ntext: " + text));
     }
     const std::string too_long(65537, 'x');
     EXPECT_EQ(client.ask_for_status(too_long),

@@ -15,12 +15,11 @@ import threading
 import unittest
 import xml.etree.ElementTree as ET
 
-from fake_daemon import FakeDaemon
+from fake_daemon import PATIENCE, FakeDaemon, started
 
 ORVEX_NETCONF, NETSTATD, LEASESD = sys.argv[1:4]
 MEASURES_MEMORY = sys.argv[4] == "1"
 LEASESD_PREFIX = pathlib.Path(__file__).resolve().parent.parent / "examples/leasesd"
-PATIENCE = 120  # seconds; only a fault lasts so long
 SOON = 10  # seconds: far less than the 60 that the daemons and the server are patient for
 BASE = "urn:ietf:params:xml:ns:netconf:base:1.0"
 CAPABILITY = "urn:ietf:params:netconf:base:1."
@@ -155,25 +154,14 @@ class Sessions(unittest.TestCase):
         self.addCleanup(daemon.listener.close)
         return daemon
 
-    def start(self, command):
-        """A daemon that serves when it has written a line, which is given besides."""
-        daemon = subprocess.Popen(command, stdout=subprocess.PIPE, text=True)
-
-        def end():
-            daemon.terminate()
-            daemon.communicate(timeout=PATIENCE)
-        self.addCleanup(end)
-        return daemon, daemon.stdout.readline()
-
     def netstatd(self, socket="netstatd.socket"):
         path = pathlib.Path(self.run_dir, socket)
-        daemon, line = self.start([NETSTATD, "--socket", path, "--run-dir", self.run_dir])
-        self.assertEqual(line, f"netstatd: serving {path}\n")
-        return daemon
+        return started([NETSTATD, "--socket", path, "--run-dir", self.run_dir],
+                       f"netstatd: serving {path}\n", self.addCleanup)
 
     def leasesd(self, *options, prefix=LEASESD_PREFIX):
-        path = pathlib.Path(self.run_dir, "leasesd.socket")
-        self.start([LEASESD, "--socket", path, "--run-dir", self.run_dir, "--prefix", prefix, *options])
+        started([LEASESD, "--socket", self.run_dir + "/leasesd.socket", "--run-dir", self.run_dir,
+                 "--prefix", prefix, *options], "leasesd: serving", self.addCleanup)
 
     def data(self, session, content=ANYTHING):
         """What is within "data"."""

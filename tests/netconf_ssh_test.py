@@ -21,7 +21,7 @@ import time
 import unittest
 import xml.etree.ElementTree as ET
 
-from fake_daemon import FakeDaemon, says
+from fake_daemon import PATIENCE, FakeDaemon, says, started
 from netstatd_yang import LEASES as LEASE_MODULES
 from netstatd_yang import MODULES, SERVER, YANG, errors_of_reply, kinds_of_nodes
 
@@ -38,7 +38,6 @@ YANGCLI = shutil.which("yangcli")
 LEASES = pathlib.Path(__file__).resolve().parent.parent / "examples/leasesd"
 SSHD = shutil.which("sshd", path="/usr/sbin:/usr/bin")
 SKIPPED = 77
-PATIENCE = 120  # seconds; only a fault lasts so long
 SOON = 10  # seconds: far less than anybody's patience
 BASE = "urn:ietf:params:xml:ns:netconf:base:1.0"
 NMDA = "urn:ietf:params:xml:ns:yang:ietf-netconf-nmda"
@@ -106,16 +105,7 @@ class ThroughSsh(unittest.TestCase):
 
     @classmethod
     def start(cls, *command, ready, at_end=None):
-        # pylint: disable-next=consider-using-with
-        process = subprocess.Popen(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
-
-        def end():
-            process.terminate()
-            process.communicate(timeout=PATIENCE)
-        (at_end or cls.addClassCleanup)(end)
-        line = process.stdout.readline()
-        assert line.startswith(ready), line + process.stdout.read()
-        return process
+        return started(command, ready, at_end or cls.addClassCleanup, stderr=subprocess.STDOUT)
 
     def daemon(self, name, script):
         """What only those are answered by who ask for the namespace "urn:NAME"."""
