@@ -24,9 +24,13 @@ namespace {
 struct row_s {
     const char* name;
     int32_t number;
+    const char* text;
 };
-constexpr row_s ROWS[] = {
-    {"a", 0}, {"it's \"x\"", -7}, {"b/c]=<&\x01\xff", 12}, {"", INT32_MAX}};
+constexpr row_s ROWS[] = {{"a", 0, "it's"},
+                          {"it's \"x\"", -7, "]"},
+                          {"b/c]=<&\x01\xff", 12, "x"},
+                          {"d\\", 3, "b/c"},
+                          {"", INT32_MAX, "[1]"}};
 constexpr const char* FIELDS[] = {"alpha", "beta"};
 constexpr unsigned char HARDWARE_ADDRESS[] = {2, 0, 0, 0xAB, 0xCD, 0xEF};
 
@@ -62,6 +66,7 @@ int read(dr_meta_context_s* ctx, const void*) {
     return row == nullptr ? DREND_ERR : Set(ctx, row->*Field);
 }
 constexpr drend_proc_t read_name = read<drend_set_string_value, &row_s::name>;
+constexpr drend_proc_t read_text = read<drend_set_string_value, &row_s::text>;
 constexpr drend_proc_t read_number = read<drend_set_int32_value, &row_s::number>;
 
 int name_field(dr_meta_context_s* ctx, const void*) {
@@ -137,6 +142,9 @@ void add_rows() {
     for (const char* path : {"/top/row/name", "/top/row/words/value", "/top/row/in/name"}) {
         drend_add_str_leaf(path, read_name, nullptr);
     }
+    for (const char* path : {"/top/row/text", "/top/row/in/text"}) {
+        drend_add_str_leaf(path, read_text, nullptr);
+    }
     drend_add_int32_leaf("/top/row/number", read_number, nullptr);
     drend_add_cont_cb("/top/row/fields", name_field, nullptr);
     for (const char* path : {"/top/row/fields/alpha", "/top/row/fields/beta"}) {
@@ -189,18 +197,41 @@ bool define_fuzzed(const std::string& json) {
     return drend_dir_init() >= 0;
 }
 
-std::string answer_of(unsigned subcode, const char* argument) {
-    peer_s peer;
-    was_late = false;
-    const int status = drend_dump_tags(&peer, subcode, argument);
-    require(status == 0 || (peer.text.starts_with("error: ") && peer.cookie == nullptr));
+namespace {
+
+// Continues a peer's walk until it ends, and takes what has been sent.
+std::string finish(peer_s& peer) {
     constexpr int SLICES_MAX = 1000;
     for (int slices = 0; suspended != nullptr; ++slices) {
         require(slices < SLICES_MAX);
         require(drend_defer_continue(std::exchange(suspended, nullptr)) >= 0);
     }
-    require(peer.cookie == nullptr && inside == 0 && !peer.text.empty());
+    require(peer.cookie == nullptr);
     return std::move(peer.text);
+}
+
+} // namespace
+
+int elements_entered() {
+    return inside;
+}
+
+std::string answer_of(unsigned subcode, const char* argument) {
+    peer_s peer;
+    was_late = false;
+    const int status = drend_dump_tags(&peer, subcode, argument);
+    require(status == 0 || (peer.text.starts_with("error: ") && peer.cookie == nullptr));
+    std::string text = finish(peer);
+    require(inside == 0 && !text.empty());
+    return text;
+}
+
+std::string answer_of(void* (*function)(void* peer, const char* path), const char* path) {
+    peer_s peer;
+    was_late = false;
+    const void* const walk = function(&peer, path); // that is not over yet
+    require(walk == suspended);
+    return finish(peer);
 }
 
 bool is_xml_document(const std::string& text) {

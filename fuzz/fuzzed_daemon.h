@@ -6,7 +6,7 @@
 //     /top               container, entered and left
 //       text number big truth ratio address     leaves of one kind each
 //       skipped failing unset late              what an accessor may do instead
-//       row[name]        list: name number words{value} in{name} fields{alpha beta}
+//       row[name]        list: name number text words{value} in{name text} fields{alpha beta}
 //
 // "late" asks for suspension before it answers, once in each answer. Every walk is continued until
 // it ends.
@@ -23,6 +23,12 @@ bool define_fuzzed(const std::string& json);
 // The answer to a request for the menu entry `subcode`, which has to be whole: walks end, what is
 // entered is left, the peer has no walk afterwards.
 std::string answer_of(unsigned subcode, const char* argument);
+
+// What the external walker or dump answers to a path.
+std::string answer_of(void* (*function)(void* peer, const char* path), const char* path);
+
+// How many elements have been entered and not left.
+int elements_entered();
 
 // Whether a text is a document that others read.
 bool is_xml_document(const std::string& text);

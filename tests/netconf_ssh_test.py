@@ -10,14 +10,12 @@ ncclient is missing; without the others their tests are skipped.
 import getpass
 import os
 import pathlib
-import re
 import select
 import shutil
 import socket
 import subprocess
 import sys
 import tempfile
-import time
 import unittest
 import xml.etree.ElementTree as ET
 
@@ -38,7 +36,6 @@ YANGCLI = shutil.which("yangcli")
 LEASES = pathlib.Path(__file__).resolve().parent.parent / "examples/leasesd"
 SSHD = shutil.which("sshd", path="/usr/sbin:/usr/bin")
 SKIPPED = 77
-SOON = 10  # seconds: far less than anybody's patience
 BASE = "urn:ietf:params:xml:ns:netconf:base:1.0"
 NMDA = "urn:ietf:params:xml:ns:yang:ietf-netconf-nmda"
 INTERFACES = "urn:ietf:params:xml:ns:yang:ietf-interfaces"
@@ -181,49 +178,6 @@ class ThroughSsh(unittest.TestCase):
             ended = subprocess.run(self.ssh(*refused, port=port), input="", capture_output=True, text=True,
                                    timeout=PATIENCE, check=False)
             self.assertEqual((ended.returncode, ended.stdout), (255, ""), refused)
-
-    def within_a_reply(self):
-        """A client that has begun to take a long reply, and takes no more; and its session's process."""
-        # pylint: disable-next=consider-using-with
-        client = subprocess.Popen(self.ssh(), stdin=subprocess.PIPE, stdout=subprocess.PIPE,
-                                  stderr=subprocess.DEVNULL)
-
-        def end():
-            client.kill()
-            client.communicate()
-        self.addCleanup(end)
-        client.stdin.write((
-            HELLO + f"<rpc xmlns='{BASE}' message-id='1'><get>"
-            "<filter><dhcp xmlns='urn:example:dhcp-leases'/></filter></get></rpc>]]>]]>").encode())
-        client.stdin.flush()
-        said = b""
-        while b"<lease>" not in said:
-            said += client.stdout.read1()
-        return client, int(re.search(rb"<session-id>(\d+)<", said)[1])
-
-    def test_what_ends_a_session_within_a_reply_ends_the_daemons_walk(self):
-        """The session's process is gone, and the daemon has closed the connection and so dropped the walk that
-        waited for its client, long before anybody's patience of 60 seconds could have ended either."""
-        daemon = self.leasesd("--leases", "100000", "--every", "0")
-
-        def connections():
-            # One may go meanwhile, which is no error of realpath's.
-            return sum("/socket:" in os.path.realpath(file)
-                       for file in pathlib.Path(f"/proc/{daemon.pid}/fd").iterdir())
-        before = connections()
-        other = self.connect()
-        for ends in (lambda client, _: client.kill(),
-                     lambda _, number: other.kill_session(str(number))):
-            client, number = self.within_a_reply()
-            process = os.pidfd_open(number)
-            self.assertEqual(connections(), before + 1)
-            ends(client, number)
-            self.assertTrue(select.select([process], [], [], SOON)[0])
-            os.close(process)
-            deadline = time.monotonic() + SOON
-            while connections() > before and time.monotonic() < deadline:
-                select.select([], [], [], 0.01)
-            self.assertEqual(connections(), before)
 
     def test_get_data(self):
         client = self.connect()

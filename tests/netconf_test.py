@@ -8,7 +8,6 @@ import pwd
 import shutil
 import subprocess
 import sys
-import threading
 import unittest
 import xml.etree.ElementTree as ET
 
