@@ -202,11 +202,7 @@ class Answers(Case):
         self.assertTrue(done.stdout == part * 20 and done.returncode == 0)
 
     def test_output_that_cannot_be_written(self):
-        with self.daemon(lambda _: answer(XML)), open("/dev/full", "wb") as full:
-            done = subprocess.run([DRENDCTL, "show-x"], stdout=full, stderr=subprocess.PIPE,
-                                  env=self.env, timeout=PATIENCE)
-            self.assertEqual((done.returncode, done.stderr),
-                             (3, b"drendctl: cannot write: No space left on device\n"))
+        with self.daemon(lambda _: answer(XML)):
             closed = subprocess.run(["sh", "-c", '"$0" show-x >&-', DRENDCTL], env=self.env,
                                     stderr=subprocess.PIPE, timeout=PATIENCE)
             self.assertEqual(closed.returncode, 3)

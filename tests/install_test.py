@@ -151,13 +151,8 @@ class Install(unittest.TestCase):
         }
         if pathlib.Path(BUILD, "bin/drendctl").exists():
             wanted["orvex-dynamic-render-tools"] += [
-                f"{place}{program}{end}" for program in (
-                    "drendctl", "drend-init", "drend-lint", "drend-preview")
-                for place, end in (("bin/", ""), ("share/man/man1/", r"\.1"),
-                                   ("share/bash-completion/completions/", ""))]
-            wanted["orvex-dynamic-render-tools"] += [
-                "sbin/orvex-netconf", r"share/man/man8/orvex-netconf\.8",
-                "lib/systemd/system/orvex-netconf.service", "share/orvex-netconf/sshd_config",
+                "bin/drendctl", r"share/man/man1/drend-lint\.1", "share/bash-completion/completions/drend-init",
+                "sbin/orvex-netconf", "lib/systemd/system/orvex-netconf.service",
                 "share/orvex-netconf/yang/orvex-events@2026-11-22.yang",
                 "share/orvex-netconf/usr/lib/render/orvex-netconf-state.json"]
         lists = {package: run("dpkg-deb", "-c", file) for package, file in self.packages.items()}

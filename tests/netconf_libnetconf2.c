@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: BSD-2-Clause
 /*
- * A client of NETCONF made with libnetconf2: netconf_libnetconf2 DIRECTORY COMMAND...
+ * A client of NETCONF made with libnetconf2: netconf_libnetconf2 DIRECTORY DESCRIPTOR [-]
  *
- * Starts COMMAND, which is a session on its standard input and output, has the library learn from
- * it which modules there are, fetch those that DIRECTORY does not have, and parse the whole reply
- * to <get>, or with "-" in front of the command to <get-data>, against them. Prints one line for
- * each interface: its name and admin-status.
+ * Of a session that says what standard input has and takes what is written to DESCRIPTOR the library
+ * learns which modules there are, fetches those that DIRECTORY does not have, and parses the whole
+ * reply to <get>, or with "-" to <get-data>, against them. Prints one line for each interface: its
+ * name and admin-status.
  */
 #include <libnetconf2/messages_client.h>
 #include <libnetconf2/netconf.h>
@@ -14,33 +14,10 @@
 #include <libyang/libyang.h>
 #include <stdbool.h>
 #include <stdio.h>
-#include <string.h>
-#include <sys/wait.h>
+#include <stdlib.h>
 #include <unistd.h>
 
 enum { PATIENCE = 60000 }; /* milliseconds */
-
-/* The ends of a session that `command` has. */
-static bool start(char** command, int* from, int* to) {
-    int in[2];
-    int out[2];
-    if (pipe(in) != 0 || pipe(out) != 0)
-        return false;
-    const pid_t process = fork();
-    if (process == 0) {
-        dup2(in[0], STDIN_FILENO);
-        dup2(out[1], STDOUT_FILENO);
-        close(in[1]);
-        close(out[0]);
-        execvp(command[0], command);
-        _exit(127);
-    }
-    close(in[0]);
-    close(out[1]);
-    *from = out[0];
-    *to = in[1];
-    return process > 0;
-}
 
 static const char* value_of(const struct lyd_node* parent, const char* path) {
     struct lyd_node* found = NULL;
@@ -82,23 +59,18 @@ static struct nc_rpc* new_rpc(bool is_nmda) {
 }
 
 int main(int argc, char** argv) {
-    int from;
-    int to;
     if (argc < 3)
         return 2;
-    const bool is_nmda = strcmp(argv[2], "-") == 0;
     nc_client_init();
     nc_client_set_schema_searchpath(argv[1]);
-    if (!start(argv + (is_nmda ? 3 : 2), &from, &to))
-        return 2;
-    struct nc_session* session = nc_connect_inout(from, to, NULL);
+    struct nc_session* session =
+        nc_connect_inout(STDIN_FILENO, (int)strtol(argv[2], NULL, 10), NULL);
     if (session == NULL)
         return 2;
-    struct nc_rpc* rpc = new_rpc(is_nmda);
+    struct nc_rpc* rpc = new_rpc(argc > 3);
     const int status = ask(session, rpc);
     nc_rpc_free(rpc);
     nc_session_free(session, NULL);
     nc_client_destroy();
-    wait(NULL);
     return status;
 }

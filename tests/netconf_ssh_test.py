@@ -240,8 +240,10 @@ class ThroughSsh(unittest.TestCase):
         kernel = {file.parent.name: "up" if int(file.read_text("ascii"), 16) & 1 else "down"
                   for file in pathlib.Path("/sys/class/net").glob("*/flags")}
         for operation in [], ["-"]:
-            with tempfile.TemporaryDirectory() as cache:
-                shown = subprocess.run([LIBNETCONF2, cache, *operation, *self.ssh()], check=False,
+            with tempfile.TemporaryDirectory() as cache, subprocess.Popen(
+                    self.ssh(), stdin=subprocess.PIPE, stdout=subprocess.PIPE) as session:
+                shown = subprocess.run([LIBNETCONF2, cache, str(session.stdin.fileno()), *operation],
+                                       stdin=session.stdout, pass_fds=[session.stdin.fileno()], check=False,
                                        capture_output=True, text=True, timeout=PATIENCE)
                 self.assertEqual((shown.returncode, shown.stderr), (0, ""))
                 self.assertEqual(dict(line.split() for line in shown.stdout.splitlines()), kernel)

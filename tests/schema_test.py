@@ -19,23 +19,18 @@ BAD_TAGS = [
     ({"dts_type": "lst"}, "lst"),
     ({"dts_type": "list"}, "dts_source"),
     ({"dts_type": "leaf", "dts_source": ""}, "''"),
-    ({"dts_data_type": "unit32"}, "unit32"),
     ({"dts_data_type": "decimal64"}, "dts_data_decimal64_fraction"),
     ({"dts_data_decimal64_fraction": 19}, "19"),
-    ({"dts_presence": True}, "True"),
     ({"dts_zero_suppression": "yes"}, "yes"),
     ({"dts_key": "name"}, "array"),
     ({"dts_map": [["1", "up", "x"]]}, "too long"),
-    ({"dts_map": [["1", 2]]}, "string"),
     ({"dts_kids": [{"dts_kid": []}]}, "dts_kid"),
-    ({"dts_input_kids": [{"dts_styles": []}]}, "dts_styles"),
 ]
 BAD_FILES = [
     ({}, "array"),
     ([7], "object"),
     ([{"dc_help": "h"}], "dc_notify_leaf"),
     ([{"dc_name": "c", "dc_app_nam": "a"}], "dc_app_nam"),
-    ([{"dc_name": "c", "dc_message_id": "1"}], "integer"),
     ([{"dc_external_notify_name": "n", "dc_help": "h"}], "dc_help"),
     ([{"dc_notify_leaf": "l", "dc_internal_notify_name": "i"}], "array"),
 ]

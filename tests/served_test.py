@@ -8,7 +8,6 @@ import pathlib
 import re
 import resource
 import signal
-import socket
 import subprocess
 import sys
 import tempfile
@@ -126,40 +125,25 @@ class Served(unittest.TestCase):
             line = self.daemon.stderr.readline()
         self.assertEqual(line, last_line)
 
-    def unframed(self, answer):
-        """The text of an answer, wherever a slice ended and with it a chunk."""
-        text = b""
-        while answer != b"\n##\n":
-            head = re.match(rb"\n#(\d+)\n", answer)
-            self.assertIsNotNone(head, answer[:80])
-            end = head.end() + int(head[1])
-            text += answer[head.end():end]
-            answer = answer[end:]
-        return text.decode()
-
     def test_what_cannot_be_read_fails_the_answer(self):
-        failed = "error: cannot read the kernel's routes: Too many open files\n"
-        with socket.socket(socket.AF_UNIX) as peer:
-            peer.connect(str(self.socket))
-
-            def ask(request):
-                answer = b""
-                peer.sendall(request)
-                while not answer.endswith(b"\n##\n"):
-                    piece = peer.recv(65536)
-                    self.assertNotEqual(piece, b"")
-                    answer += piece
-                return self.unframed(answer)
-            requests = b"show-routes\n", b"show-routes as-json\n"
-            whole = [ask(request) for request in requests]
-            usual = resource.prlimit(self.daemon.pid, resource.RLIMIT_NOFILE)
-            resource.prlimit(self.daemon.pid, resource.RLIMIT_NOFILE, (1, usual[1]))
-            for request in requests:
-                self.assertTrue(ask(request).endswith(failed))
-            resource.prlimit(self.daemon.pid, resource.RLIMIT_NOFILE, usual)
-            self.assertEqual([ask(request) for request in requests], whole)
-        self.assertEqual(self.daemon.stderr.readline(),
-                         "netstatd: " + failed.removeprefix("error: "))
+        failed = "cannot read the kernel's routes: Too many open files\n"
+        requests = "show-routes\nshow-routes as-json\n"
+        whole = "".join(self.ask(*request.split())[1] for request in requests.splitlines())
+        client = self.client()  # of one connection
+        client.stdin.write("show-daemon\n")
+        client.stdin.flush()
+        while client.stdout.readline() != "</daemon-information>\n":
+            pass
+        usual = resource.prlimit(self.daemon.pid, resource.RLIMIT_NOFILE)
+        resource.prlimit(self.daemon.pid, resource.RLIMIT_NOFILE, (1, usual[1]))
+        client.stdin.write(requests)
+        client.stdin.flush()
+        self.assertEqual([client.stderr.readline() for _ in range(2)], ["error: " + failed] * 2)
+        resource.prlimit(self.daemon.pid, resource.RLIMIT_NOFILE, usual)
+        out, err = client.communicate(requests, timeout=PATIENCE)
+        self.assertTrue(out.endswith(whole), out)
+        self.assertEqual((client.returncode, err), (1, ""))
+        self.assertEqual(self.daemon.stderr.readline(), "netstatd: " + failed)
 
     def test_the_unit_serves_where_the_client_looks(self):
         unit = configparser.ConfigParser(strict=False, interpolation=None)
