@@ -2,10 +2,10 @@
 
 // Paths of any bytes, of the access API and of the external walker and dump.
 //
-// The data is that of fuzzed_daemon.h. The input is lines. Each is pushed as a path from where the ones before have led, read as a
-// leaf, and asked of "xwalker" and "dump". Asserted: what is entered is left; a path that fails
-// says why in one line, and leaves the context where it was; the path of where a path has led
-// leads there again; an answer to a path is whole lines.
+// The data is that of fuzzed_daemon.h. The input is lines. Each is pushed as a path from where the
+// ones before have led, read as a leaf, and asked of "xwalker" and "dump". Asserted: what is
+// entered is left; a path that fails says why in one line, and leaves the context where it was; the
+// path of where a path has led leads there again; an answer to a path is whole lines.
 #include <cstring>
 #include <sstream>
 #include <string>

@@ -24,7 +24,7 @@ bool is_no_document(const std::string& text) {
 }
 
 bool is_xml_form(const std::string& text) {
-    return is_no_document(text) || is_xml_document("<_>" + text + "</_>");
+    return is_no_document(text) || is_xml_content(text);
 }
 
 bool is_json_form(const std::string& text) {

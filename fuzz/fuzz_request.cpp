@@ -82,7 +82,7 @@ bool is_of_form(const std::string& text, unsigned form) {
     switch (form) {
     case XML:
     case IETF_XML:
-        return is_xml_document("<_>" + text + "</_>");
+        return is_xml_content(text);
     case JSON:
         return is_json_document(text.starts_with('{') ? text : "{" + text + "}");
     case IETF_JSON:

@@ -234,7 +234,8 @@ std::string answer_of(void* (*function)(void* peer, const char* path), const cha
     return finish(peer);
 }
 
-bool is_xml_document(const std::string& text) {
+bool is_xml_content(const std::string& content) {
+    const std::string text = "<_>" + content + "</_>";
     const std::unique_ptr<xmlDoc, void (*)(xmlDoc*)> document(
         xmlReadMemory(text.data(), static_cast<int>(text.size()), "answer", nullptr,
                       XML_PARSE_NONET | XML_PARSE_NOWARNING | XML_PARSE_NOERROR |

@@ -30,6 +30,6 @@ std::string answer_of(void* (*function)(void* peer, const char* path), const cha
 // How many elements have been entered and not left.
 int elements_entered();
 
-// Whether a text is a document that others read.
-bool is_xml_document(const std::string& text);
+// Whether a text is one that others read: the content of a document, or a document.
+bool is_xml_content(const std::string& text);
 bool is_json_document(const std::string& text);

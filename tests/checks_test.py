@@ -47,9 +47,6 @@ class Layers(unittest.TestCase):
         patch.start()
         self.addCleanup(patch.stop)
 
-    def test_allowed_includes_pass(self):
-        self.assertEqual(run(check_layers, self.tree), [0, "includes run one way"])
-
     def test_each_breach_is_named(self):
         breaches = {
             "definitions/more.cpp": '#include <jansson.h>\n',
@@ -69,7 +66,7 @@ class Layers(unittest.TestCase):
     def test_an_exception_must_be_needed(self):
         files = {**self.tree, "frame/start.cpp": '#include "model/tree.h"\n'}
         with mock.patch.object(check_layers, "EXCEPTIONS", {"frame/start.cpp"}):
-            self.assertEqual(run(check_layers, files)[0], 0)
+            self.assertEqual(run(check_layers, files), [0, "includes run one way"])
             self.assertEqual(run(check_layers, self.tree),
                              [1, "frame/start.cpp: needs no exception any more"])
 

@@ -452,10 +452,9 @@ TEST(drendctl_text, progress) {
 
 // However long that takes a daemon that is told to take its time.
 TEST(drendctl_text, a_session_ends_when_the_daemon_ends_it) {
-    char folder[] = "/tmp/drendctl.XXXXXX";
-    ASSERT_NE(mkdtemp(folder), nullptr);
+    const definition_files_c folder;
     sockaddr_un address = {AF_UNIX, ""};
-    snprintf(address.sun_path, sizeof address.sun_path, "%s/s", folder);
+    (folder.directory() + "/s").copy(address.sun_path, sizeof address.sun_path - 1);
     const int listener = socket(AF_UNIX, SOCK_STREAM, 0);
     bind(listener, reinterpret_cast<const sockaddr*>(&address), sizeof address);
     ASSERT_EQ(listen(listener, 1), 0);
@@ -469,6 +468,4 @@ TEST(drendctl_text, a_session_ends_when_the_daemon_ends_it) {
         daemon.join();
     }
     close(listener);
-    unlink(address.sun_path);
-    rmdir(folder);
 }

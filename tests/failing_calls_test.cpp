@@ -85,10 +85,6 @@ const fault_s SERVING[] = {
     {"send", {EAGAIN, EINTR, ECONNRESET, ENOBUFS, ENOMEM, EPIPE}},
 };
 
-long descriptors() {
-    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
-}
-
 class failing_calls_test : public mgmt_server_test {
   protected:
     failing_calls_test()
@@ -115,7 +111,7 @@ class failing_calls_test : public mgmt_server_test {
             EXPECT_TRUE(was_there && file.path() == path_) << when << " left " << file;
         }
         EXPECT_LE(files, was_there ? 1U : 0U) << when;
-        EXPECT_EQ(descriptors(), open_before) << when;
+        EXPECT_EQ(open_descriptors(), open_before) << when;
     }
 
     // Opens and closes with the n-th call, or allocation, failing. Whether it was as many.
@@ -124,7 +120,7 @@ class failing_calls_test : public mgmt_server_test {
             leave_a_socket();
         }
         const std::string what = failure.name() + std::to_string(number);
-        const long open_before = descriptors();
+        const long open_before = open_descriptors();
         failure.begin(number);
         memset(error_, 0, sizeof error_);
         server_ = mgmt_server_open(loop_, &config_, error_, sizeof error_);
@@ -196,7 +192,7 @@ TEST_F(failing_calls_test, so_it_does_when_memory_runs_out) {
 
 TEST_F(failing_calls_test, an_answer_is_whole_or_marked_whatever_fails) {
     serve();
-    const long open_before = descriptors();
+    const long open_before = open_descriptors();
     for (const fault_s& fault : SERVING) {
         for (const int error : fault.errors) {
             EXPECT_GT(for_each_failure([&](long number) {
@@ -206,7 +202,7 @@ TEST_F(failing_calls_test, an_answer_is_whole_or_marked_whatever_fails) {
                 << fault.call << " is called";
         }
     }
-    EXPECT_EQ(descriptors(), open_before);
+    EXPECT_EQ(open_descriptors(), open_before);
 }
 
 TEST_F(failing_calls_test, memory_that_runs_out_costs_its_peer_alone) {
@@ -214,9 +210,9 @@ TEST_F(failing_calls_test, memory_that_runs_out_costs_its_peer_alone) {
         GTEST_SKIP() << "the allocation functions are not this program's";
     }
     serve();
-    const long open_before = descriptors();
+    const long open_before = open_descriptors();
     EXPECT_GT(for_each_failure([&](long number) { return ask_with({}, number); }), 10);
-    EXPECT_EQ(descriptors(), open_before);
+    EXPECT_EQ(open_descriptors(), open_before);
 }
 
 // The socket stays readable; nothing is tried again before a fifth of a second is over.

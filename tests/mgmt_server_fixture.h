@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <filesystem>
 #include <functional>
 #include <string>
 #include <thread>
@@ -48,6 +49,10 @@ inline int read_row_number(dr_meta_context_s* ctx, const void*) {
     }
     return drend_set_str_value(ctx, "%08lu",
                                reinterpret_cast<uintptr_t>(drend_get_element_ref(ctx)));
+}
+
+inline long open_descriptors() {
+    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
 }
 
 class mgmt_server_test : public render_test {

@@ -16,10 +16,9 @@ import xml.etree.ElementTree as ET
 
 from fake_daemon import END_OF_CHUNKS, TYPE, chunks_of, framed, note
 from netconf_session import BASE, Sessions, get, rpc
-from netstatd_yang import OWN, errors_of
+from netstatd_yang import MONITORING, OWN, errors_of
 
 STREAMS = "urn:ietf:params:xml:ns:netmod:notification"
-MONITORING = "urn:ietf:params:xml:ns:yang:ietf-netconf-monitoring"
 NOTIFICATION = "urn:ietf:params:xml:ns:netconf:notification:1.0"
 OK = f'<rpc-reply xmlns="{BASE}" message-id="1"><ok/></rpc-reply>'
 

@@ -2,10 +2,10 @@
 /*
  * A client of NETCONF made with libnetconf2: netconf_libnetconf2 DIRECTORY DESCRIPTOR [-]
  *
- * Of a session that says what standard input has and takes what is written to DESCRIPTOR the library
- * learns which modules there are, fetches those that DIRECTORY does not have, and parses the whole
- * reply to <get>, or with "-" to <get-data>, against them. Prints one line for each interface: its
- * name and admin-status.
+ * Of a session that says what standard input has and takes what is written to DESCRIPTOR the
+ * library learns which modules there are, fetches those that DIRECTORY does not have, and parses
+ * the whole reply to <get>, or with "-" to <get-data>, against them. Prints one line for each
+ * interface: its name and admin-status.
  */
 #include <libnetconf2/messages_client.h>
 #include <libnetconf2/netconf.h>

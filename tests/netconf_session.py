@@ -16,12 +16,12 @@ import unittest
 import xml.etree.ElementTree as ET
 
 from fake_daemon import PATIENCE, FakeDaemon, started
+from netstatd_yang import BASE
 
 ORVEX_NETCONF, NETSTATD, LEASESD = sys.argv[1:4]
 MEASURES_MEMORY = sys.argv[4] == "1"
 LEASESD_PREFIX = pathlib.Path(__file__).resolve().parent.parent / "examples/leasesd"
 SOON = 10  # seconds: far less than the 60 that the daemons and the server are patient for
-BASE = "urn:ietf:params:xml:ns:netconf:base:1.0"
 CAPABILITY = "urn:ietf:params:netconf:base:1."
 END = b"]]>]]>"
 

@@ -14,14 +14,12 @@ import xml.etree.ElementTree as ET
 from fake_daemon import flood, says
 from netconf_session import (ANYTHING, BASE, CAPABILITY, END, MEASURES_MEMORY, NETSTATD, ORVEX_NETCONF,
                              PATIENCE, SOON, Sessions, get, hello, kill_session, rpc)
-from netstatd_yang import SERVER, errors_of, errors_of_reply
+from netstatd_yang import INTERFACES, MONITORING, NMDA, SERVER, errors_of, errors_of_reply
 
 CHUNK_MAX = 16384
 MESSAGE_MAX = 65536
 A = f"{{{BASE}}}a"  # what daemons show here declares no namespace
 LIBRARY = "{urn:ietf:params:xml:ns:yang:ietf-yang-library}"
-MONITORING = "urn:ietf:params:xml:ns:yang:ietf-netconf-monitoring"
-NMDA = "urn:ietf:params:xml:ns:yang:ietf-netconf-nmda"
 SCHEMAS = {
     "types.yang": "// é < & ]]> \"\nmodule types {\n\tnamespace 'urn:t';\n\tprefix t;\n  include sub;\n  revision 2026-01-01;\n}\n",
     "part.yang": "module part {\n  namespace urn:t;\n}",
@@ -29,7 +27,6 @@ SCHEMAS = {
     "sub@2026-01-03.yang": "submodule sub {\n  belongs-to types {\n}\n}",
     "alone.yang": "submodule alone {\n  belongs-to nothing {\n}\n}",
     "notes.txt": "module notes {\n  namespace 'urn:n';\n}"}
-INTERFACES = "urn:ietf:params:xml:ns:yang:ietf-interfaces"
 
 
 def get_data(content, datastore="d:operational", xmlns=""):

@@ -7,6 +7,10 @@ import re
 import subprocess
 import tempfile
 
+BASE = "urn:ietf:params:xml:ns:netconf:base:1.0"
+MONITORING = "urn:ietf:params:xml:ns:yang:ietf-netconf-monitoring"
+NMDA = "urn:ietf:params:xml:ns:yang:ietf-netconf-nmda"
+INTERFACES = "urn:ietf:params:xml:ns:yang:ietf-interfaces"
 YANG = pathlib.Path("/usr/share/yuma")
 MODULES = [YANG / name for name in (
     "nmda-modules/ietf/ietf-interfaces@2018-02-20.yang",

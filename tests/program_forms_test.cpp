@@ -148,33 +148,8 @@ TEST_F(program_forms_test, ietf_json_has_modules_types_and_arrays) {
                                            "  }\n}\n");
 }
 
-TEST_F(program_forms_test, compact_has_no_lines_and_ascii_no_other_characters) {
-    define_tag(INTERFACES);
-    const std::string last = " filter='/ifs/if[index=0]'";
-    EXPECT_EQ(
-        render("c", ("as-ietf-xml ascii compact" + last).c_str()),
-        R"(<ifs xmlns="urn:a" xmlns:t="urn:t" t:x="1"><if><name>&#x20AC;&#xD;&amp;</name>)"
-        R"(<type>t:&amp;0</type><flag></flag>)"
-        R"(<ip xmlns="urn:b">&#xE9;&#x1F600;&#xFFFD;</ip>)"
-        R"(<addr xmlns="urn:b"><len>0</len><ip>&#xE9;&#x1F600;&#xFFFD;</ip></addr>)"
-        R"(</if></ifs>)");
-    EXPECT_EQ(render_json("as-ietf-json compact ascii" + last),
-              R"({"mod-a:ifs":{"if":[{"name":"\u20ac\r&","type":"t:&0",)"
-              R"("flag":[null],"mod-b:ip":["\u00e9\ud83d\ude00\ufffd"],)"
-              R"("mod-b:addr":[{"len":0,"ip":"\u00e9\ud83d\ude00\ufffd"}]}]}})");
-}
-
 TEST_F(program_forms_test, each_row_of_a_list_is_a_line) {
     define_tag(INTERFACES);
-    EXPECT_EQ(render_json("as-json-lines ascii"),
-              R"({"name":"lo","index":1,"type":"t:&1","flag":[null],)"
-              R"("mod-b:ip":["127.0.0.1","::1"],)"
-              R"("mod-b:addr":[{"len":8,"ip":"127.0.0.1"},{"len":128,"ip":"::1"}]})"
-              "\n"
-              R"({"name":"\u20ac\r&","type":"t:&0","flag":[null],)"
-              R"("mod-b:ip":["\u00e9\ud83d\ude00\ufffd"],)"
-              R"("mod-b:addr":[{"len":0,"ip":"\u00e9\ud83d\ude00\ufffd"}]})"
-              "\n");
     EXPECT_EQ(render_json("as-json-lines=addr filter='/ifs/if[name=\"lo\"]'"),
               R"({"if/name":"lo","len":8,"ip":"127.0.0.1"})"
               "\n"
