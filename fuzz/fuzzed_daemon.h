@@ -31,5 +31,5 @@ std::string answer_of(void* (*function)(void* peer, const char* path), const cha
 int elements_entered();
 
 // Whether a text is one that others read: the content of a document, or a document.
-bool is_xml_content(const std::string& text);
+bool is_xml_content(const std::string& content);
 bool is_json_document(const std::string& text);
