@@ -111,40 +111,19 @@ class access_test : public render_test {
                 return drend_set_decimal64_value(ctx, 1.5);
             },
             nullptr);
-        define(R"json([
-          {"dc_name": "show", "dc_tag": {"dts_name": "interfaces", "dts_source": "/i", "dts_kids": [
-            {"dts_name": "interface", "dts_type": "list", "dts_source": "row", "dts_key": ["name"],
-             "dts_kids": [
-              {"dts_name": "name", "dts_type": "leaf", "dts_source": "name"},
-              {"dts_name": "kind", "dts_type": "choice", "dts_kids": [
-                {"dts_name": "by-mtu", "dts_type": "case", "dts_kids": [
-                  {"dts_name": "mtu", "dts_type": "leaf", "dts_source": "mtu"}]}]},
-              {"dts_name": "status", "dts_type": "leaf", "dts_source": "state",
-               "dts_map": [["6", "up"]]},
-              {"dts_name": "address", "dts_type": "list", "dts_source": "address", "dts_kids": [
-                {"dts_name": "ip", "dts_type": "leaf", "dts_source": "ip"},
-                {"dts_name": "length", "dts_type": "leaf", "dts_source": "length"}]},
-              {"dts_name": "ips", "dts_type": "leaf-list", "dts_source": "address", "dts_kids": [
-                {"dts_name": "__zor_leaf_list_value__", "dts_type": "leaf", "dts_source": "ip"}]},
-              {"dts_name": "large", "dts_source": "large", "dts_presence": "true", "dts_kids": [
-                {"dts_name": "why", "dts_type": "leaf", "dts_source": "why"}]},
-              {"dts_name": "box", "dts_source": "box", "dts_kids": [
-                {"dts_name": "l", "dts_type": "leaf", "dts_source": "left"},
-                {"dts_name": "r", "dts_type": "leaf", "dts_source": "right"}]},
-              {"dts_name": "astray", "dts_source": "nowhere"}]},
-            {"dts_name": "lo", "dts_type": "list", "dts_source": "row[name=lo]", "dts_kids": [
-              {"dts_name": "mtu", "dts_type": "leaf", "dts_source": "mtu"}]}]}},
-          {"dc_name": "many", "dc_tag": {"dts_name": "m", "dts_kids": [
-            {"dts_name": "one", "dts_type": "list", "dts_source": "/many", "dts_key": ["name"],
-             "dts_kids": [
-              {"dts_name": "name", "dts_type": "leaf", "dts_source": "name"},
-              {"dts_name": "number", "dts_type": "leaf", "dts_source": "number"}]},
-            {"dts_name": "load", "dts_type": "leaf", "dts_source": "/load",
-             "dts_data_type": "decimal64", "dts_data_decimal64_fraction": 3}]}},
-          {"dc_name": "tagless"},
-          {"dc_name": "corvane-netconf-get", "dc_tag": {"dts_name": "a", "dts_source": "/i"}},
-          {"dc_name": "corvane-netconf-get", "dc_tag": {"dts_name": "b", "dts_source": "/i"}}
-          ])json");
+        const std::string show = command_json("show", R"(interfaces=/i(
+            interface*=row{key: [`name`]}(
+                name, kind?(by-mtu!(mtu)), status=state{map: [[`6`, `up`]]},
+                address*(ip, length), ips**=address(#=ip),
+                large=large{presence: `true`}(why), box=box(l=left, r=right),
+                astray=nowhere()),
+            lo*=row[name=lo](mtu)))");
+        const std::string all = command_json("many", R"(m(
+            one*=/many{key: [`name`]}(name, number),
+            load=/load{data_type: `decimal64`, data_decimal64_fraction: 3}))");
+        const char get[] = "corvane-netconf-get";
+        define("[" + show + ", " + all + R"(, {"dc_name": "tagless"}, )" +
+               command_json(get, "a=/i()") + ", " + command_json(get, "b=/i()") + "]");
     }
     ~access_test() override {
         context_.reset();
@@ -444,7 +423,7 @@ TEST_F(access_test, a_copy_goes_its_own_way) {
 TEST_F(access_test, a_context_keeps_its_definitions_until_it_goes) {
     drx_context_s* context = open();
     ASSERT_EQ(drx_push_path(context, "/interfaces/interface[name='lo']"), DREND_OK);
-    redefine(0, R"([{"dc_name": "show", "dc_tag": {"dts_name": "new"}}])");
+    redefine_tree("show", "new()");
     dri_reload_json();
     EXPECT_EQ(dri_get_set_count(), 2);
     EXPECT_EQ(text_of(context, "mtu"), "65536");

@@ -23,11 +23,7 @@ class behaviour_test : public render_test {
     behaviour_test() { asked.clear(); }
 
     // A command "c" with these kids below a container "t" with the source "/".
-    void define_kids(const std::string& kids) {
-        define(
-            R"([{"dc_name": "c", "dc_tag": {"dts_name": "t", "dts_source": "/", "dts_kids": [)" +
-            kids + "]}}]");
-    }
+    void define_kids(const std::string& kids) { define_tree("c", "t=/(" + kids + ")"); }
     std::string render_filtered(const std::string& filter) {
         asked.clear();
         return render("c", ("filter=\"" + filter + "\"").c_str());
@@ -87,7 +83,7 @@ TEST_F(behaviour_test, no_empty_text_is_sent) {
     empty_texts = 0;
     drend_set_send_method_w_return(count_empty);
     drend_add_str_leaf("/a", read_text, "");
-    define_kids(R"({"dts_name": "a", "dts_type": "leaf", "dts_source": "a"})");
+    define_kids("a");
     drend_chars_sent_reset();
     render("c"); // with elements at the margin, where the indentation is nothing
     render("c", "as-json");
@@ -106,7 +102,7 @@ TEST_F(behaviour_test, a_source_through_a_list_steps_to_no_row) {
             return static_cast<int>(DREND_ERR);
         },
         nullptr);
-    define_kids(R"({"dts_name": "a", "dts_type": "leaf", "dts_source": "row/a"})");
+    define_kids("a=row/a");
     EXPECT_EQ(render("c"), "");
     EXPECT_EQ(asked, "no row");
 }
@@ -118,28 +114,9 @@ TEST_F(behaviour_test, who_entered_exits) {
         drend_add_exit(path, note, out);
     }
     drend_add_str_leaf("/x/a", read_noted, " a=1");
-    const std::string leaf = R"({"dts_name": "a", "dts_type": "leaf", "dts_source": "a"})";
-    const auto container = [](const std::string& source, const std::string& kids) {
-        return R"({"dts_name": "n", "dts_source": ")" + source + R"(", "dts_kids": [)" +
-               kids + "]}";
-    };
-    define_kids(container("x", container(".", leaf) + "," + container("", leaf) + "," +
-                                   container("y", container("..", leaf)) + "," + leaf));
+    define_kids("n=x(n=.(a), n=(a), n=y(n=..(a)), a)");
     render("c");
     EXPECT_EQ(asked, "+x a  a +y a -y a -x");
-}
-
-TEST_F(behaviour_test, sources_that_lead_nowhere_leave_their_elements_out) {
-    drend_add_str_leaf("/a", read_text, "1");
-    define(R"([{"dc_name": "c", "dc_tag": {"dts_name": "t", "dts_kids": [
-        {"dts_name": "a", "dts_type": "leaf", "dts_source": "a"},
-        {"dts_name": "b", "dts_type": "leaf", "dts_source": "."},
-        {"dts_name": "l", "dts_type": "list", "dts_source": ".."},
-        {"dts_name": "n", "dts_presence": "yes", "dts_kids": [
-            {"dts_name": "z", "dts_type": "leaf", "dts_source": "z"},
-            {"dts_name": "y", "dts_type": "leaf", "dts_source": "/a"}]}]}}])");
-    EXPECT_EQ(render("c"), "");
-    EXPECT_EQ(render_filtered("/t[a='1']"), ""); // nothing to look a name up in
 }
 
 // --- definitions --------------------------------------------------------------------------
@@ -149,9 +126,7 @@ TEST_F(behaviour_test, quotes_in_literals_survive_the_cutting_of_a_filter) {
     drend_add_list("/row", step_rows, &rows);
     drend_add_str_leaf("/row/name", read_name, nullptr);
     drend_add_int32_leaf("/row/number", read_number, nullptr);
-    define_kids(R"({"dts_name": "r", "dts_type": "list", "dts_source": "row", "dts_kids": [
-        {"dts_name": "name", "dts_type": "leaf", "dts_source": "name"},
-        {"dts_name": "number", "dts_type": "leaf", "dts_source": "number"}]})");
+    define_kids("r*=row(name, number)");
     const struct {
         const char* argument;
         const char* number;
@@ -167,8 +142,7 @@ TEST_F(behaviour_test, quotes_in_literals_survive_the_cutting_of_a_filter) {
 }
 
 TEST_F(behaviour_test, a_dump_names_one_application_for_each_owner) {
-    const std::string entry =
-        R"({"dc_name": "c", "dc_app_name": "app", "dc_tag": {"dts_name": "t"}})";
+    const std::string entry = command_json("c", "t()", R"("dc_app_name": "app")");
     define("[" + entry + "," + entry + "]");
     dri_dump_render_tree(nullptr, "c");
     EXPECT_EQ(output.text.substr(0, output.text.find("  t {")),
@@ -180,14 +154,8 @@ TEST_F(behaviour_test, a_dump_names_one_application_for_each_owner) {
 namespace {
 
 // One row of four noted leaves: a, b, m behind a map that has no answer, d that defers once.
-constexpr char NOTED_ROW[] = R"({"dts_name": "r", "dts_type": "list", "dts_source": "row",
-    "dts_key": ["b a"], "dts_kids": [
-    {"dts_name": "a", "dts_type": "leaf", "dts_source": "a"},
-    {"dts_name": "pick", "dts_type": "choice", "dts_kids": [
-        {"dts_name": "way", "dts_type": "case", "dts_kids": [
-            {"dts_name": "d", "dts_type": "leaf", "dts_source": "d"}]}]},
-    {"dts_name": "b", "dts_type": "leaf", "dts_source": "b"},
-    {"dts_name": "m", "dts_type": "leaf", "dts_source": "m", "dts_map": [["2", "two"]]}]})";
+constexpr char NOTED_ROW[] =
+    "r*=row{key: [`b a`]}(a, pick?(way!(d)), b, m{map: [[`2`, `two`]]})";
 
 class noted_row_test : public behaviour_test {
   protected:
@@ -280,28 +248,8 @@ TEST_F(behaviour_test, words_lead_to_the_kids_of_the_element_that_is_judged) {
         drend_add_str_leaf((list + "/name").c_str(), read_name, nullptr);
         drend_add_int32_leaf((list + "/number").c_str(), read_number, nullptr);
     }
-    const auto leaf = [](const std::string& name, const std::string& source) {
-        return R"({"dts_name": ")" + name + R"(", "dts_type": "leaf", "dts_source": ")" +
-               source + "\"}";
-    };
-    const auto hidden = [](const std::string& type, const std::string& kids) {
-        return R"({"dts_name": ")" + type + R"(", "dts_type": ")" + type +
-               R"(", "dts_kids": [)" + kids + "]}";
-    };
-    const auto list = [](const std::string& name, const std::string& kids) {
-        return R"({"dts_name": ")" + name + R"(", "dts_type": "list", "dts_source": ")" +
-               name + R"(", "dts_kids": [)" + kids + "]}";
-    };
-    define(R"([{"dc_name": "c", "dc_tag": {"dts_name": "t", "dts_source": "/t",
-                "dts_kids": [)" +
-           list("g", list("a", leaf("x", "name") + "," + leaf("y", "number") + "," +
-                                   hidden("choice", leaf("z", "late"))) +
-                         "," +
-                         list("b", leaf("only", "name") + "," +
-                                       hidden("choice",
-                                              hidden("case", leaf("x", "none")) + "," +
-                                                  hidden("case", leaf("x", "number"))))) +
-           "]}}]");
+    define_tree("c", "t=/t(g*(a*(x=name, y=number, choice?(z=late)), b*(only=name, "
+                     "choice?(case!(x=none), case!(x=number)))))");
     const auto found = [&](const std::string& predicate) {
         const std::string text =
             render("c", ("filter=\"/t/g/[" + predicate + "]\"").c_str());
@@ -347,21 +295,13 @@ TEST_F(behaviour_test, look_ups_give_what_is_shown_and_val_what_the_daemon_set) 
                            },
                            &status);
     }
-    const std::string fraction =
-        R"("dts_data_type": "decimal64", "dts_data_decimal64_fraction": 2)";
-    const std::string unset_map = R"("dts_map": [["DREND_ERR", "x"], ["*", "x"]])";
-    const auto leaf = [](const char* name, const char* source, const std::string& more) {
-        return R"({"dts_name": ")" + std::string(name) +
-               R"(", "dts_type": "leaf", "dts_source": ")" + source + "\", " + more + "},";
-    };
-    define_kids(leaf("d", "d", fraction) + leaf("t", "t", fraction) +
-                leaf("sum", "d",
-                     fraction + R"json(, "dts_map": [["*", "='1'+val('../n')+'0'"]])json") +
-                leaf("u", "u0", unset_map) + leaf("v", "u1", unset_map) +
-                leaf("w", "u-1", unset_map) +
-                leaf("unset", "n", R"json("dts_map": [["*", "=val('../u0')"]])json") +
-                leaf("defers", "n", R"json("dts_map": [["*", "=val('../u1')"]])json") +
-                R"({"dts_name": "n", "dts_type": "leaf", "dts_source": "n"})");
+    const std::string fraction = "data_type: `decimal64`, data_decimal64_fraction: 2";
+    const std::string unset = "{map: [[`DREND_ERR`, `x`], [`*`, `x`]]}, ";
+    define_kids("d{" + fraction + "}, t{" + fraction + "}, sum=d{" + fraction +
+                ", map: [[`*`, `='1'+val('../n')+'0'`]]}, " + "u=u0" + unset + "v=u1" +
+                unset + "w=u-1" + unset +
+                "unset=n{map: [[`*`, `=val('../u0')`]]}, defers=n{map: [[`*`, "
+                "`=val('../u1')`]]}, n");
     dr_tags_access_context_c walk(nullptr);
     walk.push_tag(dri_get_command_tag_by_name("c"));
     const std::tuple<const char*, const char*, const char*> cases[] = {
@@ -392,10 +332,7 @@ TEST_F(behaviour_test, look_ups_give_what_is_shown_and_val_what_the_daemon_set) 
 TEST_F(behaviour_test, presence_counts_for_containers_only) {
     drend_add_list("/row", step_noted, nullptr);
     drend_add_str_leaf("/no", read_text, "false");
-    define_kids(R"({"dts_name": "r", "dts_type": "list", "dts_source": "row",
-            "dts_presence": "yes", "dts_kids": [
-            {"dts_name": "x", "dts_type": "leaf", "dts_source": "nowhere"}]},
-        {"dts_name": "l", "dts_type": "leaf", "dts_source": "no", "dts_presence": "yes"})");
+    define_kids("r*=row{presence: `yes`}(x=nowhere), l=no{presence: `yes`}");
     EXPECT_EQ(render("c"), "<t>\n  <l>false</l>\n</t>\n");
 }
 
@@ -426,30 +363,11 @@ TEST_F(behaviour_test, a_dynamic_container_may_mark_its_place_by_rows_of_its_own
         drend_add_int32_leaf((std::string("/row/stats/") + leaf).c_str(), read_number,
                              nullptr);
     }
-    const auto kid = [](const char* name) {
-        return R"({"dts_name": ")" + std::string(name) +
-               R"(", "dts_type": "leaf", "dts_source": ")" + name + R"("})";
-    };
-    define_kids(
-        R"({"dts_name": "r", "dts_type": "list", "dts_source": "row", "dts_kids": [
-        {"dts_name": "s", "dts_source": "stats", "dts_kids": [)" +
-        kid("a") + "," + kid("b") + "," + kid("c") + "," + kid("gone") + "]}]}");
+    define_kids("r*=row(s=stats(a, b, c, gone))");
     for (const bool ending : {false, true}) {
         says_so = ending;
         EXPECT_EQ(render("c"), "<t>\n  <r>\n    <s>\n      <c>3</c>\n      <a>1</a>\n"
                                "      <b>1</b>\n    </s>\n  </r>\n</t>\n");
-    }
-}
-
-TEST_F(behaviour_test, a_presence_leaf_that_gives_no_text_says_present) {
-    static int status;
-    drend_add_str_leaf(
-        "/p", [](dr_meta_context_s*, const void*) { return status; }, nullptr);
-    define_kids(R"({"dts_name": "p", "dts_source": "p", "dts_presence": "yes"})");
-    for (const int answer : {DREND_DEFER, DREND_ERR, DREND_OK, DREND_SKIP_LEAF}) {
-        status = answer;
-        EXPECT_EQ(render("c"), "<t>\n  <p>\n  </p>\n</t>\n") << answer;
-        EXPECT_EQ(slices, 1);
     }
 }
 
@@ -477,12 +395,7 @@ TEST_F(behaviour_test, a_place_without_a_name_is_no_kids) {
     drend_add_cont_cb("/unnamed", mark_ten, nullptr);
     drend_add_cont_cb("/empty", mark_ten, "");
     drend_add_str_leaf("/v", read_text, "1");
-    const auto container = [](const char* name) {
-        return R"({"dts_name": ")" + std::string(name) + R"(", "dts_source": ")" + name +
-               R"(", "dts_kids": [{"dts_name": "group", "dts_kids": [
-                   {"dts_name": "a", "dts_type": "leaf", "dts_source": "/v"}]}]})";
-    };
-    define_kids(container("unnamed") + "," + container("empty"));
+    define_kids("unnamed=unnamed(group(a=/v)), empty=empty(group(a=/v))");
     const std::string content = "    <group>\n      <a>1</a>\n    </group>\n";
     EXPECT_EQ(render("c"), "<t>\n  <unnamed>\n" + content + "  </unnamed>\n  <empty>\n" +
                                content + "  </empty>\n</t>\n");
@@ -509,8 +422,7 @@ TEST_F(behaviour_test, a_name_given_many_times_is_remembered_once) {
         "/many/a",
         [](dr_meta_context_s*, const void*) { return static_cast<int>(DREND_SKIP_LEAF); },
         nullptr);
-    define_kids(R"({"dts_name": "m", "dts_source": "many", "dts_kids": [
-        {"dts_name": "a", "dts_type": "leaf", "dts_source": "a"}]})");
+    define_kids("m=many(a)");
     const auto allocations = [&](size_t named) {
         places = named;
         failing_allocation = std::numeric_limits<long>::max();
@@ -524,8 +436,7 @@ TEST_F(behaviour_test, a_name_given_many_times_is_remembered_once) {
 
 TEST_F(behaviour_test, a_walk_keeps_its_walker_and_val_keeps_the_raw_flag) {
     drend_add_str_leaf("/a", read_text, "1");
-    define_kids(
-        R"({"dts_name": "a", "dts_type": "leaf", "dts_source": "a", "dts_map": [["1", "x"]]})");
+    define_kids("a{map: [[`1`, `x`]]}");
     const drend_tag_c* tag = dri_get_command_tag_by_name("c");
     dr_tags_access_context_c walk(nullptr);
     dr_xml_cwalker_c walker(walk, nullptr, false);
@@ -552,11 +463,7 @@ TEST_F(behaviour_test, a_walk_keeps_its_walker_and_val_keeps_the_raw_flag) {
 
 TEST_F(behaviour_test, a_look_up_by_tag_path_takes_back_exactly_what_it_pushed) {
     drend_add_str_leaf("/n/a", read_text, "1");
-    define_kids(R"({"dts_name": "pick", "dts_type": "choice", "dts_kids": [
-        {"dts_name": "empty", "dts_type": "case", "dts_source": "nowhere"},
-        {"dts_name": "way", "dts_type": "case", "dts_kids": [
-            {"dts_name": "n", "dts_source": "n", "dts_kids": [
-                {"dts_name": "a", "dts_type": "leaf", "dts_source": "a"}]}]}]})");
+    define_kids("pick?(empty!=nowhere(), way!(n=n(a)))");
     dr_tags_access_context_c walk(nullptr);
     walk.push_tag(dri_get_command_tag_by_name("c"));
     const std::tuple<const char*, int, size_t, size_t> cases[] = {
@@ -575,45 +482,10 @@ TEST_F(behaviour_test, a_look_up_by_tag_path_takes_back_exactly_what_it_pushed) 
 
 // --- output -------------------------------------------------------------------------------
 
-TEST_F(behaviour_test, a_requested_style_chooses_leaves_and_marks_the_top) {
-    drend_add_str_leaf("/a", read_text, "1");
-    drend_add_str_leaf("/yes", read_text, "true");
-    const auto leaf = [](const char* name, const char* style) {
-        return R"({"dts_name": ")" + std::string(name) +
-               R"(", "dts_type": "leaf", "dts_source": "/a", "dts_style": [)" + style +
-               "]}";
-    };
-    define(
-        R"([{"dc_name": "c", "dc_tag": {"dts_name": "t", "dts_namespace": "xmlns:orvex='u'",
-        "dts_source": "/", "dts_kids": [)" +
-        leaf("always", "") + "," + leaf("short", R"("brief terse")") +
-        R"(,{"dts_name": "p", "dts_source": "/yes", "dts_presence": "yes"},)" +
-        R"({"dts_name": "n", "dts_kids": [)" + leaf("long", R"("detail")") + "]}]}}]");
-    const auto styled = [](const char* style) {
-        output.text.clear();
-        dr_tags_access_context_c walk(nullptr);
-        dr_xml_cwalker_c walker(walk, nullptr, false);
-        walk.requested_style = style;
-        walk.push_tag(dri_get_command_tag_by_name("c"));
-        walk.get_value(&walker);
-        return output.text;
-    };
-    const std::string always = "  <always>1</always>\n";
-    const std::string brief = "  <short>1</short>\n";
-    const std::string present = "  <p>\n  </p>\n";
-    const std::string detail = "  <n>\n    <long>1</long>\n  </n>\n";
-    EXPECT_EQ(styled(""),
-              "<t xmlns:orvex=\"u\">\n" + always + brief + present + detail + "</t>\n");
-    EXPECT_EQ(styled("terse"), "<t orvex:style=\"terse\"  xmlns:orvex=\"u\">\n" + always +
-                                   brief + present + "</t>\n");
-    EXPECT_EQ(styled("detail"), "<t orvex:style=\"detail\"  xmlns:orvex=\"u\">\n" + always +
-                                    present + detail + "</t>\n");
-}
-
 TEST_F(behaviour_test, values_come_out_as_valid_xml) {
     static const char* text;
     drend_add_str_leaf("/a", drend_get_str_cb, &text);
-    define_kids(R"({"dts_name": "a", "dts_type": "leaf", "dts_source": "a"})");
+    define_kids("a");
     const std::pair<const char*, const char*> cases[] = {
         {"a & b < c > d \" '", "a &amp; b &lt; c &gt; d \" '"},
         {"\t\n\r\x7f", "\t\n\r\x7f"},

@@ -21,30 +21,18 @@ const std::vector<row_s> PORTS = {
 };
 
 // Configuration: a port's name, speed and "ip", a presence container with its mtu and neighbours.
-constexpr char NET[] = R"([{"dc_name": "net", "dc_tag": {"dts_name": "net",
-    "dts_source": "/net", "dts_kids": [
-    {"dts_name": "uptime", "dts_type": "leaf", "dts_source": "uptime"},
-    {"dts_name": "ports", "dts_config": "true", "dts_kids": [
-      {"dts_name": "port", "dts_type": "list", "dts_source": "port", "dts_key": ["name"],
-       "dts_kids": [
-        {"dts_name": "name", "dts_type": "leaf", "dts_source": "name"},
-        {"dts_name": "how", "dts_type": "choice", "dts_kids": [
-          {"dts_name": "speed", "dts_type": "leaf", "dts_source": "number"},
-          {"dts_name": "state", "dts_type": "leaf", "dts_source": "number",
-           "dts_config": "false", "dts_map": [["1", "up"], ["2", "down"]]}]},
-        {"dts_name": "ip", "dts_source": "ip", "dts_presence": "yes", "dts_kids": [
-          {"dts_name": "mtu", "dts_type": "leaf", "dts_source": "mtu"},
-          {"dts_name": "peer", "dts_type": "list", "dts_source": "../peer",
-           "dts_key": ["name"], "dts_kids": [
-            {"dts_name": "name", "dts_type": "leaf", "dts_source": "name"},
-            {"dts_name": "age", "dts_type": "leaf", "dts_source": "number",
-             "dts_config": "false"}]}]},
-        {"dts_name": "counters", "dts_config": "false", "dts_kids": [
-          {"dts_name": "in", "dts_type": "leaf", "dts_source": "number"}]}]}]},
-    {"dts_name": "empty", "dts_config": "true", "dts_kids": []},
-    {"dts_name": "log", "dts_type": "leaf-list", "dts_source": "log", "dts_kids": [
-      {"dts_name": "__zor_leaf_list_value__", "dts_type": "leaf", "dts_source": "text"}]}],
-    "dts_input_kids": [{"dts_name": "name", "dts_type": "leaf"}]}}])";
+constexpr char NET[] = R"(net=/net{input_kids: [{`dts_name`: `name`, `dts_type`: `leaf`}]}(
+    uptime,
+    ports{config: `true`}(
+      port*{key: [`name`]}(
+        name,
+        how?(speed=number,
+             state=number{config: `false`, map: [[`1`, `up`], [`2`, `down`]]}),
+        ip=ip{presence: `yes`}(
+          mtu, peer*=../peer{key: [`name`]}(name, age=number{config: `false`})),
+        counters{config: `false`}(in=number))),
+    empty{config: `true`}(),
+    log**(#=text)))";
 
 class content_test : public render_test {
   protected:
@@ -60,7 +48,7 @@ class content_test : public render_test {
         drend_add_int32_leaf("/net/port/peer/number", read_number, nullptr);
         drend_add_list("/net/log", step_rows, &LOG);
         drend_add_str_leaf("/net/log/text", read_name, nullptr);
-        define(NET);
+        define_tree("net", NET);
     }
 
     // What is within the top element.
@@ -205,14 +193,8 @@ TEST_F(content_test, what_is_no_kind_is_refused) {
 
 // Each definition says what its own tags are.
 TEST_F(content_test, merged_definitions_keep_what_each_says) {
-    define(R"([{"dc_name": "net", "dc_tag": {"dts_name": "net", "dts_source": "/net",
-        "dts_kids": [{"dts_name": "ports", "dts_kids": [
-          {"dts_name": "port", "dts_type": "list", "dts_source": "port",
-           "dts_key": ["name"], "dts_kids": [
-            {"dts_name": "name", "dts_type": "leaf", "dts_source": "name"},
-            {"dts_name": "more", "dts_type": "leaf", "dts_source": "number"},
-            {"dts_name": "own", "dts_type": "leaf", "dts_source": "number",
-             "dts_config": "true"}]}]}]}}])");
+    define_tree("net", "net=/net(ports(port*{key: [`name`]}(name, more=number, "
+                       "own=number{config: `true`})))");
     EXPECT_THAT(shown("content=config"), HasSubstr("<own>1</own>"));
     EXPECT_THAT(shown("content=config"), testing::Not(HasSubstr("<more>")));
     EXPECT_THAT(shown("content=nonconfig"), HasSubstr("<more>2</more>"));

@@ -31,16 +31,9 @@ int suspend_always(dr_meta_context_s*, void*) {
     return 1;
 }
 
-constexpr char DEFINITION[] = R"([{"dc_name": "c", "dc_tag": {
-    "dts_name": "top", "dts_source": "/system", "dts_kids": [
-      {"dts_name": "host", "dts_type": "leaf", "dts_source": "host"},
-      {"dts_name": "if", "dts_type": "list", "dts_source": "/interfaces/interface",
-       "dts_kids": [
-         {"dts_name": "name", "dts_type": "leaf", "dts_source": "name"},
-         {"dts_name": "mtu", "dts_type": "leaf", "dts_source": "mtu"},
-         {"dts_name": "octets", "dts_type": "leaf", "dts_source": "in/octets"},
-         {"dts_name": "unit", "dts_type": "list", "dts_source": "units/unit", "dts_kids": [
-            {"dts_name": "id", "dts_type": "leaf", "dts_source": "id"}]}]}]}}])";
+constexpr char DEFINITION[] = R"(top=/system(
+    host,
+    if*=/interfaces/interface(name, mtu, octets=in/octets, unit*=units/unit(id))))";
 
 constexpr char DATA[] = R"({
   "system": {"host": "r1"},
@@ -112,7 +105,7 @@ TEST_F(data_set_test, members_are_containers_lists_and_leaves) {
 }
 
 TEST_F(data_set_test, a_command_shows_it) {
-    define(DEFINITION);
+    define_tree("c", DEFINITION);
     EXPECT_EQ(load(DATA), "");
     EXPECT_EQ(render("c"), ANSWER);
     EXPECT_EQ(dr_ops_drop(SET), DREND_OK);
@@ -228,7 +221,7 @@ TEST_F(data_set_test, files_are_named_in_their_faults) {
 
 // Each of these comes between any two slices; the walk goes on with what it began with.
 TEST_F(data_set_test, a_walk_shows_the_set_that_it_began_with) {
-    define(DEFINITION);
+    define_tree("c", DEFINITION);
     const struct {
         const char* what;
         const char* text; // null: dropped
@@ -257,7 +250,7 @@ TEST_F(data_set_test, a_walk_shows_the_set_that_it_began_with) {
 }
 
 TEST_F(data_set_test, two_walks_hold_each_their_own) {
-    define(DEFINITION);
+    define_tree("c", DEFINITION);
     drend_add_walk_handlers(nullptr, suspend_always, nullptr);
     ASSERT_EQ(load(DATA), "");
     EXPECT_EQ(render("c", nullptr,
@@ -275,7 +268,7 @@ TEST_F(data_set_test, two_walks_hold_each_their_own) {
 }
 
 TEST_F(data_set_test, an_access_context_holds_its_rows) {
-    define(DEFINITION);
+    define_tree("c", DEFINITION);
     ASSERT_EQ(load(DATA), "");
     drx_context_s* context = nullptr;
     ASSERT_EQ(drx_create_context("c", &context), DREND_OK);
@@ -293,7 +286,7 @@ TEST_F(data_set_test, an_access_context_holds_its_rows) {
 }
 
 TEST_F(data_set_test, lists_seek_by_texts) {
-    define(DEFINITION);
+    define_tree("c", DEFINITION);
     ASSERT_EQ(load(R"({"system": {}, "interfaces": {"interface": [
         {"name": "a", "mtu": 1}, {"name": "b", "mtu": 2}, {"mtu": 3}, {"name": "b", "mtu": 4},
         {"name": 5, "mtu": 5}]}})"),
@@ -326,13 +319,8 @@ TEST_F(data_set_test, a_leaf_without_its_row_is_left_out) {
     drend_add_list("/own", step_rows, &rows);
     drend_add_str_leaf("/own/name", read_name, nullptr);
     ASSERT_EQ(load(DATA), "");
-    define(R"([{"dc_name": "c", "dc_tag": {"dts_name": "t", "dts_source": "/", "dts_kids": [
-        {"dts_name": "own", "dts_type": "list", "dts_source": "own", "dts_kids": [
-            {"dts_name": "name", "dts_type": "leaf", "dts_source": "name"},
-            {"dts_name": "mtu", "dts_type": "leaf", "dts_source": "/interfaces/interface/mtu"},
-            {"dts_name": "id", "dts_type": "leaf",
-             "dts_source": "../interfaces/interface/units/unit/id"},
-            {"dts_name": "host", "dts_type": "leaf", "dts_source": "/system/host"}]}]}}])");
+    define_tree("c", "t=/(own*(name, mtu=/interfaces/interface/mtu, "
+                     "id=../interfaces/interface/units/unit/id, host=/system/host))");
     EXPECT_EQ(render("c"),
               "<t>\n  <own>\n    <name>own</name>\n    <host>r1</host>\n  </own>\n"
               "</t>\n");
@@ -342,7 +330,7 @@ TEST_F(data_set_test, memory_that_runs_out_leaves_the_set_in_force) {
     if (!allocations_can_fail()) {
         GTEST_SKIP() << "the allocation functions are not this program's";
     }
-    define(DEFINITION);
+    define_tree("c", DEFINITION);
     const std::string text = DATA;
     char error[64];
     long failures = 0;

@@ -27,20 +27,17 @@ class events_test : public render_test {
         drend_add_str_leaf("/t/row/name", read_name, nullptr);
         drend_add_walk_handlers(
             nullptr, [](dr_meta_context_s*, void*) { return suspends ? 1 : 0; }, nullptr);
-        const char tree[] = R"({"dts_name": "orvex-notification-root", "dts_kids": [
-          {"dts_name": "t", "dts_source": "/t", "dts_kids": [
-           {"dts_name": "row", "dts_type": "list", "dts_source": "row", "dts_kids": [
-            {"dts_name": "name", "dts_type": "leaf", "dts_source": "name"}]}]}]})";
+        const std::string tree = tags_json("orvex-notification-root(t=/t(row*(name)))");
         define(R"([{"dc_name": "c", "dc_tag": {"dts_name": "t"}},
           {"dc_external_notify_name": "e1", "dc_internal_notify_name": "i", "dc_app_name": "d",
            "dc_namespace": "xmlns='urn:e'"},
           {"dc_external_notify_name": "e2", "dc_internal_notify_name": "i", "dc_tag": )" +
-               std::string(tree) + R"(},
+               tree + R"(},
           {"dc_external_notify_name": "e3", "dc_internal_notify_name": "i", "dc_tag":
            {"dts_name": "n", "dts_source": "/t"}},
           {"dc_external_notify_name": "e4", "dc_internal_notify_name": "a name that is long",
            "dc_tag": )" +
-               std::string(tree) + R"(},
+               tree + R"(},
           {"dc_notify_leaf": "/t/row/name", "dc_internal_notify_name": ["i", "j"]},
           {"dc_notify_leaf": "/t/mtu", "dc_internal_notify_name": ["k"]}])");
         drend_init(nullptr, nullptr, 0, nullptr);

@@ -208,20 +208,6 @@ TEST_F(hooks_test, a_fatal_error_ends_the_process_unless_a_method_is_installed) 
     drend_set_err_exit_method(before);
 }
 
-TEST_F(hooks_test, the_event_context_is_kept) {
-    int context = 0;
-    EXPECT_EQ(drend_set_event_context(&context), 0);
-    EXPECT_EQ(drend_get_event_context(), &context);
-    std::thread([] { EXPECT_EQ(drend_set_event_context(nullptr), 0); }).join();
-    EXPECT_EQ(drend_get_event_context(), nullptr);
-}
-
-TEST_F(hooks_test, statuses_have_names) {
-    char text[32];
-    EXPECT_STREQ(drend_status_text(DREND_NO_EL, text, sizeof text), "DREND_NO_EL");
-    EXPECT_STREQ(drend_status_text(3, text, sizeof text), "UNKNOWN(3)");
-}
-
 TEST(lock, is_recursive_and_may_be_destroyed_while_held) {
     drend_lock_c lock;
     {

@@ -19,10 +19,7 @@ class handlers_test : public render_test {
     handlers_test() {
         drend_add_list("/t/row", step_rows, &ROWS);
         drend_add_str_leaf("/t/row/name", read_name, nullptr);
-        define(R"([{"dc_name": "c", "dc_tag": {"dts_name": "t", "dts_source": "/t",
-            "dts_kids": [{"dts_name": "row", "dts_type": "list", "dts_source": "row",
-                "dts_kids": [{"dts_name": "name", "dts_type": "leaf",
-                              "dts_source": "name"}]}]}}])");
+        define_tree("c", "t=/t(row*(name))");
         calls.clear();
         drend_add_cmd_handlers(
             [](const char* command, void* data) {

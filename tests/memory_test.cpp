@@ -115,9 +115,7 @@ TEST_F(memory_test, a_value_that_is_lost_ends_the_answer) {
     };
     failing_call_s failing{};
     drend_add_str_leaf("/top/leaf", run_call, &failing);
-    define(
-        R"([{"dc_name": "c", "dc_tag": {"dts_name": "top", "dts_source": "/top", "dts_kids": [
-        {"dts_name": "leaf", "dts_type": "leaf", "dts_source": "leaf"}]}}])");
+    define_tree("c", "top=/top(leaf)");
     for (const auto& row : calls) {
         failing.call = row.call;
         expect_an_error(row.what, failing);
@@ -132,15 +130,9 @@ TEST_F(memory_test, every_form_of_answer_is_whole_or_says_so) {
     drend_add_int32_leaf("/t/row/number", read_number, nullptr);
     drend_add_list("/t/row/item", step_rows_below, nullptr);
     drend_add_str_leaf("/t/row/item/id", read_name, nullptr);
-    define(R"([{"dc_name": "c", "dc_tag": {"dts_name": "t", "dts_source": "/t",
-        "dts_namespace": "xmlns='urn:t'", "dts_module": "t", "dts_kids": [
-        {"dts_name": "row", "dts_type": "list", "dts_source": "row", "dts_key": ["name"],
-         "dts_kids": [{"dts_name": "name", "dts_type": "leaf", "dts_source": "name"},
-          {"dts_name": "number", "dts_type": "leaf", "dts_source": "number",
-           "dts_map": [["1", "='<'+val('../name')+'>'"], ["*", "*"]]},
-          {"dts_name": "item", "dts_type": "leaf-list", "dts_source": "item", "dts_kids": [
-           {"dts_name": "__zor_leaf_list_value__", "dts_type": "leaf", "dts_source": "id"}]}
-         ]}]}}])");
+    define_tree(
+        "c", "t=/t{namespace: `xmlns='urn:t'`, module: `t`}(row*{key: [`name`]}(name, "
+             "number{map: [[`1`, `='<'+val('../name')+'>'`], [`*`, `*`]]}, item**(#=id)))");
     static const std::string forms[] = {
         "", "as-json", "as-table", "as-ietf-xml", "as-ietf-json", "as-json-lines", "count"};
     static const std::string wishes[] = {
@@ -172,9 +164,7 @@ TEST_F(memory_test, every_form_of_answer_is_whole_or_says_so) {
 // starts: for want of memory it ends the process.
 TEST_F(memory_test, the_first_answer_of_a_thread_needs_no_more) {
     drend_add_str_leaf("/top/leaf", read_text, "x");
-    define(
-        R"([{"dc_name": "c", "dc_tag": {"dts_name": "top", "dts_source": "/top", "dts_kids": [
-        {"dts_name": "leaf", "dts_type": "leaf", "dts_source": "leaf"}]}}])");
+    define_tree("c", "top=/top(leaf)");
     long number = 0;
     bool has_failed = false;
     const auto answer_first = [&] {
@@ -211,11 +201,8 @@ class iterator_c : public drend_iterator_c {
 };
 
 TEST_F(memory_test, so_does_what_any_other_procedure_loses) {
-    const char leaf[] =
-        R"({"dts_name": "leaf", "dts_type": "leaf", "dts_source": "/x/leaf"})";
-    const auto define_top = [&](const std::string& members) {
-        redefine(0, R"([{"dc_name": "c", "dc_tag": {"dts_name": "top", "dts_kids": [)" +
-                        std::string(leaf) + "], " + members + "}}]");
+    const auto define_top = [&](const std::string& top) {
+        redefine(0, "[" + command_json("c", top + "(leaf=/x/leaf)") + "]");
         drend_dir_init();
     };
     failing_call_s failing{write_long_text, 0, false};
@@ -237,16 +224,16 @@ TEST_F(memory_test, so_does_what_any_other_procedure_loses) {
     drend_add_cont_cb("/cont", run_call, &failing);
     drend_add_list("/iterators", run_call, &failing);
 
-    define_top(R"("dts_source": "/enter")");
+    define_top("top=/enter");
     expect_an_error("enter", failing);
-    define_top(R"("dts_source": "/cont")");
+    define_top("top=/cont");
     expect_an_error("container", failing);
-    define_top(R"("dts_source": "/list", "dts_type": "list")");
+    define_top("top*=/list");
     expect_an_error("list", failing);
-    define_top(R"("dts_source": "/list[leaf=text]", "dts_type": "list")");
+    define_top("top*=/list[leaf=text]");
     expect_an_error("search", failing);
     failing.call = iterate;
-    define_top(R"("dts_source": "/iterators", "dts_type": "list")");
+    define_top("top*=/iterators");
     expect_an_error("iterators", failing);
 
     failing = {write_long_text, 0, false};
@@ -254,7 +241,7 @@ TEST_F(memory_test, so_does_what_any_other_procedure_loses) {
         nullptr, [](dr_meta_context_s* ctx, void* data) { return run_call(ctx, data); },
         &failing);
     expect_an_error("walk suspend", failing);
-    define_top(R"("dts_fid": 1)");
+    define_top("top{fid: 1}");
     drend_add_walk_handlers(
         [](dr_meta_context_s* ctx, void* data) { return run_call(ctx, data); }, nullptr,
         &failing);
@@ -322,8 +309,8 @@ TEST_F(memory_test, a_dump_loses_no_line) {
 TEST_F(memory_test, no_exception_passes_the_daemons_edge) {
     static const char* const long_name = LONG_TEXT.c_str();
     static const char* const nodes[] = {"/a/b", "/a/l", "/a/c", "/a/e"};
-    define(R"([{"dc_name": "corvane-netconf-get", "dc_app_name": "d",
-        "dc_tag": {"dts_name": "top", "dts_source": "/a"}}])");
+    define("[" + command_json("corvane-netconf-get", "top=/a()", R"("dc_app_name": "d")") +
+           "]");
     const auto proc = [](dr_meta_context_s*, const void*) { return 0; };
     static const drend_menu_entry_s entries[] = {{"extra", "", 0, nullptr, nullptr}, {}};
     static auto& menus = *new std::vector<drend_menu_entry_s*>; // a daemon keeps its menu
@@ -416,10 +403,7 @@ TEST_F(memory_test, nor_do_the_readers_of_a_context_need_memory) {
         SOME_POINTER);
     drend_add_str_leaf("/list/leaf", read_text, "text");
     drend_add_str_leaf("/list/read", read, nullptr);
-    define(R"([{"dc_name": "c", "dc_tag": {"dts_name": "top", "dts_source": "/list",
-        "dts_type": "list", "dts_kids": [
-        {"dts_name": "leaf", "dts_type": "leaf", "dts_source": "leaf"},
-        {"dts_name": "read", "dts_type": "leaf", "dts_source": "read"}]}}])");
+    define_tree("c", "top*=/list(leaf, read)");
     EXPECT_EQ(render("c", "filter=\"/top[leaf='text']\""),
               "<top>\n  <leaf>text</leaf>\n  <read></read>\n</top>\n");
 }

@@ -72,24 +72,6 @@ TEST_F(model_test, paths_name_nodes_in_order_of_registration) {
     EXPECT_TRUE(dmn_get_root()->child_list.empty());
 }
 
-TEST_F(model_test, a_leafs_registration_notes_its_type) {
-    const struct {
-        int (*add)(const char*, drend_proc_t, const void*);
-        int code;
-    } cases[] = {{drend_add_boolean_leaf, 1},    {drend_add_uint8_leaf, 1},
-                 {drend_add_uint16_leaf, 2},     {drend_add_uint32_leaf, 3},
-                 {drend_add_uint64_leaf, 4},     {drend_add_int8_leaf, 5},
-                 {drend_add_int16_leaf, 6},      {drend_add_int32_leaf, 7},
-                 {drend_add_int64_leaf, 8},      {drend_add_str_leaf, 9},
-                 {drend_add_ipaddr_v4_leaf, 10}, {drend_add_xsockaddr_leaf, 10},
-                 {drend_add_generic_leaf, 12},   {drend_add_double_leaf, 15},
-                 {drend_add_decimal64_leaf, 16}, {drend_add_list, 0}};
-    for (const auto& row : cases) {
-        row.add("a", nullptr, nullptr); // each instead of the one before
-        EXPECT_EQ(dmn_get_root()->find_child("a")->leaf_type, row.code);
-    }
-}
-
 TEST_F(model_test, references_are_found_by_their_distance) {
     static const char one = 0;
     static const char two = 0;
@@ -393,24 +375,6 @@ TEST_F(model_test, list_and_leaf_calls_check_the_node) {
     EXPECT_EQ(context.call_leaf_proc(value), DREND_ERR);
     EXPECT_EQ(drend_set_int8_value(&context, 1), DREND_ERR); // outside a leaf call
     EXPECT_EQ(drend_set_string_value(&context, "x"), DREND_ERR);
-}
-
-TEST_F(model_test, the_suspend_handler_is_asked_after_each_row) {
-    static const std::vector<row_s> rows = {{"a"}, {"b"}};
-    static int answer;
-    drend_add_list("row", step_rows, &rows);
-    drend_add_walk_handlers(
-        nullptr, [](dr_meta_context_s*, void* data) { return *static_cast<int*>(data); },
-        &answer);
-    dr_meta_context_c context;
-    context.push_path("/row", false, nullptr);
-    answer = 1;
-    EXPECT_EQ(context.call_list_proc(), DREND_DEFER);
-    answer = 0;
-    EXPECT_EQ(context.call_list_proc(), DREND_OK);
-    answer = 1;
-    EXPECT_EQ(context.call_list_proc(),
-              DREND_NO_EL); // only a row is followed by the question
 }
 
 TEST_F(model_test, ready_made_readers_read_variables) {

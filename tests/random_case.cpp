@@ -14,7 +14,7 @@ constexpr unsigned DEEPEST = 4;
 const std::string LEAF_LIST_VALUE = "__zor_leaf_list_value__";
 
 const std::vector<const char*> VALUES[] = {
-    {"two", "1.5", "0", "", "a<b&c>d", "\"q\\\"", "it's", "\x01\t\r\xff", "\u20ac",
+    {"two", "1.5", "0", "", "a<b&c>d", "\"q\\\"", "it's", "\x01\b\f\t\r\xff", "\u20ac",
      "a/b[c=d]", "\x7f\u00e9\U0001f600\n\xed\xa0\x80\xef\xbf\xbf", "7"},
     {"0", "1", "5", "-7", "2147483647", "255"},
     {"0.5", "12.75", "-0.25", "0", "3"},
@@ -376,7 +376,10 @@ class drawer_c {
         maybe(40, tag, "rows", dice_.one_of(ways));
         node_s* first = tag.kids.front().leaf;
         if (first != nullptr && dice_.chance(8)) { // one row
-            tag.source += "[" + first->name() + "=" + std::to_string(dice_.below(6)) + "]";
+            const std::string any = std::to_string(dice_.below(6));
+            const bool is_whole = first->form == node_s::INTEGER; // as a path has it
+            tag.source += "[" + first->name() + "=" +
+                          (is_whole ? case_.value_of(*first, 0) : any) + "]";
             first->is_looked_up = true;
         }
         return tag;

@@ -2,9 +2,13 @@
 
 #include "render_fixture.h"
 
+#include <algorithm>
 #include <cstdarg>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <map>
+#include <regex>
 
 #include <unistd.h>
 
@@ -45,7 +49,82 @@ int step(dr_meta_context_s* ctx, const std::vector<row_s>& rows) {
     return at_end ? DREND_NO_EL : DREND_OK;
 }
 
+// --- tags in few words ---
+
+std::string read_word(const char*& at, const char* ends) {
+    const size_t length = strcspn(at, ends);
+    at += length;
+    return {at - length, length};
+}
+
+// What stands between braces, behind a comma.
+std::string read_members(const char*& at) {
+    if (*at != '{') {
+        return "";
+    }
+    const char* const begin = ++at;
+    for (int open = 1; open > 0; ++at) {
+        open += (*at == '{') - (*at == '}');
+    }
+    static const std::regex name(R"((^|,)(\s*)([a-z0-9_]+):)");
+    return ", " + std::regex_replace(std::string(begin, at - 1), name, "$1$2`dts_$3`:");
+}
+
+std::string read_tags(const char*& at);
+
+std::string read_tag(const char*& at) {
+    static const std::map<std::string, std::string> types = {{"", "container"},
+                                                             {"*", "list"},
+                                                             {"**", "leaf-list"},
+                                                             {"?", "choice"},
+                                                             {"!", "case"}};
+    const std::string name = read_word(at, "*?!={(,)");
+    const std::string mark = read_word(at, "={(,)");
+    const bool has_source = *at == '=';
+    std::string source = has_source ? read_word(++at, "{(,)") : name;
+    const std::string members = read_members(at);
+    const bool is_leaf = *at != '(';
+    if (!has_source && !is_leaf && !mark.starts_with('*')) {
+        source.clear();
+    }
+    std::string json = "{`dts_name`: `" + (name == "#" ? "__zor_leaf_list_value__" : name) +
+                       "`, `dts_source`: `" + source + "`" + members;
+    if (!members.starts_with(", `dts_type`")) {
+        json += ", `dts_type`: `" + (is_leaf ? "leaf" : types.at(mark)) + "`";
+    }
+    if (!is_leaf) {
+        json += ", `dts_kids`: [" + read_tags(++at) + "]";
+        ++at;
+    }
+    return json + "}";
+}
+
+std::string read_tags(const char*& at) {
+    std::string json;
+    for (;;) {
+        at += strspn(at, ", \n");
+        if (*at == '\0' || *at == ')') {
+            return json;
+        }
+        json += (json.empty() ? "" : ", ") + read_tag(at);
+    }
+}
+
 } // namespace
+
+std::string tags_json(const std::string& words) {
+    const char* at = words.c_str();
+    std::string json = read_tags(at);
+    EXPECT_STREQ(at, "") << "what is left of " << words;
+    std::replace(json.begin(), json.end(), '`', '"');
+    return json;
+}
+
+std::string command_json(const std::string& name, const std::string& tree,
+                         const std::string& members) {
+    return R"({"dc_name": ")" + name + "\", " + members + (members.empty() ? "" : ", ") +
+           R"("dc_tag": )" + tags_json(tree) + "}";
+}
 
 render_test::render_test()
     : directory_(testing::TempDir() + "drend_" + std::to_string(getpid())) {

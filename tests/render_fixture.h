@@ -4,6 +4,12 @@
 //
 // A test reads as a story: define(...) the command, register the model, render(...) it. Only the
 // public header is used to render.
+//
+// Tags are written in few words: "name=source" is a leaf, "name=source(kid, kid)" a container,
+// "name*=source(kid)" a list, with "**" a leaf-list, whose value is called "#", with "?" a choice,
+// with "!" a case. Without a "=" the source of what has a value or rows is its name, and that of
+// others none. Further members stand in braces behind that, without their "dts_" and with ` for ":
+// "up=state{map: [[`1`, `yes`]]}".
 #pragma once
 
 #include <functional>
@@ -13,6 +19,12 @@
 #include <gtest/gtest.h>
 
 #include "drend.h"
+
+// Tags in few words as the JSON that a definition has for them.
+std::string tags_json(const std::string& words);
+// An entry of a definition file, with further members in JSON.
+std::string command_json(const std::string& name, const std::string& tree,
+                         const std::string& members = "");
 
 // Everything that the library sent, and how the connection behaves.
 struct recorded_output_s {
@@ -30,8 +42,16 @@ class render_test : public testing::Test {
 
     // Writes one more definitions file and loads all of them.
     void define(const std::string& json);
+    // The same with one command, its tag in few words.
+    void define_tree(const std::string& command, const std::string& tree) {
+        define("[" + command_json(command, tree) + "]");
+    }
     // Writes file number `index` again, without loading.
     void redefine(size_t index, const std::string& json);
+
+    void redefine_tree(const std::string& command, const std::string& tree) {
+        redefine(0, "[" + command_json(command, tree) + "]");
+    }
 
     // Renders a command and returns what was sent; goes on with suspended slices until none is
     // left, calling `between` before each.

@@ -79,14 +79,9 @@ class table_test : public render_test {
         drend_add_str_leaf("/t/taken", read_text, "12:30");
     }
 
-    // The command "c" with these tags below its top; ` stands for ".
+    // The command "c" with these tags below its top.
     void define_kids(const std::string& kids) {
-        std::string json =
-            R"([{"dc_name": "c", "dc_tag": {"dts_name": "top", "dts_source": "/t",
-            "dts_style": ["brief"], "dts_kids": [)" +
-            kids + "]}}]";
-        std::replace(json.begin(), json.end(), '`', '"');
-        redefine(0, json);
+        redefine_tree("c", "top=/t{style: [`brief`]}(" + kids + ")");
         drend_dir_init();
     }
 
@@ -107,35 +102,12 @@ class table_test : public render_test {
 
 std::vector<size_t> table_test::sent_at_row;
 
-std::string leaf(const std::string& name, const std::string& source,
-                 const std::string& members = "") {
-    return "{`dts_name`: `" + name + "`, `dts_type`: `leaf`, `dts_source`: `" + source +
-           "`" + (members.empty() ? "" : ", " + members) + "}";
-}
-
-std::string with_kids(const std::string& members, const std::string& kids) {
-    return "{" + members + ", `dts_kids`: [" + kids + "]}";
-}
-
-std::string list(const std::string& name, const std::string& kids,
-                 const std::string& members = "`dts_key`: []") {
-    return with_kids("`dts_name`: `" + name + "`, `dts_type`: `list`, `dts_source`: `" +
-                         name + "`, " + members,
-                     kids);
-}
-
 } // namespace
 
 TEST_F(table_test, a_list_is_a_table_with_keys_first) {
-    define_kids(list(
-        "row",
-        leaf("mtu", "1", "`dts_data_type`: `uint32`, `dts_unit`: `bytes`") + "," +
-            leaf("state", "2", R"(`dts_map`: [[`1`, `up`], [`*`, `*`]])") + "," +
-            leaf("name", "0") + "," +
-            leaf("first", "3", "`dts_column`: 1, `dts_align`: `right`") + "," +
-            leaf("second", "4", "`dts_column`: 2, `dts_heading`: `2nd`, `dts_width`: 5") +
-            "," + leaf("never", "5"),
-        "`dts_key`: [`name`]"));
+    define_kids("row*{key: [`name`]}(mtu=1{data_type: `uint32`, unit: `bytes`}, "
+                "state=2{map: [[`1`, `up`], [`*`, `*`]]}, name=0, first=3{column: 1, "
+                "align: `right`}, second=4{column: 2, heading: `2nd`, width: 5}, never=5)");
     EXPECT_EQ(table({{{"lo", "65536", "1", "x", "a"}},
                      {{"eth0", "1500", nullptr, "y"}},
                      {{"br\u00e9\u4e2d", "", "too long", "zz"}}}),
@@ -150,18 +122,9 @@ first  2nd    name   mtu (bytes)  state
 TEST_F(table_test, what_stands_in_containers_and_leaf_lists_is_in_the_row) {
     drend_add_list("/t/row/many", step_below, nullptr);
     drend_add_str_leaf("/t/row/many/v", read_cell, &NUMBERS[0]);
-    define_kids(list(
-        "row",
-        leaf("name", "0") + "," +
-            with_kids("`dts_name`: `in`", leaf("bytes", "1") + "," + leaf("errors", "2")) +
-            "," + with_kids("`dts_name`: `out`", leaf("bytes", "3")) + "," +
-            with_kids("`dts_name`: `which`, `dts_type`: `choice`",
-                      leaf("addr", "4") + "," + leaf("addr", "5", "`dts_prefix`: `v6:`")) +
-            "," +
-            with_kids("`dts_name`: `dns`, `dts_type`: `leaf-list`, `dts_source`: `many`",
-                      leaf("__zor_leaf_list_value__", "v")) +
-            "," + leaf("flag", "1", "`dts_data_type`: `empty`") + "," +
-            with_kids("`dts_name`: `here`, `dts_presence`: `yes`", leaf("mark", "2"))));
+    define_kids("row*(name=0, in(bytes=1, errors=2), out(bytes=3), which?(addr=4, "
+                "addr=5{prefix: `v6:`}), dns**=many(#=v), flag=1{data_type: `empty`}, "
+                "here{presence: `yes`}(mark=2))");
     EXPECT_EQ(table({{{"a", "", "1", "2", "4.4.4.4"}, {{{"x"}}, {{""}}, {{"z"}}}},
                      {{"b", "8", nullptr, "2", nullptr, "::1"}}}),
               R"(
@@ -173,25 +136,14 @@ b     8         -       2          v6:::1   -         8     present  -
 
 TEST_F(table_test, a_value_that_is_a_container_is_none) {
     drend_add_list("/t/row/many", step_below, nullptr);
-    define_kids(
-        list("row",
-             leaf("name", "0") + "," +
-                 with_kids("`dts_name`: `l`, `dts_type`: `leaf-list`, `dts_source`: `many`",
-                           with_kids("`dts_name`: `__zor_leaf_list_value__`, "
-                                     "`dts_source`: `/t/on`, `dts_presence`: `true`",
-                                     ""))));
+    define_kids("row*(name=0, l**=many(#=/t/on{presence: `true`}()))");
     EXPECT_EQ(table({{{"a"}, {{{"x"}}}}, {{"b"}}}), "\nname\na\nb\n");
 }
 
 TEST_F(table_test, leaves_of_a_container_are_pairs_and_its_containers_have_titles) {
-    define_kids(leaf("host-name", "host") + "," +
-                leaf("at", "taken", "`dts_unit`: `h`, `dts_heading`: `taken at`") + "," +
-                with_kids("`dts_name`: `clock`", leaf("time", "taken")) + "," +
-                with_kids("`dts_name`: `none`", leaf("nothing", "0")) + "," +
-                leaf("wide-one", "host", "`dts_wide`: `true`") + "," +
-                with_kids("`dts_name`: `here`, `dts_presence`: `yes`, `dts_source`: `on`",
-                          leaf("nothing", "0")) +
-                "," + list("row", leaf("name", "0")));
+    define_kids("host-name=host, at=taken{unit: `h`, heading: `taken at`}, "
+                "clock(time=taken), none(nothing=0), wide-one=host{wide: `true`}, "
+                "here=on{presence: `yes`}(nothing=0), row*(name=0)");
     EXPECT_EQ(table({{{"a"}}}), R"(
 host-name: r1
 taken at:  12:30 h
@@ -213,9 +165,7 @@ TEST_F(table_test, rows_below_rows) {
     const records_t rows = {{{"a", "1"}, {{{"x", "10"}}, {{"y", "2000"}}}},
                             {{"b", "2"}},
                             {{"c", "3"}, {{{"z", nullptr}}}}};
-    const std::string nested = leaf("sub", "0") + "," + leaf("size", "1");
-    const std::string ahead = leaf("name", "0") + "," + leaf("number", "1") + ",";
-    const std::string behind = "," + leaf("number", "1");
+    const std::string nested = "sub=0, size=1";
 
     // In a block, also where a column of the row above comes behind it.
     const std::string blocks = R"(
@@ -229,12 +179,12 @@ c     3
     sub  size
     z    -
 )";
-    define_kids(list("row", ahead + list("below", nested)));
+    define_kids("row*(name=0, number=1, below*(" + nested + "))");
     EXPECT_EQ(table(rows), blocks);
-    define_kids(list("row", leaf("name", "0") + "," + list("below", nested) + behind));
+    define_kids("row*(name=0, below*(" + nested + "), number=1)");
     EXPECT_EQ(table(rows), blocks);
 
-    define_kids(list("row", ahead + list("below", nested, "`dts_rows`: `repeated`")));
+    define_kids("row*(name=0, number=1, below*{rows: `repeated`}(" + nested + "))");
     EXPECT_EQ(table(rows), R"(
 name  number  sub  size
 a     1       x    10
@@ -243,8 +193,8 @@ b     2       -    -
 c     3       z    -
 )");
 
-    define_kids(list("row", ahead + list("below", nested),
-                     "`dts_rows`: `sections`, `dts_key`: [`name`]"));
+    define_kids("row*{rows: `sections`, key: [`name`]}(name=0, number=1, below*(" + nested +
+                "))");
     EXPECT_EQ(table(rows), R"(
 name:   a
 number: 1
@@ -264,7 +214,7 @@ z    -
 )");
 
     // Lists that stand side by side have titles; a row with nothing of its own has no line.
-    define_kids(list("row", list("below", nested) + "," + list("beside", nested)));
+    define_kids("row*(below*(" + nested + "), beside*(" + nested + "))");
     EXPECT_EQ(table({{{"a"}, {{{"x", "1"}}}, {{{"y", "22"}}}}, {{"b"}}}), R"(
     below
       sub  size
@@ -276,12 +226,9 @@ z    -
 }
 
 TEST_F(table_test, keys_come_along_with_what_a_filter_shows) {
-    const std::string hidden =
-        "`dts_style`: [`full`], `dts_wide`: `true`"; // were it no key
+    // Were it no key, the name would be hidden.
     define_kids(
-        list("row",
-             leaf("mtu", "1") + "," + leaf("name", "0", hidden) + "," + leaf("state", "2"),
-             "`dts_key`: [`name`]"));
+        "row*{key: [`name`]}(mtu=1, name=0{style: [`full`], wide: `true`}, state=2)");
     EXPECT_EQ(table({{{"a", "1", "up"}}, {{"b", nullptr, "up"}}},
                     "as-table filter='/top/row/mtu'"),
               R"(
@@ -294,8 +241,7 @@ a     1
 // --- what is held and what goes out -----------------------------------------------------------
 
 TEST_F(table_test, widths_are_those_of_the_first_rows) {
-    define_kids(list("row", leaf("a", "0") + "," + leaf("b", "1") + "," +
-                                leaf("late", "2", "`dts_unit`: `s`")));
+    define_kids("row*(a=0, b=1, late=2{unit: `s`})");
     records_t rows(120, {{"1", "2"}});
     rows[90].cells[0] = "ninety";
     rows[110] = {{"longer than the column", "2", "5"}};
@@ -313,13 +259,11 @@ TEST_F(table_test, rows_go_out_once_widths_are_known) {
     drend_add_str_leaf("/t/noted/0", read_cell, &NUMBERS[0]);
     drend_add_list("/t/noted/below", step_below, nullptr);
     drend_add_str_leaf("/t/noted/below/0", read_cell, &NUMBERS[0]);
-    const std::string below = list("below", leaf("sub", "0")) + ",";
-    const std::string fixed = "`dts_width`: 3";
-    for (const auto& [kids, has_widths] :
-         {std::pair(leaf("a", "0"), false), std::pair(leaf("a", "0", fixed), true),
-          std::pair(below + leaf("a", "0"), false)}) {
+    for (const auto& [kids, has_widths] : {std::pair<std::string, bool>("a=0", false),
+                                           {"a=0{width: 3}", true},
+                                           {"below*(sub=0), a=0", false}}) {
         sent_at_row.clear();
-        define_kids(list("noted", kids));
+        define_kids("noted*(" + kids + ")");
         const std::string text = table(records_t(300, {{"1"}, {{{"x"}}}}));
         EXPECT_THAT(text, StartsWith("\na\n1\n"));
         EXPECT_EQ(sent_at_row[30] > 0, has_widths);
@@ -330,8 +274,7 @@ TEST_F(table_test, rows_go_out_once_widths_are_known) {
 
 // A row above many others does not wait for what comes behind them.
 TEST_F(table_test, a_row_does_not_wait_for_ever) {
-    define_kids(list("row", leaf("name", "0") + "," + list("below", leaf("sub", "0")) +
-                                "," + leaf("after", "1", "`dts_unit`: `s`")));
+    define_kids("row*(name=0, below*(sub=0), after=1{unit: `s`})");
     const records_t few(3, {{"x"}});
     const records_t many(150, {{"x"}});
     const std::string text =
@@ -345,7 +288,7 @@ TEST_F(table_test, a_row_does_not_wait_for_ever) {
 // Neither does a row of more than fits into what is held.
 TEST_F(table_test, long_values_are_whole) {
     const std::string long_text(20000, 'l');
-    define_kids(list("row", leaf("a", "0") + "," + leaf("b", "1") + "," + leaf("c", "2")));
+    define_kids("row*(a=0, b=1, c=2)");
     const std::string text =
         table({{{"1", long_text.c_str(), "behind"}}, {{"2", "3", "4"}}});
     EXPECT_EQ(text, "\na  b\n1  " + long_text + "\n    c: behind\n2  3" +
@@ -355,9 +298,7 @@ TEST_F(table_test, long_values_are_whole) {
 TEST_F(table_test, a_leaf_list_of_any_length_is_whole) {
     drend_add_list("/t/many", step_top, &rows_);
     drend_add_str_leaf("/t/many/v", read_cell, &NUMBERS[0]);
-    define_kids(
-        with_kids("`dts_name`: `dns`, `dts_type`: `leaf-list`, `dts_source`: `many`",
-                  leaf("__zor_leaf_list_value__", "v")));
+    define_kids("dns**=many(#=v)");
     EXPECT_EQ(table({{{"x"}}, {{"y"}}}), "\ndns: x, y\n");
     const std::string text = table(records_t(10000, {{"v"}}));
     EXPECT_EQ(std::count(text.begin(), text.end(), 'v'), 10000);
@@ -367,9 +308,7 @@ TEST_F(table_test, a_leaf_list_of_any_length_is_whole) {
 // --- what a terminal is spared ----------------------------------------------------------------
 
 TEST_F(table_test, no_value_ends_a_line_or_steers_a_terminal) {
-    define_kids(
-        list("row", leaf("a", "0", "`dts_heading`: `x\\u001b[2J`") + "," +
-                        leaf("b", "1", "`dts_unit`: `\\n`, `dts_prefix`: `\u009b`")));
+    define_kids("row*(a=0{heading: `x\\u001b[2J`}, b=1{unit: `\\n`, prefix: `\u009b`})");
     EXPECT_EQ(table({{{"\033[31mred", "a\nb\tc\rd"}},
                      {{"\x7f\x01\u0085\u009b", "\xff\xc3"}},
                      {{TURNED, "\u2028caf\u00e9 \"q\" \\ <&>"}}},
@@ -381,13 +320,9 @@ TEST_F(table_test, no_value_ends_a_line_or_steers_a_terminal) {
 }
 
 TEST_F(table_test, states_have_colours_on_wish_alone) {
-    define_kids(leaf("host", "host", "`dts_state`: [[`r1`, `bad`]]") + "," +
-                list("row", leaf("name", "0") + "," +
-                                leaf("state", "1",
-                                     "`dts_map`: [[`1`, `up`], [`2`, `down`], [`*`, `*`]], "
-                                     "`dts_state`: [[`up`, `good`], [`down`, `bad`], "
-                                     "[`*`, `warning`]]") +
-                                "," + leaf("last", "2")));
+    define_kids("host{state: [[`r1`, `bad`]]}, row*(name=0, state=1{map: [[`1`, `up`], "
+                "[`2`, `down`], [`*`, `*`]], state: [[`up`, `good`], [`down`, `bad`], "
+                "[`*`, `warning`]]}, last=2)");
     const records_t rows = {{{"a", "1", "x"}}, {{"b", "2", "x"}}, {{"c", "else", "x"}}};
     const std::string plain = table(rows);
     std::string colored = table(rows, "as-table color");
@@ -407,16 +342,9 @@ TEST_F(table_test, states_have_colours_on_wish_alone) {
 
 TEST_F(table_test, programs_are_told_where_fields_begin) {
     define_kids(
-        leaf("host", "host") + "," +
-        list("row",
-             leaf("name", "0") + "," + leaf("octets", "1", "`dts_data_type`: `uint64`") +
-                 "," +
-                 leaf("age", "2", "`dts_data_type`: `uint64`, `dts_counter`: `false`") +
-                 "," + leaf("drops", "3", "`dts_counter`: `true`, `dts_unit`: `frames`") +
-                 "," +
-                 leaf("word", "4", "`dts_data_type`: `uint64`, `dts_map`: [[`1`, `one`]]") +
-                 "," + leaf("never", "5", "`dts_data_type`: `uint64`"),
-             "`dts_key`: [`name`]"));
+        "host, row*{key: [`name`]}(name=0, octets=1{data_type: `uint64`}, age=2{data_type: "
+        "`uint64`, counter: `false`}, drops=3{counter: `true`, unit: `frames`}, "
+        "word=4{data_type: `uint64`, map: [[`1`, `one`]]}, never=5{data_type: `uint64`})");
     std::string fields = table(
         {{{"a", "12", "3", "7", "1"}}, {{"b", nullptr, "4", "8", "1"}}}, "as-table fields");
     std::replace(fields.begin(), fields.end(), '\x1f', '|');
@@ -433,10 +361,8 @@ TEST_F(table_test, programs_are_told_where_fields_begin) {
 }
 
 TEST_F(table_test, what_follows_a_row_has_fields_too) {
-    define_kids(list("row",
-                     leaf("name", "0") + "," + list("below", leaf("x", "0")) + "," +
-                         leaf("octets", "1", "`dts_data_type`: `uint64`"),
-                     "`dts_key`: [`name`], `dts_rows`: `sections`"));
+    define_kids("row*{key: [`name`], rows: `sections`}(name=0, below*(x=0), "
+                "octets=1{data_type: `uint64`})");
     std::string fields = table({{{"a", "12"}, {{{"x"}}}}}, "as-table fields color");
     std::replace(fields.begin(), fields.end(), '\x1f', '|');
     EXPECT_EQ(fields, "\n|nname:   |ka\n\n|h\033[1mx\033[0m\n|vx\n\n|noctets: |c12\n");
@@ -458,9 +384,7 @@ TEST_F(table_test, the_width_of_texts) {
 
 TEST_F(table_test, its_words_choose_no_style_and_leave_parameters_alone) {
     drend_set_strict(1);
-    define_kids(list("row", leaf("name", "0") + "," +
-                                leaf("full", "1", "`dts_style`: [`full`]") + "," +
-                                leaf("detail", "2", "`dts_wide`: `true`")));
+    define_kids("row*(name=0, full=1{style: [`full`]}, detail=2{wide: `true`})");
     const records_t rows = {{{"a", "1", "2"}}};
     EXPECT_EQ(table(rows), "\nname  full\na     1\n");
     EXPECT_EQ(table(rows, "as-table color wide"),
@@ -469,11 +393,8 @@ TEST_F(table_test, its_words_choose_no_style_and_leave_parameters_alone) {
         << "the top's style, as any request with arguments";
     EXPECT_EQ(table(rows, "wide"), "\n" + render("c")) << "no word of another form";
 
-    redefine(0, R"([{"dc_name": "c", "dc_tag": {"dts_name": "top", "dts_source": "/t",
-        "dts_input_kids": [{"dts_name": "wide", "dts_style": ["full"]}],
-        "dts_kids": [{"dts_name": "host", "dts_type": "leaf", "dts_source": "host"},
-            {"dts_name": "taken", "dts_type": "leaf", "dts_source": "taken",
-             "dts_wide": "true"}]}}])");
+    redefine_tree("c", "top=/t{input_kids: [{`dts_name`: `wide`, `dts_style`: [`full`]}]}"
+                       "(host, taken{wide: `true`})");
     drend_dir_init();
     EXPECT_EQ(table({}, "as-table wide"), "\nhost: r1\n");
     drend_set_strict(0);

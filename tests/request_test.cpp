@@ -104,16 +104,13 @@ TEST_F(request_test, a_protocol_is_told_how_answers_end) {
 }
 
 TEST_F(request_test, a_command_says_what_it_takes) {
-    redefine(0, R"([{"dc_name": "rows", "dc_tag": {"dts_name": "t", "dts_source": "/t",
-        "dts_input_kids": [
-            {"dts_name": "name", "dts_type": "leaf", "dts_help": "Its\tname"},
-            {"dts_name": "state", "dts_type": "leaf"},
-            {"dts_name": "brief", "dts_type": "empty", "dts_help": "Less"},
-            {"dts_name": "limit", "dts_type": "leaf", "dts_data_type": "uint8"}],
-        "dts_kids": [{"dts_name": "row", "dts_type": "list", "dts_source": "row", "dts_kids": [
-            {"dts_name": "name", "dts_type": "leaf", "dts_source": "name"},
-            {"dts_name": "state", "dts_type": "leaf", "dts_data_type": "uint32",
-             "dts_map": [["1", "up"], ["2", "going down"], ["3", "=1+1"], ["*", "*"]]}]}]}}])");
+    redefine_tree("rows", R"(t=/t{input_kids: [
+            {`dts_name`: `name`, `dts_type`: `leaf`, `dts_help`: `Its\tname`},
+            {`dts_name`: `state`, `dts_type`: `leaf`},
+            {`dts_name`: `brief`, `dts_type`: `empty`, `dts_help`: `Less`},
+            {`dts_name`: `limit`, `dts_type`: `leaf`, `dts_data_type`: `uint8`}]}(
+        row*(name, state{data_type: `uint32`, map: [[`1`, `up`], [`2`, `going down`],
+                                                    [`3`, `=1+1`], [`*`, `*`]]})))");
     start(nullptr, 1);
     const drend_menu_entry_s* rows = submenu();
     EXPECT_EQ(drend_send_parameters(peer_, rows), 0);
@@ -241,12 +238,7 @@ TEST_F(request_test, a_walk_may_end_before_during_and_after_a_slice) {
         drend_add_exit(
             path, [](dr_meta_context_s*, const void*) { return --inside; }, nullptr);
     }
-    define(
-        R"([{"dc_name": "deep", "dc_tag": {"dts_name": "t", "dts_source": "/t", "dts_kids": [
-        {"dts_name": "row", "dts_type": "list", "dts_source": "row", "dts_kids": [
-            {"dts_name": "below", "dts_type": "list", "dts_source": "below", "dts_kids": [
-                {"dts_name": "n", "dts_type": "leaf", "dts_source": "box/name"},
-                {"dts_name": "m", "dts_type": "leaf", "dts_source": "number"}]}]}]}}])");
+    define_tree("deep", "t=/t(row*(below*(n=box/name, m=number)))");
     start(nullptr, 1);
     suspend_rows = true;
     const struct {
@@ -298,10 +290,7 @@ TEST_F(request_test, a_walk_may_end_before_during_and_after_a_slice) {
 }
 
 TEST_F(request_test, a_peer_that_is_lost_at_any_send_is_told_nothing_more) {
-    define(R"([{"dc_name": "corvane-netconf-get", "dc_tag": {"dts_name": "t",
-        "dts_source": "/t", "dts_kids": [{"dts_name": "row", "dts_type": "list",
-        "dts_source": "row", "dts_kids": [
-            {"dts_name": "name", "dts_type": "leaf", "dts_source": "name"}]}]}}])");
+    define_tree("corvane-netconf-get", "t=/t(row*(name))");
     start(nullptr, 1);
     const asked_s requests[] = {{"rows", nullptr},
                                 {"rows", "as-json"},
@@ -413,13 +402,9 @@ TEST_F(request_test, memory_that_runs_out_ends_the_request_and_nothing_else) {
             return drend_set_str_value(ctx, "%d", 7);
         },
         nullptr);
-    redefine(0, R"json([{"dc_name": "rows", "dc_tag": {"dts_name": "t", "dts_source": "/t",
-        "dts_kids": [{"dts_name": "row", "dts_type": "list", "dts_source": "row",
-        "dts_key": ["name"], "dts_kids": [
-            {"dts_name": "name", "dts_type": "leaf", "dts_source": "name"},
-            {"dts_name": "left", "dts_type": "leaf", "dts_source": "left",
-             "dts_map": [["*", "='a mapped text that is long enough: '+val('../name')"]]}]}],
-        "dts_input_kids": [{"dts_name": "name"}]}}])json");
+    redefine_tree("rows", R"json(t=/t{input_kids: [{`dts_name`: `name`}]}(
+        row*{key: [`name`]}(name, left{
+            map: [[`*`, `='a mapped text that is long enough: '+val('../name')`]]})))json");
     start(nullptr, 1);
     const asked_s requests[] = {
         {"rows", "filter=\"/t/row[contains(name, 'a')]/left\" as-json"},

@@ -39,11 +39,11 @@ class service_test : public render_test {
                 return suspend_rows || rows_seen++ == suspend_at ? 1 : 0;
             },
             nullptr);
-        define(R"([{"dc_name": "rows", "dc_help": "Shows rows", "dc_app_name": "rowd",
-            "dc_message_id": 7, "dc_tag": {"dts_name": "t", "dts_source": "/t", "dts_kids": [
-            {"dts_name": "row", "dts_type": "list", "dts_source": "row", "dts_kids": [
-                {"dts_name": "name", "dts_type": "leaf", "dts_source": "name"}]}]}},
-            {"dc_name": "tagless", "dc_help": "Has no tree"}])");
+        define("[" +
+               command_json("rows", "t=/t(row*(name))",
+                            R"("dc_help": "Shows rows", "dc_app_name": "rowd",
+            "dc_message_id": 7)") +
+               R"(, {"dc_name": "tagless", "dc_help": "Has no tree"}])");
     }
     ~service_test() override {
         if (peer_ != nullptr) {

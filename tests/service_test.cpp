@@ -74,7 +74,7 @@ TEST_F(service_test, a_daemon_starts_without_definitions_and_with_broken_ones) {
 TEST_F(service_test, reload_replaces_definitions_and_menu) {
     start(nullptr, 1);
     const drend_menu_entry_s* before = submenu();
-    redefine(0, R"([{"dc_name": "new", "dc_tag": {"dts_name": "n"}}])");
+    redefine_tree("new", "n()");
     EXPECT_EQ(request("reload"), 0);
     EXPECT_EQ(take_text(), "finish reloading\n");
     EXPECT_EQ(words().front(), "new");

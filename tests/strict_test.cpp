@@ -21,17 +21,11 @@ class strict_test : public render_test {
         drend_add_str_leaf("/dhcp/pool/name", read_name, nullptr);
         drend_add_int32_leaf("/dhcp/pool/size", read_number, nullptr);
         drend_add_str_leaf("/dhcp/statistics/offers", read_text, "7");
-        define(R"([{"dc_name": "dhcp", "dc_tag": {"dts_name": "dhcp", "dts_source": "/dhcp",
-            "dts_input_kids": [{"dts_name": "name"}, {"dts_name": "size"},
-                               {"dts_name": "brief", "dts_style": ["brief"]},
-                               {"dts_name": "pool"}, {"dts_name": "lease"}],
-            "dts_kids": [
-            {"dts_name": "pool", "dts_type": "list", "dts_source": "pool", "dts_kids": [
-                {"dts_name": "name", "dts_type": "leaf", "dts_source": "name"},
-                {"dts_name": "pick", "dts_type": "choice", "dts_kids": [
-                    {"dts_name": "size", "dts_type": "leaf", "dts_source": "size"}]}]},
-            {"dts_name": "statistics", "dts_source": "statistics", "dts_kids": [
-                {"dts_name": "offers", "dts_type": "leaf", "dts_source": "offers"}]}]}}])");
+        define_tree("dhcp", R"(dhcp=/dhcp{
+                input_kids: [{`dts_name`: `name`}, {`dts_name`: `size`},
+                             {`dts_name`: `brief`, `dts_style`: [`brief`]},
+                             {`dts_name`: `pool`}, {`dts_name`: `lease`}]}(
+            pool*(name, pick?(size)), statistics=statistics(offers)))");
     }
     ~strict_test() override { drend_set_strict(0); }
 

@@ -25,12 +25,10 @@ constexpr char OPENING[] =
 
 std::string event(const std::string& name, const std::string& source) {
     return R"({"dc_external_notify_name": ")" + name +
-           R"(", "dc_internal_notify_name": "i", "dc_namespace": "xmlns='urn:e'", "dc_tag":
-           {"dts_name": ")" +
-           name +
-           R"(", "dts_module": "m", "dts_namespace": "xmlns='urn:e'", "dts_source": "/e",
-           "dts_kids": [{"dts_name": "text", "dts_type": "leaf", "dts_source": ")" +
-           source + R"("}]}})";
+           R"(", "dc_internal_notify_name": "i", "dc_namespace": "xmlns='urn:e'", "dc_tag": )" +
+           tags_json(name + "=/e{module: `m`, namespace: `xmlns='urn:e'`}(text=" + source +
+                     ")") +
+           "}";
 }
 
 std::string definitions(const std::string& name) {

@@ -78,17 +78,13 @@ class under_way_test : public render_test {
     void define_at(unsigned level) {
         std::string kids;
         for (const unsigned at : {2U, 1U, 0U}) {
-            std::string own = leaf("name", "") + ",";
-            own += at == level ? leaf("switch", "") + "," : "";
-            own += leaf("number", MAP) + "," + leaf("name", "");
-            own += kids.empty() ? "" : "," + container(at == 1 ? "deep" : "in", kids);
-            kids = own + "," + leaf("number", "");
+            std::string own = at == level ? "name, switch, " : "name, ";
+            own += "number{map: [[`2`, `two`], [`*`, `*`]]}, name";
+            const std::string name = at == 1 ? "deep" : "in";
+            own += kids.empty() ? "" : ", " + name + "=" + name + "(" + kids + ")";
+            kids = own + ", number";
         }
-        define(R"([{"dc_name": "c)" + std::to_string(level) +
-               R"(", "dc_tag": {"dts_name": "t", "dts_source": "/", "dts_kids": [
-               {"dts_name": "row", "dts_type": "list", "dts_source": "row",
-                "dts_key": ["name"], "dts_kids": [)" +
-               kids + "]}]}}]");
+        define_tree("c" + std::to_string(level), "t=/(row*{key: [`name`]}(" + kids + "))");
     }
 
     // What is printed with that switch, and whether it was noticed.
@@ -104,17 +100,6 @@ class under_way_test : public render_test {
     }
 
   private:
-    static constexpr char MAP[] = R"(, "dts_map": [["2", "two"], ["*", "*"]])";
-
-    static std::string leaf(const std::string& name, const std::string& options) {
-        return R"({"dts_type": "leaf", "dts_name": ")" + name + R"(", "dts_source": ")" +
-               name + "\"" + options + "}";
-    }
-    static std::string container(const std::string& name, const std::string& kids) {
-        return R"({"dts_name": ")" + name + R"(", "dts_source": ")" + name +
-               R"(", "dts_kids": [)" + kids + "]}";
-    }
-
     std::vector<row_s> rows_{{"a&b", 1}, {"c", 2}, {"a name of many letters", 3}, {"", 4}};
 };
 
@@ -144,11 +129,7 @@ TEST_F(under_way_test, what_is_switched_on_in_a_row_changes_no_byte) {
 TEST_F(under_way_test, a_leaf_is_shown_from_the_row_on_in_which_it_is_registered) {
     static constexpr switch_s LATE = {
         "late leaf", [] { drend_add_str_leaf("/row/late", read_name, nullptr); }, [] {}};
-    define(
-        R"([{"dc_name": "late", "dc_tag": {"dts_name": "t", "dts_source": "/", "dts_kids": [
-           {"dts_name": "row", "dts_type": "list", "dts_source": "row", "dts_kids": [
-            {"dts_type": "leaf", "dts_name": "switch", "dts_source": "switch"},
-            {"dts_type": "leaf", "dts_name": "late", "dts_source": "late"}]}]}}])");
+    define_tree("late", "t=/(row*(switch, late))");
     chosen = &LATE;
     EXPECT_EQ(render("late", ""), "<t>\n"
                                   "  <row>\n    <switch>&lt;off&gt;</switch>\n  </row>\n"

@@ -69,18 +69,12 @@ class xwalker_test : public render_test {
         drend_add_str_leaf("/t/on/why", read_text, "because");
         drend_add_walk_handlers(
             nullptr, [](dr_meta_context_s*, void*) { return suspends ? 1 : 0; }, nullptr);
-        define(R"([{"dc_name": "rows", "dc_help": "Shows rows", "dc_tag": {
-            "dts_name": "t", "dts_source": "/t", "dts_kids": [
-            {"dts_name": "row", "dts_type": "list", "dts_source": "row", "dts_key": ["name"],
-             "dts_kids": [
-                {"dts_name": "name", "dts_type": "leaf", "dts_source": "name"},
-                {"dts_name": "state", "dts_type": "leaf", "dts_source": "state",
-                 "dts_data_type": "uint8"},
-                {"dts_name": "p:far", "dts_namespace": "xmlns:q='urn:q' xmlns:p='urn:p'"},
-                {"dts_name": "below", "dts_type": "list", "dts_source": "below",
-                 "dts_namespace": "xmlns:q='urn:q' xmlns='urn:b'", "dts_kids": [
-                  {"dts_name": "number", "dts_type": "leaf", "dts_source": "number"}]}]}]}},
-            {"dc_name": "tagless"}])");
+        const std::string tree = R"(t=/t(row*{key: [`name`]}(
+            name, state{data_type: `uint8`},
+            p:far{namespace: `xmlns:q='urn:q' xmlns:p='urn:p'`}(),
+            below*{namespace: `xmlns:q='urn:q' xmlns='urn:b'`}(number))))";
+        define("[" + command_json("rows", tree, R"("dc_help": "Shows rows")") +
+               R"(, {"dc_name": "tagless"}])");
         drend_init(nullptr, nullptr, 0, nullptr);
         drend_set_flush_method([](void*) { return ++output.flushes, 0; });
         drend_set_reschedule_handler([](void*, void* walk) { waiting.push_back(walk); },
