@@ -326,11 +326,7 @@ TEST_F(mgmt_server_load_test, a_stale_socket_is_replaced_and_a_live_one_is_not) 
     std::ofstream{file_path};
     mgmt_server_config_s config = config_;
     const std::string long_path(200, 'p');
-    const struct {
-        const char* path;
-        const char* group;
-        std::string error;
-    } cases[] = {
+    const std::tuple<const char*, const char*, std::string> cases[] = {
         {file_path.c_str(), nullptr,
          "cannot serve " + file_path + ": the file exists and is no socket"},
         {"", nullptr, "cannot serve : the path is empty or too long"},
@@ -340,11 +336,11 @@ TEST_F(mgmt_server_load_test, a_stale_socket_is_replaced_and_a_live_one_is_not) 
          "cannot serve /no/such/directory/s: No such file or directory"},
         {config_.path, "no-such-group", "no group no-such-group: unknown"},
     };
-    for (const auto& row : cases) {
-        config.path = row.path;
-        config.group = row.group;
+    for (const auto& [path, group, why] : cases) {
+        config.path = path;
+        config.group = group;
         EXPECT_EQ(mgmt_server_open(loop_, &config, error, sizeof error), nullptr);
-        EXPECT_EQ(error, row.error);
+        EXPECT_EQ(error, why);
     }
     std::filesystem::remove(file_path);
 }

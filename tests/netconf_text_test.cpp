@@ -39,58 +39,52 @@ std::string encoded(std::string_view text, size_t size) {
     return ascii;
 }
 
-struct case_s {
-    std::string in;
-    const char* out;
-};
+using cases_t = std::vector<std::pair<std::string, const char*>>;
 
 template <typename make_t>
-void expect_in_all_cuts(const case_s& one, const make_t& make) {
-    for (const size_t size : {1U, 2U, 3U, 5U, 7U, 8U, 9U, 1000U}) {
-        EXPECT_EQ(make(one.in, size), one.out) << one.in << " in pieces of " << size;
+void expect_in_all_cuts(const cases_t& cases, const make_t& make) {
+    for (const auto& [in, out] : cases) {
+        for (const size_t size : {1U, 2U, 3U, 5U, 7U, 8U, 9U, 1000U}) {
+            EXPECT_EQ(make(in, size), out) << in << " in pieces of " << size;
+        }
     }
 }
 
 TEST(netconf_text, end_of_message_framing) {
-    for (const case_s& one : {case_s{"a]]>]]>bc]]>]]>", "a|bc|"},
-                              {"]]>]]>]]>]]>", "||"},
-                              {"]]]>]]>", "]|"},
-                              {"]]>]]]>]]>", "]]>]|"},
-                              {"]]>]]a]]>]>]]>]]>", "]]>]]a]]>]>|"},
-                              {"]]>>]>]]>]]>", "]]>>]>|"},
-                              {"\n#1\na\n##\n]]>", "\n#1\na\n##\n"}}) {
-        expect_in_all_cuts(one, [](std::string_view in, size_t size) {
-            return unframed(in, size, false);
-        });
-    }
+    const cases_t cases = {{"a]]>]]>bc]]>]]>", "a|bc|"},
+                           {"]]>]]>]]>]]>", "||"},
+                           {"]]]>]]>", "]|"},
+                           {"]]>]]]>]]>", "]]>]|"},
+                           {"]]>]]a]]>]>]]>]]>", "]]>]]a]]>]>|"},
+                           {"]]>>]>]]>]]>", "]]>>]>|"},
+                           {"\n#1\na\n##\n]]>", "\n#1\na\n##\n"}};
+    expect_in_all_cuts(cases,
+                       [](auto& in, size_t size) { return unframed(in, size, false); });
 }
 
 TEST(netconf_text, chunked_framing) {
-    for (const case_s& one :
-         {case_s{"\n#1\na\n#2\nbc\n##\n\n#6\n]]>]]>\n##\n", "abc|]]>]]>|"},
-          {"\n#3\n\n##\n##\n", "\n##|"},
-          {"a", "!"},
-          {"\n#0\n", "!"},
-          {"\n#1\nab", "a!"},
-          {"\n#4294967296\n", "!"}}) {
-        expect_in_all_cuts(
-            one, [](std::string_view in, size_t size) { return unframed(in, size, true); });
-    }
+    const cases_t cases = {{"\n#1\na\n#2\nbc\n##\n\n#6\n]]>]]>\n##\n", "abc|]]>]]>|"},
+                           {"\n#3\n\n##\n##\n", "\n##|"},
+                           {"a", "!"},
+                           {"\n#0\n", "!"},
+                           {"\n#1\nab", "a!"},
+                           {"\n#4294967296\n", "!"}};
+    expect_in_all_cuts(cases,
+                       [](auto& in, size_t size) { return unframed(in, size, true); });
 }
 
 TEST(netconf_text, characters_beyond_ascii_are_references) {
-    for (const case_s& one :
-         {case_s{"a<&>\n\t", "a<&>\n\t"},
-          {"\x7f\u0080\u07ff\u0800\uffff\U00010000",
-           "\x7f&#x80;&#x7FF;&#x800;&#xFFFD;&#x10000;"},
-          {"\xf4\x8f\xbf\xbf\xf4\x90\x80\x80", "&#x10FFFF;&#xFFFD;"},
-          {"\xed\x9f\xbf\xed\xa0\x80", "&#xD7FF;&#xFFFD;"}, // a surrogate
-          {"\xc3\xa9\xe0\x80\xa9", "&#xE9;&#xFFFD;"},       // an overlong form
-          {"\xc3|\xe2\x82|\xc3\xc3\xa9", "&#xFFFD;|&#xFFFD;|&#xFFFD;&#xE9;"}, // cut off
-          {"\xf0\x9f\x98", "&#xFFFD;"},
-          {"\xa9\xff", "&#xFFFD;&#xFFFD;"}}) {
-        expect_in_all_cuts(one, encoded);
-    }
+    const cases_t cases = {
+        {"a<&>\n\t", "a<&>\n\t"},
+        {"\x7f\u0080\u07ff\u0800\uffff\U00010000",
+         "\x7f&#x80;&#x7FF;&#x800;&#xFFFD;&#x10000;"},
+        {"\xf4\x8f\xbf\xbf\xf4\x90\x80\x80", "&#x10FFFF;&#xFFFD;"},
+        {"\xed\x9f\xbf\xed\xa0\x80", "&#xD7FF;&#xFFFD;"}, // a surrogate
+        {"\xc3\xa9\xe0\x80\xa9", "&#xE9;&#xFFFD;"},       // an overlong form
+        {"\xc3|\xe2\x82|\xc3\xc3\xa9", "&#xFFFD;|&#xFFFD;|&#xFFFD;&#xE9;"}, // cut off
+        {"\xf0\x9f\x98", "&#xFFFD;"},
+        {"\xa9\xff", "&#xFFFD;&#xFFFD;"}};
+    expect_in_all_cuts(cases, encoded);
     EXPECT_EQ(
         escaped("a<b>&\"c\"'\\\n\u00e9\xc3<\xc3"),
         "a&#x3C;b&#x3E;&#x26;&#x22;c&#x22;&#x27;&#x5C;&#xA;&#xE9;&#xFFFD;&#x3C;&#xFFFD;");

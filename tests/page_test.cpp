@@ -145,35 +145,31 @@ class page_test : public render_test {
 } // namespace
 
 TEST_F(page_test, the_rows_of_the_outermost_lists_count) {
-    struct case_s {
-        const char* argument;
-        const char* values;
-        const char* cursor;
-    };
-    const char whole[] = "B a b 1 x y=/ b 2 c 3 z d 4 e 5 n1 n2 n3 A";
+    const char* const whole = "B a b 1 x y=/ b 2 c 3 z d 4 e 5 n1 n2 n3 A";
     for (const bool suspending : {false, true}) {
         suspends = suspending;
-        for (const case_s& row : {
-                 case_s{"limit=1", "B a b 1 x y=/", "/t/shop=a%20b"},
-                 {"limit=5", "B a b 1 x y=/ b 2 c 3 z d 4 e 5", "/t/shop=e"},
-                 {"limit=6", "B a b 1 x y=/ b 2 c 3 z d 4 e 5 n1", "/t/note#1"},
-                 {"limit=8", whole, ""},
-                 {"cursor=/t/shop=c", "d 4 e 5 n1 n2 n3 A", ""},
-                 {"cursor=/t/shop=c limit=2", "d 4 e 5", "/t/shop=e"},
-                 {"cursor=/t/note#2 limit=2", "n3 A", ""},
-                 {"cursor=/t/note#3", "A", ""},
-                 // What the filter hides does not count, and is gone through.
-                 {"limit=1 filter=\"/t/shop[number > '2']\"", "c 3 z", "/t/shop=c"},
-                 {"limit=3 filter=\"/t/shop[number > '2']\"", "c 3 z d 4 e 5", ""},
-                 {"limit=1 cursor=/t/shop=c filter=\"/t/shop[number > '2']\"", "d 4",
-                  "/t/shop=d"},
-                 // Lists of one row are not worth a page: those below them are.
-                 {"limit=1 filter=\"/t/shop[name = 'a b']\"", "a b 1 x", "/t/shop/item=x"},
-                 {"cursor=/t/shop/item=x filter=\"/t/shop[name = 'a b']\"", "a b y=/", ""},
-             }) {
-            EXPECT_EQ(values(row.argument), row.values) << row.argument;
-            EXPECT_EQ(told, "0") << row.argument;
-            EXPECT_EQ(cursor, row.cursor) << row.argument;
+        for (const auto& [argument, shown, next] :
+             {std::tuple("limit=1", "B a b 1 x y=/", "/t/shop=a%20b"),
+              std::tuple("limit=5", "B a b 1 x y=/ b 2 c 3 z d 4 e 5", "/t/shop=e"),
+              std::tuple("limit=6", "B a b 1 x y=/ b 2 c 3 z d 4 e 5 n1", "/t/note#1"),
+              std::tuple("limit=8", whole, ""),
+              std::tuple("cursor=/t/shop=c", "d 4 e 5 n1 n2 n3 A", ""),
+              std::tuple("cursor=/t/shop=c limit=2", "d 4 e 5", "/t/shop=e"),
+              std::tuple("cursor=/t/note#2 limit=2", "n3 A", ""),
+              std::tuple("cursor=/t/note#3", "A", ""),
+              // What the filter hides does not count, and is gone through.
+              std::tuple("limit=1 filter=\"/t/shop[number > '2']\"", "c 3 z", "/t/shop=c"),
+              std::tuple("limit=3 filter=\"/t/shop[number > '2']\"", "c 3 z d 4 e 5", ""),
+              std::tuple("limit=1 cursor=/t/shop=c filter=\"/t/shop[number > '2']\"", "d 4",
+                         "/t/shop=d"),
+              // Lists of one row are not worth a page: those below them are.
+              std::tuple("limit=1 filter=\"/t/shop[name = 'a b']\"", "a b 1 x",
+                         "/t/shop/item=x"),
+              std::tuple("cursor=/t/shop/item=x filter=\"/t/shop[name = 'a b']\"",
+                         "a b y=/", "")}) {
+            EXPECT_EQ(values(argument), shown) << argument;
+            EXPECT_EQ(told, "0") << argument;
+            EXPECT_EQ(cursor, next) << argument;
         }
     }
     EXPECT_GT(slices, 1);

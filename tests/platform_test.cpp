@@ -91,16 +91,13 @@ TEST_F(StringBuffer, KeepsItsContentWhenACallFails) {
 }
 
 TEST_F(StringBuffer, StripsOnePairOfQuotes) {
-    const struct {
-        const char* before;
-        const char* after;
-    } cases[] = {{"\"a\"", "a"},   {"'a b'", "a b"}, {"''", ""},   {"''a''", "'a'"},
-                 {"\"a'", "\"a'"}, {"'a", "'a"},     {"a'", "a'"}, {"'", "'"},
-                 {"", ""},         {"aa", "aa"}};
-    for (const auto& c : cases) {
-        sbuf_cpy(buf, c.before);
+    const std::pair<const char*, const char*> cases[] = {
+        {"\"a\"", "a"}, {"'a b'", "a b"}, {"''", ""}, {"''a''", "'a'"}, {"\"a'", "\"a'"},
+        {"'a", "'a"},   {"a'", "a'"},     {"'", "'"}, {"", ""},         {"aa", "aa"}};
+    for (const auto& [before, after] : cases) {
+        sbuf_cpy(buf, before);
         sbuf_strip_quotes(buf);
-        EXPECT_EQ(text(), c.after) << c.before;
+        EXPECT_EQ(text(), after) << before;
     }
 }
 

@@ -11,8 +11,9 @@ import tempfile
 import time
 import unittest
 
+from fake_daemon import PATIENCE, started
+
 PREVIEW, DRENDCTL = sys.argv[1:3]
-PATIENCE = 120  # seconds; only a fault lasts so long
 
 DEFINITION = [{"dc_name": "show-sensors", "dc_help": "Show sensors", "dc_tag": {
     "dts_name": "sensors", "dts_source": "/sensors", "dts_kids": [
@@ -157,19 +158,14 @@ class Preview(unittest.TestCase):
 
     def test_serves(self):
         socket = self.folder / "s"
-        with subprocess.Popen([PREVIEW, self.render, "--data", self.data, "--serve", socket],
-                              **self.options()) as server:
-            try:
-                self.assertEqual(server.stdout.readline(), f"drend-preview: serving {socket}\n")
-                answer = subprocess.run(
-                    [DRENDCTL, "--socket", socket, "show-sensors", "--filter",
-                     "/sensors/sensor[name='cpu']"],
-                    timeout=PATIENCE, check=True, stdout=subprocess.PIPE, text=True).stdout
-                self.assertEqual(answer, CPU)
-            finally:
-                server.terminate()
-                server.communicate(timeout=PATIENCE)
-            self.assertEqual(server.returncode, 0)
+        server = started([PREVIEW, self.render, "--data", self.data, "--serve", socket],
+                         f"drend-preview: serving {socket}\n", self.addCleanup, env=self.options()["env"])
+        answer = subprocess.run(
+            [DRENDCTL, "--socket", socket, "show-sensors", "--filter", "/sensors/sensor[name='cpu']"],
+            timeout=PATIENCE, check=True, stdout=subprocess.PIPE, text=True).stdout
+        server.terminate()
+        server.communicate(timeout=PATIENCE)
+        self.assertEqual((answer, server.returncode), (CPU, 0))
         self.assertFalse(socket.exists())
         self.assertEqual(list((self.folder / "tmp").iterdir()), [])
 

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include <jansson.h>
@@ -162,18 +163,13 @@ TEST_F(program_forms_test, each_row_of_a_list_is_a_line) {
 }
 
 TEST_F(program_forms_test, a_value_has_the_type_that_is_said_or_registered) {
-    struct case_s {
-        const char* members;
-        drend_proc_t read;
-        const void* data;
-        const char* json;
-    };
     constexpr drend_proc_t u8 = give<drend_set_uint8_value, 5>;
     constexpr drend_proc_t u32 = give<drend_set_uint32_value, 4294967295U>;
     constexpr drend_proc_t u64 = give<drend_set_uint64_value, 300>;
     constexpr drend_proc_t truth = give<drend_set_boolean_value, 1>;
     constexpr drend_proc_t text = read_text;
-    const case_s cases[] = {
+    // What the tag has besides, what reads the leaf, and what is shown.
+    const std::tuple<const char*, drend_proc_t, const void*, std::string> cases[] = {
         // no type in the definition
         {"", u32, nullptr, "4294967295"},
         {"", u64, nullptr, "\"300\""},
@@ -197,18 +193,18 @@ TEST_F(program_forms_test, a_value_has_the_type_that_is_said_or_registered) {
          "\"\x7f\u0080\u07ff\u0800\ufffd\U0001F600:5\""},
     };
     int number = 0;
-    for (const case_s& c : cases) {
+    for (const auto& [members, reads, data, json] : cases) {
         const std::string name = "v" + std::to_string(++number);
-        drend_add_str_leaf(("/" + name).c_str(), c.read, c.data);
+        drend_add_str_leaf(("/" + name).c_str(), reads, data);
         testing::internal::CaptureStderr();
         define_tag("{`dts_name`: `t`, `dts_kids`: [{`dts_name`: `v`, `dts_type`: `leaf`, "
                    "`dts_source`: `/" +
-                       name + "`" + (*c.members == '\0' ? "" : ", ") + c.members + "}]}",
+                       name + "`" + (*members == '\0' ? "" : ", ") + members + "}]}",
                    name.c_str());
         testing::internal::GetCapturedStderr();
         EXPECT_EQ(render(name.c_str(), "as-ietf-json compact"),
-                  "{\"t\":{\"v\":" + std::string(c.json) + "}}")
-            << c.members;
+                  "{\"t\":{\"v\":" + json + "}}")
+            << members;
     }
 }
 
