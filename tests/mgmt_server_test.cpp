@@ -108,18 +108,18 @@ TEST_F(mgmt_server_test, a_status_says_how_an_answer_ended) {
     };
     socket_client_c old_client(path_);
     socket_client_c client(path_);
-    EXPECT_EQ(client.ask_for_status("protocol=2"), complete);
+    EXPECT_EQ(client.ask("protocol=2"), complete);
     for (const auto& [request, text, answer] : cases) {
         EXPECT_THAT(old_client.ask(request), StartsWith(text));
-        EXPECT_THAT(client.ask_for_status(request), StartsWith(answer));
+        EXPECT_THAT(client.ask(request), StartsWith(answer));
     }
     for (const auto& [request, code, text] : refused) {
         EXPECT_THAT(old_client.ask(request), StartsWith("error: " + text));
-        EXPECT_THAT(client.ask_for_status(request),
+        EXPECT_THAT(client.ask(request),
                     StartsWith("[end: refused\ncode: " + code + "\ntext: " + text));
     }
     const std::string too_long(65537, 'x');
-    EXPECT_EQ(client.ask_for_status(too_long),
+    EXPECT_EQ(client.ask(too_long),
               "[end: refused\ncode: too-long\ntext: a request has at most 65536 bytes\n]");
     EXPECT_EQ(old_client.ask("protocol=1"), "");
     EXPECT_EQ(old_client.ask("show-rows"), rows);
@@ -192,20 +192,20 @@ TEST_F(mgmt_server_test, an_interrupt_ends_the_answer_and_keeps_the_connection) 
           "[end: interrupted\ncode: interrupted\ntext: interrupted\n]"}) {
         const bool has_status = end.starts_with('[');
         socket_client_c client(path_);
-        client.ask_for_status(has_status ? "protocol=2" : "protocol=1");
+        client.ask(has_status ? "protocol=2" : "protocol=1");
         table_size = 10000000;
         client.send_bytes("show-rows\n");
         ASSERT_TRUE(client.receive(100)); // the answer is under way
         client.send_bytes("show-rows\n\n \nhalf\x03");
-        const std::string first = client.answer_with_status();
+        const std::string first = client.answer();
         EXPECT_THAT(
             first, StartsWith(has_status ? "(application/xml)<old-top>\n" : "<old-top>\n"));
         EXPECT_THAT(first, EndsWith((has_status ? ">\n" : "\n") + end));
-        EXPECT_EQ(client.answer_with_status(), end);
-        EXPECT_EQ(client.answer_with_status(), end);
+        EXPECT_EQ(client.answer(), end);
+        EXPECT_EQ(client.answer(), end);
         EXPECT_EQ(open_lists, 0);
         table_size = 2;
-        EXPECT_THAT(client.ask_for_status("\x03show-rows"), // nothing to interrupt
+        EXPECT_THAT(client.ask("\x03show-rows"), // nothing to interrupt
                     HasSubstr(document("old", 2)));
     }
 }
@@ -392,15 +392,15 @@ TEST_F(mgmt_server_test, an_accessor_may_fail_the_answer) {
           "[end: given-up\ncode: unavailable\ntext: the table is locked\n]"}) {
         for (const int row : {2, 3}) {
             on_loop([&] { failing = leaf_calls + row; });
-            const std::string answer = client.ask_for_status("show-rows");
+            const std::string answer = client.ask("show-rows");
             EXPECT_THAT(answer, HasSubstr("<old-top>\n  <old-row>\n    <old>00000001<"));
             EXPECT_THAT(answer, EndsWith(">\n" + end));
             EXPECT_EQ(open_lists, 0);
         }
-        client.ask_for_status("protocol=2");
+        client.ask("protocol=2");
         on_loop([&] { why = "the table is\nlocked"; }); // a status has a line for it
     }
-    client.ask_for_status("protocol=1");
+    client.ask("protocol=1");
     on_loop([&] {
         failing = leaf_calls + 2;
         why = "the table is locked";

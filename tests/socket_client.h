@@ -81,21 +81,6 @@ class socket_client_c {
     // What has come and was not taken yet, framing and all.
     const std::string& unread() const { return input_; }
 
-    // The next answer of protocol 2: its type in parentheses, its text, its status in brackets.
-    std::string answer_with_status() {
-        std::string text;
-        answer_to([&](std::string_view piece) { text += piece; },
-                  [&](char tag, std::string_view note) {
-                      text += tag == 't' ? "(" : "[";
-                      text.append(note).append(tag == 't' ? ")" : "]");
-                  });
-        return text;
-    }
-    std::string ask_for_status(const std::string& request) {
-        send_bytes(request + "\n");
-        return answer_with_status();
-    }
-
     // Hands the next answer piece by piece to `take(std::string_view)`, and what is no text of it
     // to `note(char tag, std::string_view)`.
     template <typename Take>
@@ -130,9 +115,14 @@ class socket_client_c {
             }
         }
     }
+    // The next answer; of protocol 2 its type in parentheses, its text, its status in brackets.
     std::string answer() {
         std::string text;
-        answer_to([&](std::string_view piece) { text += piece; });
+        answer_to([&](std::string_view piece) { text += piece; },
+                  [&](char tag, std::string_view note) {
+                      text += tag == 't' ? "(" : "[";
+                      text.append(note).append(tag == 't' ? ")" : "]");
+                  });
         return text;
     }
     std::string ask(const std::string& request) {
