@@ -229,6 +229,13 @@ class Case(unittest.TestCase):
         self.addCleanup(terminal.process.kill)
         return terminal
 
+    def talk(self, *turns, words=()):
+        """All that is shown in a terminal where a talk ends well."""
+        terminal = self.terminal(*words)
+        terminal.talk(*turns)
+        self.assertEqual(terminal.finish(), 0)
+        return terminal.text
+
 
 class StatusCase(Case):
     """The daemon has protocol 2."""

@@ -30,8 +30,7 @@ class Prompt(Case):
 
     def test_a_session(self):
         with self.daemon(self.reply) as daemon:
-            terminal = self.terminal("--color", "never")
-            terminal.talk(
+            text = self.talk(
                 ("", "drendctl> "), ("show-i\t", "nterfaces "), ("\n", "<a>1</a>\r\n", "drendctl> "),
                 # The common beginning, then what there is.
                 ("sh\t\t", "ow-", "drend show-interfaces  Network interfaces\r\n",
@@ -40,10 +39,9 @@ class Prompt(Case):
                 ("\t\t", "outes ", "\x07"),  # there is nothing behind it
                 ("?", "nothing can follow\r\n"), ("\n", "nothing to show\r\n"),
                 ("show x='a?'\n", "error: no show x='a?'\r\n"),
-                ("x?", "nothing can follow\r\n"), ("\x03quit\n",))
-            self.assertEqual(terminal.finish(), 0)
+                ("x?", "nothing can follow\r\n"), ("\x03quit\n",), words=("--color", "never"))
             self.assertEqual(daemon.connections, 1)
-        self.assertNotIn("\x1b[2J", terminal.text)
+        self.assertNotIn("\x1b[2J", text)
         self.assertEqual([r for r in daemon.requests if not r.endswith("?")],
                          ["show-interfaces", "show-routes", "show x='a?'"])
 
@@ -51,16 +49,12 @@ class Prompt(Case):
         history = pathlib.Path(self.folder, "state", "drendctl", "history")
         with self.daemon(self.reply):
             for keys in ("show-routes\n", "\x1b[A\n"):
-                terminal = self.terminal()
                 # Before the second prompt the terminal would take the key itself.
-                terminal.talk(("", "drendctl> "), (keys, "nothing to show\r\n", "drendctl> "), ("\x04",))
-                self.assertEqual(terminal.finish(), 0)
+                self.talk(("", "drendctl> "), (keys, "nothing to show\r\n", "drendctl> "), ("\x04",))
             self.assertIn("show-routes", history.read_text())
             self.assertEqual(history.stat().st_mode & 0o077, 0)
             self.env["XDG_STATE_HOME"] = "/dev/null"
-            terminal = self.terminal()
-            terminal.talk(("show-routes\nexit\n", "nothing to show\r\n"))
-            self.assertEqual(terminal.finish(), 0)
+            self.talk(("show-routes\nexit\n", "nothing to show\r\n"))
 
     def test_interrupts_lead_back_to_the_prompt(self):
         def serve(peer):
@@ -72,14 +66,12 @@ class Prompt(Case):
             peer.send(answer("done"))
             self.assertIsNone(peer.line())
         with self.daemon(serve=serve):
-            terminal = self.terminal("--color", "never")
-            terminal.talk(
+            text = self.talk(
                 ("", "drendctl> "), ("unfinished", "unfinished"), ("\x03", "drendctl> "),
                 ("long\n", "<a>"),
                 ("\x03", "drendctl: interrupted: the answer is incomplete\r\n", "drendctl> "),
-                ("again\n", "done\r\n"), ("exit\n",))
-            self.assertEqual(terminal.finish(), 0)
-        self.assertNotIn("never-shown", terminal.text)
+                ("again\n", "done\r\n"), ("exit\n",), words=("--color", "never"))
+        self.assertNotIn("never-shown", text)
 
     def test_a_daemon_that_comes_back(self):
         with self.daemon(lambda request: None if request == "die" else answer("fine")) as daemon:

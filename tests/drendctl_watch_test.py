@@ -103,12 +103,11 @@ class Watching(StatusCase):
 
     def test_at_the_prompt(self):
         with self.daemon(self.reply):
-            terminal = self.terminal("--color", "never")
-            terminal.talk(("", "drendctl> "), ("watch 0.1 show-x as-t\t", "able "), ("\n", "200"),
-                          ("\x03", LEAVE, "drendctl> "),
-                          ("watch show-x | count\n", "what is watched cannot be piped"),
-                          ("help\n", "watch [SECONDS] REQUEST"), ("exit\n",))
-            self.assertEqual(terminal.finish(), 0)
+            self.talk(("", "drendctl> "), ("watch 0.1 show-x as-t\t", "able "), ("\n", "200"),
+                      ("\x03", LEAVE, "drendctl> "),
+                      ("watch show-x | count\n", "what is watched cannot be piped"),
+                      ("help\n", "watch [SECONDS] REQUEST"), ("exit\n",),
+                      words=("--color", "never"))
 
 
 if __name__ == "__main__":

@@ -14,8 +14,8 @@ import unittest.mock
 import xml.etree.ElementTree as ET
 
 from fake_daemon import END_OF_CHUNKS, TYPE, chunks_of, framed, note
-from netconf_session import BASE, Sessions, get, rpc
-from netstatd_yang import MONITORING, OWN, errors_of
+from netconf_session import BASE, Sessions, get, get_schema, rpc
+from netstatd_yang import OWN, errors_of
 
 STREAMS = "urn:ietf:params:xml:ns:netmod:notification"
 NOTIFICATION = "urn:ietf:params:xml:ns:netconf:notification:1.0"
@@ -85,8 +85,7 @@ class Events(Sessions):
         self.assertEqual(errors_of("data", shown, OWN), "")
         for file in OWN:
             name, _, revision = file.stem.partition("@")
-            text = session.ask(rpc(f"<get-schema xmlns='{MONITORING}'><identifier>{name}</identifier><version>"
-                                   f"{revision}</version></get-schema>"))
+            text = session.ask(get_schema(name, f"<version>{revision}</version>"))
             self.assertEqual(ET.fromstring(text)[0].text, file.read_text(encoding="utf-8"))
             self.assertTrue([uri for uri in session.announced if f"?module={name}&revision={revision}" in uri])
 

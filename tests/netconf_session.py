@@ -16,7 +16,7 @@ import unittest
 import xml.etree.ElementTree as ET
 
 from fake_daemon import PATIENCE, FakeDaemon, started
-from netstatd_yang import BASE
+from netstatd_yang import BASE, MONITORING
 
 ORVEX_NETCONF, NETSTATD, LEASESD = sys.argv[1:4]
 MEASURES_MEMORY = sys.argv[4] == "1"
@@ -37,6 +37,10 @@ def rpc(content, message_id="1", more=""):
 
 def kill_session(number):
     return rpc(f"<kill-session><session-id>{number}</session-id></kill-session>")
+
+
+def get_schema(identifier, more=""):
+    return rpc(f"<get-schema xmlns='{MONITORING}'><identifier>{identifier}</identifier>{more}</get-schema>")
 
 
 # What every daemon that the tests play has at the top, unless it says something else

@@ -13,7 +13,7 @@ import xml.etree.ElementTree as ET
 
 from fake_daemon import flood, says
 from netconf_session import (ANYTHING, BASE, CAPABILITY, END, MEASURES_MEMORY, NETSTATD, ORVEX_NETCONF,
-                             PATIENCE, SOON, Sessions, get, hello, kill_session, rpc)
+                             PATIENCE, SOON, Sessions, get, get_schema, hello, kill_session, rpc)
 from netstatd_yang import INTERFACES, MONITORING, NMDA, SERVER, errors_of, errors_of_reply
 
 CHUNK_MAX = 16384
@@ -313,9 +313,6 @@ class SessionTest(Sessions):
             ["part", None, "yang", "urn:t", "NETCONF"], ["part", "2026-01-02", "yang", "urn:t", "NETCONF"],
             ["sub", "2026-01-03", "yang", "urn:t", "NETCONF"],
             ["types", "2026-01-01", "yang", "urn:t", "NETCONF"]])
-
-        def get_schema(identifier, more=""):
-            return rpc(f"<get-schema xmlns='{MONITORING}'><identifier>{identifier}</identifier>{more}</get-schema>")
         for identifier, more, file in (
                 ("types", "", "types.yang"), ("types", "<version>2026-01-01</version>", "types.yang"),
                 ("part", "<version>2026-01-02</version>", "part@2026-01-02.yang"),

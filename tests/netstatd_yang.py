@@ -52,17 +52,15 @@ def errors_of(kind, content, modules=None):
     return errors or ("" if status == 0 else f"exit {status}")
 
 
-def errors_of_data(content):
+def errors_of_data(content, modules=None, obsolete=OBSOLETE):
     """What yanglint finds in the content of an element "data", as the answer of a "get" and as a
     complete datastore: with all that is mandatory in it and no reference that leads nowhere."""
-    return errors_of("get", content) or errors_of("data", content + OBSOLETE)
+    return errors_of("get", content, modules) or errors_of("data", content + obsolete, modules)
 
 
 def errors_of_reply(content):
     """The same of all that a NETCONF server shows, its own data among them."""
-    modules = MODULES + SERVER
-    return errors_of("get", content, modules) or errors_of(
-        "data", content + OBSOLETE + OBSOLETE_OF_SERVER, modules)
+    return errors_of_data(content, MODULES + SERVER, OBSOLETE + OBSOLETE_OF_SERVER)
 
 
 def kinds_of_nodes(modules):
