@@ -30,7 +30,8 @@ FIRST, BETWEEN = 4, 6  # positions of a call that fail
 ALLOCATIONS = 60
 # What an answer has that says itself what is missing; `check` shows files that it can read.
 MARKS = {"orvex-netconf": "<rpc-error>", "drend-lint": r"\[unreadable\]",
-         "drendctl check": r":2:3: warning: nothing\n$"}
+         "drendctl check": r":2:3: warning: nothing\n$", "netstatd": "\nerror: out of memory\n$"}
+LEAVE_OUT = ("netstatd",)  # a table that cannot be read, and go on behind it
 BASE = "urn:ietf:params:xml:ns:netconf:base:1.0"
 LIBRARY = "<yang-library xmlns='urn:ietf:params:xml:ns:yang:ietf-yang-library'/>"
 ROWS = b"".join(b"<row>%04d</row>\n" % n for n in range(2000))
@@ -103,6 +104,7 @@ class FailingTools(unittest.TestCase):
             "drend-lint": ([BIN / "drend-lint", "--model", self.place / "dump",
                             self.place / "d.json"], ""),
             "orvex-netconf": ([BIN / "orvex-netconf", "--run-dir", self.place], NETCONF),
+            "netstatd": ([BIN / "netstatd", "--once", "show-routes"], ""),
         }
 
     def answer(self, send, line):
@@ -139,7 +141,7 @@ class FailingTools(unittest.TestCase):
             self.assertFalse(error in PASSING and call != "open", said)
             self.assertGreaterEqual(done.returncode, 0, said)
             is_marked = re.search(MARKS[name], done.stdout) if name in MARKS else False
-            self.assertTrue(is_marked or whole.stdout.startswith(done.stdout), said)
+            self.assertTrue(is_marked or name in LEAVE_OUT or whole.stdout.startswith(done.stdout), said)
             is_told = done.returncode != whole.returncode and done.stderr != ""
             self.assertTrue(is_marked or is_told or error == errno.EPIPE, said)
 

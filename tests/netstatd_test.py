@@ -8,12 +8,10 @@ awkward to show. Each answer goes through PARSE_OUTPUT, which has the parsers th
 with 77 where namespaces may not be made.
 """
 
-import itertools
 import json
 import os
 import pathlib
 import re
-import resource
 import socket
 import subprocess
 import sys
@@ -329,26 +327,6 @@ class Answers(unittest.TestCase):
                          "^error: arguments: no 'as-tabel'; .*did you mean 'as-table'\\?$")
         with open("/dev/full", "w", encoding="utf-8") as full:
             self.assertEqual(run("--once", "show-interfaces", stdout=full).returncode, 1)
-
-    def test_what_cannot_be_read_is_an_error(self):
-        # While nobody reads a long answer the daemon loses its descriptors and, later, has them back.
-        requests = ["show-routes", "show-synthetic-routes"] * 2
-        usual = resource.getrlimit(resource.RLIMIT_NOFILE)
-        with subprocess.Popen([NETSTATD, "--routes", "10000",
-                               *(word for request in requests for word in ("--once", request))],
-                              stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True) as daemon:
-            def lines_until_the_long_answer():
-                return list(itertools.takewhile(
-                    lambda line: not line.startswith("<synthetic-routes"), daemon.stdout))
-            lines_until_the_long_answer()
-            resource.prlimit(daemon.pid, resource.RLIMIT_NOFILE, (1, usual[1]))
-            between = lines_until_the_long_answer()
-            resource.prlimit(daemon.pid, resource.RLIMIT_NOFILE, usual)
-            errors = daemon.communicate(timeout=60)[1]
-        self.assertEqual(between[-2:], ["</synthetic-routes>\n", NOTHING])
-        self.assertEqual(errors,
-                         "netstatd: cannot read the kernel's routes: Too many open files\n")
-        self.assertEqual(daemon.returncode, 1)
 
     def test_definitions_that_go_astray_harm_nobody(self):
         kids = [{"dts_name": f"leaf-{n}", "dts_type": "leaf", "dts_source": "/" + path}
