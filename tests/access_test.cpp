@@ -438,9 +438,7 @@ TEST_F(access_test, a_context_keeps_its_definitions_until_it_goes) {
 }
 
 TEST_F(access_test, memory_that_runs_out_takes_a_context_to_its_root) {
-    if (!allocations_can_fail()) {
-        GTEST_SKIP() << "the allocation function is not this program's";
-    }
+    SKIP_UNLESS_ALLOCATIONS_FAIL();
     const std::function<int(drx_context_s*)> calls[] = {
         [](drx_context_s* context) {
             return drx_push_path(context, "/interfaces/interface[name='it\\'s']/box/l");

@@ -403,9 +403,7 @@ TEST_F(behaviour_test, a_place_without_a_name_is_no_kids) {
 }
 
 TEST_F(behaviour_test, a_name_given_many_times_is_remembered_once) {
-    if (!allocations_can_fail()) {
-        GTEST_SKIP() << "another allocation function is in place";
-    }
+    SKIP_UNLESS_ALLOCATIONS_FAIL();
     static size_t places;
     drend_add_cont_cb(
         "/many",

@@ -184,9 +184,7 @@ TEST_F(data_set_test, paths_are_bounded_for_good) {
 }
 
 TEST_F(data_set_test, memory_goes_by_the_text) {
-    if (!allocations_can_fail()) {
-        GTEST_SKIP() << "the allocation functions are not this program's";
-    }
+    SKIP_UNLESS_ALLOCATIONS_FAIL();
     // Rows of one member each, the last of many that the first row has.
     std::string text = "{\"wide\": [{\"0\": 1";
     for (int n = 1; n < 500; ++n) {
@@ -327,9 +325,7 @@ TEST_F(data_set_test, a_leaf_without_its_row_is_left_out) {
 }
 
 TEST_F(data_set_test, memory_that_runs_out_leaves_the_set_in_force) {
-    if (!allocations_can_fail()) {
-        GTEST_SKIP() << "the allocation functions are not this program's";
-    }
+    SKIP_UNLESS_ALLOCATIONS_FAIL();
     define_tree("c", DEFINITION);
     const std::string text = DATA;
     char error[64];

@@ -214,32 +214,14 @@ TEST_F(deferral_test, a_walk_suspended_anywhere_gives_the_same_bytes) {
 }
 
 TEST_F(deferral_test, collected_output_has_the_same_bytes) {
-    for (const bool json : {false, true}) {
-        as_json = json;
-        const std::string whole = walk();
+    for (const char* command : {"", "as-json"}) {
+        const std::string whole = render("c", command);
         for (const unsigned size : {1U, 7U, 64U, 500U, 100000U}) {
             drend_set_send_buffer(size);
-            suspender = {};
-            output.sends = 0;
-            const std::string command = json ? "as-json" : "";
-            EXPECT_EQ(render("c", command.c_str()), whole) << size;
-            EXPECT_GE(output.sends, static_cast<int>(whole.size() / 100000 + 1));
+            EXPECT_EQ(render("c", command), whole) << size;
             EXPECT_LE(output.sends,
                       size < 100 ? 1000 : static_cast<int>(1 + whole.size() / 400));
             EXPECT_EQ(output.flushes, 1);
-            suspender.everywhere = true;
-            EXPECT_EQ(render("c", command.c_str()), whole) << size;
-            suspender = {};
-            render("c", command.c_str());
-            const int sends = output.sends;
-            for (output.fail_at = 0; output.fail_at < sends; ++output.fail_at) {
-                const int lost_at = output.fail_at;
-                testing::internal::CaptureStderr();
-                EXPECT_TRUE(whole.starts_with(render("c", command.c_str())));
-                testing::internal::GetCapturedStderr();
-                EXPECT_EQ(output.sends, lost_at);
-            }
-            output.fail_at = -1;
         }
         drend_set_send_buffer(0);
     }
@@ -546,46 +528,26 @@ TEST_F(deferral_test, the_event_loop_continues_a_walk_when_it_is_idle) {
     event_base_free(base);
 }
 
-namespace {
-
-class row_iterator_c : public drend_iterator_c {
-  public:
-    row_iterator_c() { ++alive; }
-    ~row_iterator_c() override { --alive; }
-    void first(dr_meta_context_s*) override { at_ = 0; }
-    void next(dr_meta_context_s*) override { ++at_; }
-    bool at_end(dr_meta_context_s*) override { return at_ == 4; }
-    size_t at() const { return at_; }
-    static inline int alive = 0;
-
-  private:
-    size_t at_ = 0;
-};
-
-} // namespace
-
 TEST_F(deferral_test, iterators_survive_suspension_and_go_with_a_dropped_walk) {
-    drend_add_iterator_list("/it",
-                            [](void*) -> drend_iterator_c* { return new row_iterator_c; });
-    drend_add_uint64_leaf(
+    drend_add_iterator_list("/it", counting_iterator_c::make);
+    drend_add_int32_leaf(
         "/it/at",
         [](dr_meta_context_s* ctx, const void*) {
             if (suspender.wants(suspender_s::LEAF)) {
                 return static_cast<int>(DREND_DEFER);
             }
             suspender.leaf_was_read();
-            auto* base = static_cast<drend_iterator_c*>(drend_get_iterator_c(ctx, 0));
-            return drend_set_uint64_value(ctx, static_cast<row_iterator_c*>(base)->at());
+            return counting_iterator_c::read(ctx, nullptr);
         },
         nullptr);
     define_tree("it", "l*=/it(at)");
     const std::string whole = render("it");
-    EXPECT_NE(whole.find("<at>3</at>"), std::string::npos);
+    EXPECT_NE(whole.find("<at>2</at>"), std::string::npos);
     suspender.everywhere = true;
     EXPECT_EQ(render("it"), whole);
-    EXPECT_EQ(row_iterator_c::alive, 0);
+    EXPECT_EQ(counting_iterator_c::alive, 0);
     ASSERT_EQ(drend_dump_rpc(nullptr, "it", nullptr), DREND_DEFER);
-    EXPECT_EQ(row_iterator_c::alive, 1);
+    EXPECT_EQ(counting_iterator_c::alive, 1);
     drend_drop_walk(drend_take_suspended_rpc());
-    EXPECT_EQ(row_iterator_c::alive, 0);
+    EXPECT_EQ(counting_iterator_c::alive, 0);
 }

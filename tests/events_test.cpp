@@ -6,65 +6,30 @@
 
 #include "definitions/drend_load.h"
 #include "failing_memory.h"
-#include "orvex_platform/mgmt_sock.h"
-#include "render/dr_deferral.h"
-#include "render_fixture.h"
+#include "service_fixture.h"
 
 using testing::ElementsAre;
 
 namespace {
 
-const std::vector<row_s> ROWS = {{"a", 1}, {"b", 2}};
-std::vector<void*> waiting;
-bool suspends = false;
-
-class events_test : public render_test {
+class events_test : public service_test {
   protected:
-    events_test() : peer_(mgmt_sock_open_local(stdout)) {
-        waiting.clear();
-        suspends = false;
-        drend_add_list("/t/row", step_rows, &ROWS);
-        drend_add_str_leaf("/t/row/name", read_name, nullptr);
-        drend_add_walk_handlers(
-            nullptr, [](dr_meta_context_s*, void*) { return suspends ? 1 : 0; }, nullptr);
+    events_test() {
         const std::string tree = tags_json("orvex-notification-root(t=/t(row*(name)))");
-        define(R"([{"dc_name": "c", "dc_tag": {"dts_name": "t"}},
-          {"dc_external_notify_name": "e1", "dc_internal_notify_name": "i", "dc_app_name": "d",
-           "dc_namespace": "xmlns='urn:e'"},
+        define(R"([{"dc_external_notify_name": "e1", "dc_internal_notify_name": "i",
+           "dc_app_name": "d", "dc_namespace": "xmlns='urn:e'"},
           {"dc_external_notify_name": "e2", "dc_internal_notify_name": "i", "dc_tag": )" +
                tree + R"(},
-          {"dc_external_notify_name": "e3", "dc_internal_notify_name": "i", "dc_tag":
-           {"dts_name": "n", "dts_source": "/t"}},
+          {"dc_external_notify_name": "e3", "dc_internal_notify_name": "i", "dc_tag": )" +
+               tags_json("n=/t()") + R"(},
           {"dc_external_notify_name": "e4", "dc_internal_notify_name": "a name that is long",
            "dc_tag": )" +
                tree + R"(},
           {"dc_notify_leaf": "/t/row/name", "dc_internal_notify_name": ["i", "j"]},
           {"dc_notify_leaf": "/t/mtu", "dc_internal_notify_name": ["k"]}])");
-        drend_init(nullptr, nullptr, 0, nullptr);
-        drend_set_flush_method([](void*) { return ++output.flushes, 0; });
-        drend_set_reschedule_handler([](void*, void* walk) { waiting.push_back(walk); },
-                                     nullptr);
+        start(nullptr, 0);
     }
-    ~events_test() override {
-        drend_set_flush_method(nullptr);
-        mgmt_sock_close(peer_);
-        drend_set_rebuild_menu(nullptr, nullptr);
-        EXPECT_EQ(dri_inuse_count(), 0u);
-    }
-    static std::string take_text() { return std::exchange(output.text, ""); }
-    static void run_idle() {
-        while (!waiting.empty()) {
-            for (void* walk : std::exchange(waiting, {})) {
-                drend_defer_continue(walk);
-            }
-        }
-    }
-
-    void* peer_;
 };
-
-constexpr char ROWS_XML[] = "<t>\n  <row>\n    <name>a</name>\n  </row>\n  <row>\n"
-                            "    <name>b</name>\n  </row>\n</t>\n";
 
 using texts_t = std::vector<std::string>;
 
@@ -137,9 +102,7 @@ TEST_F(events_test, are_sent_as_answers_are) {
 }
 
 TEST_F(events_test, memory_that_runs_out_is_told) {
-    if (!allocations_can_fail()) {
-        GTEST_SKIP() << "the allocation function is not this program's";
-    }
+    SKIP_UNLESS_ALLOCATIONS_FAIL();
     const std::function<int()> calls[] = {
         [&] { return drx_send_event(peer_, "a name that is long", nullptr, "as-json"); },
         [&] { return drx_find_events("a name that is long", note_event, nullptr); },
@@ -164,7 +127,7 @@ TEST_F(events_test, memory_that_runs_out_is_told) {
 }
 
 TEST_F(events_test, are_suspended_and_dropped_as_answers_are) {
-    suspends = true;
+    suspend_rows = true;
     EXPECT_EQ(drx_send_event(peer_, "i", nullptr, nullptr), DREND_DEFER);
     ASSERT_EQ(waiting.size(), 1u);
     EXPECT_EQ(mgmt_sock_get_drend_cookie(peer_), waiting[0]);

@@ -14,3 +14,8 @@ extern thread_local size_t asked_bytes;
 
 // False under a checker that puts its own allocation functions in place of the program's.
 bool allocations_can_fail();
+
+// Ends a test that has to have them fail, where they cannot.
+#define SKIP_UNLESS_ALLOCATIONS_FAIL() \
+    if (!allocations_can_fail())       \
+    GTEST_SKIP() << "the allocation functions are not this program's"

@@ -410,32 +410,22 @@ TEST(value, number_conversions_are_lenient_in_stated_ways) {
 }
 
 TEST(value, whole_numbers_are_those_of_at_most_64_bits_signed) {
-    dr_value_c value;
-    int64_t whole = 0;
-    const auto expect = [&](int64_t number) {
-        EXPECT_TRUE(value.get_whole(whole)) << number;
-        EXPECT_EQ(whole, number);
+    const auto whole = [](dr_value_type_t type, auto raw) -> std::string {
+        dr_value_c value;
+        set(value, type, raw);
+        int64_t number = 0;
+        return value.get_whole(number) ? std::to_string(number) : "none";
     };
-    set(value, DRV_INT8, int8_t{-8});
-    expect(-8);
-    set(value, DRV_INT16, int16_t{-16});
-    expect(-16);
-    set(value, DRV_INT32, int32_t{-32});
-    expect(-32);
-    set(value, DRV_INT64, INT64_MIN);
-    expect(INT64_MIN);
-    set(value, DRV_UINT8, uint8_t{208});
-    expect(208);
-    set(value, DRV_UINT16, uint16_t{60016});
-    expect(60016);
-    set(value, DRV_UINT32, UINT32_MAX);
-    expect(UINT32_MAX);
-    set(value, DRV_UINT64, uint64_t{INT64_MAX});
-    expect(INT64_MAX);
-    set(value, DRV_UINT64, uint64_t{INT64_MAX} + 1);
-    EXPECT_FALSE(value.get_whole(whole));
-    set(value, DRV_DOUBLE, 1.0);
-    EXPECT_FALSE(value.get_whole(whole));
+    EXPECT_EQ(whole(DRV_INT8, int8_t{-8}), "-8");
+    EXPECT_EQ(whole(DRV_INT16, int16_t{-16}), "-16");
+    EXPECT_EQ(whole(DRV_INT32, int32_t{-32}), "-32");
+    EXPECT_EQ(whole(DRV_INT64, INT64_MIN), "-9223372036854775808");
+    EXPECT_EQ(whole(DRV_UINT8, uint8_t{208}), "208");
+    EXPECT_EQ(whole(DRV_UINT16, uint16_t{60016}), "60016");
+    EXPECT_EQ(whole(DRV_UINT32, UINT32_MAX), "4294967295");
+    EXPECT_EQ(whole(DRV_UINT64, uint64_t{INT64_MAX}), "9223372036854775807");
+    EXPECT_EQ(whole(DRV_UINT64, uint64_t{INT64_MAX} + 1), "none");
+    EXPECT_EQ(whole(DRV_DOUBLE, 1.0), "none");
 }
 
 TEST(value, booleans_decimals_and_zeros) {

@@ -532,9 +532,7 @@ TEST_F(Load, WhatCannotBeReadKeepsTheCurrentSet) {
 // --- memory that runs out ---
 
 TEST_F(Load, MemoryThatRunsOutAnywhereKeepsTheCurrentSet) {
-    if (!allocations_can_fail()) {
-        GTEST_SKIP() << "the allocation functions are not this program's";
-    }
+    SKIP_UNLESS_ALLOCATIONS_FAIL();
     const char entry[] =
         "{`dc_name`:`a command with a long "
         "name`,`dc_tag`:{`dts_name`:`interfaces-of-this-host`,"

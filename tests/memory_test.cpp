@@ -58,9 +58,7 @@ void ignore_error(int, int, const char*, ...) {}
 class memory_test : public render_test {
   protected:
     void SetUp() override {
-        if (!allocations_can_fail()) {
-            GTEST_SKIP() << "the allocation functions are not this program's";
-        }
+        SKIP_UNLESS_ALLOCATIONS_FAIL();
         output.text.reserve(1 << 20); // the recording is not what is tested
         drend_register_generic_handler(GENERIC_KIND,
                                        [](const void*, unsigned, str_buf_s* out) {
@@ -190,16 +188,6 @@ TEST_F(memory_test, a_finished_text_needs_none) {
     EXPECT_EQ(output.text, "a line that is not short\n" + LONG_TEXT);
 }
 
-class iterator_c : public drend_iterator_c {
-  public:
-    void first(dr_meta_context_s*) override { ++row_; }
-    void next(dr_meta_context_s*) override { ++row_; }
-    bool at_end(dr_meta_context_s*) override { return row_ > 2; }
-
-  private:
-    int row_ = 0;
-};
-
 TEST_F(memory_test, so_does_what_any_other_procedure_loses) {
     const auto define_top = [&](const std::string& top) {
         redefine(0, "[" + command_json("c", top + "(leaf=/x/leaf)") + "]");
@@ -214,8 +202,8 @@ TEST_F(memory_test, so_does_what_any_other_procedure_loses) {
     };
     const auto iterate = [](dr_meta_context_s* ctx) {
         return drend_iterator_c_it_cb(
-            ctx, reinterpret_cast<const void*>(drend_iterator_factory_t(
-                     [](void*) -> drend_iterator_c* { return new iterator_c; })));
+            ctx, reinterpret_cast<const void*>(
+                     drend_iterator_factory_t(counting_iterator_c::make)));
     };
     drend_add_str_leaf("/x/leaf", read_text, "text"); // in a context of its own
     drend_add_str_leaf("/list/leaf", read_text, "text");

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
 // The schema merge: definitions of one name become one tree.
-#include <cstdarg>
 #include <cstring>
 #include <thread>
 
@@ -137,26 +136,6 @@ TEST_F(Merge, SourcesAndFlagsComeTogether) {
     EXPECT_FALSE(tree("get-0")->find_child("a")->has_source_child());
 }
 
-TEST_F(Merge, OwnersAreNotedOnTheWay) {
-    add("get", "r(x(y))");
-    add("get", "r(x(z),w)");
-    dri_merge_set(set);
-    const auto owners = [&](const char* path) {
-        drend_tag_c::commands_t found;
-        tree("get")->find_command_from_path(path, found);
-        std::string names;
-        for (const drend_command_s* command : found) {
-            names += std::string(command->dc_name) + " ";
-        }
-        return names;
-    };
-    EXPECT_EQ(owners("/"), "get-0 get-1 ");
-    EXPECT_EQ(owners("/r/x"), "get-0 get-1 ");
-    EXPECT_EQ(owners("/r/x/y"), "get-0 ");
-    EXPECT_EQ(owners("/r/x/z"), "get-1 ");
-    EXPECT_EQ(owners("/r/w"), "get-1 ");
-}
-
 TEST_F(Merge, CommandsWithoutATagTakeNoPart) {
     add("get", nullptr);
     add("get", "r(a)");
@@ -251,17 +230,6 @@ TEST_F(CurrentSet, AReloadKeepsASetThatIsInUse) {
     EXPECT_FALSE(dri_retirement_waits());
 }
 
-TEST_F(CurrentSet, AReloadOfBrokenOrNoFilesLeavesAnEmptySet) {
-    EXPECT_EQ(dri_get_count(), 3U);
-    files.write("a.json", "[");
-    files.write("b.json", "");
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(dri_reload_json(), 0);
-    EXPECT_NE(testing::internal::GetCapturedStderr(), "");
-    EXPECT_EQ(dri_get_count(), 0U);
-    EXPECT_EQ(dri_acquire_command_tag("get"), nullptr);
-}
-
 TEST_F(CurrentSet, AnEventsTagKeepsItsSetToo) {
     files.write("e.json", "[{`dc_external_notify_name`:`up`,`dc_internal_notify_name`:`i`,"
                           "`dc_tag`:{`dts_name`:`link`}}]");
@@ -287,28 +255,6 @@ TEST_F(CurrentSet, OtherThreadsReloadWhileTagsAreUsed) {
     }
     reloader.join();
     EXPECT_EQ(dri_get_set_count(), 1);
-}
-
-std::string sent;
-
-int record_send(void*, const char* format, ...) {
-    va_list args;
-    va_start(args, format);
-    sent += va_arg(args, const char*);
-    va_end(args);
-    return 0;
-}
-
-TEST_F(CurrentSet, DumpsATreeToAPeer) {
-    sent.clear();
-    drend_set_send_method_w_return(record_send);
-    EXPECT_EQ(dri_dump_render_tree(nullptr, "get"), 0);
-    EXPECT_EQ(sent, dump_of(dri_get_command_tag_by_name("get")) + "\n");
-    sent.clear();
-    dri_dump_render_tree(nullptr, nullptr);
-    dri_dump_render_tree(nullptr, "no");
-    EXPECT_EQ(sent, "Couldn't find 'corvane-netconf-get'\nCouldn't find 'no'\n");
-    drend_set_send_method_w_return(nullptr);
 }
 
 } // namespace

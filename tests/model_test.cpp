@@ -109,9 +109,7 @@ TEST_F(model_test, contradictory_registrations_are_fatal) {
 
 // Fatal is what cannot be made, too; should the process go on, one registration alone says so.
 TEST_F(model_test, a_node_that_cannot_be_made_is_fatal) {
-    if (!allocations_can_fail()) {
-        GTEST_SKIP() << "the allocation function is not this program's";
-    }
+    SKIP_UNLESS_ALLOCATIONS_FAIL();
     using add_t = int (*)(const char*, drend_proc_t, const void*);
     const struct {
         add_t add;
@@ -390,32 +388,28 @@ TEST_F(model_test, ready_made_readers_read_variables) {
     static const char* text = "hello";
     static const char* no_text = nullptr;
     static const unsigned char v4[16] = {192, 0, 2, 1};
-    drend_add_int8_leaf("i8", drend_get_int8_cb, &i8);
-    drend_add_int16_leaf("i16", drend_get_int16_cb, &i16);
-    drend_add_int32_leaf("i32", drend_get_int32_cb, &i32);
-    drend_add_int64_leaf("i64", drend_get_int64_cb, &i64);
-    drend_add_uint8_leaf("u8", drend_get_uint8_cb, &u8);
-    drend_add_uint32_leaf("u32", drend_get_uint32_cb, &u32);
-    drend_add_uint16_leaf("u16", drend_get_uint16_cb, &u16);
-    drend_add_uint64_leaf("u64", drend_get_uint64_cb, &u64);
-    drend_add_boolean_leaf("flag", drend_get_boolean_cb, &flag);
-    drend_add_str_leaf("text", drend_get_str_cb, &text);
-    drend_add_str_leaf("no-text", drend_get_str_cb, &no_text);
-    drend_add_ipaddr_v4_leaf("v4", drend_get_ipaddr_v4_cb, v4);
-    drend_add_int32_leaf("null", drend_get_int32_cb, nullptr);
-    drend_add_str_leaf("cached", drend_get_cached_cb, "c");
     const struct {
         const char* path;
+        drend_proc_t read;
+        const void* variable;
         const char* text;
-    } cases[] = {{"/i8", "-8"},         {"/i64", "-9223372036854775808"},
-                 {"/i16", "-32768"},    {"/i32", "-2147483648"},
-                 {"/u8", "255"},        {"/u32", "4294967295"},
-                 {"/u16", "65535"},     {"/u64", "18446744073709551615"},
-                 {"/flag", "true"},     {"/text", "hello"},
-                 {"/no-text", ""},      {"/v4", "192.0.2.1"},
-                 {"/null", "(failed)"}, {"/cached", ""}};
+    } cases[] = {{"/i8", drend_get_int8_cb, &i8, "-8"},
+                 {"/i16", drend_get_int16_cb, &i16, "-32768"},
+                 {"/i32", drend_get_int32_cb, &i32, "-2147483648"},
+                 {"/i64", drend_get_int64_cb, &i64, "-9223372036854775808"},
+                 {"/u8", drend_get_uint8_cb, &u8, "255"},
+                 {"/u16", drend_get_uint16_cb, &u16, "65535"},
+                 {"/u32", drend_get_uint32_cb, &u32, "4294967295"},
+                 {"/u64", drend_get_uint64_cb, &u64, "18446744073709551615"},
+                 {"/flag", drend_get_boolean_cb, &flag, "true"},
+                 {"/text", drend_get_str_cb, &text, "hello"},
+                 {"/no-text", drend_get_str_cb, &no_text, ""},
+                 {"/v4", drend_get_ipaddr_v4_cb, v4, "192.0.2.1"},
+                 {"/null", drend_get_int32_cb, nullptr, "(failed)"},
+                 {"/cached", drend_get_cached_cb, "c", ""}};
     dr_meta_context_c context;
     for (const auto& row : cases) {
+        drend_add_str_leaf(row.path, row.read, row.variable);
         ASSERT_EQ(context.push_path(row.path, false, nullptr), DREND_OK) << row.path;
         EXPECT_EQ(leaf_text(context), row.text) << row.path;
     }
@@ -501,40 +495,9 @@ TEST_F(model_test, generic_values_need_a_handler) {
     EXPECT_EQ(leaf_text(context), "(failed)");
 }
 
-namespace {
-
-// Counts up to `limit`; `alive` tells how many exist.
-class counting_iterator_c : public drend_iterator_c {
-  public:
-    explicit counting_iterator_c(int end) : limit_(end) { ++alive; }
-    ~counting_iterator_c() override { --alive; }
-    void first(dr_meta_context_s*) override { at_ = 0; }
-    void next(dr_meta_context_s*) override { ++at_; }
-    bool at_end(dr_meta_context_s*) override { return at_ >= limit_; }
-    int at() const { return at_; }
-
-    static inline int alive = 0;
-    static inline int limit = 3;
-
-  private:
-    int limit_;
-    int at_ = -1;
-};
-
-drend_iterator_c* make_counting_iterator(void*) {
-    return new counting_iterator_c(counting_iterator_c::limit);
-}
-
-int read_position(dr_meta_context_s* ctx, const void*) {
-    auto* base = static_cast<drend_iterator_c*>(drend_get_iterator_c(ctx, 0));
-    return drend_set_int32_value(ctx, static_cast<counting_iterator_c*>(base)->at());
-}
-
-} // namespace
-
 TEST_F(model_test, iterators_drive_lists_and_go_with_their_walk) {
-    drend_add_iterator_list("it", make_counting_iterator);
-    drend_add_int32_leaf("it/at", read_position, nullptr);
+    drend_add_iterator_list("it", counting_iterator_c::make);
+    drend_add_int32_leaf("it/at", counting_iterator_c::read, nullptr);
     {
         dr_meta_context_c context;
         context.push_path("/it", false, nullptr);
@@ -562,10 +525,10 @@ TEST_F(model_test, iterators_drive_lists_and_go_with_their_walk) {
         EXPECT_EQ(counting_iterator_c::alive, 1);
     }
     EXPECT_EQ(counting_iterator_c::alive, 0);
-    counting_iterator_c::limit = 0;
+    counting_iterator_c::rows = 0;
     dr_meta_context_c empty;
     empty.push_path("/it", true, nullptr);
     EXPECT_EQ(empty.get_element_offset(0), nullptr);
     EXPECT_EQ(counting_iterator_c::alive, 0);
-    counting_iterator_c::limit = 3;
+    counting_iterator_c::rows = 3;
 }

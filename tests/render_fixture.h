@@ -80,3 +80,25 @@ int read_number(dr_meta_context_s* ctx, const void* data);
 
 // A leaf procedure that gives the text at `data`.
 int read_text(dr_meta_context_s* ctx, const void* data);
+
+// Counts from 0 on for as many rows as there are to be.
+class counting_iterator_c : public drend_iterator_c {
+  public:
+    counting_iterator_c() { ++alive; }
+    ~counting_iterator_c() override { --alive; }
+    void first(dr_meta_context_s*) override { at_ = 0; }
+    void next(dr_meta_context_s*) override { ++at_; }
+    bool at_end(dr_meta_context_s*) override { return at_ >= rows; }
+
+    static inline int alive = 0;
+    static inline int rows = 3;
+    static drend_iterator_c* make(void*) { return new counting_iterator_c; }
+    // A leaf procedure that gives the number.
+    static int read(dr_meta_context_s* ctx, const void*) {
+        auto* base = static_cast<drend_iterator_c*>(drend_get_iterator_c(ctx, 0));
+        return drend_set_int32_value(ctx, static_cast<counting_iterator_c*>(base)->at_);
+    }
+
+  private:
+    int at_ = -1;
+};

@@ -389,9 +389,7 @@ TEST_F(request_test, every_request_may_be_suspended_lost_or_dropped_anywhere) {
 }
 
 TEST_F(request_test, memory_that_runs_out_ends_the_request_and_nothing_else) {
-    if (!allocations_can_fail()) {
-        GTEST_SKIP() << "the allocation function is not this program's";
-    }
+    SKIP_UNLESS_ALLOCATIONS_FAIL();
     // An accessor that leaves something in the context, as a C daemon would.
     drend_add_str_leaf(
         "/t/row/left",

@@ -195,9 +195,7 @@ TEST_F(service_test, the_menu_holds_while_another_thread_loads) {
 }
 
 TEST_F(service_test, handlers_that_are_set_again_and_again_take_no_memory) {
-    if (!allocations_can_fail()) {
-        GTEST_SKIP() << "the allocation function is not this program's";
-    }
+    SKIP_UNLESS_ALLOCATIONS_FAIL();
     constexpr long supply = 1000000;
     static int data[1000];
     failing_allocation = supply;
@@ -372,4 +370,30 @@ TEST_F(service_test, look_ups_find_commands_owners_and_events) {
     EXPECT_EQ(traced, missing + "command_set_from_path\n" + missing +
                           "message_id_from_path\n" + missing + "daemons_from_path\n");
     EXPECT_EQ(dri_get_external_events("i"), nullptr);
+}
+
+TEST_F(service_test, handlers_are_called_around_commands_and_walks) {
+    static std::vector<std::string> calls;
+    drend_add_cmd_handlers(
+        [](const char* command, void* data) {
+            calls.push_back(static_cast<const char*>(data) +
+                            ("begins " + std::string(command)));
+        },
+        [](const char* command, void* data) {
+            calls.push_back(static_cast<const char*>(data) +
+                            ("ends " + std::string(command)));
+        },
+        const_cast<char*>("c "));
+    drend_add_walk_handlers(
+        [](dr_meta_context_s* ctx, void*) {
+            calls.push_back(ctx == nullptr ? "walk of nothing" : "walk");
+            return 7; // which nobody heeds
+        },
+        nullptr, nullptr);
+    drend_dump_rpc(nullptr, "rows", "");
+    EXPECT_THAT(calls, ElementsAre("c begins ", "walk", "c begins /t", "c begins /t",
+                                   "c begins /t", "c begins /t", "c ends "));
+    calls.clear();
+    drend_dump(nullptr);
+    EXPECT_THAT(calls, ElementsAre("walk"));
 }

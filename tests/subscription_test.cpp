@@ -367,9 +367,7 @@ TEST_F(subscription_test, definitions_change_under_them) {
 }
 
 TEST_F(subscription_test, memory_that_runs_out_is_told_as_a_gap) {
-    if (!allocations_can_fail()) {
-        GTEST_SKIP() << "the allocation function is not this program's";
-    }
+    SKIP_UNLESS_ALLOCATIONS_FAIL();
     listener_c listener;
     listener.ask("as-ietf-xml compact");
     bool has_failed = true;

@@ -7,7 +7,6 @@
 
 #include "definition_files.h"
 #include "definitions/dr_current_set.h"
-#include "definitions/dr_render_context.h"
 #include "definitions/drend_tag_object.h"
 #include "frame/drend_trace.h"
 #include "frame/str_util.h"
@@ -244,14 +243,6 @@ TEST(ValueAsText, ADecimal64TagFormatsNumbers) {
     EXPECT_STREQ(word.get_value_as_string(nullptr, out.buf()), "word");
     EXPECT_STREQ(dr_value_c().get_value_as_string(&decimal_object, out.buf()),
                  "Conversion Error");
-}
-
-TEST(RenderContext, AllThatWereMadeAreCounted) {
-    const int made = dri_get_drc_count();
-    for (int i = 0; i < 3; ++i) {
-        EXPECT_EQ(dr_render_context_c().defer_continue(), nullptr);
-    }
-    EXPECT_EQ(dri_get_drc_count(), made + 3);
 }
 
 } // namespace
