@@ -88,9 +88,7 @@ class access_test : public render_test {
         drend_add_str_leaf("/i/row/name", read_name, nullptr);
         drend_add_int32_leaf("/i/row/mtu", read_number, nullptr);
         drend_add_uint8_leaf("/i/row/state", read_status, nullptr);
-        drend_add_list("/i/row/address", step_rows_below, nullptr);
-        drend_add_str_leaf("/i/row/address/ip", read_name, nullptr);
-        drend_add_int32_leaf("/i/row/address/length", read_number, nullptr);
+        add_rows("/i/row/address", nullptr, "ip", "length");
         drend_add_boolean_leaf(
             "/i/row/large",
             [](dr_meta_context_s* ctx, const void*) {

@@ -123,9 +123,7 @@ TEST_F(behaviour_test, who_entered_exits) {
 
 TEST_F(behaviour_test, quotes_in_literals_survive_the_cutting_of_a_filter) {
     static const std::vector<row_s> rows = {{"it's", 1}, {"say \"x\"", 2}, {"a/b]", 3}};
-    drend_add_list("/row", step_rows, &rows);
-    drend_add_str_leaf("/row/name", read_name, nullptr);
-    drend_add_int32_leaf("/row/number", read_number, nullptr);
+    add_rows("/row", &rows);
     define_kids("r*=row(name, number)");
     const struct {
         const char* argument;

@@ -38,14 +38,10 @@ class content_test : public render_test {
   protected:
     content_test() {
         drend_add_str_leaf("/net/uptime", read_text, "7");
-        drend_add_list("/net/port", step_rows, &PORTS);
-        drend_add_str_leaf("/net/port/name", read_name, nullptr);
-        drend_add_int32_leaf("/net/port/number", read_number, nullptr);
+        add_rows("/net/port", &PORTS);
         drend_add_str_leaf("/net/port/ip", read_text, "true");
         drend_add_str_leaf("/net/port/ip/mtu", read_text, "1500");
-        drend_add_list("/net/port/peer", step_rows_below, nullptr);
-        drend_add_str_leaf("/net/port/peer/name", read_name, nullptr);
-        drend_add_int32_leaf("/net/port/peer/number", read_number, nullptr);
+        add_rows("/net/port/peer", nullptr);
         drend_add_list("/net/log", step_rows, &LOG);
         drend_add_str_leaf("/net/log/text", read_name, nullptr);
         define_tree("net", NET);

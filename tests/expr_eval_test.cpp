@@ -18,6 +18,7 @@
 #include "expr/dr_xp_parser.h"
 #include "expr/dr_xp_pattern.h"
 #include "repeated.h"
+#include "traced.h"
 
 namespace {
 
@@ -185,24 +186,16 @@ TEST(expr_functions, results) {
 }
 
 TEST(expr_functions, wrong_counts_are_traced) {
-    static std::string traced;
-    drend_set_debugtrace_cb([](const char* format, va_list args) {
-        char line[200];
-        traced.append(line,
-                      static_cast<size_t>(vsnprintf(line, sizeof line, format, args)));
-        return 0;
-    });
+    const traced_c traced(0);
     const char* calls = "local_name('x') or contains('x') or starts-with() or match('x')";
     evaluated(calls);
-    EXPECT_EQ(traced, "");
+    EXPECT_EQ(traced.text, "");
     drend_set_trace_flag(DREND_TRACE_ERROR);
     evaluated(calls);
-    drend_set_trace_flag(0);
-    drend_set_debugtrace_cb(nullptr);
-    EXPECT_EQ(traced, "DR_ERROR: Wrong number of args to 'dri_xp_local_name_func'\n"
-                      "DR_ERROR: Wrong number of args to 'dri_xp_contains_func'\n"
-                      "DR_ERROR: Wrong number of args to 'dri_xp_starts_with_func'\n"
-                      "DR_ERROR: Wrong number of args to 'dri_xp_match_func'\n");
+    EXPECT_EQ(traced.text, "DR_ERROR: Wrong number of args to 'dri_xp_local_name_func'\n"
+                           "DR_ERROR: Wrong number of args to 'dri_xp_contains_func'\n"
+                           "DR_ERROR: Wrong number of args to 'dri_xp_starts_with_func'\n"
+                           "DR_ERROR: Wrong number of args to 'dri_xp_match_func'\n");
 }
 
 // Patterns mean what the C library says, whatever is done to them before it sees them.

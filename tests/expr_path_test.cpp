@@ -8,6 +8,7 @@
 #include "expr/dr_xp_lexer.h"
 #include "expr/dr_xp_parser.h"
 #include "repeated.h"
+#include "traced.h"
 
 namespace {
 
@@ -270,22 +271,15 @@ TEST(expr_node, a_leaf_keeps_all_that_it_has_until_it_is_reset) {
 }
 
 TEST(expr_node, trace_of_a_tree) {
-    static std::string traced;
-    drend_set_debugtrace_cb([](const char* format, va_list args) {
-        char line[200];
-        traced.append(line,
-                      static_cast<size_t>(vsnprintf(line, sizeof line, format, args)));
-        return 0;
-    });
+    const traced_c traced(0);
     db_dump_expr(dri_xpath_get("a[f(x)='1' and y]")->steps()[0]);
-    drend_set_debugtrace_cb(nullptr);
-    EXPECT_EQ(traced, "anda\n"
-                      "  =\n"
-                      "    call:f\n"
-                      "      expr:\n"
-                      "        value:x\n"
-                      "    value:'1'\n"
-                      "  value:y\n");
+    EXPECT_EQ(traced.text, "anda\n"
+                           "  =\n"
+                           "    call:f\n"
+                           "      expr:\n"
+                           "        value:x\n"
+                           "    value:'1'\n"
+                           "  value:y\n");
 }
 
 TEST(map_expr, terms) {

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
 // Finding and reading definition files: what is read, what is reported, what is left out.
-#include <cstdarg>
 #include <cstring>
 
 #include <gmock/gmock.h>
@@ -11,9 +10,9 @@
 #include "definition_files.h"
 #include "definitions/dr_current_set.h"
 #include "failing_memory.h"
-#include "frame/drend_trace.h"
 #include "frame/str_util.h"
 #include "repeated.h"
+#include "traced.h"
 
 namespace {
 
@@ -341,21 +340,13 @@ TEST_F(Load, FindingsWithoutEndAreCounted) {
     EXPECT_THAT(printed, testing::EndsWith("\n1 more findings\n"));
 }
 
-std::string traced;
-
 TEST_F(Load, TracesKidsAsTheyAreCompleted) {
-    traced.clear();
-    drend_set_debugtrace_cb([](const char* format, va_list args) {
-        return static_cast<int>(str_vappend(traced, format, args));
-    });
-    drend_set_trace_flag(DREND_TRACE_LOAD);
+    const traced_c traced(DREND_TRACE_LOAD);
     tag("`dts_kids`:[{`dts_name`:`k`,`dts_kids`:[{`dts_name`:`l`}]}],"
         "`dts_input_kids`:[{`dts_name`:`i`}]");
-    drend_set_trace_flag(0);
-    drend_set_debugtrace_cb(nullptr);
-    EXPECT_EQ(traced, "DR_JSON: dri_load_tag: kid i\n"
-                      "DR_JSON: dri_load_tag: kid l\n"
-                      "DR_JSON: dri_load_tag: kid k\n");
+    EXPECT_EQ(traced.text, "DR_JSON: dri_load_tag: kid i\n"
+                           "DR_JSON: dri_load_tag: kid l\n"
+                           "DR_JSON: dri_load_tag: kid k\n");
 }
 
 TEST_F(Load, NestsAsDeepAsTheParserAllows) {

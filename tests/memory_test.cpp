@@ -123,9 +123,7 @@ TEST_F(memory_test, a_value_that_is_lost_ends_the_answer) {
 TEST_F(memory_test, every_form_of_answer_is_whole_or_says_so) {
     static const std::vector<row_s> rows = {
         {LONG_TEXT, 1, {{"x", 11}, {"y", 12}}}, {"b", 2, {{"x", 0}}}, {"c", 3}};
-    drend_add_list("/t/row", step_rows, &rows);
-    drend_add_str_leaf("/t/row/name", read_name, nullptr);
-    drend_add_int32_leaf("/t/row/number", read_number, nullptr);
+    add_rows("/t/row", &rows);
     drend_add_list("/t/row/item", step_rows_below, nullptr);
     drend_add_str_leaf("/t/row/item/id", read_name, nullptr);
     define_tree(

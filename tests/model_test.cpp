@@ -169,12 +169,8 @@ TEST_F(model_test, navigation_follows_names_dots_and_roots) {
 TEST_F(model_test, a_key_selects_a_row) {
     static const std::vector<row_s> rows = {{"ge-0/0/0", 1, {{"x", 11}, {"y", 12}}},
                                             {"lo", 2, {{"lo", 21}, {"y", 22}}}};
-    drend_add_list("t/row", step_rows, &rows);
-    drend_add_str_leaf("t/row/name", read_name, nullptr);
-    drend_add_int32_leaf("t/row/number", read_number, nullptr);
-    drend_add_list("t/row/below", step_rows_below, nullptr);
-    drend_add_str_leaf("t/row/below/name", read_name, nullptr);
-    drend_add_int32_leaf("t/row/below/number", read_number, nullptr);
+    add_rows("t/row", &rows);
+    add_rows("t/row/below", nullptr);
     drend_add_str_leaf("chosen", read_text, "lo");
     const struct {
         const char* path;

@@ -192,6 +192,13 @@ int read_number(dr_meta_context_s* ctx, const void* /*data*/) {
         ctx, static_cast<const row_s*>(drend_get_element_ref(ctx))->number);
 }
 
+void add_rows(const std::string& path, const std::vector<row_s>* rows,
+              const std::string& name, const std::string& number) {
+    drend_add_list(path.c_str(), rows == nullptr ? step_rows_below : step_rows, rows);
+    drend_add_str_leaf((path + "/" + name).c_str(), read_name, nullptr);
+    drend_add_int32_leaf((path + "/" + number).c_str(), read_number, nullptr);
+}
+
 int read_text(dr_meta_context_s* ctx, const void* data) {
     return drend_set_string_value(ctx, static_cast<const char*>(data));
 }

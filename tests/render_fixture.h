@@ -78,6 +78,10 @@ int step_rows_below(dr_meta_context_s* ctx, const void* data);
 int read_name(dr_meta_context_s* ctx, const void* data);
 int read_number(dr_meta_context_s* ctx, const void* data);
 
+// Registers a list of such rows, of those below a row without any, with its two leaves.
+void add_rows(const std::string& path, const std::vector<row_s>* rows,
+              const std::string& name = "name", const std::string& number = "number");
+
 // A leaf procedure that gives the text at `data`.
 int read_text(dr_meta_context_s* ctx, const void* data);
 

@@ -21,12 +21,8 @@ const std::vector<row_s> ROWS = {{"lo", 0, {{"a/b", 1}, {"it's", 2}}}, {"eth0", 
 class json_test : public render_test {
   protected:
     json_test() {
-        drend_add_list("/ifs/if", step_rows, &ROWS);
-        drend_add_str_leaf("/ifs/if/name", read_name, nullptr);
-        drend_add_int32_leaf("/ifs/if/index", read_number, nullptr);
-        drend_add_list("/ifs/if/addr", step_rows_below, nullptr);
-        drend_add_str_leaf("/ifs/if/addr/ip", read_name, nullptr);
-        drend_add_int32_leaf("/ifs/if/addr/len", read_number, nullptr);
+        add_rows("/ifs/if", &ROWS, "name", "index");
+        add_rows("/ifs/if/addr", nullptr, "ip", "len");
     }
 
     // The answer as JSON, which must parse.

@@ -22,12 +22,8 @@ int skip_leaf(dr_meta_context_s*, const void*) {
 class xml_test : public render_test {
   protected:
     static void model_interfaces() {
-        drend_add_list("/ifs/if", step_rows, &INTERFACES);
-        drend_add_str_leaf("/ifs/if/name", read_name, nullptr);
-        drend_add_int32_leaf("/ifs/if/index", read_number, nullptr);
-        drend_add_list("/ifs/if/addr", step_rows_below, nullptr);
-        drend_add_str_leaf("/ifs/if/addr/ip", read_name, nullptr);
-        drend_add_int32_leaf("/ifs/if/addr/len", read_number, nullptr);
+        add_rows("/ifs/if", &INTERFACES, "name", "index");
+        add_rows("/ifs/if/addr", nullptr, "ip", "len");
     }
 };
 

@@ -10,11 +10,11 @@
 
 #include "definitions/drend_lookup.h"
 #include "failing_memory.h"
-#include "frame/str_util.h"
 #include "model/drend_meta_tree.h"
 #include "service/drend_fixed_commands.h"
 #include "service/drend_menu.h"
 #include "service_fixture.h"
+#include "traced.h"
 
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -337,20 +337,15 @@ TEST_F(service_test, look_ups_find_commands_owners_and_events) {
     EXPECT_EQ(dri_get_ntfy_leaf_events_for_container("x/", by_leaf), 0);
     EXPECT_EQ(by_leaf.size(), 1u);
 
-    static std::string traced;
-    traced.clear();
-    drend_set_debugtrace_cb([](const char* format, va_list arguments) {
-        return static_cast<int>(str_vappend(traced, format, arguments));
-    });
-    drend_set_trace_flag(DREND_TRACE_ERROR | DREND_TRACE_WALKER);
+    traced_c traced(DREND_TRACE_ERROR | DREND_TRACE_WALKER);
     text_t(drend_get_daemon_responsible("/n"));
     text_t(drend_get_only_daemon_responsible("/z"));
     const std::string only = "drend_get_only_daemon_responsible: ";
     const std::string any = "DR_WALKER: drend_get_daemon_responsible: Daemon";
-    EXPECT_EQ(traced, any + "0 for path /n is a" + any + "1 for path /n is b" +
-                          "DR_ERROR: " + only +
-                          "drend_get_daemons_from_path failed for path /z, return "
-                          "value: -1");
+    EXPECT_EQ(traced.text, any + "0 for path /n is a" + any + "1 for path /n is b" +
+                               "DR_ERROR: " + only +
+                               "drend_get_daemons_from_path failed for path /z, return "
+                               "value: -1");
 
     EXPECT_EQ(dri_get_command(1000), nullptr);
     dri_clear_command();
@@ -360,15 +355,13 @@ TEST_F(service_test, look_ups_find_commands_owners_and_events) {
     EXPECT_EQ(dri_get_external_events("i")->front()->dc_tag->dt_input_kids[0]->name(),
               "parameter");
     dri_release_daemon_context();
-    traced.clear();
+    traced.text.clear();
     EXPECT_EQ(drend_get_command_set_from_path("/n", commands), -1);
     EXPECT_EQ(drend_get_message_id_from_path("/n"), -1);
     EXPECT_EQ(drend_get_daemons_from_path("/n", daemons), -1);
-    drend_set_trace_flag(0);
-    drend_set_debugtrace_cb(nullptr);
     const std::string missing = "DR_ERROR: Couldn't find corvane-netconf-get:drend_get_";
-    EXPECT_EQ(traced, missing + "command_set_from_path\n" + missing +
-                          "message_id_from_path\n" + missing + "daemons_from_path\n");
+    EXPECT_EQ(traced.text, missing + "command_set_from_path\n" + missing +
+                               "message_id_from_path\n" + missing + "daemons_from_path\n");
     EXPECT_EQ(dri_get_external_events("i"), nullptr);
 }
 

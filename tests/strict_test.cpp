@@ -17,9 +17,7 @@ constexpr char ANSWERED[] = "<dhcp";
 class strict_test : public render_test {
   protected:
     strict_test() {
-        drend_add_list("/dhcp/pool", step_rows, &POOLS);
-        drend_add_str_leaf("/dhcp/pool/name", read_name, nullptr);
-        drend_add_int32_leaf("/dhcp/pool/size", read_number, nullptr);
+        add_rows("/dhcp/pool", &POOLS, "name", "size");
         drend_add_str_leaf("/dhcp/statistics/offers", read_text, "7");
         define_tree("dhcp", R"(dhcp=/dhcp{
                 input_kids: [{`dts_name`: `name`}, {`dts_name`: `size`},

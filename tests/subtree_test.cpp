@@ -88,9 +88,7 @@ class subtree_test : public render_test {
                            nullptr);
         drend_add_list("/depot/engine/duty", step_duties, nullptr);
         drend_add_str_leaf("/depot/engine/duty/value", read_duty, nullptr);
-        drend_add_list("/depot/track", step_rows, &TRACKS);
-        drend_add_str_leaf("/depot/track/name", read_name, nullptr);
-        drend_add_int32_leaf("/depot/track/length", read_number, nullptr);
+        add_rows("/depot/track", &TRACKS, "name", "length");
         define_tree("depot", DEPOT);
     }
 

@@ -3,35 +3,15 @@
 // Tags: value maps, searches by path, texts, and the contexts that requests run in.
 #include "definitions/drend_tag.h"
 
-#include <cstdarg>
-
 #include "definition_files.h"
 #include "definitions/dr_current_set.h"
 #include "definitions/drend_tag_object.h"
-#include "frame/drend_trace.h"
-#include "frame/str_util.h"
+#include "traced.h"
 
 namespace {
 
-std::string traced;
-
-int record_trace(const char* format, va_list args) {
-    str_vappend(traced, format, args);
-    return 0;
-}
-
 class ValueMap : public testing::Test {
   protected:
-    ValueMap() {
-        traced.clear();
-        drend_set_debugtrace_cb(record_trace);
-        drend_set_trace_flag(DREND_TRACE_WALK);
-    }
-    ~ValueMap() override {
-        drend_set_trace_flag(0);
-        drend_set_debugtrace_cb(nullptr);
-    }
-
     void map(const std::vector<std::pair<std::string, std::string>>& pairs) {
         tag.dt_map = std::make_shared<const dr_value_map_c>(pairs);
     }
@@ -52,6 +32,7 @@ class ValueMap : public testing::Test {
                value.c_str(buffer.buf());
     }
 
+    traced_c traced{DREND_TRACE_WALK};
     drend_tag_c tag{"state", "state"};
 };
 
@@ -91,12 +72,12 @@ TEST_F(ValueMap, TracesWhatItDid) {
     translate_typed("1");
     translate_typed("2");
     translate_typed("3");
-    EXPECT_EQ(traced, "DR_TAGS_ACCESS: mapped: 1 to up\n"
-                      "DR_TAGS_ACCESS: mapped: 2 to *\n"
-                      "DR_TAGS_ACCESS: mapped: not-translated 3\n"
-                      "DR_TAGS_ACCESS: mapped: 1 to up\n"
-                      "DR_TAGS_ACCESS: mapped: 2 to 2\n"
-                      "DR_TAGS_ACCESS: mapped: not-translated 3\n");
+    EXPECT_EQ(traced.text, "DR_TAGS_ACCESS: mapped: 1 to up\n"
+                           "DR_TAGS_ACCESS: mapped: 2 to *\n"
+                           "DR_TAGS_ACCESS: mapped: not-translated 3\n"
+                           "DR_TAGS_ACCESS: mapped: 1 to up\n"
+                           "DR_TAGS_ACCESS: mapped: 2 to 2\n"
+                           "DR_TAGS_ACCESS: mapped: not-translated 3\n");
 }
 
 TEST_F(ValueMap, AMalformedExpressionHasNoTerms) {

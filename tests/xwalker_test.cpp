@@ -57,9 +57,7 @@ class xwalker_test : public render_test {
                                                : leaf_status;
             },
             nullptr);
-        drend_add_list("/t/row/below", step_rows_below, nullptr);
-        drend_add_str_leaf("/t/row/below/name", read_name, nullptr);
-        drend_add_int32_leaf("/t/row/below/number", read_number, nullptr);
+        add_rows("/t/row/below", nullptr);
         drend_add_boolean_leaf(
             "/t/on",
             [](dr_meta_context_s* ctx, const void*) {
