@@ -212,10 +212,7 @@ TEST_F(diagnostics_test, trace_is_set_and_shown_and_ends) {
 }
 
 TEST_F(diagnostics_test, filters_are_traced_where_they_are_asked) {
-    define(
-        R"([{"dc_name": "c", "dc_tag": {"dts_name": "t", "dts_source": "/rows", "dts_kids": [
-        {"dts_name": "r", "dts_type": "list", "dts_source": "row", "dts_kids": [
-            {"dts_name": "name", "dts_type": "leaf", "dts_source": "name"}]}]}}])");
+    define_tree("c", "t=/rows(r*=row(name))");
     drend_set_trace_flag(DREND_TRACE_WALK);
     render("c", "filter=/t/r[name='x']");
     for (const char* line :
@@ -230,10 +227,7 @@ TEST_F(diagnostics_test, filters_are_traced_where_they_are_asked) {
 TEST_F(diagnostics_test, statistics_tell_what_answers_hold) {
     drend_add_walk_handlers(
         nullptr, [](dr_meta_context_s*, void*) { return 1; }, nullptr);
-    define(
-        R"([{"dc_name": "c", "dc_tag": {"dts_name": "t", "dts_source": "/rows", "dts_kids": [
-        {"dts_name": "r", "dts_type": "list", "dts_source": "row", "dts_kids": [
-            {"dts_name": "size", "dts_type": "leaf", "dts_source": "size"}]}]}}])");
+    define_tree("c", "t=/rows(r*=row(size))");
     EXPECT_THAT(ask("statistics"), StartsWith("answers: 0\nuses: 0\nsets: 1\ntags: 3\n"));
     std::vector<void*> walks;
     while (walks.size() < 2) {

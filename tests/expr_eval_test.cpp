@@ -189,13 +189,14 @@ TEST(expr_functions, wrong_counts_are_traced) {
     const traced_c traced(0);
     const char* calls = "local_name('x') or contains('x') or starts-with() or match('x')";
     evaluated(calls);
-    EXPECT_EQ(traced.text, "");
+    EXPECT_EQ(traced_c::text, "");
     drend_set_trace_flag(DREND_TRACE_ERROR);
     evaluated(calls);
-    EXPECT_EQ(traced.text, "DR_ERROR: Wrong number of args to 'dri_xp_local_name_func'\n"
-                           "DR_ERROR: Wrong number of args to 'dri_xp_contains_func'\n"
-                           "DR_ERROR: Wrong number of args to 'dri_xp_starts_with_func'\n"
-                           "DR_ERROR: Wrong number of args to 'dri_xp_match_func'\n");
+    EXPECT_EQ(traced_c::text,
+              "DR_ERROR: Wrong number of args to 'dri_xp_local_name_func'\n"
+              "DR_ERROR: Wrong number of args to 'dri_xp_contains_func'\n"
+              "DR_ERROR: Wrong number of args to 'dri_xp_starts_with_func'\n"
+              "DR_ERROR: Wrong number of args to 'dri_xp_match_func'\n");
 }
 
 // Patterns mean what the C library says, whatever is done to them before it sees them.

@@ -273,13 +273,13 @@ TEST(expr_node, a_leaf_keeps_all_that_it_has_until_it_is_reset) {
 TEST(expr_node, trace_of_a_tree) {
     const traced_c traced(0);
     db_dump_expr(dri_xpath_get("a[f(x)='1' and y]")->steps()[0]);
-    EXPECT_EQ(traced.text, "anda\n"
-                           "  =\n"
-                           "    call:f\n"
-                           "      expr:\n"
-                           "        value:x\n"
-                           "    value:'1'\n"
-                           "  value:y\n");
+    EXPECT_EQ(traced_c::text, "anda\n"
+                              "  =\n"
+                              "    call:f\n"
+                              "      expr:\n"
+                              "        value:x\n"
+                              "    value:'1'\n"
+                              "  value:y\n");
 }
 
 TEST(map_expr, terms) {

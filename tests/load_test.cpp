@@ -344,30 +344,22 @@ TEST_F(Load, TracesKidsAsTheyAreCompleted) {
     const traced_c traced(DREND_TRACE_LOAD);
     tag("`dts_kids`:[{`dts_name`:`k`,`dts_kids`:[{`dts_name`:`l`}]}],"
         "`dts_input_kids`:[{`dts_name`:`i`}]");
-    EXPECT_EQ(traced.text, "DR_JSON: dri_load_tag: kid i\n"
-                           "DR_JSON: dri_load_tag: kid l\n"
-                           "DR_JSON: dri_load_tag: kid k\n");
+    EXPECT_EQ(traced_c::text, "DR_JSON: dri_load_tag: kid i\n"
+                              "DR_JSON: dri_load_tag: kid l\n"
+                              "DR_JSON: dri_load_tag: kid k\n");
 }
 
 TEST_F(Load, NestsAsDeepAsTheParserAllows) {
     constexpr int depth = 1000;
-    std::string tree;
-    for (int i = 0; i < depth; ++i) {
-        tree += "`dts_name`:`k`,`dts_kids`:[{";
-    }
-    tree += "`dts_name`:`k`,`dts_source`:`s`";
-    for (int i = 0; i < depth; ++i) {
-        tree += "}]";
-    }
+    std::string tree = repeated(depth, "`dts_name`:`k`,`dts_kids`:[{") +
+                       "`dts_name`:`k`,`dts_source`:`s`" + repeated(depth, "}]");
     EXPECT_TRUE(tag(tree)->has_source_child());
     tag(tree);
     dri_merge_set(set);
     const std::string dump = dump_of(set.find_command("c")->dc_tag);
     EXPECT_NE(dump.find("\n" + std::string(2 * depth + 4, ' ') + "source: s\n"),
               std::string::npos);
-    for (int i = 0; i < 2 * depth; ++i) {
-        tree = "`dts_kids`:[{" + tree + "}]";
-    }
+    tree = repeated(2 * depth, "`dts_kids`:[{") + tree + repeated(2 * depth, "}]");
     EXPECT_NE(report("[{`dc_name`:`deep`,`dc_tag`:{" + tree + "}}]", -1)
                   .find("maximum parsing depth reached"),
               std::string::npos);

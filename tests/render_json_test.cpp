@@ -2,9 +2,7 @@
 
 // JSON and text output, and what a request's arguments select.
 
-#include <tuple>
-
-#include <jansson.h>
+#include <utility>
 
 #include "definitions/drend_load.h"
 #include "expr/dr_xp_parser.h"
@@ -24,16 +22,6 @@ class json_test : public render_test {
         add_rows("/ifs/if", &ROWS, "name", "index");
         add_rows("/ifs/if/addr", nullptr, "ip", "len");
     }
-
-    // The answer as JSON, which must parse.
-    std::string render_json(const char* command, size_t flags = JSON_REJECT_DUPLICATES) {
-        const std::string text = render(command, "as-json");
-        json_error_t error;
-        json_t* document = json_loads(text.c_str(), flags, &error);
-        EXPECT_NE(document, nullptr) << error.text << " in:\n" << text;
-        json_decref(document);
-        return text;
-    }
 };
 
 constexpr char IFS[] = R"(top{
@@ -52,7 +40,7 @@ TEST_F(json_test, containers_lists_and_leaves_become_objects_arrays_and_strings)
     definition.insert(definition.find("style: [`detail`]"),
                       "zero_suppression: `true`, "); // which is XML's alone
     define_tree("ifs", definition);
-    EXPECT_EQ(render_json("ifs"), R"({
+    EXPECT_EQ(render("ifs", "as-json"), R"({
   "top" : {
     "if" : [{
         "name" : "lo",

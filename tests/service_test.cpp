@@ -342,10 +342,10 @@ TEST_F(service_test, look_ups_find_commands_owners_and_events) {
     text_t(drend_get_only_daemon_responsible("/z"));
     const std::string only = "drend_get_only_daemon_responsible: ";
     const std::string any = "DR_WALKER: drend_get_daemon_responsible: Daemon";
-    EXPECT_EQ(traced.text, any + "0 for path /n is a" + any + "1 for path /n is b" +
-                               "DR_ERROR: " + only +
-                               "drend_get_daemons_from_path failed for path /z, return "
-                               "value: -1");
+    EXPECT_EQ(traced_c::text, any + "0 for path /n is a" + any + "1 for path /n is b" +
+                                  "DR_ERROR: " + only +
+                                  "drend_get_daemons_from_path failed for path /z, return "
+                                  "value: -1");
 
     EXPECT_EQ(dri_get_command(1000), nullptr);
     dri_clear_command();
@@ -355,13 +355,14 @@ TEST_F(service_test, look_ups_find_commands_owners_and_events) {
     EXPECT_EQ(dri_get_external_events("i")->front()->dc_tag->dt_input_kids[0]->name(),
               "parameter");
     dri_release_daemon_context();
-    traced.text.clear();
+    traced_c::text.clear();
     EXPECT_EQ(drend_get_command_set_from_path("/n", commands), -1);
     EXPECT_EQ(drend_get_message_id_from_path("/n"), -1);
     EXPECT_EQ(drend_get_daemons_from_path("/n", daemons), -1);
     const std::string missing = "DR_ERROR: Couldn't find corvane-netconf-get:drend_get_";
-    EXPECT_EQ(traced.text, missing + "command_set_from_path\n" + missing +
-                               "message_id_from_path\n" + missing + "daemons_from_path\n");
+    EXPECT_EQ(traced_c::text, missing + "command_set_from_path\n" + missing +
+                                  "message_id_from_path\n" + missing +
+                                  "daemons_from_path\n");
     EXPECT_EQ(dri_get_external_events("i"), nullptr);
 }
 

@@ -72,12 +72,12 @@ TEST_F(ValueMap, TracesWhatItDid) {
     translate_typed("1");
     translate_typed("2");
     translate_typed("3");
-    EXPECT_EQ(traced.text, "DR_TAGS_ACCESS: mapped: 1 to up\n"
-                           "DR_TAGS_ACCESS: mapped: 2 to *\n"
-                           "DR_TAGS_ACCESS: mapped: not-translated 3\n"
-                           "DR_TAGS_ACCESS: mapped: 1 to up\n"
-                           "DR_TAGS_ACCESS: mapped: 2 to 2\n"
-                           "DR_TAGS_ACCESS: mapped: not-translated 3\n");
+    EXPECT_EQ(traced_c::text, "DR_TAGS_ACCESS: mapped: 1 to up\n"
+                              "DR_TAGS_ACCESS: mapped: 2 to *\n"
+                              "DR_TAGS_ACCESS: mapped: not-translated 3\n"
+                              "DR_TAGS_ACCESS: mapped: 1 to up\n"
+                              "DR_TAGS_ACCESS: mapped: 2 to 2\n"
+                              "DR_TAGS_ACCESS: mapped: not-translated 3\n");
 }
 
 TEST_F(ValueMap, AMalformedExpressionHasNoTerms) {

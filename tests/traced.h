@@ -12,7 +12,7 @@
 
 class traced_c {
   public:
-    explicit traced_c(int flags) {
+    explicit traced_c(unsigned flags) {
         text.clear();
         drend_set_debugtrace_cb([](const char* format, va_list args) {
             return static_cast<int>(str_vappend(text, format, args));
