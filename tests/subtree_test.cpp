@@ -59,6 +59,7 @@ int read_field(dr_meta_context_s* ctx, const void*) {
 }
 
 int step_duties(dr_meta_context_s* ctx, const void*) {
+    EXPECT_EQ(drend_get_filter_name(ctx, "name"), nullptr); // it is the engines' to seek
     return step(ctx,
                 static_cast<const engine_s*>(drend_get_element_ref_offset(ctx, 1))->duties);
 }
