@@ -412,6 +412,38 @@ TEST_F(mgmt_server_test, an_accessor_may_fail_the_answer) {
     EXPECT_EQ(client.ask("show-rows"), document("old", 3));
 }
 
+// Accepting, reading and answering, as long as the daemon has something to do itself.
+TEST_F(mgmt_server_test, peers_wait_for_the_daemons_own_events) {
+    char error[256] = "";
+    server_ = mgmt_server_open(loop_, &config_, error, sizeof error);
+    ASSERT_NE(server_, nullptr) << error;
+    struct own_s {
+        mgmt_server_s* server;
+        event* again;
+        unsigned left;
+    } own = {server_, nullptr, 20};
+    own.again = event_new(
+        base(), -1, EV_PERSIST,
+        [](evutil_socket_t, short, void* data) {
+            auto* owned = static_cast<own_s*>(data);
+            EXPECT_EQ(mgmt_server_stats(owned->server).accepted, 0U);
+            if (--owned->left > 0) {
+                event_active(owned->again, EV_TIMEOUT, 0);
+            }
+        },
+        &own);
+    event_active(own.again, EV_TIMEOUT, 0);
+    socket_client_c client(path_);
+    client.send_bytes("show-rows\n");
+    while (mgmt_server_stats(server_).requests == 0) {
+        event_base_loop(base(), EVLOOP_ONCE);
+    }
+    EXPECT_EQ(own.left, 0U);
+    EXPECT_EQ(client.answer(), document("old", 3));
+    event_free(own.again);
+    mgmt_server_close(std::exchange(server_, nullptr));
+}
+
 TEST_F(mgmt_server_test, a_search_keeps_nobody_waiting) {
     config_.slice_usec = 200;
     serve();
