@@ -296,6 +296,8 @@ TEST_F(failing_calls_test, a_file_that_changes_while_it_is_read) {
 // Errors of a disk are told, and the definitions in force stay.
 TEST_F(failing_calls_test, a_file_that_cannot_be_read_keeps_the_definitions) {
     const fault_s reading[] = {{"open", {EACCES, EIO, EMFILE, ENFILE, EOVERFLOW}},
+                               {"opendir", {EACCES, EMFILE, ENFILE}},
+                               {"readdir", {EIO, EOVERFLOW}},
                                {"read", {EIO, EISDIR, ENOBUFS}}};
     for (const fault_s& fault : reading) {
         for (const int error : fault.errors) {

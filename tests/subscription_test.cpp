@@ -97,7 +97,6 @@ class listener_c {
         return timeless(text);
     }
 
-  private:
     static unsigned events_index() {
         unsigned index = 0;
         while (std::string_view(drend_menu_get_command_string(index)) != "events") {
@@ -106,6 +105,7 @@ class listener_c {
         return index;
     }
 
+  private:
     char* bytes_ = nullptr;
     size_t size_ = 0;
     size_t taken_ = 0;
@@ -156,6 +156,18 @@ class subscription_test : public render_test {
         return drx_announce_event(name);
     }
 };
+
+std::string noted;
+
+int note(void*, const char* format, ...) {
+    va_list args;
+    va_start(args, format);
+    char text[100];
+    vsnprintf(text, sizeof text, format, args);
+    va_end(args);
+    noted += text;
+    return 0;
+}
 
 std::string xml(const std::string& content) {
     return OPENING + ("\n<eventTime>T</eventTime>\n" + content) + "\n</notification>\n";
@@ -285,6 +297,11 @@ TEST_F(subscription_test, other_arguments_are_refused) {
         EXPECT_EQ(std::count_if(refusal.begin(), refusal.end(), iscntrl), 1) << arguments;
         EXPECT_EQ(listener.walk(), nullptr);
     }
+    // Nobody can be sent more later.
+    drend_set_send_method_w_return(note);
+    drend_dump_tags(nullptr, listener_c::events_index(), "");
+    EXPECT_EQ(noted, "error: this peer cannot be kept\n");
+    drend_set_send_method_w_return(mgmt_sock_send);
 }
 
 TEST_F(subscription_test, what_finds_no_room_is_counted_where_it_was_dropped) {
