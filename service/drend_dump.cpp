@@ -201,7 +201,6 @@ int dr_mt_dump_context_c::dump_kids_from_here(const std::string& prefix) {
 
 int dr_mt_dump_context_c::dump_list(const std::string& path) {
     frames_.push_back({dr_dump_context_c::LIST, path});
-    position_.set_top_element(nullptr);
     position_.call_enter_proc(DMN_TYPE_LIST);
     return dump_rows(path);
 }
