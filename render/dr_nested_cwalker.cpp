@@ -94,10 +94,8 @@ void dr_nested_cwalker_c::open_all() {
 
 void dr_nested_cwalker_c::print_keys(const open_s& row) {
     for (size_t i = 0; i < keys_used_; ++i) {
-        dr_list_key_val& key = keys_[i];
-        if (key.owner == row.tobj && !key.printed) {
-            key.printed = true;
-            print_key(key, row);
+        if (keys_[i].owner == row.tobj) {
+            print_key(keys_[i], row);
         }
     }
 }

@@ -140,10 +140,8 @@ void dr_xml_cwalker_c::flush_tag_stack_buffer() {
 
 void dr_xml_cwalker_c::print_keys(const drend_tag_object_c* tobj) {
     for (size_t i = 0; i < keys_used_; ++i) {
-        dr_list_key_val& key = keys_[i];
-        if (key.owner == tobj && !key.printed) {
-            key.printed = true;
-            print_key(key);
+        if (keys_[i].owner == tobj) {
+            print_key(keys_[i]);
         }
     }
 }

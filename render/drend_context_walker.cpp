@@ -54,12 +54,10 @@ void dr_context_walker_c::emit_keys_for_parent(const drend_tag_object_c* tobj,
 
 dr_context_walker_c::leaf_place_e
 dr_context_walker_c::place_of(const drend_tag_c& tag, const dr_value_c& value) const {
-    const dr_list_key_val* key = find_key(tag);
-    const bool is_printed_key = key != nullptr && key->printed;
-    if (!is_printed_key && (!zero_suppression_check(tag, value) || tag.is_internal_tag())) {
+    if (!zero_suppression_check(tag, value) || tag.is_internal_tag()) {
         return leaf_place_e::NOWHERE;
     }
-    return key != nullptr ? leaf_place_e::WITH_ROW : leaf_place_e::HERE;
+    return find_key(tag) != nullptr ? leaf_place_e::WITH_ROW : leaf_place_e::HERE;
 }
 
 void dr_context_walker_c::read_keys(const drend_tag_object_c* row, int level) {
@@ -89,7 +87,6 @@ dr_list_key_val* dr_context_walker_c::read_key(const drend_tag_object_c* row,
     key.value = text;
     key.type = context_.type_read();
     key.level = 0;
-    key.printed = false;
     return &key;
 }
 

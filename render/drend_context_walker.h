@@ -28,7 +28,6 @@ struct dr_list_key_val {
     std::string value;                         // its text, not escaped
     dr_value_type_t type = DRV_NONE;           // of what the text is that of
     int level = 0;                             // of indentation
-    bool printed = false;
 };
 
 class dr_context_walker_c {

@@ -24,7 +24,8 @@ class document_test : public render_test {
   protected:
     document_test() {
         drend_add_str_leaf("/a", read_text, "1");
-        drend_add_str_leaf("/text", read_text, "q\"\\/\b\n\x01\x7f \xE2\x82 \xED\xA0\x80<&>");
+        drend_add_str_leaf("/text", read_text,
+                           "q\"\\/\b\n\x01\x7f \xE2\x82 \xED\xA0\x80<&>");
         drend_add_str_leaf("/v", read_text, "v");
         add_rows("/if", &ROWS, "name", "index");
         add_rows("/if/addr", nullptr, "ip", "len");
@@ -64,7 +65,8 @@ TEST_F(document_test, keys_stand_ahead_of_their_row_or_else_in_their_place) {
     expect_documents(
         {
             // Not read ahead: one that fails, is no leaf, is internal, is not there.
-            {"t(r*=/if[name=lo]{key: [`half`, `shy`, `__zor_internal`, `box`, `none`]}(shy, "
+            {"t(r*=/if[name=lo]{key: [`half`, `shy`, `__zor_internal`, `box`, "
+             "`none`]}(shy, "
              "__zor_internal=name, box(i=index), "
              "half{data_type: `decimal64`, data_decimal64_fraction: 3}))",
              "<t>\n  <r>\n    <half>1.500</half>\n    <shy>s</shy>\n    <box>\n"
@@ -136,7 +138,8 @@ TEST_F(document_test, sources_lead_to_a_row_or_nowhere) {
              "  </one>\n</t>\n",
              "{\n  \"t\" : {\n    \"one\" : [{\n        \"i\" : \"7\",\n"
              "        \"same\" : {\n          \"lo\" : \"0\"\n        }\n      }]\n  }\n}"},
-            {"t(b=., l*=..(a), n{presence: `yes`}(z, y=/none))", "", "{\n  \"t\" : {\n  }\n}"},
+            {"t(b=., l*=..(a), n{presence: `yes`}(z, y=/none))", "",
+             "{\n  \"t\" : {\n  }\n}"},
         },
         "", "as-json");
 }
@@ -144,8 +147,9 @@ TEST_F(document_test, sources_lead_to_a_row_or_nowhere) {
 TEST_F(document_test, values_are_escaped) {
     expect_documents(
         {
-            {"t(v=/text)", "<t>\n  <v>q\"\\/\uFFFD\n\uFFFD\x7f \uFFFD\uFFFD \uFFFD\uFFFD\uFFFD"
-                           "&lt;&amp;&gt;</v>\n</t>\n",
+            {"t(v=/text)",
+             "<t>\n  <v>q\"\\/\uFFFD\n\uFFFD\x7f \uFFFD\uFFFD \uFFFD\uFFFD\uFFFD"
+             "&lt;&amp;&gt;</v>\n</t>\n",
              "{\n  \"t\" : {\n    \"v\" : \"q\\\"\\\\/\\b\\n\\u0001\x7f \uFFFD\uFFFD "
              "\uFFFD\uFFFD\uFFFD<&>\"\n  }\n}"},
         },
@@ -180,8 +184,7 @@ TEST_F(document_test, filters_choose_rows_by_what_is_shown_of_them) {
         {"/t/r[match(name, '^l.$')]", lo},
         {"/t/r[unknown='lo']", ""},
         {"/t/r[", ""}, // does not parse: hides its element
-        {"/t/r[name='lo']/i",
-         "  <r>\n    <name>lo</name>\n    <i>0</i>\n  </r>\n"},
+        {"/t/r[name='lo']/i", "  <r>\n    <name>lo</name>\n    <i>0</i>\n  </r>\n"},
     };
     for (const auto& [filter, rows] : cases) {
         EXPECT_EQ(render("c", ("filter=\"" + std::string(filter) + "\"").c_str()),
@@ -195,8 +198,8 @@ TEST_F(document_test, forms_for_programs_have_one_document) {
         {
             {"x*=/if(#=index, n=name)", "<x><n>lo</n></x><x><n>eth0</n></x>",
              R"({"x":[{"n":"lo"},{"n":"eth0"}]})"},
-            {"x**=/if(#=index, a*=addr(l=len))",
-             "<x>0</x><a><l>128</l></a><x>7</x>", R"({"x":[0,{"l":128},7]})"},
+            {"x**=/if(#=index, a*=addr(l=len))", "<x>0</x><a><l>128</l></a><x>7</x>",
+             R"({"x":[0,{"l":128},7]})"},
             {"x(__zor_internal_i*=/if(a*=/if(i=index)))",
              "<x><a><i>0</i></a><a><i>7</i></a><a><i>0</i></a><a><i>7</i></a></x>",
              R"({"x":{"a":[{"i":0},{"i":7},{"i":0},{"i":7}]}})"},
