@@ -4,8 +4,6 @@
 // wanted.
 #include "render/dr_ietf_json_cwalker.h"
 
-#include <cassert>
-
 #include "definitions/dr_row_texts.h"
 
 namespace {
@@ -149,7 +147,7 @@ void dr_ietf_json_cwalker_c::print_key(const dr_list_key_val& key, const open_s&
         print_value(*key.tag, key.type, key.value);
         return;
     }
-    assert(object_.array == nullptr); // keys come first in their row
+    end_array(); // of the row before, where rows have no braces of their own
     std::string_view opening = leaf->opening.substr(begin_member() ? 0 : 1);
     const size_t quote = is_bare(*key.tag, key.type, key.value) ? 0 : 1;
     opening.remove_suffix(1 - quote);

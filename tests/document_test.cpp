@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
-// Rules of the output that are easy to guess wrong, each by a small definition and the whole documents
-// that it gives. What else definitions can hold is compared with a reference (random_test.cpp).
+// Rules of the output that are easy to guess wrong, each by a small definition and the whole
+// documents that it gives. What else definitions can hold is compared with a reference
+// (random_test.cpp).
 
 #include "render_fixture.h"
 
@@ -203,6 +204,10 @@ TEST_F(document_test, forms_for_programs_have_one_document) {
             {"x(__zor_internal_i*=/if(a*=/if(i=index)))",
              "<x><a><i>0</i></a><a><i>7</i></a><a><i>0</i></a><a><i>7</i></a></x>",
              R"({"x":{"a":[{"i":0},{"i":7},{"i":0},{"i":7}]}})"},
+            {"x(__zor_internal_i*=/if[name=lo]{key: [`name`]}(name, a*=addr(l=len)), "
+             "__zor_internal_j*=/if[name=eth0]{key: [`index`]}(index, name))",
+             "<x><name>lo</name><a><l>128</l></a><index>7</index><name>eth0</name></x>",
+             R"({"x":{"name":"lo","a":[{"l":128}],"index":7,"name":"eth0"}})"},
             {"x*=/if[name=lo]{key: [`n`]}(a*=addr(l=len), n=name)",
              "<x><n>lo</n><a><l>128</l></a></x>", R"({"x":[{"n":"lo","a":[{"l":128}]}]})"},
             {"p:x=/a{module: `m`}", "<p:x>1</p:x>", R"({"m:x":"1"})"},
