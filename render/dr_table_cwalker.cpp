@@ -366,11 +366,12 @@ void dr_table_cwalker_c::put_text(dr_table_row_c& row, size_t cell,
     if (at.size != 0) {
         row.append(at, ", ");
     }
-    const bool is_empty = text.empty() && tag.dt_prefix.empty();
-    if (is_empty) {
-        row.append(at, tag.dt_data_type == DT_DATA_EMPTY ? EMPTY_TYPE : EMPTY_TEXT);
-    }
     append_safe(row, at, tag.dt_prefix);
+    if (text.empty() && tag.dt_data_type == DT_DATA_EMPTY) {
+        row.append(at, EMPTY_TYPE);
+    } else if (text.empty() && tag.dt_prefix.empty()) {
+        row.append(at, EMPTY_TEXT);
+    }
     append_safe(row, at, text);
     if (look_.has_color && column.says != nullptr) {
         at.state = std::max(at.state, column.says->state_of(text));

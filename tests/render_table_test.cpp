@@ -123,14 +123,15 @@ TEST_F(table_test, what_stands_in_containers_and_leaf_lists_is_in_the_row) {
     drend_add_list("/t/row/many", step_below, nullptr);
     drend_add_str_leaf("/t/row/many/v", read_cell, &NUMBERS[0]);
     define_kids("row*(name=0, in(bytes=1, errors=2), out(bytes=3), which?(addr=4, "
-                "addr=5{prefix: `v6:`}), dns**=many(#=v), flag=1{data_type: `empty`}, "
+                "addr=5{prefix: `v6:`}), dns**=many(#=v), flag=1{data_type: `empty`, "
+                "prefix: `is `}, "
                 "here{presence: `yes`}(mark=2))");
     EXPECT_EQ(table({{{"a", "", "1", "2", "4.4.4.4"}, {{{"x"}}, {{""}}, {{"z"}}}},
                      {{"b", "8", nullptr, "2", nullptr, "::1"}}}),
               R"(
-name  in bytes  errors  out bytes  addr     dns       flag  here     mark
-a     ""        1       2          4.4.4.4  x, "", z  yes   -        1
-b     8         -       2          v6:::1   -         8     present  -
+name  in bytes  errors  out bytes  addr     dns       flag    here     mark
+a     ""        1       2          4.4.4.4  x, "", z  is yes  -        1
+b     8         -       2          v6:::1   -         is 8    present  -
 )");
 }
 
