@@ -126,7 +126,7 @@ class Answers(Case):
             (status_answer("<a>" + error), 0, "<a>" + error, ""),
             (status_answer("", "end: complete\ncode: nothing\n"), 4, "", ""),
             (status_answer("", "end: refused\ncode: x\ntext: why\n"), 1, "", "error: why\n"),
-            (status_answer("<a>", "end: given-up\ntext: a: b \nend\ncode:x\n: \n"), 1, "<a>", "error: a: b \n"),
+            (status_answer("<a>", "end: given-up\ntext: a: b \ntext\ncode:x\n: \n"), 1, "<a>", "error: a: b \n"),
             (status_answer("<a>", "rows: 3\n"), 3, "<a>",
              "drendctl: malformed answer: it does not say how it ended\n"),
             (answer("<a>"), 3, "<a>", "drendctl: malformed answer: it does not say how it ended\n"),
