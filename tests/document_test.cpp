@@ -201,6 +201,8 @@ TEST_F(document_test, forms_for_programs_have_one_document) {
              R"({"x":[{"n":"lo"},{"n":"eth0"}]})"},
             {"x**=/if(#=index, a*=addr(l=len))", "<x>0</x><a><l>128</l></a><x>7</x>",
              R"({"x":[0,{"l":128},7]})"},
+            {"x**=/if[name=lo]{key: [`n`]}(b=index, n=name)", "<x>0</x><x>lo</x>",
+             R"({"x":[0,"lo"]})"},
             {"x(__zor_internal_i*=/if(a*=/if(i=index)))",
              "<x><a><i>0</i></a><a><i>7</i></a><a><i>0</i></a><a><i>7</i></a></x>",
              R"({"x":{"a":[{"i":0},{"i":7},{"i":0},{"i":7}]}})"},
