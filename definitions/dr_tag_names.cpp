@@ -17,6 +17,29 @@ void append_kids(const drend_tag_c& tag, std::vector<const drend_tag_c*>& kids) 
     }
 }
 
+// The element that `before` others of its name come before: those that are kids themselves, then
+// those below hidden kids.
+bool find_nameable(const drend_tag_c& from, std::string_view name, size_t& before,
+                   std::vector<const drend_tag_c*>& way) {
+    for (const drend_tag_c* kid : from.dt_kids) {
+        if (!kid->is_hidden() && kid->name() == name && before-- == 0) {
+            way.push_back(kid);
+            return true;
+        }
+    }
+    for (const drend_tag_c* kid : from.dt_kids) {
+        if (!kid->is_hidden()) {
+            continue;
+        }
+        way.push_back(kid);
+        if (find_nameable(*kid, name, before, way)) {
+            return true;
+        }
+        way.pop_back();
+    }
+    return false;
+}
+
 } // namespace
 
 std::vector<const drend_tag_c*> dri_nameable_kids(const drend_tag_c& tag) {
@@ -31,21 +54,6 @@ std::vector<const drend_tag_c*> dri_nameable_tops(const drend_tag_c& root) {
 }
 
 bool dri_find_nameable(const drend_tag_c& from, std::string_view name,
-                       std::vector<const drend_tag_c*>& way) {
-    const drend_tag_c* direct = from.find_child(name);
-    if (direct != nullptr && !direct->is_hidden()) {
-        way.push_back(direct);
-        return true;
-    }
-    for (const drend_tag_c* kid : from.dt_kids) {
-        if (!kid->is_hidden()) {
-            continue;
-        }
-        way.push_back(kid);
-        if (dri_find_nameable(*kid, name, way)) {
-            return true;
-        }
-        way.pop_back();
-    }
-    return false;
+                       std::vector<const drend_tag_c*>& way, size_t before) {
+    return find_nameable(from, name, before, way);
 }

@@ -35,26 +35,38 @@ bool decode(std::string_view word, std::string& out) {
     return true;
 }
 
+// A number from 1 behind a sign, or nothing.
+template <typename Number>
+bool read_number(std::string_view text, char sign, Number& number) {
+    if (text.empty()) {
+        return true;
+    }
+    const char* const end = text.data() + text.size();
+    const auto read = std::from_chars(text.data() + 1, end, number);
+    return text.front() == sign && read.ec == std::errc() && read.ptr == end && number > 0;
+}
+
 // Goes from the last tag of the way, or from above the command's, to the one of that name.
 bool step(const drend_tag_c& top_tag, std::string_view word, dr_cursor_s& cursor) {
+    const size_t name_end = std::min(word.find('+'), word.size());
     std::string name;
-    if (!decode(word, name)) {
+    size_t number = 1;
+    if (!decode(word.substr(0, name_end), name) ||
+        !read_number(word.substr(name_end), '+', number)) {
         return false;
     }
     if (!cursor.way.empty()) {
-        return dri_find_nameable(*cursor.way.back(), name, cursor.way);
+        return dri_find_nameable(*cursor.way.back(), name, cursor.way, number - 1);
     }
     cursor.way.push_back(&top_tag);
-    return top_tag.is_hidden() ? dri_find_nameable(top_tag, name, cursor.way)
-                               : top_tag.name() == name;
+    return top_tag.is_hidden() ? dri_find_nameable(top_tag, name, cursor.way, number - 1)
+                               : top_tag.name() == name && number == 1;
 }
 
 // "=KEY..." or "#NUMBER".
 bool read_row(std::string_view text, dr_cursor_s& cursor) {
     if (text.starts_with('#')) {
-        const char* const end = text.data() + text.size();
-        const auto read = std::from_chars(text.data() + 1, end, cursor.row);
-        return read.ec == std::errc() && read.ptr == end && cursor.row > 0;
+        return read_number(text, '#', cursor.row);
     }
     while (text.starts_with('=')) {
         text.remove_prefix(1);
@@ -97,6 +109,21 @@ size_t dr_cursor_s::memory() const {
         memory += sizeof(std::string) + dri_text_memory(key);
     }
     return memory;
+}
+
+void dri_append_cursor_step(std::string& out, const drend_tag_c* above,
+                            const drend_tag_c& tag) {
+    out += '/';
+    dri_append_cursor_word(out, tag.name());
+    size_t before = 0;
+    std::vector<const drend_tag_c*> way;
+    while (above != nullptr && dri_find_nameable(*above, tag.name(), way, before) &&
+           way.back() != &tag) {
+        ++before;
+    }
+    if (before > 0) {
+        out.append("+").append(std::to_string(before + 1));
+    }
 }
 
 void dri_append_cursor_word(std::string& out, std::string_view word) {

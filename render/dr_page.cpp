@@ -208,12 +208,13 @@ bool dr_page_c::is_sought(const drend_tag_object_c& tobj) {
 // Notes where to go on behind the row of the list on top.
 void dr_page_c::note_row(const drend_tag_object_c& tobj) {
     cursor_.clear();
+    const drend_tag_c* above = nullptr;
     for (size_t n = position_.tag_depth(); n-- > 0;) {
         const drend_tag_c& tag = *position_.tag(n)->dto_tag;
         if (!tag.is_hidden()) {
-            cursor_ += '/';
-            dri_append_cursor_word(cursor_, tag.name());
+            dri_append_cursor_step(cursor_, above, tag);
         }
+        above = above == nullptr || !tag.is_hidden() ? &tag : above;
     }
     const size_t place = cursor_.size();
     for (const std::string& name : tobj.dto_tag->dt_keys) {

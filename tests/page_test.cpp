@@ -267,10 +267,26 @@ TEST_F(page_test, a_cursor_that_leads_nowhere_is_told) {
     EXPECT_EQ(told, "2cursor-lost");
     EXPECT_EQ(values("cursor=/t/note#4 limit=1"), gone);
     EXPECT_THAT(render("c", "as-json cursor=/t/shop=zz"), HasSubstr(gone));
-    for (const char* wrong :
-         {"/t/nope=a", "/t/before=a", "/t", "/t/shop=a=b", "/t/shop", "/t/shop#0",
-          "/t/shop#x", "/t/shop=%2", "/t/shop=%zz", "t/shop=a", "", "/", "/t/shop/",
-          "/t/shop==", "/either/shop=a"}) {
+    for (const char* wrong : {"/t/nope=a",
+                              "/t/before=a",
+                              "/t",
+                              "/t/shop=a=b",
+                              "/t/shop",
+                              "/t/shop#0",
+                              "/t/shop#x",
+                              "/t/shop=%2",
+                              "/t/shop=%zz",
+                              "t/shop=a",
+                              "",
+                              "/",
+                              "/t/shop/",
+                              "/t/shop==",
+                              "/either/shop=a",
+                              "/t/shop+0=c",
+                              "/t/shop+2=c",
+                              "/t/shop+x=c",
+                              "/t/shop+=c",
+                              "/t+2/shop=c"}) {
         EXPECT_THAT(values(std::string("cursor=") + wrong),
                     MatchesRegex("error: cursor: it (leads to no list of the command|names "
                                  "no row of the list)\n"))
@@ -283,6 +299,21 @@ TEST_F(page_test, a_cursor_that_leads_nowhere_is_told) {
         EXPECT_THAT(values(wrong),
                     MatchesRegex("error: (limit|depth): a number of (rows|levels)"
                                  " from 1 on is wanted\n"));
+    }
+}
+
+TEST_F(page_test, lists_of_one_name_are_told_apart) {
+    define_tree("twins", "t=/t(e?(n*=note(text)),n*=shop(text=name),n*=note(v=text))");
+    const std::pair<const char*, const char*> pages[] = {
+        {"n1", "/t/n+3#1"}, {"n2", "/t/n+3#2"}, {"n3", "/t/n+3#3"}, {"a b", "/t/n#1"},
+        {"b", "/t/n#2"},    {"c", "/t/n#3"},    {"d", "/t/n#4"},    {"e", "/t/n#5"},
+        {"n1", "/t/n+2#1"}, {"n2", "/t/n+2#2"}, {"n3", ""},
+    };
+    std::string from;
+    for (const auto& [row, next] : pages) {
+        EXPECT_EQ(values("limit=1" + from, "twins"), row) << from;
+        EXPECT_EQ(cursor, next) << from;
+        from = std::string(" cursor=") + next;
     }
 }
 

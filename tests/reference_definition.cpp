@@ -274,6 +274,25 @@ void read_parameters(const tag_s& top, const arguments_t& arguments, request_s& 
 
 } // namespace
 
+namespace {
+
+// Those that can be named so below a tag: its own kids first.
+void collect_named(const tag_s& tag, const std::string& name,
+                   std::vector<const tag_s*>& out) {
+    for (const tag_ref_t& kid : tag.kids) {
+        if (!kid->is_hidden() && kid->name == name) {
+            out.push_back(kid.get());
+        }
+    }
+    for (const tag_ref_t& kid : tag.kids) {
+        if (kid->is_hidden()) {
+            collect_named(*kid, name, out);
+        }
+    }
+}
+
+} // namespace
+
 std::string cursor_s::text() const {
     const auto escaped = [](const std::string& word) {
         std::string out;
@@ -287,8 +306,18 @@ std::string cursor_s::text() const {
         return out;
     };
     std::string out;
+    const tag_s* above = nullptr;
     for (const tag_s* tag : way) {
-        out += tag->is_hidden() ? "" : "/" + escaped(tag->name);
+        if (!tag->is_hidden()) {
+            std::vector<const tag_s*> twins;
+            if (above != nullptr) {
+                collect_named(*above, tag->name, twins);
+            }
+            const auto place = std::find(twins.begin(), twins.end(), tag) - twins.begin();
+            out += "/" + escaped(tag->name);
+            out += place > 0 ? "+" + std::to_string(place + 1) : "";
+        }
+        above = above == nullptr || !tag->is_hidden() ? tag : above;
     }
     for (const std::string& key : keys) {
         out += "=" + escaped(key);
