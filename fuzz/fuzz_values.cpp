@@ -10,7 +10,9 @@
 #include <charconv>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <initializer_list>
 #include <limits>
 #include <memory>
 #include <string>
@@ -95,18 +97,40 @@ std::string decimal64_of(const number_s& number, unsigned digits) {
 // A getter takes what its own type has; a signed one, any signed number that is not above its
 // range and any unsigned one of its width; an unsigned one, what is in its range.
 template <typename T>
-void check_getter(const dr_value_c& value, const number_s& number,
-                  int (dr_value_c::*get)(T&) const, dr_value_type_t own) {
+bool is_taken(const number_s& number, dr_value_type_t own) {
     using limits_t = std::numeric_limits<T>;
     const wide_t most_unsigned = std::numeric_limits<std::make_unsigned_t<T>>::max();
     const wide_t whole = number.is_whole() ? number.whole() : 0;
-    const bool passes = number.type == own ||
-                        (number.is_whole() && (!limits_t::is_signed || !number.is_signed()
-                                                   ? whole >= 0 && whole <= most_unsigned
-                                                   : whole <= limits_t::max()));
+    return number.type == own ||
+           (number.is_whole() && (!limits_t::is_signed || !number.is_signed()
+                                      ? whole >= 0 && whole <= most_unsigned
+                                      : whole <= limits_t::max()));
+}
+
+// A value is one number, or may be taken as several of the same bits.
+using numbers_t = std::initializer_list<number_s>;
+
+template <typename T>
+void check_getter(const dr_value_c& value, numbers_t numbers,
+                  int (dr_value_c::*get)(T&) const, dr_value_type_t own) {
+    const bool passes = std::any_of(numbers.begin(), numbers.end(), [own](const auto& one) {
+        return is_taken<T>(one, own);
+    });
+    const wide_t whole = numbers.begin()->is_whole() ? numbers.begin()->whole() : 0;
     T found{};
     require(((value.*get)(found) == 0) == passes);
     require(!passes || found == static_cast<T>(whole));
+}
+
+void check_getters(const dr_value_c& value, numbers_t numbers) {
+    check_getter(value, numbers, &dr_value_c::get_int8, DRV_INT8);
+    check_getter(value, numbers, &dr_value_c::get_int16, DRV_INT16);
+    check_getter(value, numbers, &dr_value_c::get_int32, DRV_INT32);
+    check_getter(value, numbers, &dr_value_c::get_int64, DRV_INT64);
+    check_getter(value, numbers, &dr_value_c::get_uint8, DRV_UINT8);
+    check_getter(value, numbers, &dr_value_c::get_uint16, DRV_UINT16);
+    check_getter(value, numbers, &dr_value_c::get_uint32, DRV_UINT32);
+    check_getter(value, numbers, &dr_value_c::get_uint64, DRV_UINT64);
 }
 
 void check_number(const number_s& number, unsigned digits) {
@@ -121,14 +145,7 @@ void check_number(const number_s& number, unsigned digits) {
     const bool has_decimal =
         value.get_decimal64_text(text, scratch, static_cast<unsigned char>(digits));
     require((has_decimal ? std::string(text) : "") == decimal64_of(number, digits));
-    check_getter(value, number, &dr_value_c::get_int8, DRV_INT8);
-    check_getter(value, number, &dr_value_c::get_int16, DRV_INT16);
-    check_getter(value, number, &dr_value_c::get_int32, DRV_INT32);
-    check_getter(value, number, &dr_value_c::get_int64, DRV_INT64);
-    check_getter(value, number, &dr_value_c::get_uint8, DRV_UINT8);
-    check_getter(value, number, &dr_value_c::get_uint16, DRV_UINT16);
-    check_getter(value, number, &dr_value_c::get_uint32, DRV_UINT32);
-    check_getter(value, number, &dr_value_c::get_uint64, DRV_UINT64);
+    check_getters(value, {number});
     require(value.is_value_zero() == (number.is_whole() && number.whole() == 0));
 }
 
@@ -223,6 +240,9 @@ void check_text(const std::string& text) {
     value.set_string(text.c_str());
     dr_value_c::scratch_t scratch;
     require(value.text(scratch) == text);
+    const uint64_t read = strtoull(text.c_str(), nullptr, 0);
+    check_getters(value, {{DRV_INT64, read}, {DRV_UINT64, read}});
+    require(value.is_value_zero() == (text == "0"));
     const bool is_plain = std::all_of(text.begin(), text.end(), [](char byte) {
         const auto c = static_cast<uint8_t>(byte);
         return dri_xml_plain_s::is_plain(c) && dri_json_plain_s::is_plain(c) &&

@@ -37,16 +37,24 @@ constexpr unsigned char HARDWARE_ADDRESS[] = {2, 0, 0, 0xAB, 0xCD, 0xEF};
 struct peer_s {
     std::string text;
     void* cookie = nullptr;
+    manner_s manner = {};
 };
 
 int inside = 0;
 bool was_late = false;
+bool suspends = false;
 void* suspended = nullptr;
+std::string cursor;
 
 int deliver(void* peer, const char* format, ...) {
+    auto* to = static_cast<peer_s*>(peer);
+    if (to->manner.sends >= 0 && to->manner.sends-- == 0) {
+        to->manner.sends = 0; // once lost it stays so
+        return DREND_PEER_LOST;
+    }
     va_list args;
     va_start(args, format);
-    static_cast<peer_s*>(peer)->text += va_arg(args, const char*);
+    to->text += va_arg(args, const char*);
     va_end(args);
     return 0;
 }
@@ -68,6 +76,23 @@ int read(dr_meta_context_s* ctx, const void*) {
 constexpr drend_proc_t read_name = read<drend_set_string_value, &row_s::name>;
 constexpr drend_proc_t read_text = read<drend_set_string_value, &row_s::text>;
 constexpr drend_proc_t read_number = read<drend_set_int32_value, &row_s::number>;
+
+class cells_c : public drend_iterator_c {
+  public:
+    void first(dr_meta_context_s*) override { row_ = ROWS; }
+    void next(dr_meta_context_s*) override { ++row_; }
+    bool at_end(dr_meta_context_s*) override { return row_ == std::end(ROWS); }
+    const row_s& row() const { return *row_; }
+
+  private:
+    const row_s* row_ = nullptr;
+};
+
+int read_cell(dr_meta_context_s* ctx, const void*) {
+    const auto* cells = static_cast<const cells_c*>(
+        static_cast<const drend_iterator_c*>(drend_get_iterator_c(ctx, 0)));
+    return drend_set_string_value(ctx, cells->row().name);
+}
 
 int name_field(dr_meta_context_s* ctx, const void*) {
     void* reached = nullptr;
@@ -146,6 +171,9 @@ void add_rows() {
         drend_add_str_leaf(path, read_text, nullptr);
     }
     drend_add_int32_leaf("/top/row/number", read_number, nullptr);
+    drend_add_iterator_list("/top/cell",
+                            [](void*) -> drend_iterator_c* { return new cells_c; });
+    drend_add_str_leaf("/top/cell/name", read_cell, nullptr);
     drend_add_cont_cb("/top/row/fields", name_field, nullptr);
     for (const char* path : {"/top/row/fields/alpha", "/top/row/fields/beta"}) {
         drend_add_int32_leaf(path, read_number, nullptr);
@@ -189,6 +217,13 @@ void serve_fuzzed_data() {
     });
     drend_set_cleanup_setup_method([](void*, drend_cookie_cleanup_t) { return 0; });
     drend_set_reschedule_handler([](void*, void* walk) { suspended = walk; }, nullptr);
+    drend_add_walk_handlers(
+        nullptr, [](dr_meta_context_s*, void*) { return suspends ? 1 : 0; }, nullptr);
+    drend_set_suspend_on_hidden_rows(1);
+    drend_set_answer_methods(nullptr, [](void*, const drend_answer_end_s* end) {
+        cursor = end->cursor == nullptr ? "" : end->cursor;
+        return 0;
+    });
 }
 
 bool define_fuzzed(const std::string& json) {
@@ -204,7 +239,8 @@ std::string finish(peer_s& peer) {
     constexpr int SLICES_MAX = 1000;
     for (int slices = 0; suspended != nullptr; ++slices) {
         require(slices < SLICES_MAX);
-        require(drend_defer_continue(std::exchange(suspended, nullptr)) >= 0);
+        const int status = drend_defer_continue(std::exchange(suspended, nullptr));
+        require(status >= 0 || peer.manner.sends == 0);
     }
     require(peer.cookie == nullptr);
     return std::move(peer.text);
@@ -216,14 +252,22 @@ int elements_entered() {
     return inside;
 }
 
-std::string answer_of(unsigned subcode, const char* argument) {
-    peer_s peer;
+std::string answer_of(unsigned subcode, const char* argument, const manner_s& manner) {
+    peer_s peer{.text = "", .manner = manner};
     was_late = false;
+    suspends = manner.suspends;
+    cursor.clear();
     const int status = drend_dump_tags(&peer, subcode, argument);
-    require(status == 0 || (peer.text.starts_with("error: ") && peer.cookie == nullptr));
+    require(status == 0 || peer.manner.sends == 0 ||
+            (peer.text.starts_with("error: ") && peer.cookie == nullptr));
     std::string text = finish(peer);
-    require(inside == 0 && !text.empty());
+    suspends = false;
+    require(inside == 0 && (!text.empty() || manner.sends >= 0));
     return text;
+}
+
+const std::string& last_cursor() {
+    return cursor;
 }
 
 std::string answer_of(void* (*function)(void* peer, const char* path), const char* path) {
