@@ -14,6 +14,7 @@
 #include <string.h>
 #include <sys/file.h>
 #include <sys/inotify.h>
+#include <sys/mman.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -76,6 +77,9 @@ INTERPOSE(int, inotify_add_watch, -1, (int fd, const char* path, uint32_t mask),
           mask)
 INTERPOSE(DIR*, opendir, NULL, (const char* path), path)
 INTERPOSE(struct dirent*, readdir, NULL, (DIR * directory), directory)
+INTERPOSE(void*, mmap, MAP_FAILED,
+          (void* at, size_t size, int access, int flags, int fd, off_t from), at, size,
+          access, flags, fd, from)
 INTERPOSE(ssize_t, pwrite, -1, (int fd, const void* from, size_t size, off_t at), fd, from,
           at_most(size), at)
 INTERPOSE(int, shutdown, -1, (int fd, int how), fd, how)

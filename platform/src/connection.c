@@ -199,7 +199,9 @@ static void set_writable(struct connection_s* connection) {
 static void connection_settle(struct connection_s* connection) {
     if (connection->is_closing && connection->peer.cookie != NULL)
         peer_drop_walk(&connection->peer);
-    const long written = framed_output_write(&connection->output, connection->fd);
+    /* What a lost peer still has waiting is broken off somewhere, and may have an end. */
+    const long written =
+        connection->is_lost ? -1 : framed_output_write(&connection->output, connection->fd);
     if (written < 0 || has_hung_up(connection))
         connection->is_lost = true;
     else if (written > 0)
