@@ -105,7 +105,8 @@ const drend_tag_c* drend_tag_c::find_path(const drend_tag_c* root, const char* p
     return place.tag;
 }
 
-int drend_tag_c::find_command_from_path(const char* path, commands_t& out) const {
+int drend_tag_c::find_command_from_path(const char* path,
+                                        std::set<drend_command_s*>& out) const {
     const commands_t* owners = find_owners(this, path);
     if (owners == nullptr) {
         return DREND_ERR;

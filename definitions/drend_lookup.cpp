@@ -139,12 +139,8 @@ void dri_clear_command() {
 
 int drend_get_command_set_from_path(const char* path, std::set<drend_command_s*>& out) {
     return on_merged_schema(
-        "drend_get_command_set_from_path", [&](const drend_tag_c& root) {
-            drend_tag_c::commands_t owners;
-            const int status = root.find_command_from_path(path, owners);
-            out.insert(owners.begin(), owners.end());
-            return status < 0 ? status : static_cast<int>(out.size());
-        });
+        "drend_get_command_set_from_path",
+        [&](const drend_tag_c& root) { return root.find_command_from_path(path, out); });
 }
 
 int drend_get_message_id_from_path(const char* path) {

@@ -184,7 +184,7 @@ class drend_tag_c {
     static const drend_tag_c* find_path(const drend_tag_c* root, const char* path);
     // For the root of a merged schema: who owns the deepest owned tag along `path`. The number of
     // entries in `out`, or a negative status when the path names nothing or is malformed.
-    int find_command_from_path(const char* path, commands_t& out) const;
+    int find_command_from_path(const char* path, std::set<drend_command_s*>& out) const;
     // The message id of the first owner, or -1.
     int find_message_id_from_path(const char* path) const;
     int find_daemons_from_path(const char* path, std::set<std::string>& out) const;

@@ -157,14 +157,14 @@ TEST_F(Search, FindsOwnersByPath) {
         {plain, "/b/c", -1, -1, {}},
     };
     for (const case_s& c : cases) {
-        drend_tag_c::commands_t commands;
+        std::set<drend_command_s*> commands;
         std::set<std::string> daemons;
         EXPECT_EQ(c.root->find_command_from_path(c.path, commands), c.commands) << c.path;
         EXPECT_EQ(c.root->find_message_id_from_path(c.path), c.message_id) << c.path;
         EXPECT_EQ(c.root->find_daemons_from_path(c.path, daemons), c.commands) << c.path;
         EXPECT_EQ(daemons, c.daemons) << c.path;
     }
-    drend_tag_c::commands_t none;
+    std::set<drend_command_s*> none;
     const drend_tag_c unowned("u", "");
     EXPECT_EQ(unowned.find_command_from_path("u", none), 0);
     EXPECT_EQ(unowned.find_message_id_from_path("u"), -1);

@@ -57,7 +57,7 @@ TEST_F(TakenTrees, AreCopiesThatMergeByThemselves) {
     dri_merge_set(set);
     EXPECT_EQ(tree("get"), "__root__*(t*(x(y), z))");
     EXPECT_EQ(tree("one"), "t(x(y))");
-    drend_tag_c::commands_t owners;
+    std::set<drend_command_s*> owners;
     EXPECT_EQ(set.find_command("get")->dc_tag->find_command_from_path("/t/x/y", owners), 1);
     EXPECT_STREQ((*owners.begin())->dc_name, "get-0");
 }
