@@ -103,6 +103,12 @@ class access_test : public render_test {
         drend_add_list("/many", seek_many, nullptr);
         drend_add_str_leaf("/many/name", read_name, nullptr);
         drend_add_int32_leaf("/many/number", read_number, nullptr);
+        drend_add_boolean_leaf(
+            "/yes",
+            [](dr_meta_context_s* ctx, const void*) {
+                return drend_set_boolean_value(ctx, 1);
+            },
+            nullptr);
         drend_add_decimal64_leaf(
             "/load",
             [](dr_meta_context_s* ctx, const void*) {
@@ -118,6 +124,7 @@ class access_test : public render_test {
             lo*=row[name=lo](mtu)))");
         const std::string all = command_json("many", R"(m(
             one*=/many{key: [`name`]}(name, number),
+            yes=/yes{data_type: `boolean`},
             load=/load{data_type: `decimal64`, data_decimal64_fraction: 3}))");
         const char get[] = "corvane-netconf-get";
         define("[" + show + ", " + all + R"(, {"dc_name": "tagless"}, )" +
@@ -263,6 +270,9 @@ TEST_F(access_test, leaves_have_texts_and_types) {
     EXPECT_EQ(value.type, DRX_DOUBLE);
     EXPECT_EQ(value.as.double_value, 1.5);
     EXPECT_STREQ(value.text, "1.500");
+    EXPECT_EQ(drx_get_leaf_value(context, "m/yes", &value), DREND_OK);
+    EXPECT_EQ(value.type, DRX_BOOLEAN);
+    EXPECT_EQ(value.as.boolean, 1);
 }
 
 TEST_F(access_test, elements_are_stepped_through) {

@@ -211,7 +211,7 @@ TEST_F(data_set_test, files_are_named_in_their_faults) {
     EXPECT_EQ(dr_ops_load_from_json_file(SET, file.c_str(), nullptr, 0), DREND_ERR);
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
               file + ":1:7: '}' expected near end of file\n");
-    std::ofstream(file) << "{\"a\": 5}";
+    std::ofstream(file) << "{\"a\": 5" << std::string(200000, ' ') << "}";
     EXPECT_EQ(dr_ops_load_from_json_file(SET, file.c_str(), error, sizeof error), 0);
     EXPECT_EQ(values(), "/a : [5]\n\n\n");
     std::filesystem::remove(file);

@@ -219,7 +219,7 @@ TEST_F(diagnostics_test, filters_are_traced_where_they_are_asked) {
          {"DR_TAGS_ACCESS: push_tag:filter: tag: r filter: r [ name = 'x' ]\n",
           "DR_TAGS_ACCESS: filter_match: tag: t filter: t\n",
           "DR_TAGS_ACCESS: filter_match: tag: r filter: r [ name = 'x' ]\n",
-          "DR_TAGS_ACCESS: t[/rows]/r[row]\n"}) {
+          "DR_TAGS_ACCESS: t[/rows]/r[row]\n", "DR_TAGS_ACCESS: /rows/row [(nil)]\n"}) {
         EXPECT_THAT(traced, testing::Contains(line));
     }
 }

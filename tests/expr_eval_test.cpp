@@ -247,12 +247,13 @@ TEST(expr_patterns, hostile_ones_match_nothing) {
           repeated(12, "\\(") + "a" + repeated(12, "\\)\\+"),
           "x*^" + repeated(36, "\\(a*b*\\)*"),
           "\\(\\b\\|" + repeated(4, "\\(a*\\b\\|\\<b*\\)*") + "\\)*",
-          repeated(120, "\\b*a*")}) {
+          repeated(120, "\\b*a*"), std::string("\\(a\\{600\\}\\)\\+")}) {
         EXPECT_FALSE(matches(pattern, text)) << pattern;
     }
     EXPECT_TRUE(matches(repeated(1024, "a"), repeated(1024, "a")));
     EXPECT_TRUE(matches(repeated(500, "a") + "b\\{500\\}", // repeats its last item
                         repeated(500, "a") + repeated(500, "b")));
+    EXPECT_TRUE(matches("\\(a\\{600\\}\\)\\?", repeated(600, "a"))); // is no more
     EXPECT_TRUE(matches("^" + repeated(20, "\\(a*b*\\)*") + "$", repeated(50, "ab")));
     // One state for each byte is too much for a long text; a short pattern has few.
     const std::string half(500000, 'a');

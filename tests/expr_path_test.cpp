@@ -5,8 +5,10 @@
 
 #include "drend.h"
 #include "expr/dr_map_expr.h"
+#include "expr/dr_text_cache.h"
 #include "expr/dr_xp_lexer.h"
 #include "expr/dr_xp_parser.h"
+#include "failing_memory.h"
 #include "repeated.h"
 #include "traced.h"
 
@@ -221,6 +223,27 @@ TEST(expr_cache, shares_and_stays_small) {
         const size_t least = nodes * sizeof(xp_node_c) + load.name;
         EXPECT_LE(most * least, XP_KEPT_MEMORY) << load.nodes;
         EXPECT_EQ(most > 0, least < XP_KEPT_MEMORY / 8) << load.nodes;
+    }
+}
+
+// What the cache goes by is what an expression takes, or somewhat more.
+TEST(expr_node, memory_is_not_underestimated) {
+    SKIP_UNLESS_HELD_BYTES_COUNT();
+    const std::string name(100, 'n');
+    for (const std::string& path :
+         {"a" + repeated(200, "[" + name + "='" + name + "']"),
+          "a[f(" + repeated(200, name + " ") + ")]",
+          "a[" + name + repeated(200, "=x") + "]", "a" + repeated(30, "[match(x, 'a')]")}) {
+        std::vector<xp_node_c> steps;
+        const long before = held_bytes;
+        ASSERT_EQ(dri_xpath_parse(path.c_str(), steps), 0) << path;
+        size_t estimate = steps.capacity() * sizeof steps[0] + DRI_BLOCK_MEMORY;
+        for (const xp_node_c& step : steps) {
+            estimate += dri_memory_below(step);
+        }
+        const auto taken = static_cast<size_t>(held_bytes - before);
+        EXPECT_GE(estimate, taken) << path;
+        EXPECT_LE(estimate, 2 * taken) << path;
     }
 }
 

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
 // operator new allocates with malloc, so counting malloc counts every allocation but the growth of
-// a block in its place (realloc), whose failure is an assertion where the library does it.
+// a block in its place (realloc), whose failure is an assertion where the library does it. What is
+// held is counted with that, and without blocks of a wanted alignment.
 #include "failing_memory.h"
 
 #include <cerrno>
@@ -9,10 +10,12 @@
 #include <new>
 
 #include <dlfcn.h>
+#include <malloc.h>
 #include <regex.h>
 
 thread_local long failing_allocation = 0;
 thread_local size_t asked_bytes = 0;
+std::atomic<long> held_bytes = 0;
 
 #if defined(__has_feature)
 #define HAS_FEATURE(name) __has_feature(name)
@@ -27,6 +30,7 @@ thread_local size_t asked_bytes = 0;
 #if defined(__SANITIZE_ADDRESS__) || HAS_FEATURE(address_sanitizer)
 #define BEHIND(name) __interceptor_##name
 #else
+#define COUNTS_HELD_BYTES
 #define BEHIND(name) __libc_##name
 #endif
 
@@ -41,6 +45,20 @@ bool fails_now(size_t size) {
     return false;
 }
 
+#ifdef COUNTS_HELD_BYTES
+long size_of(void* block) {
+    return static_cast<long>(malloc_usable_size(block));
+}
+void* held(void* block) {
+    held_bytes += size_of(block);
+    return block;
+}
+#else
+void* held(void* block) {
+    return block;
+}
+#endif
+
 const auto real_regcomp = reinterpret_cast<decltype(&regcomp)>(dlsym(RTLD_NEXT, "regcomp"));
 
 } // namespace
@@ -49,6 +67,8 @@ extern "C" {
 
 void* BEHIND(malloc)(size_t size);
 void* BEHIND(calloc)(size_t count, size_t size);
+void* BEHIND(realloc)(void* block, size_t size);
+void BEHIND(free)(void* block);
 [[gnu::weak]] void
 __lsan_disable(); // NOLINT(bugprone-reserved-identifier): the checker's name
 [[gnu::weak]] void __lsan_enable(); // NOLINT(bugprone-reserved-identifier): likewise
@@ -67,12 +87,26 @@ int regcomp(regex_t* compiled, const char* pattern, int flags) {
 }
 
 void* malloc(size_t size) {
-    return fails_now(size) ? nullptr : BEHIND(malloc)(size);
+    return fails_now(size) ? nullptr : held(BEHIND(malloc)(size));
 }
 
 void* calloc(size_t count, size_t size) {
-    return fails_now(count * size) ? nullptr : BEHIND(calloc)(count, size);
+    return fails_now(count * size) ? nullptr : held(BEHIND(calloc)(count, size));
 }
+
+#ifdef COUNTS_HELD_BYTES
+void* realloc(void* block, size_t size) {
+    const long before = size_of(block);
+    void* grown = BEHIND(realloc)(block, size);
+    held_bytes -= grown == nullptr && size > 0 ? 0 : before;
+    return held(grown);
+}
+
+void free(void* block) {
+    held_bytes -= size_of(block);
+    BEHIND(free)(block);
+}
+#endif
 }
 
 // Not inlined, or the compiler takes the pairs of new and free for mismatches.

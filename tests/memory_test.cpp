@@ -177,6 +177,20 @@ TEST_F(memory_test, the_first_answer_of_a_thread_needs_no_more) {
     EXPECT_GT(number, 1);
 }
 
+TEST_F(memory_test, a_thread_that_ends_leaves_nothing) {
+    SKIP_UNLESS_HELD_BYTES_COUNT();
+    drend_add_str_leaf("/top/leaf", read_text, "x");
+    define_tree("c", "top=/top(leaf)");
+    const auto answer = [] {
+        std::thread([] { drend_dump_rpc(nullptr, "c", nullptr); }).join();
+        output.text = {};
+    };
+    answer();
+    const long before = held_bytes;
+    answer();
+    EXPECT_EQ(held_bytes, before);
+}
+
 TEST_F(memory_test, a_finished_text_needs_none) {
     EXPECT_EQ(with_each_failure([] {
                   EXPECT_EQ(drend_send(nullptr, "a line that is not short\n"), 0);

@@ -257,6 +257,17 @@ TEST_F(mgmt_server_load_test, descriptors_are_kept_back_for_the_daemon) {
     }
 }
 
+TEST_F(mgmt_server_load_test, a_daemon_may_have_closed_its_standard_input) {
+    const int input = fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 3);
+    close(STDIN_FILENO);
+    serve();
+    EXPECT_GE(fcntl(STDIN_FILENO, F_GETFD), 0) << "the server's first descriptor";
+    EXPECT_EQ(socket_client_c(path_).ask("show-rows"), document("old", 3));
+    stop();
+    dup2(input, STDIN_FILENO);
+    close(input);
+}
+
 TEST_F(mgmt_server_load_test, other_users_need_the_group) {
     if (geteuid() != 0) {
         GTEST_SKIP() << "only root can be other users";

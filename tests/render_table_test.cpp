@@ -226,6 +226,22 @@ z    -
 )");
 }
 
+// As if the list had no other.
+TEST_F(table_test, the_row_that_a_source_selects) {
+    const records_t rows = {{{"a", "1"}}, {{"b", "2"}, {{{"x", "10"}}}}};
+    define_kids("host=/t/host, row*=row[0=b](name=0, number=1, below*(sub=0)), end=/t/on");
+    EXPECT_EQ(table(rows), R"(
+host: r1
+
+name  number
+b     2
+    sub
+    x
+
+end:  true
+)");
+}
+
 TEST_F(table_test, keys_come_along_with_what_a_filter_shows) {
     // Were it no key, the name would be hidden.
     define_kids(
@@ -284,6 +300,16 @@ TEST_F(table_test, a_row_does_not_wait_for_ever) {
     EXPECT_THAT(text, HasSubstr("\nlongest  -\n    sub\n"));
     EXPECT_THAT(text, HasSubstr("    x\n    after: 2 s\nc        3\n"));
     EXPECT_EQ(std::count(text.begin(), text.end(), 'x'), 156);
+}
+
+// As long as what goes out before it makes room, it does.
+TEST_F(table_test, a_row_waits_while_others_go) {
+    define_kids("row*(name=0, below*(sub=0), after=1)");
+    records_t rows(90, {{"x", "1"}});
+    rows.push_back({{"last", "2"}, records_t(20, {{"x"}})});
+    const std::string text = table(rows);
+    EXPECT_THAT(text, StartsWith("\nname  after\nx     1\n"));
+    EXPECT_THAT(text, HasSubstr("\nx     1\nlast  2\n    sub\n    x\n"));
 }
 
 // Neither does a row of more than fits into what is held.

@@ -383,11 +383,18 @@ TEST_F(service_test, handlers_are_called_around_commands_and_walks) {
             calls.push_back(ctx == nullptr ? "walk of nothing" : "walk");
             return 7; // which nobody heeds
         },
-        nullptr, nullptr);
+        [](dr_meta_context_s*, void*) { return suspend_rows ? 1 : 0; }, nullptr);
     drend_dump_rpc(nullptr, "rows", "");
     EXPECT_THAT(calls, ElementsAre("c begins ", "walk", "c begins /t", "c begins /t",
                                    "c begins /t", "c begins /t", "c ends "));
     calls.clear();
     drend_dump(nullptr);
     EXPECT_THAT(calls, ElementsAre("walk"));
+    start(nullptr, 1);
+    suspend_rows = true;
+    request("dump");
+    calls.clear();
+    run_idle();
+    EXPECT_THAT(calls, ElementsAre("walk", "walk")) << "for each row";
+    suspend_rows = false;
 }

@@ -96,8 +96,6 @@ static void drop_first_block(struct framed_output_s* output) {
 void framed_output_close(struct framed_output_s* output) {
     while (output->first != NULL)
         drop_first_block(output);
-    output->chunk = 0;
-    output->waiting = 0;
 }
 
 /* --- chunks ------------------------------------------------------------------------ */

@@ -30,7 +30,7 @@ struct framed_output_s {
     int64_t written; /* bytes, ever */
 };
 
-/* Drops what waits. */
+/* Drops what waits; the output is not used any more. */
 void framed_output_close(struct framed_output_s* output);
 
 /* Adds text to the answer. 0, or -1 when memory ran out. */

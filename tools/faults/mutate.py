@@ -177,11 +177,15 @@ def shown(fault):
 
 
 def is_judged(fault, source):
-    """Whether it is known to be none: in a line that stands in its file once, wherever that is now."""
+    """Whether it is known to be none: in a line that stands in its file once, wherever that is now, or
+    behind the line that the entry shows above it."""
     judged = pathlib.Path(__file__).with_name("judged.txt").read_text().split("\n\n")
-    text = f"{fault.path}: {fault.kind}\n-{fault.before}\n+{fault.after}\n"
-    return (source.splitlines().count(fault.before) == 1 and
-            any(entry.startswith(text) for entry in judged))
+    lines = source.splitlines()
+    head = f"{fault.path}: {fault.kind}\n"
+    change = f"-{fault.before}\n+{fault.after}\n"
+    known = [f"{head} {lines[fault.line - 2]}\n{change}"]
+    known += [head + change] if lines.count(fault.before) == 1 else []
+    return any(entry.startswith(tuple(known)) for entry in judged)
 
 
 def main():
