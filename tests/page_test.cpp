@@ -104,21 +104,11 @@ class page_test : public render_test {
             rows = end->has_rows == 0 ? -1 : static_cast<int>(end->rows);
             return 0;
         });
-        define(
-            R"([{"dc_name": "c", "dc_tag": {"dts_name": "t", "dts_source": "/t", "dts_kids": [
-            {"dts_name": "before", "dts_type": "leaf", "dts_source": "before"},
-            {"dts_name": "either", "dts_type": "choice", "dts_kids": [
-              {"dts_name": "shop", "dts_type": "list", "dts_source": "shop",
-               "dts_key": ["name"], "dts_kids": [
-                {"dts_name": "name", "dts_type": "leaf", "dts_source": "name"},
-                {"dts_name": "number", "dts_type": "leaf", "dts_source": "number",
-                 "dts_style": ["full"]},
-                {"dts_name": "item", "dts_type": "list", "dts_source": "item",
-                 "dts_key": ["id"], "dts_kids": [
-                  {"dts_name": "id", "dts_type": "leaf", "dts_source": "id"}]}]}]},
-            {"dts_name": "note", "dts_type": "list", "dts_source": "note", "dts_kids": [
-                {"dts_name": "text", "dts_type": "leaf", "dts_source": "text"}]},
-            {"dts_name": "after", "dts_type": "leaf", "dts_source": "after"}]}}])");
+        define_tree("c", R"(t=/t(
+            before,
+            either?(shop*{key: [`name`]}(
+                name, number{style: [`full`]}, item*{key: [`id`]}(id))),
+            note*(text), after))");
     }
     ~page_test() override {
         drend_set_answer_methods(nullptr, nullptr);
@@ -194,10 +184,7 @@ TEST_F(page_test, an_answer_says_how_many_rows_it_shows) {
         }
     }
     // The row that its list's source selects counts, unless it is hidden.
-    define(
-        R"([{"dc_name": "one", "dc_tag": {"dts_name": "t", "dts_source": "/t", "dts_kids": [
-        {"dts_name": "shop", "dts_type": "list", "dts_source": "shop[name=c]", "dts_kids": [
-          {"dts_name": "number", "dts_type": "leaf", "dts_source": "number"}]}]}}])");
+    define_tree("one", "t=/t(shop*=shop[name=c](number))");
     for (const auto& [argument, expected] :
          {std::pair("", 1), {"filter=\"/t/shop[number = '4']\"", 0}}) {
         render("one", argument);
@@ -217,14 +204,7 @@ TEST_F(page_test, a_list_of_one_row_is_found_by_asking) {
 TEST_F(page_test, a_list_with_an_iterator_has_all_of_its_rows) {
     drend_add_iterator_list("/t/shop/part", make_below_iterator);
     drend_add_str_leaf("/t/shop/part/id", read_iterated_name, nullptr);
-    define(
-        R"([{"dc_name": "parts", "dc_tag": {"dts_name": "t", "dts_source": "/t", "dts_kids": [
-            {"dts_name": "shop", "dts_type": "list", "dts_source": "shop",
-             "dts_key": ["name"], "dts_kids": [
-              {"dts_name": "name", "dts_type": "leaf", "dts_source": "name"},
-              {"dts_name": "part", "dts_type": "list", "dts_source": "part",
-               "dts_key": ["id"], "dts_kids": [
-                {"dts_name": "id", "dts_type": "leaf", "dts_source": "id"}]}]}]}}])");
+    define_tree("parts", "t=/t(shop*{key: [`name`]}(name, part*{key: [`id`]}(id)))");
     const std::vector<row_s> one_part = {{"only", 1, {{"x", 11}}}};
     for (const auto& [all, argument, expected] :
          {std::tuple(&ONE_SHOP, "limit=2", "only x y"),
@@ -322,11 +302,7 @@ TEST_F(page_test, depth_leaves_rows_their_keys) {
     EXPECT_EQ(values("depth=2"), "B a b b c d e A");
     EXPECT_EQ(values("depth=2 limit=2"), "B a b b");
     EXPECT_EQ(cursor, "/t/shop=b");
-    define(
-        R"([{"dc_name": "l", "dc_tag": {"dts_name": "t", "dts_source": "/t", "dts_kids": [
-        {"dts_name": "n", "dts_type": "leaf-list", "dts_source": "note", "dts_kids": [
-          {"dts_name": "__zor_leaf_list_value__", "dts_type": "leaf",
-           "dts_source": "text"}]}]}}])");
+    define_tree("l", "t=/t(n**=note(#=text))");
     EXPECT_EQ(render("l", "depth=2"), render("l"));
 }
 
@@ -339,10 +315,7 @@ TEST_F(page_test, json_says_where_to_go_on) {
 }
 
 TEST_F(page_test, rows_that_print_nothing_are_a_page_too) {
-    define(R"([{"dc_name": "top", "dc_tag": {"dts_name": "shop", "dts_type": "list",
-        "dts_source": "/t/shop", "dts_kids": [
-        {"dts_name": "number", "dts_type": "leaf", "dts_source": "number",
-         "dts_map": [["3", "3"]]}]}}])");
+    define_tree("top", "shop*=/t/shop(number{map: [[`3`, `3`]]})");
     EXPECT_EQ(render("top", "limit=2"), "");
     EXPECT_EQ(cursor, "/shop#2");
     EXPECT_EQ(render("top", "limit=2 as-json-lines"), "{\"cursor\":\"/shop#2\"}\n");
@@ -358,14 +331,10 @@ TEST_F(page_test, counts_are_those_of_the_rows_that_would_be_printed) {
 }
 
 TEST_F(page_test, what_a_command_calls_its_parameters_is_not_the_librarys) {
-    define(R"([{"dc_name": "p", "dc_tag": {"dts_name": "t", "dts_source": "/t",
-        "dts_style": ["brief"], "dts_input_kids": [
-        {"dts_name": "limit", "dts_type": "leaf"}, {"dts_name": "count", "dts_type": "empty"}],
-        "dts_kids": [
-        {"dts_name": "shop", "dts_type": "list", "dts_source": "shop", "dts_kids": [
-         {"dts_name": "limit", "dts_type": "leaf", "dts_source": "number"},
-         {"dts_name": "name", "dts_type": "leaf", "dts_source": "name",
-          "dts_style": ["full"]}]}]}}])");
+    define_tree("p", R"(t=/t{style: [`brief`],
+        input_kids: [{`dts_name`: `limit`, `dts_type`: `leaf`},
+                     {`dts_name`: `count`, `dts_type`: `empty`}]}(
+        shop*(limit=number, name{style: [`full`]})))");
     EXPECT_EQ(
         render("p", "limit=2"),
         "<t orvex:style=\"brief\" >\n  <shop>\n    <limit>2</limit>\n  </shop>\n</t>\n");
