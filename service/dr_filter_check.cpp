@@ -6,6 +6,8 @@
 
 #include <algorithm>
 #include <iterator>
+#include <string_view>
+#include <unordered_set>
 #include <vector>
 
 #include "definitions/dr_tag_names.h"
@@ -36,8 +38,9 @@ bool has_leaf(const drend_tag_c& tag, const std::string& name) {
 
 names_t names_of(const tags_t& tags) {
     names_t names;
+    std::unordered_set<std::string_view> seen; // a level may have thousands
     for (const drend_tag_c* tag : tags) {
-        if (std::find(names.begin(), names.end(), tag->name()) == names.end()) {
+        if (seen.insert(tag->name()).second) {
             names.push_back(tag->name());
         }
     }
