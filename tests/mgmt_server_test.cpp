@@ -351,6 +351,59 @@ TEST_F(mgmt_server_test, a_daemon_may_continue_its_walks_itself) {
     on_loop([] { EXPECT_EQ(drend_defer_continue(waiting), DREND_ERR); });
 }
 
+// Between two slices, within one, and within one that is suspended then. What has been answered is
+// still sent, and has no end.
+TEST_F(mgmt_server_test, a_daemon_may_close_a_peer) {
+    static void* asking;
+    const drend_menu_entry_s own[] = {{"closed", "", 0, nullptr,
+                                       [](void* peer, void*, const char*) {
+                                           asking = peer;
+                                           return drend_dump_tags(peer, 0, nullptr);
+                                       }},
+                                      {"bye", "", 0, nullptr,
+                                       [](void* peer, void*, const char*) {
+                                           drend_send(peer, "bye\n");
+                                           return drend_close_peer(peer);
+                                       }},
+                                      {}};
+    make_menu(own, std::size(own));
+    serve();
+    for (const int suspends : {0, 1}) {
+        for (const bool is_within : {false, true}) {
+            on_loop([&] {
+                table_size = is_within ? 5000 : 5000000;
+                leaf_calls = 0;
+                on_leaf = [&] {
+                    if (is_within && leaf_calls == 4000) {
+                        EXPECT_EQ(drend_close_peer(asking), 0);
+                        leaf_status = suspends != 0 ? DREND_DEFER : DREND_OK;
+                    }
+                };
+            });
+            socket_client_c client(path_);
+            client.send_bytes("closed\n");
+            if (!is_within) {
+                ASSERT_TRUE(client.receive(100));
+                on_loop([] { EXPECT_EQ(drend_close_peer(asking), 0); });
+            }
+            while (is_within && leaf_calls < 4000) {
+            }
+            on_loop([] { EXPECT_EQ(open_lists, 0) << "also while the peer takes nothing"; });
+            const std::string answer = client.answer();
+            EXPECT_TRUE(answer.starts_with("<old-top>\n")) << answer.substr(0, 200);
+            EXPECT_TRUE(answer.ends_with(LOST)) << answer.substr(0, 200);
+            wait_for_peers(0);
+            EXPECT_EQ(open_lists, 0);
+            leaf_status = DREND_OK;
+        }
+    }
+    socket_client_c client(path_);
+    EXPECT_EQ(client.ask("bye"), "bye\n"); // it had said all
+    EXPECT_EQ(client.answer(), LOST);
+    stop();
+    on_leaf = nullptr;
+}
+
 TEST_F(mgmt_server_test, walks_of_nobodys_peer_survive_the_server) {
     char* text = nullptr;
     size_t size = 0;

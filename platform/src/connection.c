@@ -23,6 +23,7 @@ enum {
 
 static int send_text(struct peer_s* peer, const char* text, size_t length) {
     struct connection_s* connection = (struct connection_s*)peer;
+    connection->is_cut_off = connection->is_cut_off || connection->is_closing;
     if (connection->is_lost || connection->is_closing || slice_has_failed(connection))
         return PEER_LOST;
     connection->slice.has_moved = true;
@@ -47,6 +48,7 @@ static int flush_text(struct peer_s* peer) {
 static int close_peer(struct peer_s* peer) {
     struct connection_s* connection = (struct connection_s*)peer;
     connection->is_closing = true;
+    connection->is_cut_off = connection->is_cut_off || peer->cookie != NULL;
     peer_drop_walk(peer);
     turns_queue(connection, TURN_REQUEST);
     return 0;
@@ -81,7 +83,8 @@ void connection_finish_answer(struct connection_s* connection) {
     connection->state = CONNECTION_IDLE;
     connection->retry_ms = 0;
     ++connection->server->stats.requests;
-    if (answer_finish(&connection->answer, &connection->output) != 0)
+    if (!connection->is_cut_off &&
+        answer_finish(&connection->answer, &connection->output) != 0)
         connection->is_lost = true;
 }
 

@@ -83,7 +83,8 @@ struct connection_s {
     bool has_input;       /* there may be something to be read from the socket */
     bool at_eof;          /* the peer sends nothing any more */
     bool is_closing;      /* to be closed when what waits has gone out */
-    bool is_lost;         /* to be closed at once */
+    bool is_cut_off; /* it is being closed in the middle of an answer, which has no end */
+    bool is_lost;    /* to be closed at once */
 
     int64_t taken_before;  /* by the peer, when last looked at */
     unsigned quiet_checks; /* how often since then the peer had taken nothing */
