@@ -130,12 +130,13 @@ unsigned subcode_of(const char* command) {
     return subcode;
 }
 
-// From the last answer's end on.
-void turn_pages(unsigned subcode, const std::string& form_word) {
+// From the last answer's end on; of an argument that is given twice the first one counts.
+void turn_pages(unsigned subcode, const std::string& form_word, const std::string& rest) {
     constexpr int PAGES_MAX = 32; // there are fewer rows
     for (int pages = 0; !last_cursor().empty(); ++pages) {
         require(pages < PAGES_MAX);
-        const std::string argument = form_word + "limit=2 cursor=" + last_cursor();
+        const std::string argument =
+            form_word + "limit=2 cursor=" + last_cursor() + " " + rest;
         require(!answer_of(subcode, argument.c_str()).starts_with("error: "));
     }
 }
@@ -175,7 +176,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
                   {.suspends = size % 2 == 0, .sends = static_cast<int>(size % SENDS_MAX)});
     require(answer.starts_with(of_lost));
     answer_of(subcode, argument.c_str());
-    turn_pages(subcode, FORM_WORDS[form]);
+    turn_pages(subcode, FORM_WORDS[form], rest);
     dri_reset_xpath_cache(); // every input starts from the same state
     return 0;
 }

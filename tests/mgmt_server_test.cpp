@@ -388,7 +388,8 @@ TEST_F(mgmt_server_test, a_daemon_may_close_a_peer) {
             }
             while (is_within && leaf_calls < 4000) {
             }
-            on_loop([] { EXPECT_EQ(open_lists, 0) << "also while the peer takes nothing"; });
+            on_loop(
+                [] { EXPECT_EQ(open_lists, 0) << "also while the peer takes nothing"; });
             const std::string answer = client.answer();
             EXPECT_TRUE(answer.starts_with("<old-top>\n")) << answer.substr(0, 200);
             EXPECT_TRUE(answer.ends_with(LOST)) << answer.substr(0, 200);
