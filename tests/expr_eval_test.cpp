@@ -253,7 +253,8 @@ TEST(expr_patterns, hostile_ones_match_nothing) {
     EXPECT_TRUE(matches(repeated(1024, "a"), repeated(1024, "a")));
     EXPECT_TRUE(matches(repeated(500, "a") + "b\\{500\\}", // repeats its last item
                         repeated(500, "a") + repeated(500, "b")));
-    EXPECT_TRUE(matches("\\(a\\{600\\}\\)\\?", repeated(600, "a"))); // is no more
+    EXPECT_TRUE(matches("\\(a\\{600\\}\\)\\?", repeated(600, "a")));     // is no more
+    EXPECT_TRUE(matches("\\([^]aaaa]\\)\\{200\\}", repeated(200, "x"))); // one set
     EXPECT_TRUE(matches("^" + repeated(20, "\\(a*b*\\)*") + "$", repeated(50, "ab")));
     // One state for each byte is too much for a long text; a short pattern has few.
     const std::string half(500000, 'a');

@@ -5,12 +5,14 @@
 #include <cstring>
 #include <memory>
 #include <thread>
+#include <utility>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "frame/dr_plain_text.h"
 #include "frame/dr_str_buf.h"
+#include "frame/drend_hooks.h"
 #include "frame/drend_lock.h"
 #include "frame/drend_value.h"
 #include "frame/escape.h"
@@ -160,6 +162,9 @@ TEST_F(hooks_test, long_texts_are_cut_with_a_marker) {
         drend_send(nullptr, "%s", std::string(1048576, 'x').c_str());
         EXPECT_EQ(sent.size(), 3 + 1048575u);
         EXPECT_EQ(sent.substr(sent.size() - marker.size()), marker);
+        const std::string cut = std::exchange(sent, "");
+        dri_send_text(nullptr, std::string(1048576, 'x').c_str(), 1048576);
+        EXPECT_EQ(sent, cut);
         std::string text;
         EXPECT_EQ(str_append(text, "%s%s", std::string(1048576, 'y').c_str(), "z"),
                   1048576u);
@@ -353,6 +358,12 @@ TEST(value, prints_each_type) {
     EXPECT_EQ(text_of(value), "-128");
     set(value, DRV_UINT64, UINT64_MAX);
     EXPECT_EQ(text_of(value), "18446744073709551615");
+    for (uint64_t power = 1; power <= UINT64_MAX / 10; power *= 10) {
+        for (const uint64_t number : {power - 1, power}) {
+            set(value, DRV_UINT64, number);
+            EXPECT_EQ(text_of(value), std::to_string(number));
+        }
+    }
     set(value, DRV_FLOAT, -3.4e38F);
     EXPECT_EQ(text_of(value).size(), 47u);
     set(value, DRV_DOUBLE, 1.5);

@@ -146,6 +146,28 @@ TEST_F(xml_test, value_maps_evaluate_their_own_expressions_only) {
                            "  <both>&lt;7/=val('../b')</both>\n  <here>7</here>\n</top>\n");
 }
 
+// Short texts are compared as numbers.
+TEST_F(xml_test, value_maps_tell_texts_apart_by_every_byte) {
+    static std::string text;
+    drend_add_str_leaf(
+        "/text",
+        [](dr_meta_context_s* ctx, const void*) {
+            return drend_set_string_value(ctx, text.c_str());
+        },
+        nullptr);
+    for (size_t length = 1; length < 10; ++length) {
+        const std::string other(length, 'a');
+        for (size_t at = 0; at < length; ++at) {
+            text = other;
+            text[at] = 'b';
+            redefine_tree("c", "top=/(text{map: [[`" + other + "`, `other`], [`" + text +
+                                   "`, `this`]]})");
+            drend_dir_init();
+            EXPECT_EQ(render("c"), "<top>\n  <text>this</text>\n</top>\n") << text;
+        }
+    }
+}
+
 TEST_F(xml_test, long_values_are_cut_and_keep_their_closing_tag) {
     static const std::string text = std::string(1048000, 'x') + std::string(1000, '&');
     drend_add_str_leaf("/long", read_text, text.c_str());
