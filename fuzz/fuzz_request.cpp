@@ -135,8 +135,8 @@ void turn_pages(unsigned subcode, const std::string& form_word, const std::strin
     constexpr int PAGES_MAX = 32; // there are fewer rows
     for (int pages = 0; !last_cursor().empty(); ++pages) {
         require(pages < PAGES_MAX);
-        const std::string argument =
-            form_word + "limit=2 cursor=" + last_cursor() + " " + rest;
+        std::string argument = form_word;
+        argument.append("limit=2 cursor=").append(last_cursor()).append(" ").append(rest);
         require(!answer_of(subcode, argument.c_str()).starts_with("error: "));
     }
 }
