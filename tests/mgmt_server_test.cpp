@@ -398,7 +398,10 @@ TEST_F(mgmt_server_test, a_daemon_may_close_a_peer) {
             leaf_status = DREND_OK;
         }
     }
-    on_loop([] { table_size = 3; });
+    on_loop([] {
+        table_size = 3;
+        on_leaf = nullptr;
+    });
     socket_client_c idle(path_);
     EXPECT_EQ(idle.ask("closed"), document("old", 3));
     on_loop([] { EXPECT_EQ(drend_close_peer(asking), 0); });
@@ -406,8 +409,6 @@ TEST_F(mgmt_server_test, a_daemon_may_close_a_peer) {
     socket_client_c client(path_);
     EXPECT_EQ(client.ask("bye"), "bye\n"); // it had said all
     EXPECT_EQ(client.answer(), LOST);
-    stop();
-    on_leaf = nullptr;
 }
 
 TEST_F(mgmt_server_test, walks_of_nobodys_peer_survive_the_server) {
