@@ -13,6 +13,7 @@
 #include <string>
 
 #include "drend.h"
+#include "frame/drend_hooks.h"
 #include "fuzzed_daemon.h"
 
 namespace {
@@ -24,6 +25,7 @@ constexpr const char* FORM_WORDS[FORMS] = {
 constexpr unsigned STRICT = 0x80;
 constexpr unsigned WITH_PARAMETERS = 0x40;
 constexpr size_t SENDS_MAX = 50;
+constexpr char ROW_IS_GONE[] = "error: cursor: the row is not there any more\n";
 
 constexpr char DEFINITIONS[] = R"json([
  {"dc_name": "show", "dc_app_name": "one", "dc_tag": {"dts_name": "top", "dts_source": "/top",
@@ -137,7 +139,13 @@ void turn_pages(unsigned subcode, const std::string& form_word, const std::strin
         require(pages < PAGES_MAX);
         std::string argument = form_word;
         argument.append("limit=2 cursor=").append(last_cursor()).append(" ").append(rest);
-        require(!answer_of(subcode, argument.c_str()).starts_with("error: "));
+        // A filter with an empty step may hide on one page what it shows on another.
+        const std::string answer = answer_of(subcode, argument.c_str());
+        if (answer == ROW_IS_GONE) {
+            require(!dri_is_strict());
+            return;
+        }
+        require(!answer.starts_with("error: "));
     }
 }
 
