@@ -6,6 +6,7 @@
 
 #include "definitions/dr_tag_names.h"
 #include "expr/dr_text_cache.h"
+#include "frame/dr_number.h"
 
 namespace {
 
@@ -38,12 +39,8 @@ bool decode(std::string_view word, std::string& out) {
 // A number from 1 behind a sign, or nothing.
 template <typename Number>
 bool read_number(std::string_view text, char sign, Number& number) {
-    if (text.empty()) {
-        return true;
-    }
-    const char* const end = text.data() + text.size();
-    const auto read = std::from_chars(text.data() + 1, end, number);
-    return text.front() == sign && read.ec == std::errc() && read.ptr == end && number > 0;
+    return text.empty() ||
+           (text.front() == sign && dri_read_from_one(text.substr(1), number));
 }
 
 // Goes from the last tag of the way, or from above the command's, to the one of that name.

@@ -3,9 +3,9 @@
 #include "service/dr_page_words.h"
 
 #include <algorithm>
-#include <charconv>
 #include <iterator>
 
+#include "frame/dr_number.h"
 #include "frame/str_util.h"
 #include "service/dr_forms.h"
 
@@ -21,13 +21,7 @@ const dr_argument_s* find_word(const drend_tag_c& top_tag,
 // Reads a number from 1 on, if there is one. Whether it is one.
 template <typename Number>
 bool read_number(const dr_argument_s* given, Number& number) {
-    if (given == nullptr) {
-        return true;
-    }
-    const std::string_view text = dri_strip_quotes(given->value);
-    const char* const end = text.data() + text.size();
-    const auto read = std::from_chars(text.data(), end, number);
-    return read.ec == std::errc() && read.ptr == end && number > 0;
+    return given == nullptr || dri_read_from_one(dri_strip_quotes(given->value), number);
 }
 
 } // namespace

@@ -215,7 +215,6 @@ TEST_F(failing_calls_test, memory_that_runs_out_costs_its_peer_alone) {
     EXPECT_EQ(open_descriptors(), open_before);
 }
 
-// The socket stays readable; nothing is tried again before a fifth of a second is over.
 // The first answers of a server, which has no blocks kept.
 TEST_F(failing_calls_test, blocks_that_cannot_be_had_cost_their_peer_alone) {
     EXPECT_GT(for_each_failure([&](long number) {
@@ -227,6 +226,7 @@ TEST_F(failing_calls_test, blocks_that_cannot_be_had_cost_their_peer_alone) {
               1);
 }
 
+// The socket stays readable; nothing is tried again before a fifth of a second is over.
 TEST_F(failing_calls_test, a_server_without_descriptors_waits_for_some) {
     static int tries;
     static const std::function<void()> none_is_left = [] {

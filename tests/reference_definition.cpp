@@ -272,10 +272,6 @@ void read_parameters(const tag_s& top, const arguments_t& arguments, request_s& 
     }
 }
 
-} // namespace
-
-namespace {
-
 // Those that can be named so below a tag: its own kids first.
 void collect_named(const tag_s& tag, const std::string& name,
                    std::vector<const tag_s*>& out) {
