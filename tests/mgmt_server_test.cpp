@@ -367,14 +367,17 @@ TEST_F(mgmt_server_test, a_daemon_may_close_a_peer) {
                                        }},
                                       {}};
     make_menu(own, std::size(own));
-    serve();
-    for (const int suspends : {0, 1}) {
+    config_.high_water = size_t{8} << 20; // more than a socket takes waits then
+    for (const int way : {0, 1, 2, 3}) {
+        const int suspends = way % 2;
+        config_.slice_usec = way < 2 ? 2000 : 60000000; // many slices, or one
+        serve();
         for (const bool is_within : {false, true}) {
             on_loop([&] {
-                table_size = is_within ? 5000 : 5000000;
+                table_size = is_within ? 25000 : 5000000;
                 leaf_calls = 0;
                 on_leaf = [&] {
-                    if (is_within && leaf_calls == 4000) {
+                    if (is_within && leaf_calls == 20000) {
                         EXPECT_EQ(drend_close_peer(asking), 0);
                         leaf_status = suspends != 0 ? DREND_DEFER : DREND_OK;
                     }
@@ -386,7 +389,7 @@ TEST_F(mgmt_server_test, a_daemon_may_close_a_peer) {
                 ASSERT_TRUE(client.receive(100));
                 on_loop([] { EXPECT_EQ(drend_close_peer(asking), 0); });
             }
-            while (is_within && leaf_calls < 4000) {
+            while (is_within && leaf_calls < 20000) {
             }
             on_loop(
                 [] { EXPECT_EQ(open_lists, 0) << "also while the peer takes nothing"; });
@@ -397,7 +400,9 @@ TEST_F(mgmt_server_test, a_daemon_may_close_a_peer) {
             EXPECT_EQ(open_lists, 0);
             leaf_status = DREND_OK;
         }
+        stop();
     }
+    serve();
     on_loop([] {
         table_size = 3;
         on_leaf = nullptr;
